@@ -1,0 +1,21 @@
+# SPDX-License-Identifier: Apache-2.0
+# Toolchain of the boards: 32-bit ARM, soft-float calls. `./dev armel` makes the sysroot (headers and libraries to build
+# with) and the runtime (the shared libraries alone, which programs find under emulation). They are apart because the
+# emulator looks up every path in its folder first: a whole sysroot there would shadow the private root's folders.
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR arm)
+set(CMAKE_LIBRARY_ARCHITECTURE arm-linux-gnueabi)
+
+set(VEXORA_ARMEL_DIR "${CMAKE_CURRENT_LIST_DIR}/../.cache/armel" CACHE PATH "Folder of the sysroot and the runtime")
+get_filename_component(armel_dir "${VEXORA_ARMEL_DIR}" ABSOLUTE)
+list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES VEXORA_ARMEL_DIR)
+
+set(CMAKE_C_COMPILER arm-linux-gnueabi-gcc)
+set(CMAKE_CXX_COMPILER arm-linux-gnueabi-g++)
+set(CMAKE_SYSROOT "${armel_dir}/sysroot")
+set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm-static -L "${armel_dir}/runtime")
+
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)

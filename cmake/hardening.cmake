@@ -1,0 +1,31 @@
+# SPDX-License-Identifier: Apache-2.0
+# vexora_harden(TARGET) protects what is shipped. tests/abi/check_binary reads the result back from the built file.
+include(CheckCXXCompilerFlag)
+
+set(vexora_hardening
+  -fstack-protector-strong -fno-delete-null-pointer-checks -fno-strict-overflow -ftrivial-auto-var-init=zero
+  -frecord-gcc-switches)
+
+# Compilers and processors differ in what they offer.
+set(zero_init_unlock -enable-trivial-auto-var-init-zero-knowing-it-will-be-removed-from-clang)
+check_cxx_compiler_flag("-ftrivial-auto-var-init=zero" VEXORA_ZERO_INIT_IS_PLAIN)
+if(NOT VEXORA_ZERO_INIT_IS_PLAIN)
+  list(APPEND vexora_hardening ${zero_init_unlock})
+endif()
+foreach(flag -fstack-clash-protection -fcf-protection)
+  string(MAKE_C_IDENTIFIER "VEXORA_HAS${flag}" known)
+  check_cxx_compiler_flag("-Werror ${flag}" ${known})
+  if(${known})
+    list(APPEND vexora_hardening ${flag})
+  endif()
+endforeach()
+
+# Sanitizers bring their own checks of the fortified calls, which fortified ones would hide.
+if(NOT VEXORA_SANITIZE)
+  list(APPEND vexora_hardening -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3)
+endif()
+
+function(vexora_harden target)
+  target_compile_options(${target} PRIVATE ${vexora_hardening})
+  target_link_options(${target} PRIVATE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
+endfunction()

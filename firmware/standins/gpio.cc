@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+// Lines of the host: one small file each, so that both sides of a line can be scripts.
+
+#include "firmware/gpio.h"
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "guarded.h"
+
+namespace {
+
+constexpr const char *kLinesFolder = "/var/gpio";
+
+std::string lineFile(unsigned int line) { return std::string(kLinesFolder) + "/line" + std::to_string(line); }
+
+}  // namespace
+
+int hostGpioRead(unsigned int line) {
+  return vexora::firmware::guarded(-1, [line] {
+    std::string level;
+    std::ifstream(lineFile(line)) >> level;
+    if (level == "0") {
+      return 0;
+    }
+    return level == "1" ? 1 : -1;
+  });
+}
+
+int hostGpioWrite(unsigned int line, int level) {
+  if (level != 0 && level != 1) {
+    return -1;
+  }
+  return vexora::firmware::guarded(-1, [line, level] {
+    std::error_code error;
+    std::filesystem::create_directories(kLinesFolder, error);
+    std::ofstream file(lineFile(line));
+    file << level << '\n' << std::flush;
+    return file ? 0 : -1;
+  });
+}

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Owners for what the library acquires, so that an early return releases it. Each is move-only and
+// empty by default; release() hands the thing on.
+#pragma once
+
+#include <dlfcn.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+namespace vexora {
+
+struct FreeBlock {
+  void operator()(void *block) const { std::free(block); }
+};
+
+struct CloseStream {
+  void operator()(std::FILE *stream) const { static_cast<void>(std::fclose(stream)); }
+};
+
+struct CloseLibrary {
+  void operator()(void *library) const { static_cast<void>(dlclose(library)); }
+};
+
+/// A heap block from malloc, calloc or a platform call that asks for free().
+template <typename T>
+using HeapBlock = std::unique_ptr<T, FreeBlock>;
+
+/// An open stdio stream. Where the close can fail and that matters, release() it and close it.
+using Stream = std::unique_ptr<std::FILE, CloseStream>;
+
+/// A library opened at run time.
+using Library = std::unique_ptr<void, CloseLibrary>;
+
+}  // namespace vexora

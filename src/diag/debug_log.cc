@@ -1,0 +1,346 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The debug log. Marker files decide what is printed; a process keeps what it read of them in a
+// cache, and a call that prints nothing costs one existence test and a few loads.
+//
+// The cache has to stand a reload in one thread during lookups in others, and a crash report that
+// logs from a signal handler which interrupted either. So nobody ever waits for it:
+//  - there are two copies of the settings. The generation counts the reloads, and its lowest bit
+//    names the copy that holds; a reload fills the other copy, then moves the generation on. A
+//    lookup that finds the generation moved meanwhile may have read a mixture, and looks again;
+//  - a reload reads the files into memory of its own and decides by that. When another reload is
+//    just publishing (perhaps the one that this signal handler interrupted), it leaves the cache
+//    alone and marks it stale, so that the next call reads the files once more.
+// All words are atomic. A copy's words are stored with release and loaded with acquire order, which
+// keeps them on their side of the generation without fences.
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <optional>
+#include <string_view>
+
+#include "base/calendar.h"
+#include "base/descriptor.h"
+#include "base/retry.h"
+#include "diag/log_text.h"
+#include "vexora/diag.h"
+
+#define VEXORA_DEBUG_FOLDER "/conf/vexora_debug/"
+#define VEXORA_SWITCH_PREFIX "ENABLE_"
+
+extern "C" {
+
+const char *const DebugLevelDesc[4] = {"Info", "Warning", "Error", "Critical"};
+
+const char *const DebugSourceFile[6] = {
+    VEXORA_SWITCH_PREFIX "DEV",  VEXORA_SWITCH_PREFIX "IPMI",       VEXORA_SWITCH_PREFIX "REDFISH",
+    VEXORA_SWITCH_PREFIX "SNMP", VEXORA_SWITCH_PREFIX "ZELMONITOR", VEXORA_SWITCH_PREFIX "CPLD",
+};
+}
+
+namespace {
+
+constexpr unsigned kLevels = 4;
+constexpr const char *kReloadMarker = "/var/vexora_debug_reload";
+
+constexpr const char *kLevelMarkers[kLevels] = {
+    VEXORA_DEBUG_FOLDER "LEVEL_INFO",
+    VEXORA_DEBUG_FOLDER "LEVEL_WARNING",
+    VEXORA_DEBUG_FOLDER "LEVEL_ERROR",
+    VEXORA_DEBUG_FOLDER "LEVEL_CRITICAL",
+};
+
+enum Destination : int { kSerial = 0, kLog = 1, kBoth = 2 };
+
+constexpr const char *kDestinationMarkers[] = {
+    VEXORA_DEBUG_FOLDER "PATH_SERIAL",
+    VEXORA_DEBUG_FOLDER "PATH_LOG",
+    VEXORA_DEBUG_FOLDER "PATH_BOTH",
+};
+
+constexpr int kSyslogPriorities[kLevels] = {6, 4, 3, 2};
+
+// The table that LoadDebugSource fills.
+constexpr std::size_t kModules = 16;
+constexpr std::size_t kModuleSize = 16;
+constexpr std::size_t kModuleLength = kModuleSize - 1;
+constexpr std::size_t kWordsPerModule = kModuleSize / sizeof(std::uint32_t);
+
+bool exists(const char *path) { return access(path, F_OK) == 0; }
+
+template <std::size_t Count>
+int firstExisting(const char *const (&markers)[Count]) {
+  for (std::size_t i = 0; i < Count; ++i) {
+    if (exists(markers[i])) {
+      return static_cast<int>(i);
+    }
+  }
+  return -1;
+}
+
+using ModuleTable = std::array<char, kModules * kModuleSize>;
+
+/// Walks a folder's entries in the order in which the platform lists them, without the heap, which
+/// a signal handler couldn't use. Stops when `visit(name)` returns false.
+template <typename Visit>
+void forEachEntry(int folder, Visit visit) {
+  alignas(dirent64) std::array<char, 2048> entries;
+  for (;;) {
+    const ssize_t filled = getdents64(folder, entries.data(), entries.size());
+    if (filled <= 0) {
+      return;
+    }
+    for (std::size_t at = 0; at < static_cast<std::size_t>(filled);) {
+      std::uint16_t length = 0;
+      std::memcpy(&length, &entries[at + offsetof(dirent64, d_reclen)], sizeof length);
+      if (!visit(std::string_view(&entries[at + offsetof(dirent64, d_name)]))) {
+        return;
+      }
+      at += length;
+    }
+  }
+}
+
+/// Reads the module switches; false, with the table as it was, when the folder can't be opened.
+bool loadModules(ModuleTable &table) {
+  const vexora::Descriptor folder(
+      vexora::retryInterrupted([] { return open(VEXORA_DEBUG_FOLDER, O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+  if (!folder) {
+    return false;
+  }
+  table.fill('\0');
+  std::size_t used = 0;
+  forEachEntry(folder.get(), [&](std::string_view name) {
+    constexpr std::string_view kPrefix = VEXORA_SWITCH_PREFIX;
+    if (name.starts_with(kPrefix)) {
+      name.remove_prefix(kPrefix.size());
+      name.copy(&table[used * kModuleSize], kModuleLength);
+      ++used;
+    }
+    return used < kModules;
+  });
+  return true;
+}
+
+/// The settings as words: the first holds threshold and destination, the rest the module table.
+class Settings {
+ public:
+  static constexpr std::size_t kWords = 1 + kModules * kWordsPerModule;
+
+  std::array<std::uint32_t, kWords> words{};
+
+  static constexpr std::uint32_t packChoices(int threshold, int destination) {
+    // A missing marker is -1, and 255 as a byte: above every level, and no destination.
+    return static_cast<std::uint8_t>(threshold) | std::uint32_t{static_cast<std::uint8_t>(destination)} << 8;
+  }
+};
+
+/// A module name as the table holds it: 15 characters at most, padded with zeros. Two names that
+/// agree so are the same to strncmp over 15 characters.
+using PaddedName = std::array<std::uint32_t, kWordsPerModule>;
+
+PaddedName padName(const char *module) {
+  char padded[kModuleSize] = {};
+  std::memcpy(padded, module, strnlen(module, kModuleLength));
+  PaddedName name;
+  std::memcpy(name.data(), padded, sizeof padded);
+  return name;
+}
+
+/// Decides by the settings that `word(index)` yields: the destination where the record is to be
+/// printed, otherwise nothing.
+template <typename Word>
+std::optional<int> decide(unsigned level, const char *module, Word word) {
+  const std::uint32_t choices = word(0);
+  if (static_cast<std::uint8_t>(choices) > level) {
+    return std::nullopt;
+  }
+  const PaddedName name = padName(module);
+  for (std::size_t slot = 1; slot < Settings::kWords; slot += kWordsPerModule) {
+    std::size_t equal = 0;
+    while (equal < kWordsPerModule && word(slot + equal) == name[equal]) {
+      ++equal;
+    }
+    if (equal == kWordsPerModule) {
+      return static_cast<int>(choices >> 8);
+    }
+  }
+  return std::nullopt;
+}
+
+class SettingsCache {
+ public:
+  /// True until the settings were published once, and after a reload that couldn't publish.
+  [[nodiscard]] bool wantsReload() const {
+    return generation_.load(std::memory_order_acquire) == 0 || stale_.load(std::memory_order_relaxed);
+  }
+
+  /// Calls `look(word)` on a consistent copy and returns what it returned.
+  template <typename Look>
+  auto consult(Look look) const {
+    for (;;) {
+      const std::uint32_t generation = generation_.load(std::memory_order_acquire);
+      const Copy &copy = copies_[generation & 1];
+      const auto result = look([&](std::size_t i) { return copy[i].load(std::memory_order_acquire); });
+      if (generation_.load(std::memory_order_relaxed) == generation) {
+        return result;
+      }
+    }
+  }
+
+  /// To be called before the files are read, so that a mark set from then on is kept.
+  void startReload() { stale_.store(false, std::memory_order_relaxed); }
+
+  void publish(const Settings &settings) {
+    if (publishing_.test_and_set(std::memory_order_acquire)) {
+      stale_.store(true, std::memory_order_relaxed);
+      return;
+    }
+    const std::uint32_t next = generation_.load(std::memory_order_relaxed) + 1;
+    Copy &copy = copies_[next & 1];
+    for (std::size_t i = 0; i < Settings::kWords; ++i) {
+      copy[i].store(settings.words[i], std::memory_order_release);
+    }
+    generation_.store(next, std::memory_order_release);
+    publishing_.clear(std::memory_order_release);
+  }
+
+ private:
+  using Copy = std::array<std::atomic<std::uint32_t>, Settings::kWords>;
+
+  std::array<Copy, 2> copies_{};
+  std::atomic<std::uint32_t> generation_{0};
+  std::atomic<bool> stale_{false};
+  std::atomic_flag publishing_{};
+};
+
+constinit SettingsCache cache;
+
+/// Reads all settings from the marker files and publishes them.
+Settings reload() {
+  cache.startReload();
+  Settings settings;
+  // Without a folder the modules switched on before stay so.
+  settings.words = cache.consult([](auto word) {
+    std::array<std::uint32_t, Settings::kWords> words;
+    for (std::size_t i = 0; i < words.size(); ++i) {
+      words[i] = word(i);
+    }
+    return words;
+  });
+  const int threshold = GetDebugEanleLevel();
+  ModuleTable modules;
+  if (loadModules(modules)) {
+    std::memcpy(&settings.words[1], modules.data(), modules.size());
+  }
+  settings.words[0] = Settings::packChoices(threshold, GetDebugEanlePath());
+  cache.publish(settings);
+  return settings;
+}
+
+std::optional<int> destinationFor(unsigned level, const char *module) {
+  if (cache.wantsReload() || exists(kReloadMarker)) {
+    const Settings settings = reload();
+    return decide(level, module, [&](std::size_t i) { return settings.words[i]; });
+  }
+  return cache.consult([&](auto word) { return decide(level, module, word); });
+}
+
+// The platform converts to local time under a lock that isn't recursive. A handler that interrupted
+// the conversion in its own thread would wait for itself, so it goes by the offset last seen.
+constinit thread_local bool convertingTime __attribute__((tls_model("initial-exec"))) = false;
+constinit std::atomic<long> lastUtcOffset{0};
+
+std::tm localNow() {
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  bool converted = false;
+  if (!convertingTime) {
+    convertingTime = true;
+    tzset();
+    converted = localtime_r(&now, &local) != nullptr;
+    convertingTime = false;
+  }
+  if (!converted) {
+    return vexora::breakDownUtc(std::int64_t{now} + lastUtcOffset.load(std::memory_order_relaxed));
+  }
+  lastUtcOffset.store(local.tm_gmtoff, std::memory_order_relaxed);
+  return local;
+}
+
+/// Kept out of line: its buffers are none of the cost of a call that prints nothing.
+__attribute__((noinline, format(printf, 2, 0))) void printRecord(unsigned level, const char *format,
+                                                                 std::va_list arguments) {
+  vexora::LogText message;
+  if (!message.render(format, arguments)) {
+    return;
+  }
+  const std::tm now = localNow();
+  std::printf("[%s]:<%d-%02d-%02dT%02d:%02d:%02d>%s\n", DebugLevelDesc[level], now.tm_year + 1900, now.tm_mon + 1,
+              now.tm_mday, now.tm_hour, now.tm_min, now.tm_sec, message.text);
+}
+
+}  // namespace
+
+void VexoraDebug(unsigned level, const char *module, const char *format, ...) {
+  if (level >= kLevels || module == nullptr || format == nullptr) {
+    return;
+  }
+  const int callersErrno = errno;
+  const std::optional<int> destination = destinationFor(level, module);
+  errno = callersErrno;
+  if (destination == kSerial || destination == kBoth) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    printRecord(level, format, arguments);
+    va_end(arguments);
+    errno = callersErrno;
+  }
+}
+
+int GetDebugEanleLevel() { return firstExisting(kLevelMarkers); }
+
+int GetDebugEanlePath() { return firstExisting(kDestinationMarkers); }
+
+int GetDebugSourceIsEnable(const char *module) {
+  if (module == nullptr) {
+    return -1;
+  }
+  char path[64];
+  std::snprintf(path, sizeof path, "%sENABLE_%s", VEXORA_DEBUG_FOLDER, module);
+  return exists(path) ? 1 : 0;
+}
+
+int GetSourceIsVaild(const char *module) {
+  if (module == nullptr) {
+    return -1;
+  }
+  char name[32];
+  std::snprintf(name, sizeof name, "ENABLE_%s", module);
+  for (const char *known : DebugSourceFile) {
+    if (std::strcmp(name, known) == 0) {
+      return 1;
+    }
+  }
+  return 0;
+}
+
+int LoadDebugSource(char *table) {
+  ModuleTable modules;
+  if (table != nullptr && loadModules(modules)) {
+    std::memcpy(table, modules.data(), modules.size());
+  }
+  return 0;
+}
+
+int TranslateToSyslogLevel(unsigned level) { return level < kLevels ? kSyslogPriorities[level] : -1; }

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The cache of the data file, and the recorder's start. A damaged or foreign file is replaced by an
+// empty history: that is no error to a daemon, which could do nothing about it.
+
+#include <unistd.h>
+
+#include "base/owners.h"
+#include "history/data_file.h"
+#include "vexora/history.h"
+
+using namespace vexora::history;
+
+extern "C" {
+vexora_ringlist *HistoryDataRing = nullptr;
+uint8_t getHistoryDataFlag = 0;
+vexora_history_hour RecTmpData = {};
+}
+
+namespace {
+
+void dropCache() {
+  static_cast<void>(vexora_ringlist_free(HistoryDataRing));
+  HistoryDataRing = nullptr;
+}
+
+/// Reads the data file into the cache, reporting what is wrong with it.
+ReadResult loadCache(vexora::Stream file) {
+  const ReadResult result = readImage(file.get(), *HistoryDataRing);
+  file.reset();
+  switch (result) {
+    case ReadResult::NoHeader:
+      HISTORY_REPORT(vexora::kReportFailure, "Read History Dat File Head Fail, Reinit History Dat File");
+      break;
+    case ReadResult::ForeignHeader:
+      HISTORY_REPORT(vexora::kReportFailure, "History Dat File Head Param Error, Reinit History Dat File");
+      break;
+    case ReadResult::NoSlots:
+      HISTORY_REPORT(vexora::kReportFailure, "Read History Dat File Data Fail, Reinit History Dat File");
+      break;
+    case ReadResult::Whole:
+      break;
+  }
+  return result;
+}
+
+}  // namespace
+
+int InitHistoryDataCache() {
+  if (access(kDataFile, F_OK) != 0 && InitHistoryDatFile() != 0) {
+    HISTORY_REPORT(vexora::kReportFailure, "Init History Dat File Fail");
+    return -1;
+  }
+  dropCache();
+  HistoryDataRing = makeRing().release();
+  if (HistoryDataRing == nullptr) {
+    HISTORY_REPORT(vexora::kReportFailure, "Init HistoryDataRing fail");
+    return -1;
+  }
+  vexora::Stream file(std::fopen(kDataFile, "rb"));
+  if (!file) {
+    HISTORY_REPORT(vexora::kReportFailure, "Open History Dat File Fail");
+    dropCache();
+    return -1;
+  }
+  if (loadCache(std::move(file)) == ReadResult::Whole) {
+    return 0;
+  }
+  // A failed read may have filled part of the slots: empty the cache as the new file is empty.
+  if (InitHistoryDatFile() != 0 || vexora_ringlist_flush(HistoryDataRing) != 0) {
+    dropCache();
+    return -1;
+  }
+  return 0;
+}
+
+int historyDataInit() {
+  if (InitHistoryDataCache() != 0) {
+    return -1;
+  }
+  RecTmpData = {};
+  return 0;
+}

@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The history data file: 20 bytes of header and 8760 slots of 28 bytes, all little-endian. There is
+// no checksum; what a file says of its shape is the only proof that it is one.
+
+#include "history/data_file.h"
+
+#include <cstring>
+
+#include "base/owners.h"
+
+namespace vexora::history {
+
+namespace {
+
+bool isOurs(const Header &header) {
+  return header.head < kCapacity && header.tail < kCapacity && header.itemSize == kRecordSize &&
+         header.capacity == kCapacity && header.count <= kCapacity;
+}
+
+}  // namespace
+
+RingList makeRing() { return makeRingList(kRecordSize, kCapacity); }
+
+ReadResult readImage(std::FILE *file, Header &header, void *slots) {
+  // Unbuffered, the slots go where they belong without a stop in the stream's buffer.
+  static_cast<void>(std::setvbuf(file, nullptr, _IONBF, 0));
+  if (std::fread(&header, sizeof header, 1, file) != 1) {
+    return ReadResult::NoHeader;
+  }
+  if (!isOurs(header)) {
+    return ReadResult::ForeignHeader;
+  }
+  return std::fread(slots, kSlotsSize, 1, file) == 1 ? ReadResult::Whole : ReadResult::NoSlots;
+}
+
+ReadResult readImage(std::FILE *file, vexora_ringlist &ring) {
+  Header header{};
+  const ReadResult result = readImage(file, header, ring.storage);
+  if (result == ReadResult::Whole) {
+    ring.head = header.head;
+    ring.tail = header.tail;
+    ring.count = header.count;
+  }
+  return result;
+}
+
+WriteResult writeImage(std::FILE *file, const vexora_ringlist &ring) {
+  const Header header{ring.head, ring.tail, ring.item_size, ring.capacity, ring.count};
+  if (std::fwrite(&header, sizeof header, 1, file) != 1 || std::fflush(file) != 0) {
+    return WriteResult::HeaderFailed;
+  }
+  if (std::fwrite(ring.storage, kSlotsSize, 1, file) != 1 || std::fflush(file) != 0) {
+    return WriteResult::SlotsFailed;
+  }
+  return WriteResult::Whole;
+}
+
+}  // namespace vexora::history
+
+using namespace vexora::history;
+
+namespace {
+
+/// Fills the opened data file with the image of an empty ring; reports what failed.
+bool writeFreshImage(vexora::Stream file, const vexora_ringlist &empty) {
+  WriteResult result = writeImage(file.get(), empty);
+  if (std::fclose(file.release()) != 0 && result == WriteResult::Whole) {
+    result = WriteResult::SlotsFailed;
+  }
+  switch (result) {
+    case WriteResult::HeaderFailed:
+      HISTORY_REPORT(vexora::kReportFailure, "Open History Data Head To File Fail");
+      return false;
+    case WriteResult::SlotsFailed:
+      HISTORY_REPORT(vexora::kReportFailure, "Open History Data To File Fail");
+      return false;
+    case WriteResult::Whole:
+      break;
+  }
+  return true;
+}
+
+}  // namespace
+
+int InitHistoryDatFile() {
+  const vexora::RingList empty = makeRing();
+  if (!empty) {
+    HISTORY_REPORT(vexora::kReportFailure, "Init HistoryDataRing fail");
+    return -1;
+  }
+  vexora::Stream file(std::fopen(kDataFile, "wb"));
+  if (!file) {
+    HISTORY_REPORT(vexora::kReportFailure, "Open History Dat File Fail");
+    return -1;
+  }
+  if (!writeFreshImage(std::move(file), *empty)) {
+    // Half an image is worth nothing, and what it takes may be what a full disk lacks.
+    static_cast<void>(std::remove(kDataFile));
+    return -1;
+  }
+  return 0;
+}

@@ -1,0 +1,377 @@
+// SPDX-License-Identifier: Apache-2.0
+// The debug log. The settings live as long as the process, so each story runs in one of its own. The program stands
+// between the library and the platform's existence tests and time conversion: it counts the tests, and can have a
+// signal arrive in each call, whose handler logs as a crash report does.
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <climits>
+#include <csignal>
+#include <cstdio>
+#include <ctime>
+#include <filesystem>
+#include <future>
+#include <string>
+#include <vector>
+
+#include "support/files.h"
+#include "support/platform.h"
+#include "support/process.h"
+#include "vexora/diag.h"
+
+namespace vexora::test {
+namespace {
+
+const std::string kFolder = "/conf/vexora_debug/";
+const std::string kReload = "/var/vexora_debug_reload";
+const std::string kTime = "<2024-05-01T13:45:07>";
+const std::string kWithErrno = "%s: %m";  // not in the calls: compilers warn of the extension
+
+char easternZone[] = "TZ=XST-05:45";
+char *inTheEast[] = {easternZone, nullptr};
+
+thread_local int existenceTests = 0;
+thread_local bool seesReload = false;
+thread_local bool converting = false;
+thread_local bool signalInEachCall = false;
+std::atomic<int> signals = 0;
+
+void onSignal(int signal, void (*handler)(int)) {
+  struct sigaction action = {};
+  action.sa_handler = handler;
+  sigaction(signal, &action, nullptr);
+}
+
+// Repeats a call, which signals interrupt anywhere, until so many more of them were handled.
+void whileSignalled(int count, void (*call)()) {
+  const itimerval often = {{0, 100}, {0, 100}};
+  const itimerval never = {};
+  const int last = signals + count;
+  setitimer(ITIMER_REAL, &often, nullptr);
+  while (signals < last) {
+    call();
+  }
+  setitimer(ITIMER_REAL, &never, nullptr);
+}
+
+void platformCall() {
+  if (signalInEachCall) {
+    signalInEachCall = false;
+    raise(SIGUSR1);
+    signalInEachCall = true;
+  }
+}
+
+// As with the platform's own lock, a handler that interrupted a conversion must not begin another.
+void conversion() {
+  EXPECT_FALSE(converting) << "would have waited for itself";
+  converting = true;
+  platformCall();
+  converting = false;
+}
+
+void useSettings(const std::vector<std::string> &markers) {
+  remove(kFolder);
+  for (const std::string &marker : markers) {
+    touch(kFolder + marker);
+  }
+}
+
+std::string printed(const std::string &module, unsigned level = 3, const std::string &text = "text") {
+  return capturedOutput([&] { VexoraDebug(level, module.c_str(), "%s", text.c_str()); });
+}
+
+bool prints(const std::string &module) { return !printed(module).empty(); }
+
+class DebugLog : public RootTest {
+ protected:
+  FixedClock clock_{1714571107};
+};
+
+TEST_F(DebugLog, KnowsPrioritiesAndTheFirmwaresModules) {
+  for (const auto &[level, priority] : {std::pair{0U, 6}, {1U, 4}, {2U, 3}, {3U, 2}, {4U, -1}, {UINT_MAX, -1}}) {
+    EXPECT_EQ(TranslateToSyslogLevel(level), priority) << level;
+  }
+  const std::pair<const char *, int> names[] = {{"DEV", 1},        {"IPMI", 1},  {"REDFISH", 1},    {"SNMP", 1},
+                                                {"ZELMONITOR", 1}, {"CPLD", 1},  {"zelmonitor", 0}, {"DE", 0},
+                                                {"", 0},           {nullptr, -1}};
+  for (const auto &[name, known] : names) {
+    EXPECT_EQ(GetSourceIsVaild(name), known) << testing::PrintToString(name);
+  }
+}
+
+TEST_F(DebugLog, MostVerboseLevelAndFirstDestinationCount) {
+  const struct {
+    std::vector<std::string> markers;
+    int level, destination;
+    std::string printed;
+  } rows[] = {
+      {{}, -1, -1, ""},
+      {{"PATH_SERIAL"}, -1, 0, ""},
+      {{"LEVEL_INFO"}, 0, -1, ""},
+      {{"LEVEL_INFO", "PATH_LOG", "PATH_BOTH"}, 0, 1, ""},
+      {{"LEVEL_INFO", "LEVEL_CRITICAL", "PATH_BOTH"}, 0, 2, "0123"},
+      {{"LEVEL_WARNING", "LEVEL_CRITICAL", "PATH_SERIAL", "PATH_LOG"}, 1, 0, "123"},
+      {{"LEVEL_ERROR", "LEVEL_CRITICAL", "PATH_SERIAL"}, 2, 0, "23"},
+      {{"LEVEL_CRITICAL", "PATH_SERIAL"}, 3, 0, "3"},
+  };
+  for (const auto &row : rows) {
+    SCOPED_TRACE(testing::PrintToString(row.markers));
+    useSettings(row.markers);
+    touch(kFolder + "ENABLE_IPMI");
+    EXPECT_EQ(GetDebugEanleLevel(), row.level);
+    EXPECT_EQ(GetDebugEanlePath(), row.destination);
+    inFreshProcess([&] {
+      std::string levels;
+      for (const unsigned level : {0U, 1U, 2U, 3U, 4U, UINT_MAX}) {
+        levels += printed("IPMI", level).empty() ? "" : std::to_string(level);
+      }
+      EXPECT_EQ(levels, row.printed);
+    });
+  }
+}
+
+TEST_F(DebugLog, RecordShowsLevelLocalTimeAndMessageAndKeepsErrno) {
+  const std::string most(1022, 'x');
+  const std::pair<std::string, std::string> texts[] = {
+      {"abc", "abc\n\n"},    {"abc\n", "abc\n\n"},        {"abc\t", "abc\t\n"},         {"", "\n\n"},
+      {most, most + "\n\n"}, {most + "y", most + "\n\n"}, {most + "yz", most + "\n\n"}, {most + "\tz", most + "\t\n"}};
+  useSettings({"LEVEL_INFO", "PATH_SERIAL", "ENABLE_IPMI"});
+  inFreshProcess([&] {
+    for (const auto &[text, shown] : texts) {
+      EXPECT_EQ(printed("IPMI", 1, text), "[Warning]:" + kTime + shown);
+    }
+    clock_.set(981173106);
+    EXPECT_EQ(printed("IPMI", 0), "[Info]:<2001-02-03T04:05:06>text\n\n");
+  });
+  useSettings({"LEVEL_ERROR", "PATH_BOTH", "ENABLE_IPMI"});  // reading them meets missing files
+  inFreshProcess([&] {
+    environ = inTheEast;
+    EXPECT_EQ(capturedOutput([] {
+                errno = ENOTTY;
+                VexoraDebug(2, "IPMI", kWithErrno.c_str(), "open");
+                EXPECT_EQ(errno, ENOTTY);
+                VexoraDebug(2, "IPMI", "before %ls after", L"\xD800");
+                EXPECT_EQ(errno, ENOTTY);
+              }),
+              "[Error]:<2024-05-01T19:30:07>open: Inappropriate ioctl for device\n\n");
+  });
+}
+
+TEST_F(DebugLog, ModulesAreComparedOnTheirFirst15Characters) {
+  const std::pair<const char *, bool> modules[] = {{"IPMI", true},
+                                                   {"IPM", false},
+                                                   {"IPMI_OVER_LAN_SERVICE", false},
+                                                   {"DEV", false},
+                                                   {"abcdefghijklmnopqrst", true},
+                                                   {"abcdefghijklmno---", true},
+                                                   {"abcdefghijklmn", false},
+                                                   {"", true}};  // the last equals an unused slot
+  const std::string longest(37, 'm');                            // with the folder, 63 characters
+  useSettings({"LEVEL_INFO", "PATH_SERIAL", "ENABLE_IPMI", "ENABLE_abcdefghijklmnopqrst", "ENABLE_" + longest});
+  inFreshProcess([&] {
+    for (const auto &[module, on] : modules) {
+      EXPECT_EQ(prints(module), on) << module;
+    }
+  });
+  EXPECT_EQ(GetDebugSourceIsEnable("IPMI"), 1);
+  EXPECT_EQ(GetDebugSourceIsEnable("abcdefghijklmno"), 0);
+  EXPECT_EQ(GetDebugSourceIsEnable((longest + "cut off").c_str()), 1);
+  EXPECT_EQ(GetDebugSourceIsEnable(nullptr), -1);
+}
+
+TEST_F(DebugLog, OnlyTheFirst16SwitchesListedCount) {
+  useSettings({"LEVEL_INFO", "PATH_SERIAL"});
+  for (int i = 0; i < 200; ++i) {  // more than one read of the folder yields
+    touch(kFolder + (i < 17 ? "ENABLE_" : "NOTES_ON_SWITCH_") + std::to_string(i) + "_ABCDEFGHIJKLM");
+  }
+  std::vector<std::string> listed;
+  std::string expected;
+  for (const auto &entry : std::filesystem::directory_iterator(kFolder)) {
+    const std::string name = entry.path().filename();
+    if (name.starts_with("ENABLE_")) {
+      listed.push_back(name.substr(7, 15));
+      expected.append(listed.back()).append(16 - listed.back().size(), '\0');
+    }
+  }
+  expected.resize(256);
+  std::string table(257, '~');
+  EXPECT_EQ(LoadDebugSource(table.data()), 0);
+  EXPECT_EQ(table, expected + "~");
+  inFreshProcess([&] {
+    for (const std::string &module : listed) {
+      EXPECT_EQ(prints(module), module != listed[16]) << module;
+    }
+  });
+  remove(kFolder);
+  EXPECT_EQ(LoadDebugSource(table.data()), 0);
+  EXPECT_EQ(table, expected + "~");
+}
+
+TEST_F(DebugLog, SettingsAreReadAtTheFirstAcceptedCallAndWhileTheReloadMarkerStands) {
+  inFreshProcess([] {
+    VexoraDebug(4, "IPMI", "ignored");
+    VexoraDebug(3, nullptr, "ignored");
+    VexoraDebug(3, "IPMI", nullptr);
+    useSettings({"LEVEL_WARNING", "PATH_SERIAL", "ENABLE_IPMI"});
+    EXPECT_TRUE(prints("IPMI"));  // so no ignored call had found the folder missing
+
+    useSettings({"LEVEL_CRITICAL", "PATH_LOG", "ENABLE_DEV"});
+    EXPECT_NE(printed("IPMI", 1), "");
+    touch(kReload);
+    EXPECT_FALSE(prints("DEV"));
+    useSettings({"LEVEL_CRITICAL", "PATH_BOTH", "ENABLE_DEV"});
+    EXPECT_TRUE(prints("DEV"));
+    EXPECT_EQ(printed("DEV", 2), "");
+    EXPECT_FALSE(prints("IPMI"));
+    remove(kReload);
+    useSettings({});
+
+    EXPECT_TRUE(prints("DEV"));
+    existenceTests = 0;
+    EXPECT_FALSE(prints("IPMI"));
+    EXPECT_EQ(printed("DEV", 2), "");
+    EXPECT_EQ(existenceTests, 2) << "one for each silent call";
+    touch(kReload);
+    EXPECT_FALSE(prints("DEV"));
+    EXPECT_TRUE(exists(kReload));
+  });
+}
+
+TEST_F(DebugLog, FolderThatCannotBeOpenedAtAReloadKeepsTheModules) {
+  useSettings({"LEVEL_CRITICAL", "PATH_SERIAL", "ENABLE_IPMI"});
+  inFreshProcess([] {
+    EXPECT_TRUE(prints("IPMI"));
+    useSettings({"LEVEL_INFO", "PATH_SERIAL", "ENABLE_DEV"});
+    touch(kReload);
+    const std::string output = capturedOutput([] {
+      rlimit files = {};
+      getrlimit(RLIMIT_NOFILE, &files);
+      const rlimit none = {0, files.rlim_max};
+      setrlimit(RLIMIT_NOFILE, &none);
+      VexoraDebug(0, "IPMI", "kept");
+      VexoraDebug(0, "DEV", "not seen");
+      setrlimit(RLIMIT_NOFILE, &files);
+    });
+    EXPECT_EQ(output, "[Info]:" + kTime + "kept\n\n");
+  });
+}
+
+TEST_F(DebugLog, LookupsStayRightWhileOtherThreadsReload) {
+  const std::string switches[] = {kFolder + "ENABLE_AAAABBBB", kFolder + "ENABLE_CCCCDDDD"};
+  useSettings({"LEVEL_INFO", "PATH_SERIAL", "ENABLE_STEADY", "ENABLE_AAAABBBB"});
+  inFreshProcess([&] {
+    std::string expected;
+    const auto lookUp = [](bool reloads) {
+      seesReload = reloads;
+      for (int i = 0; i < 2000; ++i) {
+        for (const char *module : {"STEADY", "AAAADDDD", "CCCCBBBB"}) {  // the last two are half of each switch
+          VexoraDebug(0, module, "%s", module);
+        }
+      }
+    };
+    const std::string output = capturedOutput([&] {
+      const auto reloader = std::async(std::launch::async, lookUp, true);
+      const auto reader = std::async(std::launch::async, lookUp, false);
+      seesReload = true;
+      for (int i = 0; reader.wait_for(std::chrono::seconds(0)) != std::future_status::ready; ++i) {
+        EXPECT_EQ(std::rename(switches[i % 2].c_str(), switches[1 - i % 2].c_str()), 0);
+        VexoraDebug(0, "OFF", "reloads");
+      }
+    });
+    for (int i = 0; i < 4000; ++i) {
+      expected += "[Info]:" + kTime + "STEADY\n\n";
+    }
+    EXPECT_TRUE(output == expected) << output.size() << " characters for " << expected.size();
+  });
+}
+
+TEST_F(DebugLog, HandlerLogsAtOnceWhereverItInterruptedALogCall) {
+  useSettings({"LEVEL_INFO", "PATH_SERIAL", "ENABLE_IPMI"});
+  inFreshProcess([] {
+    environ = inTheEast;
+    const auto crash = [](int) { VexoraDebug(3, "IPMI", "crash %d", ++signals); };
+    onSignal(SIGUSR1, crash);
+    onSignal(SIGALRM, crash);
+    ASSERT_TRUE(prints("IPMI"));
+    std::string expected;
+    const auto expectCrashes = [&](int first) {
+      for (int i = first; i <= signals; ++i) {
+        expected += "[Critical]:<2024-05-01T19:30:07>crash " + std::to_string(i) + "\n\n";
+      }
+      return signals.load();
+    };
+    const std::string output = capturedOutput([&] {
+      seesReload = true;
+      signalInEachCall = true;
+      VexoraDebug(1, "IPMI", "interrupted");
+      signalInEachCall = false;
+      EXPECT_GE(signals, 5) << "existence tests and time conversion";
+      const int before = expectCrashes(1);
+      expected += "[Warning]:<2024-05-01T19:30:07>interrupted\n\n";
+      whileSignalled(1000, [] { VexoraDebug(3, "OFF", "reloads"); });
+      expectCrashes(before + 1);
+    });
+    EXPECT_EQ(output, expected);
+  });
+}
+
+TEST_F(DebugLog, LookupInterruptedByReloadsGoesByTheOldSettingsOrTheNew) {
+  static const std::string states[][2] = {{kFolder + "LEVEL_CRITICAL", kFolder + "LEVEL_INFO"},
+                                          {kFolder + "ENABLE_X", kFolder + "X_IS_OFF"}};
+  useSettings({"ENABLE_X"});  // tmpfs lists the newest first, so that a lookup takes its longest to find it
+  for (int i = 0; i < 15; ++i) {
+    touch(kFolder + "ENABLE_OTHER" + std::to_string(i));
+  }
+  touch(kFolder + "LEVEL_CRITICAL");
+  touch(kFolder + "PATH_SERIAL");
+  inFreshProcess([] {
+    onSignal(SIGALRM, [](int) {
+      for (const auto &[from, to] : states) {
+        std::rename((signals % 2 == 0 ? from : to).c_str(), (signals % 2 == 0 ? to : from).c_str());
+      }
+      seesReload = true;
+      VexoraDebug(0, "OFF", "reloads");
+      VexoraDebug(0, "OFF", "reloads once more, so that no copy of the old settings is left");
+      seesReload = false;
+      ++signals;
+    });
+    EXPECT_EQ(capturedOutput([] { whileSignalled(1000, [] { VexoraDebug(0, "X", "on at no time for this level"); }); }),
+              "");
+  });
+}
+
+}  // namespace
+}  // namespace vexora::test
+
+// The function that this program's one of the same name hides.
+#define PLATFORM(name) reinterpret_cast<decltype(&(name))>(dlsym(RTLD_NEXT, #name))
+
+extern "C" {
+
+int access(const char *path, int mode) noexcept {
+  static auto *const real = PLATFORM(access);
+  ++vexora::test::existenceTests;
+  vexora::test::platformCall();
+  return vexora::test::seesReload && path == vexora::test::kReload ? 0 : real(path, mode);
+}
+
+void tzset() noexcept {
+  static auto *const real = PLATFORM(tzset);
+  vexora::test::conversion();
+  real();
+}
+
+std::tm *localtime_r(const std::time_t *moment, std::tm *parts) noexcept {
+  static auto *const real = PLATFORM(localtime_r);
+  vexora::test::conversion();
+  return real(moment, parts);
+}
+}

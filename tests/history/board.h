@@ -1,0 +1,235 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// A board with two sensors and a clock, for the tests of the history recorder. To be included by one source file of a
+// program: it defines the sensors' function and the loading of the library that has it.
+//
+//   board.sample(0x3009, 20.6);
+//   EXPECT_EQ(newestRecord().sensor_3009.average, 21);
+#pragma once
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <ctime>
+#include <exception>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "support/files.h"
+#include "support/platform.h"
+#include "support/process.h"
+#include "vexora/history.h"
+
+namespace vexora::test {
+
+inline const std::string kDataFile = "/extlog/syslog/history_data.dat";
+inline const std::string kTemporaryFile = "/extlog/syslog/tmp_history_data.dat";
+inline constexpr std::uint32_t kSlots = 8760;
+inline constexpr std::size_t kImageSize = 245'300;
+inline constexpr std::time_t kHour = 3600;
+inline constexpr std::time_t kNoon = 1'709'208'000;  // 2024-02-29 12:00:00 UTC
+
+using Record = vexora_history_record;
+
+// A data file: the header's five numbers, then the slots.
+struct Image {
+  std::uint32_t head = 0;
+  std::uint32_t tail = kSlots - 1;
+  std::uint32_t itemSize = 28;
+  std::uint32_t capacity = kSlots;
+  std::uint32_t count = 0;
+  std::vector<Record> slots = std::vector<Record>(kSlots);
+
+  Image &push(const Record &record) {
+    tail = (tail + 1) % kSlots;
+    slots[tail] = record;
+    count += count < kSlots ? 1 : 0;
+    head = count < kSlots ? 0 : (tail + 1) % kSlots;
+    return *this;
+  }
+  [[nodiscard]] std::string bytes() const {
+    const std::uint32_t header[] = {head, tail, itemSize, capacity, count};
+    std::string all(kImageSize, '\0');
+    std::memcpy(all.data(), header, sizeof header);
+    std::memcpy(&all[sizeof header], slots.data(), kSlots * sizeof(Record));
+    return all;
+  }
+};
+
+// A record of some moment of UTC, with figures that depend on it.
+inline Record recordAt(std::time_t moment) {
+  const auto seconds = static_cast<std::uint32_t>(moment);
+  const auto figure = [seconds](std::uint32_t shift) { return static_cast<std::uint16_t>(seconds / 60 + shift); };
+  const auto part = [](int value) { return static_cast<std::uint16_t>(value); };
+  std::tm utc{};
+  gmtime_r(&moment, &utc);
+  return {.sensor_7000 = {figure(0), figure(1), figure(2)},
+          .sensor_3009 = {figure(3), figure(4), figure(5)},
+          .hour = part(utc.tm_hour),
+          .day = part(utc.tm_mday),
+          .month = part(utc.tm_mon + 1),
+          .year = part(utc.tm_year + 1900),
+          .time = seconds,
+          .query_time = seconds};
+}
+
+// Hourly records, the first one at `first`.
+inline Image hourly(unsigned number, std::time_t first) {
+  Image image;
+  for (unsigned i = 0; i < number; ++i) {
+    image.push(recordAt(first + static_cast<std::time_t>(i) * kHour));
+  }
+  return image;
+}
+
+// The newest record of the data file.
+inline Record newestRecord() {
+  const std::string file = read(kDataFile);
+  std::uint32_t tail = 0;
+  Record newest{};
+  std::memcpy(&tail, &file.at(4), sizeof tail);
+  std::memcpy(&newest, &file.at(20 + tail * sizeof newest), sizeof newest);
+  return newest;
+}
+
+// The cache as it would stand in a file.
+inline std::string cacheBytes() {
+  const vexora_ringlist &ring = *HistoryDataRing;
+  Image image{ring.head, ring.tail, ring.item_size, ring.capacity, ring.count};
+  std::memcpy(image.slots.data(), ring.storage, kSlots * sizeof(Record));
+  return image.bytes();
+}
+
+// Fills the disk of the data file; removing the filler frees it.
+inline const std::string kFiller = "/extlog/syslog/filler";
+inline void fillDisk() { EXPECT_THROW(write(kFiller, std::string(64U << 20, 'x')), std::exception); }
+
+// A message of the recorder, as it should arrive; `report` puts LINE where a line number is.
+inline PlatformMessage report(int level, const std::string &text) {
+  return {level, "[libvexora_hisotry_data_interface:LINE]" + text};
+}
+
+// A text with the first number after a colon, a line's, replaced by LINE.
+inline std::string withoutLine(const std::string &text) {
+  const std::size_t at = text.find_first_of("123456789", text.find(':'));
+  const std::size_t end = text.find_first_not_of("0123456789", at);
+  return at == std::string::npos ? text : text.substr(0, at) + "LINE" + text.substr(std::min(end, text.size()));
+}
+
+inline std::vector<PlatformMessage> takeReports(PlatformLog &log) {
+  std::vector<PlatformMessage> messages = log.take();
+  for (PlatformMessage &message : messages) {
+    message.text = withoutLine(message.text);
+  }
+  return messages;
+}
+
+// How the platform's sensor library presents itself.
+enum class Library {
+  kFitted,         // the two sensors below
+  kInstalled,      // whatever file is installed
+  kMissing,        // there is none
+  kWithoutSensor,  // it has no function to read sensors
+};
+
+struct Sensors {
+  struct Call {
+    int sensor;
+    double before;  // what the caller's double held
+    int option;
+    bool operator==(const Call &) const = default;
+  };
+
+  Library library = Library::kFitted;
+  double sensor3009 = 0;
+  double sensor7000 = 0;
+  int broken = 0;  // this one answers with a failure
+  int loads = 0;
+  int unloads = 0;
+  std::vector<Call> calls;
+};
+
+inline Sensors sensors;
+
+// A recorder's process at a moment in time. Its messages are collected.
+class Board {
+ public:
+  explicit Board(std::time_t now = kNoon) : clock(now) { sensors = {}; }
+
+  int sample() { return historyDataRecord(); }
+  int sample(int sensor, double value) {
+    (sensor == 0x3009 ? sensors.sensor3009 : sensors.sensor7000) = value;
+    return sample();
+  }
+  int sampleAt(std::time_t now, double sensor3009, double sensor7000) {
+    clock.set(now);
+    sensors.sensor3009 = sensor3009;
+    sensors.sensor7000 = sensor7000;
+    return sample();
+  }
+  std::vector<PlatformMessage> takeReports() { return test::takeReports(log); }
+
+  FixedClock clock;
+  PlatformLog log;
+};
+
+inline const std::vector<PlatformMessage> kNoReports;
+// What tells that a record was not stored.
+inline const PlatformMessage kNotWritten = report(130, "WriteHistoryDataToDatFile Fail");
+inline const PlatformMessage kGivenUp = report(132, "AddHistoryData fail, will delete history data file");
+
+}  // namespace vexora::test
+
+// A story of one recorder, in an empty private root and a process of its own: what a recorder remembers between
+// samples lasts as long as its process.
+#define BOARD_TEST(suite, name)                        \
+  static void suite##name(vexora::test::Board &board); \
+  TEST(suite, name) {                                  \
+    vexora::test::clearRoot();                         \
+    vexora::test::inFreshProcess([] {                  \
+      vexora::test::Board board;                       \
+      suite##name(board);                              \
+      vexora_ringlist_free(HistoryDataRing);           \
+      HistoryDataRing = nullptr;                       \
+    });                                                \
+  }                                                    \
+  static void suite##name([[maybe_unused]] vexora::test::Board &board)
+
+extern "C" {
+
+__attribute__((used)) inline int PDK_GetSensorRealValueFromSharedMem(int sensor, double *value, int option) {
+  using vexora::test::sensors;
+  const vexora::test::InHarness own;
+  sensors.calls.push_back({sensor, *value, option});
+  *value = sensor == 0x3009 ? sensors.sensor3009 : sensors.sensor7000;
+  return sensors.broken == sensor ? -1 : 0;
+}
+
+// The fitted sensors are this program's own: a handle of the program finds them.
+__attribute__((used)) inline void *dlopen(const char *path, int mode) noexcept {
+  using vexora::test::Library;
+  using vexora::test::sensors;
+  const vexora::test::InHarness own;
+  static auto *const real = reinterpret_cast<void *(*)(const char *, int)>(dlsym(RTLD_NEXT, "dlopen"));
+  if (path == nullptr || std::string_view(path) != "/usr/local/lib/libipmipdk.so" || mode != RTLD_NOW ||
+      sensors.library == Library::kInstalled) {
+    return real(path, mode);
+  }
+  if (sensors.library == Library::kMissing) {
+    return nullptr;
+  }
+  ++sensors.loads;
+  return real(sensors.library == Library::kFitted ? nullptr : "libc.so.6", RTLD_NOW);
+}
+
+__attribute__((used)) inline int dlclose(void *library) noexcept {
+  const vexora::test::InHarness own;
+  static auto *const real = reinterpret_cast<int (*)(void *)>(dlsym(RTLD_NEXT, "dlclose"));
+  ++vexora::test::sensors.unloads;
+  return real(library);
+}
+}

@@ -1,0 +1,387 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <atomic>
+#include <random>
+#include <thread>
+
+#include "history/board.h"
+
+namespace {
+
+// What a query does with the data file, as its calls show it.
+struct FileUse {
+  int opened = 0;
+  std::size_t bytesRead = 0;
+  std::string flags;  // the busy flag at each call
+};
+thread_local FileUse *watched = nullptr;
+
+void noteFlag() { watched->flags += static_cast<char>('0' + getHistoryDataFlag); }
+
+template <typename Function>
+Function *next(Function * /*ours*/, const char *name) {
+  return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+extern "C" {
+std::FILE *fopen(const char *path, const char *mode) {
+  if (watched != nullptr) {
+    ++watched->opened;
+    noteFlag();
+  }
+  return next(&fopen, "fopen64")(path, mode);
+}
+std::size_t fread(void *data, std::size_t size, std::size_t number, std::FILE *file) {
+  const std::size_t got = next(&fread, "fread")(data, size, number, file);
+  if (watched != nullptr) {
+    watched->bytesRead += got * size;
+    noteFlag();
+  }
+  return got;
+}
+int fclose(std::FILE *file) {
+  if (watched != nullptr) {
+    noteFlag();
+  }
+  return next(&fclose, "fclose")(file);
+}
+}
+
+namespace vexora::test {
+namespace {
+
+constexpr char kUntouched = '\xA5';
+
+struct Query {
+  std::uint32_t type;
+  std::uint32_t start;
+  std::uint32_t end;
+};
+
+// An answer of getHistoryData whose caller began with a count of 7 and an output of untouched bytes.
+struct Answer {
+  int result = -1;
+  std::uint32_t count = 7;
+  std::string entries;
+  bool operator==(const Answer &) const = default;
+};
+
+std::ostream &operator<<(std::ostream &stream, const Answer &answer) {
+  return stream << answer.result << ", count " << answer.count << ", " << testing::PrintToString(answer.entries);
+}
+
+Answer ask(const Query &query) {
+  constexpr std::size_t kGuard = 64;
+  static std::string room(kImageSize + kGuard, kUntouched);
+  Answer answer;
+  answer.result = getHistoryData(room.data(), query.type, query.start, query.end, &answer.count);
+  EXPECT_EQ(getHistoryDataFlag, 0);
+  const auto size = static_cast<std::size_t>(std::max(answer.result, 0));
+  answer.entries = room.substr(0, size);
+  EXPECT_EQ(room.substr(size, kGuard), std::string(kGuard, kUntouched));
+  std::fill_n(room.begin(), size, kUntouched);
+  return answer;
+}
+
+// The position rules taken one by one, in numbers too wide to wrap.
+Answer reference(const Image &file, const Query &query) {
+  const auto [type, start, end] = query;
+  const std::int64_t n = file.count;
+  const auto recordAge = [&](std::int64_t age) {
+    return file.slots[(file.head + static_cast<std::uint32_t>(age)) % kSlots];
+  };
+  const auto timeOf = [&](std::int64_t age) { return recordAge(age).query_time; };
+  const std::uint32_t oldest = file.slots[file.head].query_time;
+  if (start > file.slots[file.tail].query_time || end < oldest) {
+    return {0, 0, {}};
+  }
+  std::int64_t i = 0;
+  if (start > oldest) {
+    i = (start - oldest) / 3600 + 1;
+    bool settled = i == 1;
+    if (i >= n) {
+      i = n - 1;
+      settled = i <= 1;
+    }
+    if (!settled) {
+      while (i > 0 && start < timeOf(i - 1)) {
+        --i;
+      }
+      if (i < n - 1) {
+        while (i != n - 1 && start > timeOf(i + 1)) {
+          ++i;
+        }
+      }
+    }
+  }
+  Answer answer{0, 7, {}};
+  for (; i < n && timeOf(i) < end; ++i) {
+    const Record record = recordAge(i);
+    const std::string bytes(reinterpret_cast<const char *>(&record), 28);
+    answer.entries += type == 4 ? bytes : bytes.substr(type == 0 ? 6 : 0, 6) + bytes.substr(12);
+    ++answer.count;
+  }
+  answer.result = static_cast<int>(answer.entries.size());
+  return answer;
+}
+
+// Steps between the times of records.
+enum class Rhythm { kHourly, kGaps, kClusters, kAny };
+
+std::uint32_t step(Rhythm rhythm, std::mt19937 &random) {
+  const auto any = static_cast<std::uint32_t>(random());
+  switch (rhythm) {
+    case Rhythm::kHourly:
+      return 3600;
+    case Rhythm::kGaps:
+      return any % 4 == 0 ? any % 400'000 : 3600;
+    case Rhythm::kClusters:
+      return any % 4 != 0 ? any % 300 : 3600;
+    case Rhythm::kAny:
+      break;
+  }
+  return any % 9000;
+}
+
+void compareWithReference(unsigned pushes, Rhythm rhythm, unsigned queries, std::mt19937 &random) {
+  Image image;
+  std::uint32_t time = 1'700'000'000;
+  for (unsigned i = 0; i < pushes; ++i) {
+    image.push(recordAt(static_cast<std::time_t>(time += step(rhythm, random))));
+  }
+  write(kDataFile, image.bytes());
+  const auto below = [&random](std::uint32_t limit) { return static_cast<std::uint32_t>(random() % limit); };
+  const auto moment = [&] {
+    const std::uint32_t recorded = image.slots[(image.head + below(image.count + 1)) % kSlots].query_time;
+    const std::uint32_t around[] = {0, 1, 3599, 3600, 3601, below(100'000)};
+    const std::uint32_t distance = around[below(6)];
+    return below(2) == 0 ? recorded + distance : recorded - distance;
+  };
+  constexpr std::uint32_t kTypes[] = {0, 1, 4};
+  for (unsigned i = 0; i < queries; ++i) {
+    const std::uint32_t start = moment();
+    const std::uint32_t ends[] = {moment(), 0xFFFFFFFF, start + 1 + below(90'000)};
+    const std::uint32_t end = ends[below(3)];
+    const Query query{kTypes[below(3)], start, end};
+    ASSERT_EQ(ask(query), start < end ? reference(image, query) : Answer{})
+        << pushes << " pushes, rhythm " << static_cast<int>(rhythm) << ", type " << query.type << ", [" << start << ", "
+        << end << ")";
+  }
+}
+
+class HistoryQuery : public RootTest {};
+
+TEST_F(HistoryQuery, FollowsThePositionRulesForAnyRecords) {
+  std::mt19937 random(52);
+  for (const Rhythm rhythm : {Rhythm::kHourly, Rhythm::kGaps, Rhythm::kClusters, Rhythm::kAny}) {
+    for (const unsigned pushes : {0U, 1U, 2U, 3U, 4U, 5U, 9U, 40U}) {
+      compareWithReference(pushes, rhythm, 100, random);
+    }
+    compareWithReference(kSlots, rhythm, 20, random);
+    compareWithReference(kSlots + 3456, rhythm, 40, random);
+  }
+}
+
+// With records an hour apart. A record at the very start of a range is left out, unless it is the oldest.
+TEST_F(HistoryQuery, GivesTheHoursOfARangeWithoutItsEnd) {
+  const Image image = hourly(48, kNoon);
+  write(kDataFile, image.bytes());
+  struct Row {
+    std::time_t start, end;
+    std::uint32_t first, count;
+  };
+  const Row rows[] = {{-kHour, 3 * kHour, 0, 3},
+                      {-kHour, 3 * kHour + 1, 0, 4},
+                      {0, 1, 0, 1},
+                      {-kHour, 0, 0, 0},
+                      {1, 3 * kHour, 1, 2},
+                      {2 * kHour - 1, 4 * kHour, 2, 2},
+                      {2 * kHour, 4 * kHour + 1, 3, 2},
+                      {46 * kHour, 90 * kHour, 47, 1},
+                      {47 * kHour, 90 * kHour, 47, 1},
+                      {47 * kHour - 1, 90 * kHour, 47, 1},
+                      {-9, 90 * kHour, 0, 48}};
+  for (const Row &row : rows) {
+    const auto start = static_cast<std::uint32_t>(kNoon + row.start);
+    const Answer answer = ask({4, start, static_cast<std::uint32_t>(kNoon + row.end)});
+    const std::string expected(reinterpret_cast<const char *>(&image.slots[row.first]), std::size_t{28} * row.count);
+    EXPECT_EQ(answer, (Answer{static_cast<int>(28 * row.count), 7 + row.count, expected}))
+        << row.start << " to " << row.end;
+  }
+}
+
+TEST_F(HistoryQuery, LaysEntriesOutByType) {
+  Image image;
+  image.push({{0x0102, 0x0304, 0x0506}, {0x0708, 0x090A, 0x0B0C}, 23, 31, 12, 2024, 0x11121314, 0x15161718});
+  write(kDataFile, image.bytes());
+  const std::string of7000("\2\1\4\3\6\5", 6);
+  const std::string of3009("\x8\7\xA\x9\xC\xB", 6);
+  const std::string when("\x17\0\x1F\0\xC\0\xE8\7\x14\x13\x12\x11\x18\x17\x16\x15", 16);
+  EXPECT_EQ(ask({0, 1, 0xFFFFFFFF}), (Answer{22, 8, of3009 + when}));
+  EXPECT_EQ(ask({1, 1, 0xFFFFFFFF}), (Answer{22, 8, of7000 + when}));
+  EXPECT_EQ(ask({4, 1, 0xFFFFFFFF}), (Answer{28, 8, of7000 + of3009 + when}));
+}
+
+TEST_F(HistoryQuery, RefusesWhatItCannotAnswer) {
+  write(kDataFile, hourly(3, kNoon).bytes());
+  std::uint32_t count = 7;
+  char out = kUntouched;
+  EXPECT_EQ(getHistoryData(nullptr, 4, 1, 0xFFFFFFFF, &count), -1);
+  EXPECT_EQ(getHistoryData(&out, 4, 1, 0xFFFFFFFF, nullptr), -1);
+  EXPECT_EQ(count, 7U);
+  EXPECT_EQ(out, kUntouched);
+  for (const Query &query : {Query{4, 9, 9}, {4, 9, 8}, {2, 0, 9}, {3, 0, 9}, {5, 0, 9}, {0x104, 0, 9}}) {
+    EXPECT_EQ(ask(query), Answer{}) << query.type;
+  }
+  Image foreign = hourly(3, kNoon);
+  foreign.capacity = 8761;
+  PlatformLog log;
+  for (const std::string &file :
+       {foreign.bytes(), foreign.bytes().substr(0, 19), hourly(3, kNoon).bytes().substr(0, kImageSize - 1)}) {
+    write(kDataFile, file);
+    EXPECT_EQ(ask({4, 1, 0xFFFFFFFF}), Answer{});
+    EXPECT_TRUE(read(kDataFile) == file);
+  }
+  remove(kDataFile);
+  EXPECT_EQ(ask({4, 1, 0xFFFFFFFF}), Answer{});
+  EXPECT_FALSE(exists(kDataFile));
+  EXPECT_EQ(log.take(), kNoReports);
+}
+
+// A header may tell of no records where the slots hold times.
+TEST_F(HistoryQuery, RefusesAPositionBeforeTheFirstRecord) {
+  Image image = hourly(3, kNoon);
+  image.count = 0;
+  write(kDataFile, image.bytes());
+  EXPECT_EQ(ask({4, 1, 0xFFFFFFFF}), (Answer{0, 7, {}}));
+  EXPECT_EQ(ask({4, kNoon + 1, 0xFFFFFFFF}), Answer{});
+}
+
+TEST_F(HistoryQuery, ReadsTheFileOnceUnderTheBusyFlag) {
+  write(kDataFile, hourly(8760, kNoon).bytes());
+  const int descriptors = openDescriptors();
+  for (const std::uint32_t end : {std::uint32_t{kNoon + 1}, 0xFFFFFFFF}) {
+    FileUse use;
+    watched = &use;
+    ask({4, kNoon, end});
+    watched = nullptr;
+    EXPECT_EQ(use.opened, 1);
+    EXPECT_EQ(use.bytesRead, kImageSize);
+    EXPECT_EQ(use.flags, "1111");
+  }
+  EXPECT_EQ(openDescriptors(), descriptors);
+}
+
+BOARD_TEST(HistoryClear, EmptiesTheCacheAndRemovesTheFile) {
+  EXPECT_EQ(clearHistoryData(), -1);
+  EXPECT_EQ(getHistoryDataFlag, 0);
+  ASSERT_EQ(historyDataInit(), 0);
+  ASSERT_EQ(board.sample(), 0);
+  ASSERT_EQ(board.sample(0x3009, 20), 0);
+  getHistoryDataFlag = 1;
+  EXPECT_EQ(clearHistoryData(), -1);
+  EXPECT_EQ(getHistoryDataFlag, 1);
+  EXPECT_EQ(HistoryDataRing->count, 1U);
+  getHistoryDataFlag = 0;
+  EXPECT_EQ(clearHistoryData(), 0);
+  EXPECT_TRUE(cacheBytes() == Image().bytes());
+  EXPECT_FALSE(exists(kDataFile));
+  EXPECT_EQ(RecTmpData.sensor_3009.samples, 1U);
+  EXPECT_EQ(clearHistoryData(), -1);
+  EXPECT_EQ(getHistoryDataFlag, 0);
+  // The hour in progress goes on into a new file.
+  EXPECT_EQ(board.sampleAt(kNoon + kHour, 30, 0), 0);
+  EXPECT_EQ(newestRecord().sensor_3009.average, 25);
+  EXPECT_EQ(board.takeReports(), kNoReports);
+}
+
+TEST_F(HistoryQuery, CommandAnswersWithCompletionCodes) {
+  const Record one = hourly(1, kNoon).slots[0];
+  const std::string entry(reinterpret_cast<const char *>(&one), 28);
+  // The seconds 1,709,208,000 and one more, little-endian.
+  const std::string range("\xC0\x71\xE0\x65\xC1\x71\xE0\x65", 8);
+  const std::string backward("\xC1\x71\xE0\x65\xC0\x71\xE0\x65", 8);
+  struct Row {
+    std::string request, answer;
+  };
+  const auto expectAnswers = [](const std::vector<Row> &rows) {
+    for (const auto &[request, answer] : rows) {
+      const std::string unaligned = '-' + request;
+      std::string room(64, kUntouched);
+      const int length = VexoraHistoryRecordDataOper(reinterpret_cast<const std::uint8_t *>(unaligned.data() + 1),
+                                                     static_cast<std::uint32_t>(request.size()),
+                                                     reinterpret_cast<std::uint8_t *>(&room[1]));
+      EXPECT_EQ(length, answer.size()) << testing::PrintToString(request);
+      EXPECT_EQ(room, kUntouched + answer + std::string(63 - answer.size(), kUntouched))
+          << testing::PrintToString(request);
+    }
+  };
+  const std::string count("\0", 1);
+  const std::string clear("\2", 1);
+  expectAnswers({{count, "\xCC"}, {"\1\4" + range, "\xCC"}, {clear, "\xCC"}});
+  write(kDataFile, hourly(8760, kNoon).bytes());
+  ASSERT_EQ(historyDataInit(), 0);
+  expectAnswers({{"", "\xC7"},
+                 {count + 'x', "\xC7"},
+                 {"\1\4" + range.substr(0, 7), "\xC7"},
+                 {"\1\4" + range + 'x', "\xC7"},
+                 {"\2x", "\xC7"},
+                 {"\3", "\xC9"},
+                 {"\xFF\4" + range, "\xC9"},
+                 {"\1\2" + range, "\xCC"},
+                 {"\1\4" + backward, "\xCC"},
+                 {count, std::string("\0\x38\x22\0\0", 5)},
+                 {"\1\4" + range, std::string("\0\1\0\0\0", 5) + entry},
+                 {"\1\1" + range, std::string("\0\1\0\0\0", 5) + entry.substr(0, 6) + entry.substr(12)},
+                 {std::string("\1\0", 2) + range, std::string("\0\1\0\0\0", 5) + entry.substr(6)},
+                 {clear, std::string("\0", 1)},
+                 {clear, "\xCC"},
+                 {count, std::string("\0\0\0\0\0", 5)}});
+  std::uint8_t byte = 0x5A;
+  EXPECT_EQ(VexoraHistoryRecordDataOper(nullptr, 1, &byte), 0);
+  EXPECT_EQ(VexoraHistoryRecordDataOper(&byte, 1, nullptr), 0);
+  EXPECT_EQ(byte, 0x5A);
+  std::uint32_t number = 7;
+  EXPECT_EQ(getHistoryDataNum(&number), 0);
+  EXPECT_EQ(number, 0U);
+  vexora_ringlist_free(std::exchange(HistoryDataRing, nullptr));
+  number = 7;
+  EXPECT_EQ(getHistoryDataNum(&number), -1);
+  EXPECT_EQ(number, 7U);
+}
+
+// The recorder samples in one thread while others ask and clear.
+BOARD_TEST(HistoryThreads, SeeWholeRecordsOnly) {
+  ASSERT_EQ(historyDataInit(), 0);
+  std::atomic<bool> done = false;
+  std::thread asking([&] {
+    std::vector<Record> records(kSlots);
+    for (int answers = 0; answers < 50;) {
+      std::uint32_t count = 0;
+      const int size = getHistoryData(records.data(), 4, 1, 0xFFFFFFFF, &count);
+      answers += count > 2 ? 1 : 0;
+      EXPECT_TRUE(size == -1 || size == static_cast<int>(28 * count));
+      for (std::uint32_t i = 0; i < count; ++i) {
+        EXPECT_EQ(records[i].time, records[i].query_time);
+        EXPECT_TRUE(i == 0 || records[i - 1].time < records[i].time);
+      }
+      EXPECT_EQ(getHistoryDataNum(&count), 0);
+    }
+    done = true;
+  });
+  for (int n = 1; !done; ++n) {
+    board.sampleAt(kNoon + n * kHour, n, n);
+    if (n % 20 == 0) {
+      std::thread clearing(clearHistoryData);
+      board.sample();
+      clearing.join();
+    }
+  }
+  asking.join();
+  EXPECT_EQ(board.takeReports(), kNoReports);
+}
+
+}  // namespace
+}  // namespace vexora::test

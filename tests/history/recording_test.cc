@@ -1,0 +1,302 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+
+#include "history/board.h"
+
+namespace {
+bool localTimeFails = false;
+
+template <typename Function>
+Function *next(Function * /*ours*/, const char *name) {
+  return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+}
+}  // namespace
+
+extern "C" {
+std::tm *localtime(const std::time_t *moment) noexcept {
+  return localTimeFails ? nullptr : next(&localtime, "localtime")(moment);
+}
+std::tm *localtime_r(const std::time_t *moment, std::tm *out) noexcept {
+  return localTimeFails ? nullptr : next(&localtime_r, "localtime_r")(moment, out);
+}
+}
+
+namespace vexora::test {
+namespace {
+
+const PlatformMessage kEarly = report(132, "New record time is early than last record, will delete history data file");
+// A sensor's statistics, in a form that prints.
+using Figures = std::vector<int>;
+Figures figures(const vexora_history_statistics &sensor) { return {sensor.average, sensor.maximum, sensor.minimum}; }
+
+std::vector<std::int64_t> progress(const vexora_history_progress &sensor) {
+  return {sensor.samples, sensor.sum, sensor.maximum, sensor.minimum};
+}
+
+// A recorder that has just written the record of the hour, over the records of a file if there is one.
+void start(Board &board) {
+  ASSERT_EQ(historyDataInit(), 0);
+  ASSERT_EQ(board.sample(), 0);
+}
+
+BOARD_TEST(History, FirstSampleOfAProcessClosesARecord) {
+  setenv("TZ", "XYZ-5:30", 1);
+  ASSERT_EQ(historyDataInit(), 0);
+  EXPECT_EQ(board.sampleAt(kNoon + 1830, 20.6, 4660), 0);
+  const std::string record(
+      "\x34\x12\x34\x12\x34\x12\x15\0\x15\0\x15\0\x12\0\x1D\0\x02\0\xE8\x07\xE6\x78\xE0\x65\xE6\x78\xE0\x65", 28);
+  const std::string header("\0\0\0\0\0\0\0\0\x1C\0\0\0\x38\x22\0\0\x01\0\0\0", 20);
+  const std::string file = read(kDataFile);
+  EXPECT_EQ(file.substr(0, 48), header + record);
+  EXPECT_TRUE(file.substr(48) == std::string(kImageSize - 48, '\0'));
+  EXPECT_TRUE(cacheBytes() == file);
+  const vexora_history_hour nextHour{{}, {}, 18};
+  EXPECT_EQ(std::memcmp(&RecTmpData, &nextHour, sizeof nextHour), 0);
+  EXPECT_EQ(list("/extlog/syslog"), std::vector<std::string>{"history_data.dat"});
+  EXPECT_EQ(board.takeReports(), kNoReports);
+}
+
+BOARD_TEST(History, RoundsReadings) {
+  start(board);
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  constexpr int kMost = 2'147'483'647;
+  constexpr int kLeast = -kMost - 1;
+  struct Row {
+    double reading;
+    int rounded;    // sensor 0x3009
+    int truncated;  // sensor 0x7000
+  };
+  const Row rows[] = {{20.5, 20, 20},
+                      {20.6, 21, 20},
+                      {0.50001, 1, 0},
+                      {7.9, 8, 7},
+                      {-3.7, -3, -3},
+                      {-0.9, 0, 0},
+                      {19.9999999999, 20, 19},  // 20 in single precision
+                      {20.5000000001, 20, 20},  // 20.5 in single precision
+                      {16777217.75, 16777218, 16777217},
+                      {2147483520.0, 2147483520, 2147483520},
+                      {2147483647.0, kMost, kMost},
+                      {-2147483648.0, kLeast, kLeast},
+                      {1e10, kMost, kMost},
+                      {-1e10, kLeast, kLeast},
+                      {1e300, kMost, kMost},
+                      {kInfinity, kMost, kMost},
+                      {-kInfinity, kLeast, kLeast},
+                      {std::nan(""), 0, 0}};
+  for (const Row &row : rows) {
+    RecTmpData.sensor_3009 = RecTmpData.sensor_7000 = {};
+    EXPECT_EQ(board.sampleAt(kNoon, row.reading, row.reading), 0);
+    EXPECT_EQ(RecTmpData.sensor_3009.sum, row.rounded) << row.reading;
+    EXPECT_EQ(RecTmpData.sensor_7000.sum, row.truncated) << row.reading;
+  }
+}
+
+BOARD_TEST(History, ClosesTheHourWithTheFirstSampleOfTheNext) {
+  start(board);
+  const std::string before = read(kDataFile);
+  board.sampleAt(kNoon + 600, 10, -3.7);
+  board.sampleAt(kNoon + 1200, 20, -2);
+  board.sampleAt(kNoon + 3599, 31, -5);
+  EXPECT_EQ(progress(RecTmpData.sensor_3009), (std::vector<std::int64_t>{3, 61, 31, 10}));
+  EXPECT_EQ(progress(RecTmpData.sensor_7000), (std::vector<std::int64_t>{3, -10, 0, -5}));
+  EXPECT_TRUE(read(kDataFile) == before);
+  EXPECT_EQ(board.sampleAt(kNoon + kHour, 40, 0), 0);
+  EXPECT_EQ(figures(newestRecord().sensor_3009), (Figures{25, 40, 10}));
+  // (2^32 - 10) / 4 and -5, the low 16 bits of each; the maximum never falls below 0.
+  EXPECT_EQ(figures(newestRecord().sensor_7000), (Figures{0xFFFD, 0, 0xFFFB}));
+  EXPECT_EQ(HistoryDataRing->count, 2U);
+  board.sampleAt(kNoon + 2 * kHour, 50, 70'000);
+  EXPECT_EQ(figures(newestRecord().sensor_3009), (Figures{50, 50, 50}));
+  EXPECT_EQ(figures(newestRecord().sensor_7000), (Figures{4464, 4464, 4464}));
+}
+
+BOARD_TEST(History, SumsWrap) {
+  start(board);
+  board.sampleAt(kNoon, 0, 2'147'483'647);
+  board.sampleAt(kNoon, 0, 2'147'483'647);
+  board.sampleAt(kNoon + kHour, 0, 9);
+  EXPECT_EQ(figures(newestRecord().sensor_7000), (Figures{2, 0xFFFF, 9}));
+}
+
+// The hour of the day decides, not the hour.
+BOARD_TEST(History, TakesTheSameHourOfAnotherDayForTheSameHour) {
+  start(board);
+  EXPECT_EQ(board.sampleAt(kNoon + 24 * kHour, 1, 1), 0);
+  EXPECT_EQ(HistoryDataRing->count, 1U);
+  EXPECT_EQ(RecTmpData.sensor_3009.samples, 1U);
+}
+
+TEST(History, MergesWithARecordOfTheSameHourAfterARestart) {
+  struct Row {
+    std::time_t age;  // of the newest record at the first sample
+    std::uint16_t hour;
+    bool merged;
+  };
+  const Row rows[] = {{0, 12, true},     {1799, 12, true},        {3599, 12, true},
+                      {3600, 12, false}, {24 * kHour, 12, false}, {600, 11, false}};
+  for (const Row &row : rows) {
+    SCOPED_TRACE(testing::Message() << "age " << row.age << ", hour " << row.hour);
+    clearRoot();
+    Image image = hourly(2, kNoon - 48 * kHour);
+    Record newest = recordAt(kNoon + 1800 - row.age);
+    newest.sensor_3009 = {20, 22, 18};
+    newest.sensor_7000 = {0xFFFE, 7, 0xFFFB};
+    newest.hour = row.hour;
+    image.push(newest);
+    write(kDataFile, image.bytes());
+    inFreshProcess([&] {
+      Board board;
+      ASSERT_EQ(historyDataInit(), 0);
+      EXPECT_EQ(board.sampleAt(kNoon + 1800, 25, 5), 0);
+      Record expected = recordAt(kNoon + 1800);
+      expected.sensor_3009 = row.merged ? vexora_history_statistics{22, 25, 18} : vexora_history_statistics{25, 25, 25};
+      expected.sensor_7000 = row.merged ? vexora_history_statistics{0x8001, 7, 5} : vexora_history_statistics{5, 5, 5};
+      if (row.merged) {
+        image.slots[2] = expected;
+      } else {
+        image.push(expected);
+      }
+      EXPECT_TRUE(read(kDataFile) == image.bytes());
+      EXPECT_TRUE(cacheBytes() == image.bytes());
+      vexora_ringlist_free(HistoryDataRing);
+    });
+  }
+}
+
+BOARD_TEST(History, OverwritesTheOldestRecordOfAFullRing) {
+  Image image = hourly(kSlots + 5, kNoon - (kSlots + 5) * kHour);
+  write(kDataFile, image.bytes());
+  start(board);
+  Record newest = recordAt(kNoon);
+  newest.sensor_3009 = newest.sensor_7000 = {};
+  EXPECT_TRUE(read(kDataFile) == image.push(newest).bytes());
+  EXPECT_EQ(HistoryDataRing->head, 6U);
+}
+
+BOARD_TEST(History, SkipsSamplesWhileAQueryOrClearIsBusy) {
+  start(board);
+  sensors.loads = 0;
+  getHistoryDataFlag = 1;
+  EXPECT_EQ(board.sampleAt(kNoon + kHour, 5, 5), 0);
+  EXPECT_EQ(sensors.loads, 0);
+  EXPECT_EQ(RecTmpData.sensor_3009.samples, 0U);
+  getHistoryDataFlag = 0;
+  EXPECT_EQ(board.sample(), 0);
+  EXPECT_EQ(HistoryDataRing->count, 2U);
+}
+
+BOARD_TEST(History, AsksForSensor3009First) {
+  start(board);
+  EXPECT_EQ(sensors.calls, (std::vector<Sensors::Call>{{0x3009, 0.0, 1}, {0x7000, 0.0, 1}}));
+}
+
+BOARD_TEST(History, LoadsTheInstalledSensorLibrary) {
+  installSensorLibrary();
+  setReading(0x3009, 20.6);
+  setReading(0x7000, 300.75);
+  sensors.library = Library::kInstalled;
+  start(board);
+  EXPECT_EQ(newestRecord().sensor_3009.average, 21);
+  EXPECT_EQ(newestRecord().sensor_7000.average, 300);
+}
+
+BOARD_TEST(History, LosesOnlyTheSampleWhenASensorFails) {
+  start(board);
+  sensors.loads = sensors.unloads = 0;
+  struct Row {
+    Library library;
+    int broken;
+    int loads;
+    unsigned samples3009;
+  };
+  const Row rows[] = {{Library::kMissing, 0, 0, 0},
+                      {Library::kWithoutSensor, 0, 1, 0},
+                      {Library::kFitted, 0x3009, 2, 0},
+                      {Library::kFitted, 0x7000, 3, 1}};
+  const std::string before = read(kDataFile);
+  for (const Row &row : rows) {
+    sensors.library = row.library;
+    sensors.broken = row.broken;
+    EXPECT_EQ(board.sampleAt(kNoon + kHour, 5, 5), 0);
+    EXPECT_EQ(sensors.loads, row.loads);
+    EXPECT_EQ(sensors.unloads, row.loads);
+    EXPECT_EQ(RecTmpData.sensor_3009.samples, row.samples3009);
+    EXPECT_EQ(RecTmpData.sensor_7000.samples, 0U);
+    EXPECT_TRUE(read(kDataFile) == before);
+  }
+  EXPECT_EQ(board.takeReports(), kNoReports);
+}
+
+BOARD_TEST(History, SaysSoWhenThereIsNoLocalTime) {
+  ASSERT_EQ(historyDataInit(), 0);
+  int result = 0;
+  localTimeFails = true;
+  const std::string output = capturedOutput([&] { result = board.sample(); });
+  localTimeFails = false;
+  EXPECT_EQ(result, -1);
+  EXPECT_EQ(withoutLine(output), "Localtime return null func:historyDataRecord line:LINE\n");
+  EXPECT_EQ(sensors.calls.size(), 0U);
+  EXPECT_EQ(sensors.unloads, 1);
+  EXPECT_EQ(RecTmpData.last_record_hour, 0);
+}
+
+BOARD_TEST(History, GivesUpTheFileButNotTheSamplesWhileTheClockIsSetBack) {
+  write(kDataFile, hourly(2, kNoon).bytes());  // the newest at 13:00
+  ASSERT_EQ(historyDataInit(), 0);
+  for (int n = 1; n <= 2; ++n) {
+    write(kDataFile, "there");
+    EXPECT_EQ(board.sampleAt(kNoon + kHour - 3 + n, 10 * n, n), -1);
+    EXPECT_EQ(board.takeReports(), (std::vector{kEarly, kGivenUp}));
+    EXPECT_FALSE(exists(kDataFile));
+    EXPECT_TRUE(cacheBytes() == hourly(2, kNoon).bytes());
+    EXPECT_EQ(RecTmpData.sensor_3009.samples, static_cast<std::uint32_t>(n));
+    EXPECT_EQ(RecTmpData.last_record_hour, 24);
+  }
+  EXPECT_EQ(board.sampleAt(kNoon + 2 * kHour, 60, 3), 0);
+  EXPECT_EQ(HistoryDataRing->count, 3U);
+  EXPECT_EQ(figures(newestRecord().sensor_3009), (Figures{30, 60, 10}));
+}
+
+BOARD_TEST(History, TriesAgainAfterAFullDisk) {
+  start(board);
+  board.sampleAt(kNoon + 60, 10, 1);
+  fillDisk();
+  EXPECT_EQ(board.sampleAt(kNoon + kHour, 20, 1), -1);
+  EXPECT_EQ(board.takeReports(), (std::vector{kNotWritten, kGivenUp}));
+  EXPECT_FALSE(exists(kDataFile));
+  EXPECT_TRUE(exists(kTemporaryFile));
+  EXPECT_EQ(progress(RecTmpData.sensor_3009), (std::vector<std::int64_t>{2, 30, 20, 10}));
+  EXPECT_EQ(RecTmpData.last_record_hour, 12);
+  remove(kFiller);
+  EXPECT_EQ(board.sampleAt(kNoon + kHour + 60, 60, 1), 0);
+  EXPECT_EQ(HistoryDataRing->count, 2U);
+  // The record of the failed attempt, 15, is in the cache: this one, 30, merges with it.
+  EXPECT_EQ(figures(newestRecord().sensor_3009), (Figures{22, 60, 10}));
+  EXPECT_FALSE(exists(kTemporaryFile));
+  EXPECT_EQ(board.takeReports(), kNoReports);
+}
+
+// The three ways in which there is nothing to add a record to.
+BOARD_TEST(History, GivesUpWithoutAUsableCache) {
+  write(kDataFile, "there");
+  EXPECT_EQ(board.sample(), -1);
+  EXPECT_FALSE(exists(kDataFile));
+  EXPECT_EQ(board.takeReports(), std::vector{kGivenUp});
+  ASSERT_EQ(historyDataInit(), 0);
+  RecTmpData.last_record_hour = 24;
+  pthread_mutex_t *const lock = std::exchange(HistoryDataRing->lock, nullptr);
+  EXPECT_EQ(board.sample(), -1);
+  EXPECT_EQ(board.takeReports(), std::vector{kGivenUp});
+  HistoryDataRing->lock = lock;
+  // In the first hour of the epoch an empty ring's slot looks like a record to merge with.
+  EXPECT_EQ(board.sampleAt(100, 1, 1), -1);
+  EXPECT_EQ(board.takeReports(), std::vector{kGivenUp});
+  EXPECT_EQ(HistoryDataRing->count, 0U);
+  EXPECT_EQ(RecTmpData.sensor_3009.samples, 2U);
+}
+
+}  // namespace
+}  // namespace vexora::test

@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Makes system calls fail on purpose. A program that links this routes its own and the library's calls of the C
+// library through counters; an armed fault makes the chosen one fail. Only calls of the thread that armed the fault
+// count, and none that the test support itself makes (platform log, clock, sensors).
+//
+//   setUp();
+//   failEach("fwrite", ENOSPC,
+//            [&] { result = historyDataInit(); },
+//            [&](unsigned n) { EXPECT_EQ(read(kFile), before) << "write " << n; });
+//
+// Calls known by name: open, openat, fopen, fdopen, fread, fwrite, fputs, fflush, fseek, fclose, fsync, fdatasync,
+// close, read, write, pread, pwrite, rename, unlink, remove, ftruncate, mkdir, stat, fstat, access, opendir, mkstemp,
+// malloc, calloc, realloc, pthread_mutex_init. A name covers the variants that one source word compiles to (64-bit
+// offsets, fortified forms). The three heap calls exist only in builds without sanitizers.
+#pragma once
+
+#include <climits>
+#include <string>
+#include <string_view>
+
+namespace vexora::test {
+
+// Groups of calls that an armed fault can name instead of one.
+inline constexpr std::string_view kAnyFileCall = "any file call";
+inline constexpr std::string_view kAnyAllocation = "any allocation";
+
+// For a fault that only counts.
+inline constexpr unsigned kNever = UINT_MAX;
+
+enum class Strike {
+  kOnce,        // the nth call fails, later ones work again
+  kFromThenOn,  // the nth call and all later ones fail: a disk that is full
+  kKill,        // the process dies by SIGKILL just before the nth call
+};
+
+// Armed while it lives; one a thread at a time.
+class FailCall {
+ public:
+  FailCall(std::string_view call, unsigned nth, int error, Strike strike = Strike::kOnce);
+  ~FailCall();
+  FailCall(const FailCall &) = delete;
+  FailCall &operator=(const FailCall &) = delete;
+
+  // Whether a call was made to fail.
+  [[nodiscard]] bool struck() const { return struck_; }
+  // Calls of that name so far, the failed ones included.
+  [[nodiscard]] unsigned seen() const { return seen_; }
+
+  // For the interposed calls: counts this one and says whether it must fail, with errno set.
+  bool strikes(std::string_view call, std::string_view group);
+
+ private:
+  std::string_view call_;
+  unsigned nth_;
+  int error_;
+  Strike strike_;
+  unsigned seen_ = 0;
+  bool struck_ = false;
+};
+
+// Repeats `call` with its 1st, 2nd, 3rd ... use of `name` failing, and `check(n)` after each with the fault lifted,
+// until `call` gets through untouched. Returns how many failures were struck, so that a test can expect some.
+template <typename Call, typename Check>
+unsigned failEach(std::string_view name, int error, Call call, Check check, Strike strike = Strike::kOnce) {
+  for (unsigned n = 1;; ++n) {
+    bool struck = false;
+    {
+      FailCall fault(name, n, error, strike);
+      call();
+      struck = fault.struck();
+    }
+    if (!struck) {
+      return n - 1;
+    }
+    check(n);
+  }
+}
+
+// How many times `call` uses `name`.
+template <typename Call>
+unsigned countCalls(std::string_view name, Call call) {
+  FailCall counter(name, kNever, 0);
+  call();
+  return counter.seen();
+}
+
+// Heap blocks of this thread now, less those at construction; 0 after a call that leaks nothing. Builds without
+// sanitizers only, which find leaks themselves.
+class HeapWatch {
+ public:
+  HeapWatch();
+  [[nodiscard]] long growth() const;
+
+ private:
+  long before_;
+};
+
+}  // namespace vexora::test

@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "support/files.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <system_error>
+
+namespace vexora::test {
+namespace fs = std::filesystem;
+
+namespace {
+
+// Left in the root by the script that makes it.
+constexpr const char *kRootMark = "/.private-root";
+
+constexpr const char *kWritable[] = {
+    "/conf", "/etc/defconfig", "/extlog/syslog", "/var", "/mnt", "/usr/local/lib", "/usr/lib/arm-linux-gnueabi"};
+
+// Removes what a folder holds but stays on its file system: a build folder that happens to lie below one of ours is
+// mounted there, and must survive.
+void clearFolder(const fs::path &folder) {
+  struct stat own = {};
+  lstat(folder.c_str(), &own);
+  for (const auto &entry : fs::directory_iterator(folder)) {
+    struct stat found = {};
+    if (lstat(entry.path().c_str(), &found) != 0 || found.st_dev != own.st_dev) {
+      continue;
+    }
+    if (S_ISDIR(found.st_mode)) {
+      clearFolder(entry.path());
+    }
+    std::error_code stillHoldsMount;
+    fs::remove(entry.path(), stillHoldsMount);
+  }
+}
+
+}  // namespace
+
+void write(const std::string &path, std::string_view contents) {
+  fs::create_directories(fs::path(path).parent_path());
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  file.write(contents.data(), static_cast<std::streamsize>(contents.size()));
+  file.close();
+  if (!file) {
+    throw std::runtime_error("cannot write " + path);
+  }
+}
+
+std::string read(const std::string &path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) {
+    throw std::runtime_error("cannot read " + path);
+  }
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+bool exists(const std::string &path) { return fs::exists(fs::symlink_status(path)); }
+
+void touch(const std::string &path) {
+  fs::create_directories(fs::path(path).parent_path());
+  const std::ofstream file(path, std::ios::app);
+  if (!file) {
+    throw std::runtime_error("cannot make " + path);
+  }
+}
+
+void makeFolder(const std::string &path) { fs::create_directories(path); }
+
+void remove(const std::string &path) { fs::remove_all(path); }
+
+std::vector<std::string> list(const std::string &path) {
+  std::vector<std::string> names;
+  if (fs::is_directory(path)) {
+    for (const auto &entry : fs::directory_iterator(path)) {
+      names.push_back(entry.path().filename());
+    }
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+void clearRoot() {
+  if (!exists(kRootMark)) {
+    throw std::runtime_error("not in a private root; start test programs through tests/support/private_root");
+  }
+  for (const char *folder : kWritable) {
+    clearFolder(folder);
+  }
+  fs::create_directories("/var/tmp");
+}
+
+int openDescriptors() {
+  int count = 0;
+  for (const auto &entry : fs::directory_iterator("/proc/self/fd")) {
+    count += entry.path().empty() ? 0 : 1;
+  }
+  return count - 1;  // without the listing's own
+}
+
+}  // namespace vexora::test

@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The platform as a test program sees it: its debug output, its clock and its sensors. The program defines the
+// platform's symbols, so the library's calls arrive here. Linked into every test program.
+#pragma once
+
+#include <ctime>
+#include <string>
+#include <vector>
+
+namespace vexora::test {
+
+// One call of the platform's debug output (or, for `maintenance`, of its maintenance output).
+struct PlatformMessage {
+  int level;
+  std::string text;
+  bool maintenance = false;
+
+  bool operator==(const PlatformMessage &) const = default;
+};
+
+// Collects the platform's debug output while it lives; one at a time. Without one, messages go to standard error.
+class PlatformLog {
+ public:
+  PlatformLog();
+  ~PlatformLog();
+  PlatformLog(const PlatformLog &) = delete;
+  PlatformLog &operator=(const PlatformLog &) = delete;
+
+  // What arrived since the construction or the last take().
+  std::vector<PlatformMessage> take();
+
+  // The same, texts only.
+  std::vector<std::string> takeTexts();
+};
+
+// Stops `time` at a moment (seconds since the epoch) while it lives; afterwards the real time is back. Threads and
+// forked processes see the same moment.
+class FixedClock {
+ public:
+  explicit FixedClock(std::time_t now);
+  ~FixedClock();
+  FixedClock(const FixedClock &) = delete;
+  FixedClock &operator=(const FixedClock &) = delete;
+
+  void set(std::time_t now);
+  void advance(std::time_t seconds);
+  [[nodiscard]] std::time_t now() const;
+};
+
+// Puts the stand-in sensor library where the library under test looks for it. Its readings come from the file that
+// setReading() and setReadings() write.
+void installSensorLibrary();
+
+// The sensor answers `value` until changed; other sensors keep theirs.
+void setReading(unsigned sensor, double value);
+
+// Forgets all readings: every sensor answers with a failure.
+void forgetReadings();
+
+// While one lives, the thread's calls are the test's own: call faults (faults.h) let them through.
+class InHarness {
+ public:
+  InHarness();
+  ~InHarness();
+  InHarness(const InHarness &) = delete;
+  InHarness &operator=(const InHarness &) = delete;
+
+  [[nodiscard]] static bool active();
+};
+
+}  // namespace vexora::test
+
+template <typename Stream>
+Stream &operator<<(Stream &stream, const vexora::test::PlatformMessage &message) {
+  stream << (message.maintenance ? "maintenance " : "") << message.level << " \"" << message.text << '"';
+  return stream;
+}

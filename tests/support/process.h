@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Processes and their standard output. The library keeps state for the life of a process (the debug settings, the
+// history ring), so a test of a fresh start runs its story in a process of its own.
+#pragma once
+
+#include <functional>
+#include <string>
+
+namespace vexora::test {
+
+// Runs `body` in a forked process and waits for it. Returns its exit status, 128 + N when signal N ended it. Failed
+// expectations inside print as usual and make the status 1.
+int runInChild(const std::function<void()> &body);
+
+// Runs `body` in a forked process and fails the current test when anything failed or crashed there.
+void inFreshProcess(const std::function<void()> &body);
+
+// What `body` writes to standard output (descriptor 1).
+std::string capturedOutput(const std::function<void()> &body);
+
+}  // namespace vexora::test
