@@ -49,16 +49,16 @@ void onSignal(int signal, void (*handler)(int)) {
   sigaction(signal, &action, nullptr);
 }
 
-// Repeats a call, which signals interrupt anywhere, until so many more of them were handled.
+// Repeats a call while so many signals arrive, one after the other, at any of its instructions.
 void whileSignalled(int count, void (*call)()) {
-  const itimerval often = {{0, 100}, {0, 100}};
-  const itimerval never = {};
-  const int last = signals + count;
-  setitimer(ITIMER_REAL, &often, nullptr);
-  while (signals < last) {
-    call();
+  const itimerval soon = {{}, {0, 50}};
+  while (count-- > 0) {
+    const int before = signals;
+    setitimer(ITIMER_REAL, &soon, nullptr);
+    while (signals == before) {
+      call();
+    }
   }
-  setitimer(ITIMER_REAL, &never, nullptr);
 }
 
 void platformCall() {

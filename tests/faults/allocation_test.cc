@@ -72,6 +72,11 @@ TEST(Allocation, StartsTheRecorderOrFailsCleanly) {
   const int descriptors = openDescriptors();
   expectStartsOrFailsCleanly(hourly(9, kNoon).bytes(), {kNoRing});
   expectStartsOrFailsCleanly({}, {kNoRing, kNotCreated});
+  EXPECT_EQ(historyDataInit(), 0);
+  const HeapWatch heap;
+  EXPECT_EQ(historyDataInit(), 0);
+  EXPECT_EQ(heap.growth(), 0) << "the cache loaded before is freed";
+  vexora_ringlist_free(std::exchange(HistoryDataRing, nullptr));
   EXPECT_EQ(openDescriptors(), descriptors);
 }
 

@@ -185,12 +185,12 @@ inline const PlatformMessage kGivenUp = report(132, "AddHistoryData fail, will d
 }  // namespace vexora::test
 
 // A story of one recorder, in an empty private root and a process of its own: what a recorder remembers between
-// samples lasts as long as its process.
+// samples lasts as long as its process, which an exception must not leave alive.
 #define BOARD_TEST(suite, name)                        \
   static void suite##name(vexora::test::Board &board); \
   TEST(suite, name) {                                  \
     vexora::test::clearRoot();                         \
-    vexora::test::inFreshProcess([] {                  \
+    vexora::test::inFreshProcess([]() noexcept {       \
       vexora::test::Board board;                       \
       suite##name(board);                              \
       vexora_ringlist_free(HistoryDataRing);           \

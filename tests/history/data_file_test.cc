@@ -167,8 +167,9 @@ TEST_F(HistoryFile, IsNotLeftHalfWritten) {
     const unsigned failures = failEach(
         row.call, ENOSPC, [&] { result = InitHistoryDatFile(); },
         [&](unsigned n) {
+          ASSERT_LE(n, row.reports.size());
           EXPECT_EQ(result, -1);
-          EXPECT_EQ(takeReports(), std::vector{row.reports.at(n - 1)}) << row.call << n;
+          EXPECT_EQ(takeReports(), std::vector{row.reports[n - 1]}) << row.call << n;
           EXPECT_FALSE(exists(kDataFile));
           EXPECT_EQ(openDescriptors(), descriptors);
         });

@@ -75,7 +75,7 @@ BOARD_TEST(History, RoundsReadings) {
                       {-3.7, -3, -3},
                       {-0.9, 0, 0},
                       {19.9999999999, 20, 19},  // 20 in single precision
-                      {20.5000000001, 20, 20},  // 20.5 in single precision
+                      {20.5000005, 20, 20},     // 20.5 in single precision
                       {16777217.75, 16777218, 16777217},
                       {2147483520.0, 2147483520, 2147483520},
                       {2147483647.0, kMost, kMost},
@@ -147,7 +147,7 @@ TEST(History, MergesWithARecordOfTheSameHourAfterARestart) {
     newest.hour = row.hour;
     image.push(newest);
     write(kDataFile, image.bytes());
-    inFreshProcess([&] {
+    inFreshProcess([&]() noexcept {
       Board board;
       ASSERT_EQ(historyDataInit(), 0);
       EXPECT_EQ(board.sampleAt(kNoon + 1800, 25, 5), 0);
