@@ -44,9 +44,10 @@ extern VEXORA_API const char *const DebugSourceFile[6];
  * An ignored call does not read the settings. `errno` is kept, and "%m" shows the caller's.
  *
  * Safe from any thread, also while another thread reads the settings anew. It takes no lock of its
- * own and allocates nothing, so a crash report may log from a signal handler that interrupted a
- * log call of the same thread; such a record shows the time with the UTC offset of the last record
- * printed. Blocks only as writing to standard output does.
+ * own, so a crash report may log from a signal handler that interrupted a log call of the same
+ * thread; such a record shows the time with the UTC offset of the last record printed. A call that
+ * prints nothing allocates nothing; for a record the platform may, when it reads the time zone.
+ * Blocks only as writing to standard output does.
  */
 VEXORA_API void VexoraDebug(unsigned level, const char *module, const char *format, ...) VEXORA_PRINTF(3, 4);
 

@@ -198,20 +198,27 @@ class SettingsCache {
     }
   }
 
-  /// To be called before the files are read, so that a mark set from then on is kept.
-  void startReload() { stale_.store(false, std::memory_order_relaxed); }
+  /// To be called before the files are read, so that a mark set from then on is kept. Returns the reload's turn.
+  std::uint32_t startReload() {
+    stale_.store(false, std::memory_order_relaxed);
+    return turns_.fetch_add(1, std::memory_order_relaxed) + 1;
+  }
 
-  void publish(const Settings &settings) {
+  /// Publishes what the reload of that turn has read, unless a later one, which read newer files, was faster.
+  void publish(const Settings &settings, std::uint32_t turn) {
     if (publishing_.test_and_set(std::memory_order_acquire)) {
       stale_.store(true, std::memory_order_relaxed);
       return;
     }
-    const std::uint32_t next = generation_.load(std::memory_order_relaxed) + 1;
-    Copy &copy = copies_[next & 1];
-    for (std::size_t i = 0; i < Settings::kWords; ++i) {
-      copy[i].store(settings.words[i], std::memory_order_release);
+    if (static_cast<std::int32_t>(turn - publishedTurn_) > 0) {
+      const std::uint32_t next = generation_.load(std::memory_order_relaxed) + 1;
+      Copy &copy = copies_[next & 1];
+      for (std::size_t i = 0; i < Settings::kWords; ++i) {
+        copy[i].store(settings.words[i], std::memory_order_release);
+      }
+      publishedTurn_ = turn;
+      generation_.store(next, std::memory_order_release);
     }
-    generation_.store(next, std::memory_order_release);
     publishing_.clear(std::memory_order_release);
   }
 
@@ -220,6 +227,8 @@ class SettingsCache {
 
   std::array<Copy, 2> copies_{};
   std::atomic<std::uint32_t> generation_{0};
+  std::atomic<std::uint32_t> turns_{0};
+  std::uint32_t publishedTurn_{0};  // guarded by publishing_
   std::atomic<bool> stale_{false};
   std::atomic_flag publishing_{};
 };
@@ -228,7 +237,7 @@ constinit SettingsCache cache;
 
 /// Reads all settings from the marker files and publishes them.
 Settings reload() {
-  cache.startReload();
+  const std::uint32_t turn = cache.startReload();
   Settings settings;
   // Without a folder the modules switched on before stay so.
   settings.words = cache.consult([](auto word) {
@@ -244,7 +253,7 @@ Settings reload() {
     std::memcpy(&settings.words[1], modules.data(), modules.size());
   }
   settings.words[0] = Settings::packChoices(threshold, GetDebugEanlePath());
-  cache.publish(settings);
+  cache.publish(settings, turn);
   return settings;
 }
 

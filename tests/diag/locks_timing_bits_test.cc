@@ -153,7 +153,7 @@ TEST_F(Lock, RefusedTakesLeaveTheLockFree) {
 TEST(Sleep, GoesOnForWhatAnInterruptionLeft) {
   EXPECT_EQ(capturedOutput([] {
               EXPECT_EQ(sleepsOf([] { EXPECT_EQ(vexora_sleep(10), 0); }, isInterruptedTwice),
-                        (Intervals{{10, 0}, {6, 0}, {5, 0}}));
+                        (Intervals{{10, 0}, {6, 500}, {5, 400}}));
             }),
             "vexora_sleep \nvexora_sleep \n");
   EXPECT_EQ(capturedOutput([] {
@@ -163,8 +163,13 @@ TEST(Sleep, GoesOnForWhatAnInterruptionLeft) {
             "VexoraNanoSleep \nVexoraNanoSleep \n");
 }
 
+TEST(Sleep, TakesMoreThanA32BitTimeHoldsInTwo) {
+  EXPECT_EQ(sleepsOf([] { EXPECT_EQ(vexora_sleep(0x80000001U), 0); }, finishes), (Intervals{{0x7FFFFFFF, 0}, {2, 0}}));
+}
+
 TEST(Sleep, EndsAtOnceForNothingAndForAnInvalidInterval) {
   const auto invalid = [](std::size_t, Interval &) { return EINVAL; };
+  EXPECT_EQ(sleepsOf([] { EXPECT_EQ(vexora_sleep(1), 0); }, invalid), (Intervals{{1, 0}}));
   EXPECT_EQ(sleepsOf([] { EXPECT_EQ(vexora_nanosleep(0, 0), -1); }, finishes), Intervals{});
   EXPECT_EQ(sleepsOf([] { EXPECT_EQ(vexora_nanosleep(0, 1), 0); }, finishes), (Intervals{{0, 1}}));
   EXPECT_EQ(sleepsOf([] { EXPECT_EQ(vexora_nanosleep(1, -1), 0); }, invalid), (Intervals{{1, -1}}));
@@ -216,11 +221,6 @@ extern "C" {
 
 // One test misuses a lock on purpose, which the thread sanitizer would report.
 const char *__tsan_default_options() { return "report_destroy_locked=0:report_mutex_bugs=0"; }
-
-unsigned sleep(unsigned seconds) {
-  Interval left;
-  return vexora::test::answerSleep({static_cast<long>(seconds), 0}, left) == 0 ? 0 : static_cast<unsigned>(left.first);
-}
 
 int nanosleep(const std::timespec *interval, std::timespec *left) {
   Interval rest;

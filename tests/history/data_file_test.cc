@@ -11,7 +11,6 @@ namespace {
 const std::string kFreshHeader("\0\0\0\0\x37\x22\0\0\x1C\0\0\0\x38\x22\0\0\0\0\0\0", 20);
 const std::string kFreshFile = kFreshHeader + std::string(245'280, '\0');
 
-const PlatformMessage kNoRing = report(130, "Init HistoryDataRing fail");
 const PlatformMessage kNotOpened = report(130, "Open History Dat File Fail");
 const PlatformMessage kHeaderNotWritten = report(130, "Open History Data Head To File Fail");
 const PlatformMessage kSlotsNotWritten = report(130, "Open History Data To File Fail");
@@ -53,23 +52,16 @@ class HistoryFile : public RootTest {
   PlatformLog log_;
 };
 
-TEST_F(HistoryFile, IsCreatedEmptyOrEmptied) {
-  for (const auto &before : {std::string(), std::string(300'000, 'x')}) {
-    write(kDataFile, before);
-    EXPECT_EQ(InitHistoryDatFile(), 0);
-    EXPECT_TRUE(read(kDataFile) == kFreshFile);
-  }
-  EXPECT_EQ(HistoryDataRing, nullptr);
-  EXPECT_EQ(takeReports(), kNoReports);
-}
-
-TEST_F(HistoryFile, IsCreatedByTheFirstStart) {
+TEST_F(HistoryFile, IsCreatedEmptyByTheFirstStart) {
   EXPECT_EQ(historyDataInit(), 0);
   EXPECT_TRUE(read(kDataFile) == kFreshFile);
   EXPECT_TRUE(cacheBytes() == kFreshFile);
   EXPECT_EQ(list("/extlog/syslog"), std::vector<std::string>{"history_data.dat"});
   const vexora_history_hour nothing{};
   EXPECT_EQ(std::memcmp(&RecTmpData, &nothing, 36), 0);
+  write(kDataFile, std::string(300'000, 'x'));
+  EXPECT_EQ(InitHistoryDatFile(), 0);
+  EXPECT_TRUE(read(kDataFile) == kFreshFile);
   EXPECT_EQ(takeReports(), kNoReports);
 }
 
@@ -188,12 +180,6 @@ TEST_F(HistoryFile, OnAFullDiskFailsAndLeavesNoCache) {
   remove(kFiller);
   EXPECT_EQ(historyDataInit(), 0);
   EXPECT_TRUE(read(kDataFile) == kFreshFile);
-}
-
-TEST_F(HistoryFile, NeedsMemoryForItsRing) {
-  const FailCall noLock("pthread_mutex_init", 1, ENOMEM);
-  EXPECT_EQ(InitHistoryDatFile(), -1);
-  EXPECT_EQ(takeReports(), std::vector{kNoRing});
 }
 
 }  // namespace

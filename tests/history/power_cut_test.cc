@@ -57,7 +57,13 @@ Moment lookAround() {
     }
   }
   // A clear that finds its way in here would have its removed file brought back by the rename.
-  std::thread([] { EXPECT_EQ(pthread_mutex_trylock(HistoryDataRing->lock), EBUSY); }).join();
+  std::thread([] {
+    const int result = pthread_mutex_trylock(HistoryDataRing->lock);
+    EXPECT_EQ(result, EBUSY);
+    if (result == 0) {
+      pthread_mutex_unlock(HistoryDataRing->lock);
+    }
+  }).join();
   const std::string image = cacheBytes();
   moment.temporaryFileIsWhole = exists(kTemporaryFile) && read(kTemporaryFile) == image;
   moment.dataFileIsNew = read(kDataFile) == image;

@@ -8,15 +8,17 @@
 
 namespace {
 
-// What a query does with the data file, as its calls show it.
-struct FileUse {
-  int opened = 0;
-  std::size_t bytesRead = 0;
-  std::string flags;  // the busy flag at each call
-};
-thread_local FileUse *watched = nullptr;
+// What this thread's queries do with the data file while they are watched, and the busy flag at each call.
+thread_local bool watching = false;
+thread_local int filesOpened = 0;
+thread_local std::size_t bytesRead = 0;
+thread_local std::string flags;
 
-void noteFlag() { watched->flags += static_cast<char>('0' + getHistoryDataFlag); }
+void noteFlag() {
+  if (watching) {
+    flags += static_cast<char>('0' + getHistoryDataFlag);
+  }
+}
 
 template <typename Function>
 Function *next(Function * /*ours*/, const char *name) {
@@ -27,24 +29,18 @@ Function *next(Function * /*ours*/, const char *name) {
 
 extern "C" {
 std::FILE *fopen(const char *path, const char *mode) {
-  if (watched != nullptr) {
-    ++watched->opened;
-    noteFlag();
-  }
+  noteFlag();
+  ++filesOpened;
   return next(&fopen, "fopen64")(path, mode);
 }
 std::size_t fread(void *data, std::size_t size, std::size_t number, std::FILE *file) {
+  noteFlag();
   const std::size_t got = next(&fread, "fread")(data, size, number, file);
-  if (watched != nullptr) {
-    watched->bytesRead += got * size;
-    noteFlag();
-  }
+  bytesRead += got * size;
   return got;
 }
 int fclose(std::FILE *file) {
-  if (watched != nullptr) {
-    noteFlag();
-  }
+  noteFlag();
   return next(&fclose, "fclose")(file);
 }
 }
@@ -127,32 +123,21 @@ Answer reference(const Image &file, const Query &query) {
   return answer;
 }
 
-// Steps between the times of records.
-enum class Rhythm { kHourly, kGaps, kClusters, kAny };
+// How far apart records are: this many out of 4 an hour, the others any time up to a limit.
+struct Rhythm {
+  unsigned hourly;
+  std::uint32_t limit;
+};
 
-std::uint32_t step(Rhythm rhythm, std::mt19937 &random) {
-  const auto any = static_cast<std::uint32_t>(random());
-  switch (rhythm) {
-    case Rhythm::kHourly:
-      return 3600;
-    case Rhythm::kGaps:
-      return any % 4 == 0 ? any % 400'000 : 3600;
-    case Rhythm::kClusters:
-      return any % 4 != 0 ? any % 300 : 3600;
-    case Rhythm::kAny:
-      break;
-  }
-  return any % 9000;
-}
-
-void compareWithReference(unsigned pushes, Rhythm rhythm, unsigned queries, std::mt19937 &random) {
+void compareWithReference(unsigned pushes, const Rhythm &rhythm, unsigned queries, std::mt19937 &random) {
+  const auto below = [&random](std::uint32_t limit) { return static_cast<std::uint32_t>(random() % limit); };
   Image image;
-  std::uint32_t time = 1'700'000'000;
+  std::uint32_t now = 1'700'000'000;
   for (unsigned i = 0; i < pushes; ++i) {
-    image.push(recordAt(static_cast<std::time_t>(time += step(rhythm, random))));
+    now += below(4) < rhythm.hourly ? 3600 : below(rhythm.limit);
+    image.push(recordAt(static_cast<std::time_t>(now)));
   }
   write(kDataFile, image.bytes());
-  const auto below = [&random](std::uint32_t limit) { return static_cast<std::uint32_t>(random() % limit); };
   const auto moment = [&] {
     const std::uint32_t recorded = image.slots[(image.head + below(image.count + 1)) % kSlots].query_time;
     const std::uint32_t around[] = {0, 1, 3599, 3600, 3601, below(100'000)};
@@ -163,11 +148,10 @@ void compareWithReference(unsigned pushes, Rhythm rhythm, unsigned queries, std:
   for (unsigned i = 0; i < queries; ++i) {
     const std::uint32_t start = moment();
     const std::uint32_t ends[] = {moment(), 0xFFFFFFFF, start + 1 + below(90'000)};
-    const std::uint32_t end = ends[below(3)];
-    const Query query{kTypes[below(3)], start, end};
-    ASSERT_EQ(ask(query), start < end ? reference(image, query) : Answer{})
-        << pushes << " pushes, rhythm " << static_cast<int>(rhythm) << ", type " << query.type << ", [" << start << ", "
-        << end << ")";
+    const Query query{kTypes[below(3)], start, ends[below(3)]};
+    ASSERT_EQ(ask(query), start < query.end ? reference(image, query) : Answer{})
+        << pushes << " pushes, limit " << rhythm.limit << ", type " << query.type << ", " << start << " to "
+        << query.end;
   }
 }
 
@@ -175,7 +159,7 @@ class HistoryQuery : public RootTest {};
 
 TEST_F(HistoryQuery, FollowsThePositionRulesForAnyRecords) {
   std::mt19937 random(52);
-  for (const Rhythm rhythm : {Rhythm::kHourly, Rhythm::kGaps, Rhythm::kClusters, Rhythm::kAny}) {
+  for (const Rhythm &rhythm : {Rhythm{4, 1}, {3, 400'000}, {1, 300}, {0, 9000}}) {
     for (const unsigned pushes : {0U, 1U, 2U, 3U, 4U, 5U, 9U, 40U}) {
       compareWithReference(pushes, rhythm, 100, random);
     }
@@ -262,15 +246,14 @@ TEST_F(HistoryQuery, RefusesAPositionBeforeTheFirstRecord) {
 TEST_F(HistoryQuery, ReadsTheFileOnceUnderTheBusyFlag) {
   write(kDataFile, hourly(8760, kNoon).bytes());
   const int descriptors = openDescriptors();
-  for (const std::uint32_t end : {std::uint32_t{kNoon + 1}, 0xFFFFFFFF}) {
-    FileUse use;
-    watched = &use;
-    ask({4, kNoon, end});
-    watched = nullptr;
-    EXPECT_EQ(use.opened, 1);
-    EXPECT_EQ(use.bytesRead, kImageSize);
-    EXPECT_EQ(use.flags, "1111");
-  }
+  filesOpened = 0;
+  bytesRead = 0;
+  watching = true;
+  ask({4, kNoon, 0xFFFFFFFF});
+  watching = false;
+  EXPECT_EQ(filesOpened, 1);
+  EXPECT_EQ(bytesRead, kImageSize);
+  EXPECT_EQ(flags, "1111");
   EXPECT_EQ(openDescriptors(), descriptors);
 }
 
