@@ -185,28 +185,40 @@ void startNextHour(int recordedHour) {
   state.firstSample7000 = true;
 }
 
+enum class Sample { kTaken, kNone, kNoTime };
+
+/// Takes one sample, with the sensor library loaded for just as long. `now` and `local` receive its time.
+Sample takeSample(std::time_t &now, std::tm &local) {
+  const Sensors sensors;
+  if (!sensors.isLoaded()) {
+    return Sample::kNone;
+  }
+  now = std::time(nullptr);
+  tzset();
+  if (localtime_r(&now, &local) == nullptr) {
+    return Sample::kNoTime;
+  }
+  if (!state.started) {
+    state.started = true;
+    RecTmpData.last_record_hour = kNoHourYet;
+  }
+  return sampleSensors(sensors) ? Sample::kTaken : Sample::kNone;
+}
+
 }  // namespace
 
 int historyDataRecord() {
   if (busyFlag().load() == kBusy) {
     return 0;
   }
-  const Sensors sensors;
-  if (!sensors.isLoaded()) {
-    return 0;
-  }
-  const std::time_t now = std::time(nullptr);
+  std::time_t now = 0;
   std::tm local{};
-  tzset();
-  if (localtime_r(&now, &local) == nullptr) {
+  const Sample sample = takeSample(now, local);
+  if (sample == Sample::kNoTime) {
     std::printf("Localtime return null func:%s line:%d\n", __func__, __LINE__);
     return -1;
   }
-  if (!state.started) {
-    state.started = true;
-    RecTmpData.last_record_hour = kNoHourYet;
-  }
-  if (!sampleSensors(sensors) || local.tm_hour == RecTmpData.last_record_hour) {
+  if (sample == Sample::kNone || local.tm_hour == RecTmpData.last_record_hour) {
     return 0;
   }
   if (!storeRecord(closeHour(now, local))) {

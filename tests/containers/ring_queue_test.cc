@@ -149,6 +149,7 @@ TEST(RingQueue, ThreadsPassEveryRecordOnceAndInOrder) {
   constexpr std::uint32_t kRecords = 900;  // of each producer
   using Rows = std::array<std::array<std::uint32_t, 6>, 3>;
   const Queue queue = makeQueue(sizeof(Rows::value_type), 8);
+  std::atomic<int> producing = 2;
   const auto produce = [&](std::uint32_t producer, std::uint32_t run) {
     for (std::uint32_t n = 0; n < kRecords; n += run) {
       Rows rows{};
@@ -160,15 +161,18 @@ TEST(RingQueue, ThreadsPassEveryRecordOnceAndInOrder) {
         std::this_thread::yield();
       }
     }
+    --producing;
   };
   std::vector<std::atomic<int>> times(2 * kRecords);
-  std::atomic<std::uint32_t> taken = 0;
   const auto consume = [&](bool inRuns) {
     std::array<std::uint32_t, 2> next{};
-    for (Rows rows{}; taken < 2 * kRecords; std::this_thread::yield()) {
-      const int got = inRuns ? vexora_ringq_poll_counts(queue.get(), rows.data(), 3)
-                             : std::min(vexora_ringq_poll(queue.get(), rows.data()), 0) + 1;
-      for (auto row = rows.begin(); row < rows.begin() + got; ++row, ++taken) {
+    int got = 0;
+    for (bool more = true; more || got > 0; std::this_thread::yield()) {
+      Rows rows{};
+      more = producing > 0;
+      got = inRuns ? vexora_ringq_poll_counts(queue.get(), rows.data(), 3)
+                   : std::min(vexora_ringq_poll(queue.get(), rows.data()), 0) + 1;
+      for (auto row = rows.begin(); row < rows.begin() + got; ++row) {
         const std::uint32_t number = row->front();
         EXPECT_EQ(std::count(row->begin(), row->end(), number), 6);
         EXPECT_GE(number, next[number / kRecords]);
