@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 /** Diagnostics and process support: the debug log, the watchdog log, interruption-safe descriptor
- *  calls, sleeps, recursive locks, a retry counter and bit fields. */
+ *  calls, sleeps, recursive locks, a retry counter, bit fields and signal handlers. */
 #ifndef VEXORA_DIAG_H
 #define VEXORA_DIAG_H
 
@@ -294,6 +294,39 @@ VEXORA_API unsigned char vexora_getbitset_num(unsigned value, unsigned mask);
  * @return the kept bits; 0 when `high` is below `low`.
  */
 VEXORA_API unsigned getBits(unsigned value, int high, int low);
+
+/* Signals. */
+
+/** Installs the library's handlers for 24 signals, and names the daemon in their reports.
+ *
+ * SIGSEGV, SIGBUS and SIGILL print and log a backtrace and the thread's name, then end the process with status 255;
+ * SIGABRT ends it with 255. The others print a line on standard output and the process goes on, termination requests
+ * (SIGTERM, SIGQUIT) included; SIGFPE and SIGCHLD print nothing. A fatal report reaches standard output after what the
+ * process had buffered; a step of it that hangs is given up after a second, and the process ends all the same. On an
+ * exhausted stack there is no room for a report: the kernel ends the process.
+ *
+ * @param module_name  the daemon's module in the debug log; copied. NULL is refused, told on standard output.
+ * @param length       how many of its characters to keep, at most 31 and never beyond its end; below 0 keeps none.
+ * @return 0; -1 when `module_name` is NULL: nothing is installed then.
+ *
+ * A backtrace needs the program's unwind tables: on ARM build C code with -funwind-tables, or it ends at the first
+ * function without them.
+ *
+ * Called once when a daemon starts; a further call replaces the name and installs the handlers again. Callers
+ * serialise. The fatal handlers take over SIGALRM and the real-time interval timer, as the process is about to end.
+ */
+VEXORA_API int VexoraInitSignals(const char *module_name, int length);
+
+/** Installs a handler with every signal blocked while it runs and interrupted system calls restarted.
+ *
+ * @param signal   signal number. One that the platform refuses is told on standard output.
+ * @param handler  the handler, which takes the signal number.
+ * @return always 0.
+ */
+VEXORA_API int InstallSignal(int signal, void (*handler)(int));
+
+/** Prints the line of the SIGURG handler. Safe in a signal handler. */
+VEXORA_API void sigurg(void);
 
 #ifdef __cplusplus
 }

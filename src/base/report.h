@@ -14,6 +14,9 @@ inline constexpr int kReportWarning = 132;
 
 }  // namespace vexora
 
-/// Reports "[module:line]" and a message. `message` is a literal; a macro because the line is the
-/// caller's.
+/// Reports "[module:line]" and a message. `message` is a literal; a macro because the line is the caller's.
 #define VEXORA_REPORT(level, module, message) XDBG_LINUXAPP_DbgOut((level), "[%s:%d]" message, (module), __LINE__)
+
+/// The same with a printf format and the values for it.
+#define VEXORA_REPORT_VALUES(level, module, format, ...) \
+  XDBG_LINUXAPP_DbgOut((level), "[%s:%d]" format, (module), __LINE__, __VA_ARGS__)

@@ -32,6 +32,8 @@
 #include "base/calendar.h"
 #include "base/descriptor.h"
 #include "base/retry.h"
+#include "diag/debug_log.h"
+#include "diag/handler_output.h"
 #include "diag/log_text.h"
 #include "vexora/diag.h"
 
@@ -270,8 +272,12 @@ std::optional<int> destinationFor(unsigned level, const char *module) {
 constinit thread_local bool convertingTime __attribute__((tls_model("initial-exec"))) = false;
 constinit std::atomic<long> lastUtcOffset{0};
 
-std::tm localNow() {
-  const std::time_t now = std::time(nullptr);
+/// Local time by the offset learned last; takes no lock.
+std::tm localTimeByOffset(std::time_t now) {
+  return vexora::breakDownUtc(std::int64_t{now} + lastUtcOffset.load(std::memory_order_relaxed));
+}
+
+std::tm localTime(std::time_t now) {
   std::tm local{};
   bool converted = false;
   if (!convertingTime) {
@@ -281,27 +287,37 @@ std::tm localNow() {
     convertingTime = false;
   }
   if (!converted) {
-    return vexora::breakDownUtc(std::int64_t{now} + lastUtcOffset.load(std::memory_order_relaxed));
+    return localTimeByOffset(now);
   }
   lastUtcOffset.store(local.tm_gmtoff, std::memory_order_relaxed);
   return local;
 }
 
+/// Where a record comes from: a plain call, or a signal handler, which touches neither locks nor streams.
+enum class Origin { kCall, kHandler };
+
 /// Kept out of line: its buffers are none of the cost of a call that prints nothing.
-__attribute__((noinline, format(printf, 2, 0))) void printRecord(unsigned level, const char *format,
+__attribute__((noinline, format(printf, 3, 0))) void printRecord(Origin origin, unsigned level, const char *format,
                                                                  std::va_list arguments) {
   vexora::LogText message;
   if (!message.render(format, arguments)) {
     return;
   }
-  const std::tm now = localNow();
-  std::printf("[%s]:<%d-%02d-%02dT%02d:%02d:%02d>%s\n", DebugLevelDesc[level], now.tm_year + 1900, now.tm_mon + 1,
-              now.tm_mday, now.tm_hour, now.tm_min, now.tm_sec, message.text);
+  const std::time_t now = std::time(nullptr);
+  const std::tm local = origin == Origin::kHandler ? localTimeByOffset(now) : localTime(now);
+  char record[vexora::LogText::kSize + 128];
+  std::snprintf(record, sizeof record, "[%s]:<%d-%02d-%02dT%02d:%02d:%02d>%s\n", DebugLevelDesc[level],
+                local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
+                message.text);
+  if (origin == Origin::kHandler) {
+    vexora::writeFromHandler(record);
+  } else {
+    std::fputs(record, stdout);
+  }
 }
 
-}  // namespace
-
-void VexoraDebug(unsigned level, const char *module, const char *format, ...) {
+__attribute__((format(printf, 4, 0))) void log(Origin origin, unsigned level, const char *module, const char *format,
+                                               std::va_list arguments) {
   if (level >= kLevels || module == nullptr || format == nullptr) {
     return;
   }
@@ -309,12 +325,31 @@ void VexoraDebug(unsigned level, const char *module, const char *format, ...) {
   const std::optional<int> destination = destinationFor(level, module);
   errno = callersErrno;
   if (destination == kSerial || destination == kBoth) {
-    std::va_list arguments;
-    va_start(arguments, format);
-    printRecord(level, format, arguments);
-    va_end(arguments);
+    printRecord(origin, level, format, arguments);
     errno = callersErrno;
   }
+}
+
+}  // namespace
+
+namespace vexora {
+
+void debugFromHandler(unsigned level, const char *module, const char *format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  log(Origin::kHandler, level, module, format, arguments);
+  va_end(arguments);
+}
+
+void learnUtcOffset() { static_cast<void>(localTime(std::time(nullptr))); }
+
+}  // namespace vexora
+
+void VexoraDebug(unsigned level, const char *module, const char *format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  log(Origin::kCall, level, module, format, arguments);
+  va_end(arguments);
 }
 
 int GetDebugEanleLevel() { return firstExisting(kLevelMarkers); }

@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Commands to the component monitors. Each monitor owns a pipe named after its component's kind and instance, or after
+// the kind alone where one monitor serves all instances. A sender never makes a monitor's pipe: without one there is no
+// monitor to read it.
+
+#include <unistd.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+
+#include "ipc/report.h"
+#include "vexora/ipc.h"
+
+// The monitors' messages have module and line twice.
+#define MONITOR_REPORT(text) IPC_REPORT("%s(%d)" text, kIpcModule, __LINE__)
+#define MONITOR_PIPE_REPORT(text, pipe) IPC_REPORT("%s(%d)" text, kIpcModule, __LINE__, pipe)
+
+namespace {
+
+/// A command as it travels.
+struct Command {
+  std::uint16_t code;
+  std::uint8_t instance;
+  std::uint8_t reserved;
+  std::uint32_t responseFlag;
+  std::uint32_t dataLength;
+  std::uint8_t data[VEXORA_COMPONENT_DATA_MAX];
+};
+static_assert(sizeof(Command) == 524);
+static_assert(offsetof(Command, instance) == 2 && offsetof(Command, responseFlag) == 4 &&
+              offsetof(Command, dataLength) == 8 && offsetof(Command, data) == 12);
+
+constexpr unsigned kAllInstances = 0;
+
+int send(unsigned kind, unsigned pipeInstance, const Command &command) {
+  char pipe[64];
+  std::snprintf(pipe, sizeof pipe, "/var/compmonreq%02x%02x", kind, pipeInstance);
+  if (access(pipe, F_OK) != 0) {
+    MONITOR_PIPE_REPORT("Pipe %s is not exsist!\n", pipe);
+    return -1;
+  }
+  const int fd = vexora_openpipe(pipe);
+  if (fd == -1) {
+    MONITOR_PIPE_REPORT("Open pipe %s error!\n", pipe);
+    return -1;
+  }
+  const int result = vexora_writepipe_with_fd(fd, &command, sizeof command);
+  if (result != 0) {
+    MONITOR_PIPE_REPORT("write message 2 pipe error with %s!\n", pipe);
+  }
+  static_cast<void>(vexora_closepipe(fd));
+  return result;
+}
+
+/// Puts the command together and sends it; -1 when the length is refused.
+int buildAndSend(unsigned kind, unsigned pipeInstance, unsigned instance, int code, const void *data, int length,
+                 unsigned responseFlag) {
+  if (length < 0 || length > VEXORA_COMPONENT_DATA_MAX) {
+    MONITOR_REPORT("Input parameters error!\n");
+    return -1;
+  }
+  Command command{};
+  command.code = static_cast<std::uint16_t>(code);
+  command.instance = static_cast<std::uint8_t>(instance);
+  command.responseFlag = responseFlag;
+  if (data != nullptr && length != 0) {
+    command.dataLength = static_cast<std::uint32_t>(length);
+    std::memcpy(command.data, data, command.dataLength);
+  }
+  return send(kind, pipeInstance, command);
+}
+
+}  // namespace
+
+int VexoraSendCompMonCmdWithRespFlag(unsigned kind, unsigned instance, int command, const void *data, int length,
+                                     unsigned response_flag) {
+  return buildAndSend(kind, instance, instance, command, data, length, response_flag);
+}
+
+int VexoraSendCompMonCmdWithMultiMode(unsigned kind, unsigned instance, int command, const void *data, int length,
+                                      unsigned response_flag) {
+  return buildAndSend(kind, kAllInstances, instance, command, data, length, response_flag);
+}

@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The requests that the machine-check analysis, diagnosis-log, one-key log, MUPR and main IPMI daemons take. Their
+// records are a wire format between separately built daemons, so each is put together byte by byte.
+
+#include <sys/prctl.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+#include "base/bytes.h"
+#include "vexora/ipc.h"
+
+namespace {
+
+using vexora::storeLittle32;
+
+constexpr int kMcaQueueKey = 12347;
+constexpr int kIdlQueueKey = 12345;
+constexpr const char *kOneKeyLogPipe = "/var/vexora_okl_pipe";
+constexpr const char *kIpmiMainPipe = "/var/vexora_ipmimain_pipe";
+constexpr const char *kMuprPipe = "/var/tmp/ipmi_mupr_cmu_pipe";
+
+// A payload of the two queues: a head of four bytes, then the daemon's own record.
+constexpr std::size_t kQueueRequestSize = 260;
+constexpr std::size_t kRecordOffset = 4;
+constexpr std::uint8_t kMcaRequest = 0x01;
+constexpr std::size_t kMcaRecordSize = 256;
+constexpr std::size_t kIdlRecordSize = 220;
+constexpr std::size_t kIdlTimeOffset = 8;
+constexpr std::uint8_t kIdlTimedLog = 1;
+
+constexpr std::size_t kOneKeyLogRequestSize = 260;
+constexpr std::uint8_t kOneKeyLogCollect = 0x03;
+
+constexpr std::size_t kSelRecordSize = 10;
+constexpr std::size_t kSelRecordOffset = 2;
+
+using QueueRequest = std::array<std::uint8_t, kQueueRequestSize>;
+using SelRecord = std::array<std::uint8_t, kSelRecordSize>;
+using IpmiMainRequest = std::array<std::uint8_t, kSelRecordOffset + kSelRecordSize>;
+using OneKeyLogRequest = std::array<std::uint8_t, kOneKeyLogRequestSize>;
+
+static_assert(sizeof(QueueRequest) == 260 && kRecordOffset + kMcaRecordSize == 260);
+static_assert(kRecordOffset + kIdlRecordSize + 36 == sizeof(QueueRequest) && kRecordOffset + kIdlTimeOffset == 12);
+static_assert(sizeof(SelRecord) == 10 && sizeof(IpmiMainRequest) == 12 && sizeof(OneKeyLogRequest) == 260);
+
+/// Seconds since the epoch as the local clock shows them: the low 32 bits of the time plus the zone's offset.
+std::uint32_t localSeconds() {
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  tzset();
+  const long offset = localtime_r(&now, &local) != nullptr ? local.tm_gmtoff : 0;
+  return static_cast<std::uint32_t>(now) + static_cast<std::uint32_t>(offset);
+}
+
+std::uint8_t lowByte(unsigned value) { return static_cast<std::uint8_t>(value); }
+
+}  // namespace
+
+int VexoraPostReqToMCA(const void *request) {
+  if (request == nullptr) {
+    return -1;
+  }
+  QueueRequest payload{kMcaRequest};
+  std::memcpy(&payload[kRecordOffset], request, kMcaRecordSize);
+  return VexoraWriteMsgQueue(kMcaQueueKey, payload.data(), kQueueRequestSize);
+}
+
+int VexoraPostReqToIDL(const void *record) {
+  if (record == nullptr) {
+    return -1;
+  }
+  QueueRequest payload{};
+  std::memcpy(&payload[kRecordOffset], record, kIdlRecordSize);
+  const std::uint8_t logType = payload[kRecordOffset];
+  if (logType > kIdlTimedLog) {
+    std::printf("the IDL Log Type(%d) is Error\n", logType);
+    return 1;
+  }
+  if (logType == kIdlTimedLog) {
+    storeLittle32(&payload[kRecordOffset + kIdlTimeOffset], localSeconds());
+  }
+  return VexoraWriteMsgQueue(kIdlQueueKey, payload.data(), kQueueRequestSize);
+}
+
+int VexoraPostReqToOneKeyLog() {
+  const OneKeyLogRequest request{kOneKeyLogCollect};
+  return vexora_writepipe(kOneKeyLogPipe, request.data(), kOneKeyLogRequestSize);
+}
+
+int VexoraPostMuprData(const void *data, unsigned size) { return vexora_writepipe(kMuprPipe, data, size); }
+
+int VexoraAddSELToIPMIMain(const void *record) {
+  if (record == nullptr) {
+    return -1;
+  }
+  IpmiMainRequest request{};
+  std::memcpy(&request[kSelRecordOffset], record, kSelRecordSize);
+  return vexora_writepipe(kIpmiMainPipe, request.data(), request.size());
+}
+
+int VexoraAddTaskFailToSEL(unsigned first, unsigned second, unsigned third) {
+  static_cast<void>(prctl(PR_SET_NAME, "VexoraAddTaskFailToSEL", 0, 0, 0));
+  const SelRecord record = {
+      0x20, 0x00, 0x00, 0x18, 0x02, 0x00, lowByte(first), 0x01, lowByte(second), lowByte(third),
+  };
+  static_cast<void>(VexoraAddSELToIPMIMain(record.data()));
+  return 0;
+}

@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The queue transport. On the wire a message is a 32-bit type followed at once by the text, and the payload begins in
+// the type's second byte: type = 1 + its first three bytes, text = the others and three zeros, as long as the payload.
+// The kernel takes the type as a `long` of the machine's own size, so a message is taken apart and put together here;
+// daemons of either word size on one queue then understand each other.
+
+#include <sys/ipc.h>
+#include <sys/msg.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+
+#include "base/bytes.h"
+#include "firmware/unix.h"
+#include "ipc/log.h"
+#include "vexora/ipc.h"
+
+namespace {
+
+constexpr int kQueueFlags = IPC_CREAT | 0666;
+constexpr std::uint8_t kTypeMark = 0x01;
+// The payload's bytes that travel in the type, behind the mark, and are made up for by zeros at the text's end.
+constexpr std::size_t kBytesInType = 3;
+constexpr std::size_t kMostText = VEXORA_QUEUE_PAYLOAD_MAX + 1;
+
+/// A message as the platform's calls take it.
+struct PlatformMessage {
+  long type;
+  std::uint8_t text[kMostText];
+};
+static_assert(offsetof(PlatformMessage, text) == sizeof(long));
+
+void pack(PlatformMessage &message, const std::uint8_t *payload, std::size_t size) {
+  std::uint8_t type[1 + kBytesInType] = {kTypeMark};
+  const std::size_t inType = std::min(size, kBytesInType);
+  std::memcpy(&type[1], payload, inType);
+  // Through 32 bits: a payload that makes a negative type there is refused on every machine.
+  message.type = static_cast<std::int32_t>(vexora::loadLittle32(type));
+  std::memcpy(message.text, payload + inType, size - inType);
+  std::memset(message.text + size - inType, 0, inType);
+}
+
+/// Fills the start of `payload`, which holds zeros.
+void unpack(const PlatformMessage &message, std::size_t textSize, std::uint8_t *payload, std::size_t size) {
+  std::uint8_t type[1 + kBytesInType];
+  vexora::storeLittle32(type, static_cast<std::uint32_t>(message.type));
+  const std::size_t fromType = std::min(size, kBytesInType);
+  std::memcpy(payload, &type[1], fromType);
+  std::memcpy(payload + fromType, message.text, std::min(size - fromType, textSize));
+}
+
+}  // namespace
+
+int VexoraCreateMsgQueue(int key) {
+  const int queue = msgget(key, kQueueFlags);
+  if (queue == -1) {
+    LOG_CRITICAL("Error creating thread MsgQueue\u3000key :%dErroNo:%d", key, errno);
+  }
+  return queue;
+}
+
+int VexoraWriteMsgQueue(int key, const void *payload, unsigned size) {
+  if (payload == nullptr || size > VEXORA_QUEUE_PAYLOAD_MAX) {
+    LOG_CRITICAL("VexoraWriteMsgQueue Error Size:%d;Max:%d", static_cast<int>(size), VEXORA_QUEUE_PAYLOAD_MAX);
+    return -1;
+  }
+  const int queue = VexoraCreateMsgQueue(key);
+  if (queue == -1) {
+    return -1;
+  }
+  PlatformMessage message;
+  pack(message, static_cast<const std::uint8_t *>(payload), size);
+  if (sigwrap_msgsnd(queue, &message, size, IPC_NOWAIT) == -1) {
+    LOG_CRITICAL("Send MsgQueue Error MsgId:%d;ErrNo:%d", queue, errno);
+    return -1;
+  }
+  return 0;
+}
+
+int VexoraReadMsgQueue(int queue, void *buffer, unsigned size) {
+  if (queue == -1 || buffer == nullptr) {
+    LOG_CRITICAL("VexoraReadMsgQueue Error");
+    return -1;
+  }
+  std::memset(buffer, 0, size);
+  PlatformMessage message;
+  const ssize_t result = sigwrap_msgrcv(queue, &message, kMostText, 0, 0);
+  if (result < 0) {
+    const int error = errno;
+    std::printf("[Error]: read the msgid date error: msgid=%d, RetVal=%d;errorNo:%d", queue, -1, error);
+    LOG_CRITICAL("Read the msgid date error: msgid=%d, RetVal=%d;errorNo:%d\n", queue, -1, error);
+    return -1;
+  }
+  unpack(message, static_cast<std::size_t>(result), static_cast<std::uint8_t *>(buffer),
+         std::min<std::size_t>(size, VEXORA_QUEUE_PAYLOAD_MAX));
+  return 0;
+}

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Status messages to the RAID replacement monitor, and the names of the health levels. Senders of all processes take
+// turns under a named semaphore, from before the pipe is opened until after it is closed.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdint>
+#include <iterator>
+
+#include "base/descriptor.h"
+#include "base/report.h"
+#include "firmware/unix.h"
+#include "vexora/ipc.h"
+
+#define RAID_REPORT(format) VEXORA_REPORT_VALUES(vexora::kReportFailure, "vexora_pipe_opera", format, kPipe)
+
+namespace {
+
+constexpr const char *kPipe = "/var/raid_replace_moni_cmd_pipe";
+constexpr const char *kSemaphore = "raid_moni_pipe_key";
+
+constexpr const char *kHealthLevels[] = {"info", "warning", "critical", "alert"};
+
+using Status = std::array<std::uint8_t, 2>;
+static_assert(sizeof(Status) == 2);
+
+/// A turn of the senders, given back at the end of the scope.
+class Turn {
+ public:
+  // Whether the wait was granted is not looked at: a status late is better than a status lost.
+  explicit Turn(void *semaphore) : semaphore_(semaphore) { static_cast<void>(WaitSemaphore(semaphore_)); }
+  Turn(const Turn &) = delete;
+  Turn &operator=(const Turn &) = delete;
+  ~Turn() { static_cast<void>(ReleaseSemaphore(semaphore_, kSemaphore)); }
+
+ private:
+  void *const semaphore_;
+};
+
+}  // namespace
+
+int SendRaidMonitorStatusToPipe(unsigned first, unsigned second) {
+  if (access(kPipe, F_OK) != 0) {
+    return -1;
+  }
+  void *const semaphore = CreateSemaphore(kSemaphore);
+  if (semaphore == nullptr) {
+    return -1;
+  }
+  const Turn turn(semaphore);
+  const vexora::Descriptor pipe(open(kPipe, O_RDWR | O_NONBLOCK));
+  if (!pipe) {
+    RAID_REPORT("Unable to open %s pipe\n");
+    return -1;
+  }
+  const Status status = {static_cast<std::uint8_t>(first), static_cast<std::uint8_t>(second)};
+  if (write(pipe.get(), status.data(), status.size()) != static_cast<ssize_t>(status.size())) {
+    RAID_REPORT("Unable to write into %s pipe\n");
+    return -1;
+  }
+  return 0;
+}
+
+const char *TransHealType(unsigned level) { return level < std::size(kHealthLevels) ? kHealthLevels[level] : "na"; }

@@ -1,0 +1,535 @@
+// SPDX-License-Identifier: Apache-2.0
+// The signal handlers, in processes of their own that really fault. A process that hasn't ended in time is killed,
+// which shows in its status. The program stands between the library and the calls of the C library that a report stands
+// on, and can have each of them fail, fault or hang.
+#include <dlfcn.h>
+#include <execinfo.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <poll.h>
+#include <pthread.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <functional>
+#include <latch>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include "support/files.h"
+#include "support/platform.h"
+#include "support/process.h"
+#include "vexora/diag.h"
+
+#ifdef __arm__
+// A function that throws nothing has no unwind table there, and a backtrace ends at it.
+#pragma GCC optimize("unwind-tables")
+#endif
+
+namespace vexora::test {
+namespace {
+
+constexpr int kCrashed = 255;
+constexpr int kLongestLife = 10;  // seconds; a report that waits for all it can takes four
+const std::string kRecord = "[Critical]:<2024-05-01T13:45:07>";
+const std::string kAtExit = "exit handler\n";
+const std::string kLibrary = "libvexora_software_interface.so.1";
+
+enum class Trick { kNone, kFail, kFault, kAbort, kHang };
+volatile Trick atCapture = Trick::kNone;
+volatile Trick atTranslation = Trick::kNone;
+volatile Trick atHeaplessTranslation = Trick::kNone;
+volatile bool seesRoomEverywhere = false;
+volatile bool refusesHandlers = false;
+
+// A page that nobody may touch.
+char *volatile nowhere = static_cast<char *>(mmap(nullptr, 1, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+
+void faultByAddress() { *nowhere = 1; }
+
+void faultByMissingPage() {
+  std::FILE *empty = std::tmpfile();
+  void *page = mmap(nullptr, 1, PROT_READ | PROT_WRITE, MAP_SHARED, fileno(empty), 0);
+  *static_cast<volatile char *>(page) = 1;
+}
+
+void faultByInstruction() {
+#ifdef __arm__
+  __asm__ volatile(".word 0xe7f000f0");
+#else
+  __asm__ volatile("ud2");
+#endif
+}
+
+void fallFor(Trick trick) {
+  if (trick == Trick::kFault) {
+    faultByAddress();
+  } else if (trick == Trick::kAbort) {
+    std::abort();
+  }
+  while (trick == Trick::kHang) {
+    pause();
+  }
+}
+
+struct Ending {
+  int status;
+  std::string output;  // into a pipe: standard error too
+};
+
+// By a POSIX timer, as the interval timer is the report's.
+void dieInTime() {
+  sigevent event = {};
+  event.sigev_notify = SIGEV_SIGNAL;
+  event.sigev_signo = SIGKILL;
+  timer_t timer = {};
+  const itimerspec limit = {{}, {kLongestLife, 0}};
+  EXPECT_EQ(timer_create(CLOCK_MONOTONIC, &event, &timer), 0);
+  EXPECT_EQ(timer_settime(timer, 0, &limit, nullptr), 0);
+}
+
+int statusOf(const std::function<void()> &body) {
+  return runInChild([&] {
+    dieInTime();
+    std::setvbuf(stdout, nullptr, _IOFBF, BUFSIZ);
+    std::atexit([] { EXPECT_GT(::write(STDOUT_FILENO, kAtExit.data(), kAtExit.size()), 0); });
+    VexoraInitSignals("IPMI", 4);
+    body();
+  });
+}
+
+Ending intoPipe(const std::function<void()> &body) {
+  int ends[2];
+  EXPECT_EQ(pipe(ends), 0);
+  const int status = statusOf([&] {
+    dup2(ends[1], STDOUT_FILENO);
+    dup2(ends[1], STDERR_FILENO);
+    body();
+  });
+  close(ends[1]);
+  std::string output(1 << 20, '\0');
+  output.resize(static_cast<std::size_t>(::read(ends[0], output.data(), output.size())));
+  close(ends[0]);
+  return {status, output};
+}
+
+Ending intoFile(const std::function<void()> &body) {
+  int status = 0;
+  const std::string output = capturedOutput([&] { status = statusOf(body); });
+  return {status, output};
+}
+
+std::vector<Ending> intoPipeAndFile(const std::function<void()> &body) { return {intoPipe(body), intoFile(body)}; }
+
+// Leaves no room in the pipe behind standard output.
+void fillOutput() {
+  fcntl(STDOUT_FILENO, F_SETFL, O_NONBLOCK);
+  while (::write(STDOUT_FILENO, std::string(4096, '.').data(), 4096) > 0) {
+  }
+  fcntl(STDOUT_FILENO, F_SETFL, 0);
+}
+
+std::vector<std::string> linesOf(const std::string &text) {
+  std::vector<std::string> lines;
+  for (std::size_t at = 0, end = 0; (end = text.find('\n', at)) != std::string::npos; at = end + 1) {
+    lines.push_back(text.substr(at, end - at));
+  }
+  return lines;
+}
+
+constexpr int kInOrder[] = {SIGQUIT, SIGILL,  SIGTRAP,   SIGABRT, SIGBUS,   SIGFPE,  SIGUSR1, SIGSEGV,
+                            SIGUSR2, SIGPIPE, SIGCHLD,   SIGCONT, SIGTSTP,  SIGTTIN, SIGTTOU, SIGURG,
+                            SIGXCPU, SIGXFSZ, SIGVTALRM, SIGPROF, SIGWINCH, SIGIO,   SIGPWR,  SIGTERM};
+
+class Signals : public RootTest {
+ protected:
+  static void switchLogOn() {
+    for (const char *marker : {"LEVEL_CRITICAL", "PATH_SERIAL", "ENABLE_IPMI"}) {
+      touch(std::string("/conf/vexora_debug/") + marker);
+    }
+  }
+
+  FixedClock clock_{1714571107};
+};
+
+TEST_F(Signals, OthersPrintTheirLinesAndTheProcessGoesOn) {
+  const auto raiseAll = [] {
+    for (const int signal : kInOrder) {
+      if (signal != SIGILL && signal != SIGABRT && signal != SIGBUS && signal != SIGSEGV) {
+        errno = ENOTTY;
+        raise(signal);
+        EXPECT_EQ(errno, ENOTTY) << signal;
+      }
+    }
+    sigurg();
+  };
+  std::string expected = "Received SIGQUIT\n";
+  for (const char *name : {"TRAP", "USR1", "USR2", "PIPE", "CONT", "TSTP", "TTIN", "TTOU", "URG", "XCPU", "XFSZ",
+                           "VTALRM", "PROF", "WINCH", "IO", "PWR", "TERM", "URG"}) {
+    expected += std::string("  Received SIG") + name + "\n";
+  }
+  for (const Ending &end : intoPipeAndFile(raiseAll)) {
+    EXPECT_EQ(end.status, 0);
+    EXPECT_EQ(end.output, expected + kAtExit);
+  }
+  switchLogOn();
+  EXPECT_EQ(intoPipe([] { raise(SIGQUIT); }).output, "Received SIGQUIT\n" + kRecord + "Received SIGQUIT\n\n" + kAtExit);
+}
+
+TEST_F(Signals, HandlersBlockAllSignalsAndRestartSystemCalls) {
+  inFreshProcess([] {
+    constexpr int kOthers[] = {SIGHUP, SIGINT, SIGALRM, SIGSYS};
+    for (const int other : kOthers) {
+      std::signal(other, SIG_DFL);
+    }
+    EXPECT_EQ(VexoraInitSignals("IPMI", 4), 0);
+    constexpr int kRestorer = 0x04000000;  // the C library's own
+    struct sigaction installed = {};
+    for (const int signal : kInOrder) {
+      sigaction(signal, nullptr, &installed);
+      EXPECT_NE(installed.sa_handler, SIG_DFL) << signal;
+      EXPECT_EQ(installed.sa_flags & ~kRestorer, SA_RESTART) << signal;
+      for (int blocked = 1; blocked <= SIGSYS; ++blocked) {
+        const bool blockable = blocked != SIGKILL && blocked != SIGSTOP;
+        EXPECT_TRUE(!blockable || sigismember(&installed.sa_mask, blocked) == 1) << signal << " and " << blocked;
+      }
+    }
+    for (const int other : kOthers) {
+      sigaction(other, nullptr, &installed);
+      EXPECT_EQ(installed.sa_handler, SIG_DFL) << other;
+    }
+  });
+}
+
+TEST_F(Signals, RefusedHandlersAreToldAndTheOthersTried) {
+  EXPECT_EQ(capturedOutput([] { EXPECT_EQ(InstallSignal(SIGKILL, SIG_DFL), 0); }), "Cannot catch signal SigNum 9\n");
+  std::string refusals;
+  for (const int signal : kInOrder) {
+    refusals += "Cannot catch signal SigNum " + std::to_string(signal) + "\n";
+  }
+  EXPECT_EQ(capturedOutput([] {
+              refusesHandlers = true;
+              EXPECT_EQ(VexoraInitSignals("IPMI", 4), 0);
+              refusesHandlers = false;
+            }),
+            refusals);
+}
+
+TEST_F(Signals, NullNameInstallsNothing) {
+  int status = 0;
+  const std::string output = capturedOutput([&] {
+    status = runInChild([] {
+      EXPECT_EQ(VexoraInitSignals(nullptr, 4), -1);
+      std::fflush(stdout);
+      raise(SIGTERM);
+    });
+  });
+  EXPECT_EQ(status, 128 + SIGTERM);
+  EXPECT_EQ(output, "VexoraInitSignals==DebugModuleName NULL,So exit\n");
+}
+
+TEST_F(Signals, NameKeepsTheAskedLengthUpTo31Characters) {
+  const std::string forty = "abcdefghijklmnopqrstuvwxyz0123456789ABCD";
+  struct Row {
+    std::string name;
+    int length;
+    std::string kept;
+  };
+  const Row rows[] = {{"IPMI", 4, "IPMI"},
+                      {"IPMI", 2, "IP"},
+                      {"IPMI", 0, ""},
+                      {"IPMI", -1, ""},
+                      {"IPMI", 31, "IPMI"},
+                      {forty, 31, forty.substr(0, 31)},
+                      {forty, 40, forty.substr(0, 31)}};
+  for (const Row &row : rows) {
+    const Ending end = intoPipe([&] {
+      VexoraInitSignals(forty.c_str(), 31);
+      const std::unique_ptr<char, decltype(&std::free)> exact(strdup(row.name.c_str()), &std::free);
+      EXPECT_EQ(VexoraInitSignals(exact.get(), row.length), 0);
+      raise(SIGBUS);
+    });
+    EXPECT_EQ(linesOf(end.output).back(), "  " + row.kept + " is terminating because of SIGBUS !!!!!") << row.length;
+  }
+}
+
+TEST_F(Signals, AbortEndsTheProcessAfterWhatItHadBuffered) {
+  const auto crash = [] {
+    std::printf("buffered\n");
+    std::abort();
+  };
+  for (const Ending &end : intoPipeAndFile(crash)) {
+    EXPECT_EQ(end.status, kCrashed);
+    EXPECT_EQ(end.output, "buffered\n  Received SIGABRT\n");
+  }
+}
+
+}  // namespace
+
+// Not of the unnamed namespace, so that a backtrace shows its name.
+__attribute__((noinline)) void faultingFunction(void (*fault)()) {
+  fault();
+  __asm__ volatile("");
+}
+
+__attribute__((noinline)) void callingFunction(void (*fault)()) {
+  faultingFunction(fault);
+  __asm__ volatile("");
+}
+
+namespace {
+
+// Crashes in a thread named worker, whose id is printed before, but not flushed.
+void crashInWorker(void (*fault)()) {
+  std::thread([fault] {
+    prctl(PR_SET_NAME, "worker");
+    std::printf("%ld\n", syscall(SYS_gettid));
+    callingFunction(fault);
+  }).join();
+}
+
+struct FatalRow {
+  void (*fault)();
+  std::string signal, ending, endRecord;
+};
+
+const FatalRow kFatal[] = {
+    {faultByAddress, "SIGSEGV", "  IPMI is terminating because of SIGSEGV !!!!!\n",
+     "  is terminating because of SIGSEGV !!!!!\n\n"},
+    {faultByMissingPage, "SIGBUS", "  IPMI is terminating because of SIGBUS !!!!!\n",
+     "VexoraMonitor is terminating because of SIGBUS !!!!!\n\n"},
+    {faultByInstruction, "SIGILL", "  VexoraMonitor is terminating because of SIGILL !!!!!\n",
+     "  VexoraMonitor is terminating because of SIGILL !!!!!\n\n"},
+};
+
+// The backtrace's lines depend on the build, and are taken from the report itself.
+void expectReport(const Ending &end, const FatalRow &row, bool logged) {
+  SCOPED_TRACE(row.signal + "\n" + end.output);
+  EXPECT_EQ(end.status, kCrashed);
+  const std::vector<std::string> lines = linesOf(end.output);
+  ASSERT_GT(lines.size(), 3U);
+  std::string expected = lines[0] + "\n";
+  std::string frames;
+  for (std::size_t at = 1; at < lines.size() && !lines[at].starts_with(' '); at += logged ? 3 : 1) {
+    frames += lines[at] + "\n";
+    expected += lines[at] + "\n" + (logged ? kRecord + lines[at] + "\n\n" : "");
+  }
+  const std::string thread = "  Thread " + lines[0] + " (worker) received " + row.signal + "\n";
+  expected += thread + row.ending;
+  expected += logged ? kRecord + thread + "\n" + kRecord + row.endRecord : "";
+  EXPECT_EQ(end.output, expected);
+
+  const std::size_t faulting = frames.find("faultingFunction");
+  const std::size_t calling = frames.find("callingFunction");
+  EXPECT_LT(frames.find(kLibrary), faulting);
+  EXPECT_LT(faulting, calling);
+  EXPECT_NE(calling, std::string::npos);
+}
+
+TEST_F(Signals, FatalOnesReportTheThreadAndItsBacktrace) {
+  for (const bool logged : {false, true}) {
+    for (const FatalRow &row : kFatal) {
+      for (const Ending &end : intoPipeAndFile([&] { crashInWorker(row.fault); })) {
+        expectReport(end, row, logged);
+      }
+    }
+    switchLogOn();
+  }
+}
+
+TEST_F(Signals, FailedTranslationExitsNormally) {
+  for (const bool hangs : {false, true}) {
+    const Ending end = intoPipe([&] {
+      if (hangs) {
+        std::atexit([] { fallFor(Trick::kHang); });
+      }
+      atTranslation = Trick::kFail;
+      std::printf("buffered\n");
+      faultByAddress();
+    });
+    EXPECT_EQ(end.status, 1);
+    EXPECT_EQ(end.output, "buffered\nbacktrace_symbols: Cannot allocate memory\n" + (hangs ? "" : kAtExit));
+  }
+}
+
+#ifndef VEXORA_SANITIZED
+// Takes the page away that holds the header of the heap's free end, so that the next block is cut off it in vain.
+void faultInsideMalloc() {
+  constexpr std::size_t kBlock = 20000;
+  char *const block = static_cast<char *>(std::malloc(kBlock));
+  char *const end = block + malloc_usable_size(block);
+  const auto pageSize = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  EXPECT_EQ(mprotect(end - reinterpret_cast<std::uintptr_t>(end) % pageSize, pageSize, PROT_NONE), 0);
+  void *volatile never = std::malloc(kBlock);
+  std::free(never);
+  std::free(block);
+}
+#endif
+
+#ifndef __SANITIZE_THREAD__  // it keeps the alarm back while the thread waits inside the C library
+void faultWhileOutputIsHeld() {
+  std::latch held(1);
+  const std::thread holder([&] {
+    flockfile(stdout);
+    held.count_down();
+    fallFor(Trick::kHang);
+  });
+  held.wait();
+  faultByAddress();
+}
+#endif
+
+// The first report waits in its translation, so that the second crash falls into it.
+void faultInTwoThreads() {
+  atTranslation = Trick::kHang;
+  std::latch both(2);
+  const std::thread other([&] {
+    both.arrive_and_wait();
+    nowhere[1] = 1;
+  });
+  both.arrive_and_wait();
+  nowhere[2] = 1;
+}
+
+void faultAndFindTranslation(Trick translation, Trick heaplessTranslation) {
+  atTranslation = translation;
+  atHeaplessTranslation = heaplessTranslation;
+  faultByAddress();
+}
+
+TEST_F(Signals, ReportComesOutWhateverTheFaultInterrupted) {
+  struct Row {
+    const char *what;
+    void (*fault)();
+    std::string shown;
+  };
+  const Row rows[] = {
+#ifndef VEXORA_SANITIZED  // sanitizers bring a heap of their own
+      {"heap locked by the thread", faultInsideMalloc, kLibrary},
+#endif
+      {"inside printf", [] { std::printf("%s", nowhere); }, ""},
+      {"inside the debug log", [] { VexoraDebug(3, "IPMI", "%s", nowhere); }, ""},
+#ifndef __SANITIZE_THREAD__
+      {"standard output locked by another thread", faultWhileOutputIsHeld, "faultingFunction"},
+#endif
+      {"two at once", faultInTwoThreads, ""},
+      {"thread cancelled", [] { pthread_cancel(pthread_self()), faultByAddress(); }, "faultingFunction"},
+      {"capture faults", [] { atCapture = Trick::kFault, faultByAddress(); }, ""},
+      {"broken heap found", [] { faultAndFindTranslation(Trick::kAbort, Trick::kNone); }, "faultingFunction"},
+      {"translation hangs", [] { faultAndFindTranslation(Trick::kHang, Trick::kHang); }, "\n[0x"},
+  };
+  switchLogOn();
+  for (const Row &row : rows) {
+    const Ending end = intoPipe([&] { crashInWorker(row.fault); });
+    SCOPED_TRACE(std::string(row.what) + "\n" + end.output);
+    EXPECT_EQ(end.status, kCrashed);
+    EXPECT_NE(end.output.find(row.shown), std::string::npos);
+    const std::string ending = "\n  IPMI is terminating because of SIGSEGV !!!!!\n" + kRecord + "  Thread ";
+    EXPECT_NE(end.output.find(ending), std::string::npos);
+    EXPECT_EQ(end.output.find(ending), end.output.rfind(ending));
+    EXPECT_TRUE(end.output.ends_with("\n" + kRecord + "  is terminating because of SIGSEGV !!!!!\n\n"));
+  }
+}
+
+#ifndef __SANITIZE_THREAD__  // as above, while a write waits
+TEST_F(Signals, CrashEndsTheProcessThoughNobodyReads) {
+  switchLogOn();
+  for (const bool room : {false, true}) {  // as a serial line looks that is stopped in the middle of a write
+    for (const int signal : {SIGSEGV, SIGABRT}) {
+      const Ending end = intoPipe([&] {
+        seesRoomEverywhere = room;
+        std::printf("buffered\n");
+        fillOutput();
+        raise(signal);
+      });
+      EXPECT_EQ(end.status, kCrashed);
+      EXPECT_EQ(end.output.find_first_not_of('.'), std::string::npos);
+    }
+  }
+}
+#endif
+
+TEST_F(Signals, LineThatNobodyReadsIsLostAndTheProcessGoesOn) {
+  inFreshProcess([] {
+    dieInTime();
+    VexoraInitSignals("IPMI", 4);
+    int ends[2];
+    EXPECT_EQ(pipe(ends), 0);
+    dup2(ends[1], STDOUT_FILENO);
+    fillOutput();
+    raise(SIGTERM);
+    std::string read(1 << 20, '\0');
+    EXPECT_GT(::read(ends[0], read.data(), read.size()), 4096);
+    raise(SIGUSR1);
+    read.resize(static_cast<std::size_t>(::read(ends[0], read.data(), read.size())));
+    EXPECT_EQ(read, "  Received SIGUSR1\n");
+
+    close(ends[0]);
+    errno = ENOTTY;
+    raise(SIGTERM);  // the broken pipe's own signal isn't answered by one more write
+    EXPECT_EQ(errno, ENOTTY);
+  });
+}
+
+template <typename Function>
+Function *next(Function * /*ours*/, const char *name) {
+  return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+}  // namespace vexora::test
+
+using vexora::test::fallFor;
+using vexora::test::next;
+
+extern "C" {
+
+#ifdef __SANITIZE_THREAD__
+// A crash report does in a signal handler what is not safe there, under guard.
+const char *__tsan_default_options() { return "report_signal_unsafe=0"; }
+#endif
+
+int backtrace(void **array, int size) {
+  fallFor(vexora::test::atCapture);
+  return next(&backtrace, "backtrace")(array, size);
+}
+
+char **backtrace_symbols(void *const *array, int size) noexcept {
+  fallFor(vexora::test::atTranslation);
+  if (vexora::test::atTranslation == vexora::test::Trick::kFail) {
+    errno = ENOMEM;
+    return nullptr;
+  }
+  return next(&backtrace_symbols, "backtrace_symbols")(array, size);
+}
+
+void backtrace_symbols_fd(void *const *array, int size, int fd) noexcept {
+  fallFor(vexora::test::atHeaplessTranslation);
+  next(&backtrace_symbols_fd, "backtrace_symbols_fd")(array, size, fd);
+}
+
+int poll(pollfd *fds, nfds_t nfds, int timeout) {
+  return vexora::test::seesRoomEverywhere ? 1 : next(&poll, "poll")(fds, nfds, timeout);
+}
+
+int sigaction(int sig, const struct sigaction *act, struct sigaction *oact) noexcept {
+  if (vexora::test::refusesHandlers) {
+    errno = EINVAL;
+    return -1;
+  }
+  return next(&sigaction, "sigaction")(sig, act, oact);
+}
+}

@@ -1,0 +1,198 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What the messaging tests share: a call with all that it says and leaves behind, the far ends of pipes and queues, and
+// signals that interrupt everything.
+#pragma once
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/ipc.h>
+#include <sys/msg.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <functional>
+#include <ostream>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "support/files.h"
+#include "support/platform.h"
+#include "support/process.h"
+
+namespace vexora::test {
+
+using Messages = std::vector<PlatformMessage>;
+
+// All that a call shows: its result, standard output (the debug log's included) and the platform's debug output, where
+// the source line, different in every version, reads LINE wherever it stands.
+struct Outcome {
+  int result = 0;
+  std::string output = {};
+  Messages reports = {};
+
+  bool operator==(const Outcome &) const = default;
+};
+
+inline void PrintTo(const Outcome &outcome, std::ostream *out) {
+  *out << outcome.result << ", printed \"" << outcome.output << '"';
+  for (const PlatformMessage &message : outcome.reports) {
+    *out << ", reported " << message.level << " \"" << message.text << '"';
+  }
+}
+
+// Puts LINE for the source line that a message tells after its module, also where it tells it again.
+inline std::string withoutLine(std::string text) {
+  const std::size_t begin = text.find_first_of(":(") + 1;
+  const std::string line = text.substr(begin, text.find_first_not_of("0123456789", begin) - begin);
+  for (const char before : {':', '(', ' '}) {
+    for (std::size_t at = 0; !line.empty() && (at = text.find(before + line)) != std::string::npos;) {
+      text.replace(at + 1, line.size(), "LINE");
+    }
+  }
+  return text;
+}
+
+// What the debug log prints of a critical message at the tests' time.
+inline std::string logged(const std::string &text) { return "[Critical]:<2024-05-01T13:45:07>" + text + "\n\n"; }
+
+// `size` bytes that differ from their neighbours near and far.
+inline std::string pattern(std::size_t size) {
+  std::string bytes;
+  for (std::size_t i = 0; i < size; ++i) {
+    bytes.push_back(static_cast<char>((i * 17 + 17) % 251));
+  }
+  return bytes;
+}
+
+inline std::string zeros(std::size_t count) { return std::string(count, '\0'); }
+
+// A daemon's end of its pipe.
+class PipeOwner {
+ public:
+  explicit PipeOwner(const char *path) {
+    static_cast<void>(mkfifo(path, 0600));
+    fd_ = open(path, O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    EXPECT_GE(fd_, 0) << path;
+  }
+  ~PipeOwner() { close(fd_); }
+  PipeOwner(const PipeOwner &) = delete;
+  PipeOwner &operator=(const PipeOwner &) = delete;
+
+  [[nodiscard]] int fd() const { return fd_; }
+
+  // Takes all that is in the pipe.
+  [[nodiscard]] std::string arrived() const {
+    std::string bytes(1 << 16, '~');
+    const ssize_t got = ::read(fd_, bytes.data(), bytes.size());
+    bytes.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
+    return bytes;
+  }
+
+  // Leaves no room for another byte.
+  void fill() const {
+    const std::string page(4096, '#');
+    while (::write(fd_, page.data(), page.size()) > 0) {
+    }
+    EXPECT_EQ(errno, EAGAIN);
+  }
+
+ private:
+  int fd_ = -1;
+};
+
+// Something that exists and that nobody can open, root included.
+inline void placeUnopenable(const char *path) { EXPECT_EQ(mknod(path, S_IFSOCK | 0600, 0), 0); }
+
+// A message as any program on the machine sees it.
+struct QueueMessage {
+  long type;
+  std::string text;
+
+  bool operator==(const QueueMessage &) const = default;
+};
+
+struct RawMessage {
+  long type;
+  std::array<char, 2000> text;
+};
+
+inline QueueMessage taken(int queue) {
+  RawMessage raw = {};
+  const ssize_t length = msgrcv(queue, &raw, raw.text.size(), 0, IPC_NOWAIT);
+  return length < 0 ? QueueMessage{-1, "none"} : QueueMessage{raw.type, {raw.text.data(), static_cast<size_t>(length)}};
+}
+
+// Interrupts the process every millisecond while it lives; the kernel takes no call up again by itself.
+class SignalStorm {
+ public:
+  SignalStorm() {
+    count = 0;
+    struct sigaction handling = {};
+    handling.sa_handler = [](int) { count = count + 1; };
+    sigaction(SIGALRM, &handling, &before_);
+    const itimerval often = {{0, 1000}, {0, 1000}};
+    setitimer(ITIMER_REAL, &often, nullptr);
+  }
+  ~SignalStorm() {
+    const itimerval never = {};
+    setitimer(ITIMER_REAL, &never, nullptr);
+    sigaction(SIGALRM, &before_, nullptr);
+  }
+  SignalStorm(const SignalStorm &) = delete;
+  SignalStorm &operator=(const SignalStorm &) = delete;
+
+  [[nodiscard]] static int signals() { return count; }
+
+ private:
+  static inline volatile std::sig_atomic_t count = 0;
+  struct sigaction before_ = {};
+};
+
+// Starts with the debug log on for this library's own module; ends with no descriptor, child process or report left.
+class ChannelTest : public RootTest {
+ protected:
+  void SetUp() override {
+    RootTest::SetUp();
+    for (const char *marker : {"LEVEL_INFO", "PATH_SERIAL", "ENABLE_ZELDIAG"}) {
+      touch(std::string("/conf/vexora_debug/") + marker);
+    }
+    touch("/var/vexora_debug_reload");
+    descriptors_ = openDescriptors();
+  }
+
+  void TearDown() override {
+    EXPECT_EQ(openDescriptors(), descriptors_);
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+    EXPECT_EQ(errno, ECHILD);
+    EXPECT_EQ(log_.take(), Messages{});
+  }
+
+  template <typename... Parameters>
+  Outcome outcome(int (*call)(Parameters...), std::type_identity_t<Parameters>... arguments) {
+    return outcome([&] { return call(arguments...); });
+  }
+
+  Outcome outcome(const std::function<int()> &call) {
+    Outcome seen;
+    seen.output = capturedOutput([&] { seen.result = call(); });
+    seen.reports = log_.take();
+    for (PlatformMessage &message : seen.reports) {
+      message.text = withoutLine(message.text);
+    }
+    return seen;
+  }
+
+ private:
+  PlatformLog log_;
+  FixedClock clock_{1714571107};
+  int descriptors_ = -1;
+};
+
+}  // namespace vexora::test

@@ -1,0 +1,196 @@
+// SPDX-License-Identifier: Apache-2.0
+// Shell commands, run by the machine's real shell. Each test ends with no child process and no descriptor left over;
+// see ChannelTest.
+
+#include <dlfcn.h>
+
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
+#include <tuple>
+#include <utility>
+
+#include "ipc/channels.h"
+#include "vexora/ipc.h"
+
+namespace vexora::test {
+namespace {
+
+constexpr const char *kFile = "/var/output";
+
+int popenError = 0;
+
+std::string numbersTo(int last) {
+  std::string lines;
+  for (int n = 1; n <= last; ++n) {
+    lines += std::to_string(n) + "\n";
+  }
+  return lines;
+}
+
+class ShellCommands : public ChannelTest {
+ protected:
+  void SetUp() override {
+    popenError = 0;
+    ChannelTest::SetUp();
+  }
+  static int toFile(const char *command) { return VexoraCommonCommandToFile(command, kFile); }
+};
+
+TEST_F(ShellCommands, CharactersThatChainCommandsAreFound) {
+  for (const char *plain : {"ls -l /var", "", "echo $(ls) > `x`\n"}) {
+    EXPECT_EQ(outcome(CheckCommandSpecial, plain), Outcome{}) << plain;
+  }
+  for (const char *chain : {"ls;reboot", "a && b", "ls | wc", "sleep 9&", "|", ";", "echo 'a;b'"}) {
+    EXPECT_EQ(outcome(CheckCommandSpecial, chain), Outcome{-1}) << chain;
+  }
+  EXPECT_EQ(outcome(CheckCommandSpecial, nullptr), Outcome{-1});
+}
+
+TEST_F(ShellCommands, ExecutionWaitsForTheEndAndIgnoresHowItCame) {
+  for (const char *command : {"exec >&-; for i in 1 2 3; do /bin/true; done; echo done > /var/output", "exit 7",
+                              "kill -9 $$", "/no/such/program 2>/dev/null", "yes", "echo discarded", ""}) {
+    EXPECT_EQ(outcome(dwPopenExcute, command), Outcome{}) << command;
+  }
+  EXPECT_EQ(read(kFile), "done\n");
+}
+
+TEST_F(ShellCommands, FirstLineGoesIntoTheBuffer) {
+  const std::tuple<const char *, int, std::string> rows[] = {
+      {"echo 0123456789", 8, std::string("0123456\0~~~~", 12)},
+      {"echo 0123456", 8, std::string("0123456\0~~~~", 12)},
+      {"echo one; echo two", 12, std::string("one\n\0~~~~~~~", 12)},
+      {"printf end", 12, std::string("end\0~~~~~~~~", 12)},
+      {R"(printf 'a\0\377\n\0b')", 12, std::string("a\0\xFF\n\0~~~~~~~", 12)},
+      {"yes", 12, std::string("y\n\0~~~~~~~~~", 12)},
+      {"yes aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa | tr -d '\\n'", 12, std::string("aaaaaaaaaaa\0", 12)},
+      {"true", 12, "~~~~~~~~~~~~"},
+      {"yes", 1, std::string("\0~~~~~~~~~~~", 12)},
+  };
+  for (const auto &[command, size, expected] : rows) {
+    std::string buffer(12, '~');
+    EXPECT_EQ(outcome(VexoraCommandToBuff, command, buffer.data(), size), Outcome{});
+    EXPECT_EQ(buffer, expected) << command;
+  }
+}
+
+TEST_F(ShellCommands, FirstBytesGoIntoTheBufferWithoutATerminator) {
+  const std::tuple<const char *, unsigned, std::string> rows[] = {
+      {"printf 012345", 4, "0123"},
+      {"printf 'one\\ntwo'", 100, "one\ntwo"},
+      {R"(printf '\0\1\377\n\0b')", 100, std::string("\0\x01\xFF\n\0b", 6)},
+      {"true", 100, ""},
+      {"seq 50000", 200000, numbersTo(50000).substr(0, 200000)},  // more than a pipe holds
+      {"yes | tr -d '\\n'", 200000, std::string(200000, 'y')},
+      {"yes", 1, "y"},
+  };
+  for (const auto &[command, size, written] : rows) {
+    std::string buffer(size + 1, '~');
+    EXPECT_EQ(outcome(VexoraCommandToBuffEx, command, buffer.data(), size), Outcome{});
+    EXPECT_TRUE(buffer == written + std::string(size + 1 - written.size(), '~')) << command;
+  }
+}
+
+TEST_F(ShellCommands, WholeOutputGoesIntoTheFile) {
+  const std::string x498(498, 'x');
+  const std::pair<const char *, std::string> rows[] = {
+      {"echo one; echo two; echo three", "one\ntwo\nthree\n"},
+      {"true", ""},
+      {"printf 'no end'", "no end"},
+      {R"(printf 'a\0b\n\0\377')", std::string("a\0b\n\0\xFF", 6)},
+      {"seq 50000", numbersTo(50000)},
+      // Lines around the 499 characters of a piece, and of several.
+      {"printf '%0498d\n%0499d\n%0500d\n%02000d' 0 0 0 0 | tr 0 x",
+       x498 + "\n" + x498 + "x\n" + x498 + "xx\n" + std::string(2000, 'x')},
+  };
+  for (const auto &[command, contents] : rows) {
+    write(kFile, "what was there before, longer than most");
+    EXPECT_EQ(outcome(toFile, command), Outcome{});
+    EXPECT_TRUE(read(kFile) == contents) << command;
+  }
+}
+
+TEST_F(ShellCommands, AFileThatCannotBeWrittenLeavesNothingRunning) {
+  for (const char *path : {"/var/none/file", "/conf", "/dev/full"}) {
+    EXPECT_EQ(outcome(VexoraCommonCommandToFile, "yes", path), Outcome{-1}) << path;
+  }
+  EXPECT_EQ(outcome(VexoraCommonCommandToFile, "echo x", "/dev/full"), Outcome{-1});
+}
+
+TEST_F(ShellCommands, ArgumentsAreRefusedAndNothingRuns) {
+  std::string buffer(4, '~');
+  for (const int size : {0, -1, INT_MIN}) {
+    EXPECT_EQ(outcome(VexoraCommandToBuff, "touch /var/output", buffer.data(), size), Outcome{-1});
+  }
+  EXPECT_EQ(outcome(VexoraCommandToBuff, nullptr, buffer.data(), 4), Outcome{-1});
+  EXPECT_EQ(outcome(VexoraCommandToBuff, "touch /var/output", nullptr, 4), Outcome{-1});
+  EXPECT_EQ(outcome(VexoraCommandToBuffEx, "touch /var/output", buffer.data(), 0), Outcome{-1});
+  EXPECT_EQ(outcome(VexoraCommandToBuffEx, nullptr, buffer.data(), 4), Outcome{-1});
+  EXPECT_EQ(outcome(VexoraCommandToBuffEx, "touch /var/output", nullptr, 4), Outcome{-1});
+  EXPECT_EQ(outcome(VexoraCommonCommandToFile, "touch /var/output", nullptr), Outcome{-1});
+  EXPECT_EQ(outcome(toFile, nullptr), Outcome{-1});
+  const Outcome refused = outcome(dwPopenExcute, nullptr);
+  EXPECT_EQ(refused.result, -1);
+  EXPECT_EQ(withoutLine(refused.output), "libvexora_basefunction(LINE)Input parameters error!\n");
+  EXPECT_EQ(buffer, "~~~~");
+  EXPECT_FALSE(exists(kFile));
+}
+
+TEST_F(ShellCommands, ACommandThatCannotBeStartedIsTold) {
+  popenError = EAGAIN;
+  write(kFile, "kept");
+  std::string buffer(4, '~');
+  EXPECT_EQ(outcome(VexoraCommandToBuff, "true", buffer.data(), 4), (Outcome{-1, logged("popen failed.")}));
+  EXPECT_EQ(outcome(VexoraCommandToBuffEx, "true", buffer.data(), 4), (Outcome{-1, "popen failed.\n"}));
+  EXPECT_EQ(outcome(toFile, "true"), Outcome{-1});
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(outcome(dwPopenExcute, "true"), Outcome{-1});
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "execute command failed: Resource temporarily unavailable");
+  EXPECT_EQ(buffer, "~~~~");
+  EXPECT_EQ(read(kFile), "kept");
+}
+
+TEST_F(ShellCommands, SignalsDoNotCutTheOutput) {
+  // Each line is a process of its own, so that reads wait for it.
+  const char *const slow = "for n in $(seq 60); do /bin/echo $n; done";
+  const std::string all = numbersTo(60);
+  const SignalStorm storm;
+  EXPECT_EQ(outcome(toFile, slow), Outcome{});
+  EXPECT_EQ(read(kFile), all);
+  std::string buffer(all.size(), '~');
+  EXPECT_EQ(VexoraCommandToBuffEx(slow, buffer.data(), static_cast<unsigned>(buffer.size())), 0);
+  EXPECT_EQ(buffer, all);
+  EXPECT_EQ(VexoraCommandToBuff("for n in $(seq 60); do /bin/echo -n $n; done", buffer.data(), 8), 0);
+  EXPECT_STREQ(buffer.data(), "1234567");
+  EXPECT_EQ(dwPopenExcute(("exec >/var/output; " + std::string(slow)).c_str()), 0);
+  EXPECT_EQ(read(kFile), all);
+  EXPECT_GT(SignalStorm::signals(), 5);
+}
+
+TEST_F(ShellCommands, ChildrenOfOtherThreadsInheritNothing) {
+  const auto inherited = [] {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): it is safe in threads here, which is what this is about
+    EXPECT_EQ(std::system("ls /proc/self/fd > /var/descriptors"), 0);
+    return read("/var/descriptors");
+  };
+  const std::string before = inherited();
+  ASSERT_EQ(mkfifo("/var/gate", 0600) + mkfifo(kFile, 0600), 0);
+  const int output = open(kFile, O_RDWR | O_CLOEXEC);
+  std::thread running([] { EXPECT_EQ(toFile("head -c 9000 /dev/zero; cat /var/gate"), 0); });
+  char byte = '~';
+  EXPECT_EQ(::read(output, &byte, 1), 1);  // so it has the file and its command open
+  EXPECT_EQ(inherited(), before);
+  close(open("/var/gate", O_WRONLY | O_CLOEXEC));
+  running.join();
+  close(output);
+}
+
+}  // namespace
+}  // namespace vexora::test
+
+extern "C" std::FILE *popen(const char *command, const char *modes) {
+  static auto *const real = reinterpret_cast<decltype(&popen)>(dlsym(RTLD_NEXT, "popen"));
+  errno = vexora::test::popenError;
+  return vexora::test::popenError != 0 ? nullptr : real(command, modes);
+}
