@@ -1,0 +1,145 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+# shellcheck disable=SC2154 # run_demo reads this file and defines what they share
+#
+# The history road: the sensor daemon through several days, asked for its history on the way.
+
+readonly begin=1772409600 # Monday 2026-03-02 00:00 UTC, seconds since the epoch
+readonly period=120       # seconds from sample to sample
+readonly hour=3600 day=86400
+readonly data=/extlog/syslog/history_data.dat
+readonly output=/var/sensor_daemon.out # the daemon's standard output: its debug log
+readonly story=/var/demo_story         # what was done, for the client to work the right answers out
+
+now=$begin
+daemon=
+
+ask() { "${emulator[@]}" "$programs/board_client" "$@" | tee -a "$answers"; }
+
+count_lines() { grep -c "$1" "$output" || true; }
+
+# Readings for six days, a change every ten minutes: an inlet temperature and a power, warmest in the afternoon and
+# busiest in office hours, with noise that is the same in every run.
+plan_readings() {
+  awk -v begin="$begin" '
+    function noise(spread) {
+      seed = (seed * 16807) % 2147483647
+      return (seed / 2147483647 - 0.5) * spread
+    }
+    BEGIN {
+      seed = 42
+      for (minute = 0; minute < 6 * 1440; minute += 10) {
+        hour = minute / 60 % 24
+        warmth = cos((hour - 15) * 3.14159265 / 12)
+        load = hour >= 8 && hour < 18 ? 140 : hour >= 22 ? 70 : 0
+        printf "0x3009 %.1f %d\n", 24 + 3.5 * warmth + load / 70 + noise(2.5), begin + minute * 60
+        printf "0x7000 %.2f %d\n", 260 + 15 * warmth + load + noise(60), begin + minute * 60
+      }
+    }' >/var/ipmipdk_readings
+}
+
+# The daemon has done all that is due until now and waits. Given up when it has died.
+await_clock() {
+  local arrived
+  until read -r -t 1 arrived <&4; do
+    kill -0 "$daemon" 2>/dev/null || fail 'the daemon has ended'
+  done
+  [[ $arrived == "$now" ]] || fail "the clock stopped at $arrived instead of $now"
+}
+
+start_daemon() {
+  echo "start $now $period" >>"$story"
+  echo "$now" >&3
+  LD_PRELOAD=$programs/libdemo_clock.so \
+    "${emulator[@]}" "$programs/sensor_daemon" "$period" >>"$output" 3>&- 4>&- &
+  daemon=$!
+  await_clock
+}
+
+stop_daemon() {
+  local status=0
+  kill -TERM "$daemon"
+  wait "$daemon" || status=$?
+  daemon=
+  check 'exit status of the daemon' "$status" 0
+}
+
+advance() { # advance SECONDS
+  now=$((now + $1))
+  echo "until $now" >>"$story"
+  echo "$now" >&3
+  await_clock
+  echo "  it is now $(date -u -d "@$now" '+%F %H:%M')"
+}
+
+cp "$build/firmware/libipmipdk.so" /usr/local/lib/
+plan_readings
+
+heading 'Four days of samples, one every two minutes'
+start_daemon
+advance $((4 * day))
+
+heading 'The history command: count, ranges and layouts'
+ask count
+from=$((begin + day + 6 * hour + hour / 2))
+for type in 0 1 4; do
+  ask range "$type" "$from" $((from + 5 * hour))
+done
+for type in 0 1 4; do
+  ask range "$type" 0 4294967295
+done
+ask range 4 1 "$begin"
+ask range 4 $((now + 1)) $((now + day))
+
+heading 'Requests that are refused'
+ask refusals
+
+heading 'Hourly averages, minima and maxima'
+ask chart
+
+heading 'The debug log, switched while the daemon runs'
+check 'lines in four days without switches' "$(count_lines .)" 0
+touch "$settings"/{LEVEL_INFO,PATH_SERIAL,ENABLE_ZELMONITOR}
+advance $((3 * hour))
+check 'lines in 3 hours with switches that were not read yet' "$(count_lines .)" 0
+touch "$reload"
+advance $((4 * hour))
+ask count
+check 'stored hours logged in 4 hours with the reload marker' "$(count_lines '^\[Info\]:<.*>hour .* stored')" 4
+check 'commands logged' "$(count_lines '^\[Info\]:<.*>command')" 1
+rm "$settings/ENABLE_ZELMONITOR"
+advance $((3 * hour))
+check 'lines after 3 more hours, the module switched off' "$(count_lines '^\[')" 5
+rm "$reload"
+grep . "$output" | sed 's/^/    /'
+
+heading 'A restart within the hour: its record merges into the newest'
+touch "$settings/ENABLE_ZELMONITOR"
+advance $((20 * 60))
+ask count
+stop_daemon
+start_daemon
+check 'start logged: a new process reads the switches' "$(count_lines '>started')" 1
+ask count
+ask range 4 $((now - 2 * hour - hour / 2)) $((now + 1))
+advance $((2 * hour))
+ask range 4 0 4294967295
+
+heading 'Clear, and begin anew'
+ask clear
+echo clear >>"$story"
+ask count
+ask range 4 0 4294967295
+ask clear
+advance $((2 * hour))
+ask count
+ask range 4 0 4294967295
+
+heading 'What is left'
+stop_daemon
+check 'stop logged' "$(count_lines '>stopped')" 1
+check 'bytes of the data file' "$(stat -c %s "$data")" 245300
+read -ra header < <(od -A n -t u4 -w20 -N 20 "$data")
+check 'head, tail, record size, capacity, count of the data file' "${header[*]}" '0 1 28 8760 2'
+od -A d -t x1 -N 76 "$data"
+ls -lR /conf /extlog /var/ipmipdk_readings "$output"
