@@ -8,6 +8,8 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <pthread.h>
+#include <sys/ipc.h>
+#include <sys/msg.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -27,6 +29,7 @@
 #include "vexora/containers.h"
 #include "vexora/diag.h"
 #include "vexora/history.h"
+#include "vexora/ipc.h"
 
 namespace {
 
@@ -41,6 +44,7 @@ constexpr int kRingCalls = 2000;
 constexpr int kDebugCalls = 200;
 constexpr int kBatchCalls = 20;
 constexpr int kFileCalls = 1;
+constexpr int kMessageCalls = 50;
 
 constexpr std::uint32_t kHourSeconds = 3600;
 constexpr std::uint32_t kYearRecords = 365 * 24;
@@ -306,6 +310,58 @@ BENCHMARK_CAPTURE(historyQuery, day of type 1, 1, 300 * 24, 24)->UseManualTime()
 BENCHMARK_CAPTURE(historyQuery, year of type 1, 1, 0, kYearRecords)->UseManualTime();
 BENCHMARK_CAPTURE(historyQuery, day of type 4, 4, 300 * 24, 24)->UseManualTime();
 BENCHMARK_CAPTURE(historyQuery, year of type 4, 4, 0, kYearRecords)->UseManualTime();
+
+constexpr const char *kPipe = "/var/bench_pipe";
+constexpr unsigned kPipeRecord = 260;
+
+/// Writes a record by path into a pipe that a reader has open, and reads it back.
+void pipeRecord(State &state) {
+  const int reader = vexora_create_pipe(kPipe) == 0 ? vexora_openpipe(kPipe) : -1;
+  const Bytes record(kPipeRecord);
+  Bytes out(kPipeRecord);
+  const auto readBack = [&] { return read(reader, out.data(), out.size()) == static_cast<ssize_t>(out.size()); };
+  compare(
+      state, kAim, kMessageCalls,
+      [&] { return vexora_writepipe(kPipe, record.data(), kPipeRecord) == 0 && readBack(); },
+      [&] {
+        const int pipe = access(kPipe, F_OK) == 0 ? open(kPipe, O_RDWR) : -1;
+        const bool written = write(pipe, record.data(), record.size()) == static_cast<ssize_t>(record.size());
+        return close(pipe) == 0 && written && readBack();
+      });
+  static_cast<void>(close(reader));
+}
+
+BENCHMARK(pipeRecord)->UseManualTime();
+
+constexpr int kQueueKey = 12347;
+
+struct Message {
+  long type;
+  std::byte text[VEXORA_QUEUE_PAYLOAD_MAX];
+};
+
+/// A payload sent and received; `asksForQueue` lets the floor, too, ask for the queue by its key at every send.
+void queueMessage(State &state, bool asksForQueue) {
+  const int queue = VexoraCreateMsgQueue(kQueueKey);
+  const Bytes payload(kPipeRecord);
+  Bytes out(kPipeRecord);
+  auto message = std::make_unique<Message>();
+  compare(
+      state, kAim, kMessageCalls,
+      [&] {
+        return VexoraWriteMsgQueue(kQueueKey, payload.data(), kPipeRecord) == 0 &&
+               VexoraReadMsgQueue(queue, out.data(), kPipeRecord) == 0;
+      },
+      [&] {
+        message->type = 1;
+        const int found = asksForQueue ? msgget(kQueueKey, IPC_CREAT | 0666) : queue;
+        return msgsnd(found, message.get(), kPipeRecord, IPC_NOWAIT) == 0 &&
+               msgrcv(queue, message.get(), sizeof message->text, 0, 0) == static_cast<ssize_t>(kPipeRecord);
+      });
+}
+
+BENCHMARK_CAPTURE(queueMessage, bare, false)->UseManualTime();
+BENCHMARK_CAPTURE(queueMessage, with msgget, true)->UseManualTime();
 
 /// Prints a line for each pair as soon as it has run.
 class Table : public benchmark::BenchmarkReporter {
