@@ -26,6 +26,7 @@
 #include <vector>
 
 #include "ratio.h"
+#include "table.h"
 #include "vexora/containers.h"
 #include "vexora/diag.h"
 #include "vexora/history.h"
@@ -363,44 +364,14 @@ void queueMessage(State &state, bool asksForQueue) {
 BENCHMARK_CAPTURE(queueMessage, bare, false)->UseManualTime();
 BENCHMARK_CAPTURE(queueMessage, with msgget, true)->UseManualTime();
 
-/// Prints a line for each pair as soon as it has run.
-class Table : public benchmark::BenchmarkReporter {
- public:
-  bool ReportContext(const Context &) override {
-    std::printf("%-32s %12s %12s %7s %5s\n", "hot path", "ns", "floor ns", "ratio", "aim");
-    return true;
-  }
-
-  void ReportRuns(const std::vector<Run> &runs) override {
-    for (const Run &run : runs) {
-      if (run.error_occurred) {
-        std::printf("%-32s %s\n", run.run_name.function_name.c_str(), run.error_message.c_str());
-        continue;
-      }
-      const auto counter = [&](const char *name) { return run.counters.at(name).value; };
-      const double ratio = counter(vexora::bench::kRatioCounter);
-      const double aim = counter(vexora::bench::kAimCounter);
-      std::printf("%-32s %12.1f %12.1f %7.3f %5.1f  %s\n", run.run_name.function_name.c_str(),
-                  counter(vexora::bench::kTimeCounter), counter(vexora::bench::kFloorCounter), ratio, aim,
-                  ratio <= aim ? "within" : "OVER");
-    }
-    std::fflush(stdout);
-  }
-};
-
 }  // namespace
 
 int main(int argc, char **argv) {
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
-    return 1;
-  }
   // Locks are cheaper in a process without threads, which a daemon is not.
   std::binary_semaphore finished(0);
   std::thread companion([&] { finished.acquire(); });
-  Table table;
-  benchmark::RunSpecifiedBenchmarks(&table);
+  const int status = vexora::bench::runTable(argc, argv);
   finished.release();
   companion.join();
-  return 0;
+  return status;
 }

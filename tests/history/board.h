@@ -3,21 +3,16 @@
 // A board with two sensors and a clock, for the tests of the history recorder. To be included by one source file of a
 // program: it defines the sensors' function and the loading of the library that has it.
 //
-//   board.sample(0x3009, 20.6);
+//   board.sampleAt(kNoon, 20.6, 4660);
 //   EXPECT_EQ(newestRecord().sensor_3009.average, 21);
 #pragma once
 
 #include <dlfcn.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <ctime>
-#include <exception>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "support/files.h"
 #include "support/platform.h"
@@ -104,10 +99,6 @@ inline std::string cacheBytes() {
   return image.bytes();
 }
 
-// Fills the disk of the data file; removing the filler frees it.
-inline const std::string kFiller = "/extlog/syslog/filler";
-inline void fillDisk() { EXPECT_THROW(write(kFiller, std::string(64U << 20, 'x')), std::exception); }
-
 // A message of the recorder, as it should arrive; `report` puts LINE where a line number is.
 inline PlatformMessage report(int level, const std::string &text) {
   return {level, "[libvexora_hisotry_data_interface:LINE]" + text};
@@ -128,29 +119,15 @@ inline std::vector<PlatformMessage> takeReports(PlatformLog &log) {
   return messages;
 }
 
-// How the platform's sensor library presents itself.
-enum class Library {
-  kFitted,         // the two sensors below
-  kInstalled,      // whatever file is installed
-  kMissing,        // there is none
-  kWithoutSensor,  // it has no function to read sensors
-};
-
+// The two sensors, which this program has in place of the platform's library.
 struct Sensors {
-  struct Call {
-    int sensor;
-    double before;  // what the caller's double held
-    int option;
-    bool operator==(const Call &) const = default;
-  };
-
-  Library library = Library::kFitted;
+  const char *library = nullptr;  // what is loaded instead
   double sensor3009 = 0;
   double sensor7000 = 0;
   int broken = 0;  // this one answers with a failure
   int loads = 0;
   int unloads = 0;
-  std::vector<Call> calls;
+  std::vector<std::tuple<int, double, int>> calls;  // sensor, what the caller's double held, option
 };
 
 inline Sensors sensors;
@@ -161,10 +138,6 @@ class Board {
   explicit Board(std::time_t now = kNoon) : clock(now) { sensors = {}; }
 
   int sample() { return historyDataRecord(); }
-  int sample(int sensor, double value) {
-    (sensor == 0x3009 ? sensors.sensor3009 : sensors.sensor7000) = value;
-    return sample();
-  }
   int sampleAt(std::time_t now, double sensor3009, double sensor7000) {
     clock.set(now);
     sensors.sensor3009 = sensor3009;
@@ -209,27 +182,19 @@ __attribute__((used)) inline int PDK_GetSensorRealValueFromSharedMem(int sensor,
   return sensors.broken == sensor ? -1 : 0;
 }
 
-// The fitted sensors are this program's own: a handle of the program finds them.
+// A handle of this program finds the function above.
 __attribute__((used)) inline void *dlopen(const char *path, int mode) noexcept {
-  using vexora::test::Library;
   using vexora::test::sensors;
   const vexora::test::InHarness own;
-  static auto *const real = reinterpret_cast<void *(*)(const char *, int)>(dlsym(RTLD_NEXT, "dlopen"));
-  if (path == nullptr || std::string_view(path) != "/usr/local/lib/libipmipdk.so" || mode != RTLD_NOW ||
-      sensors.library == Library::kInstalled) {
-    return real(path, mode);
-  }
-  if (sensors.library == Library::kMissing) {
-    return nullptr;
-  }
-  ++sensors.loads;
-  return real(sensors.library == Library::kFitted ? nullptr : "libc.so.6", RTLD_NOW);
+  const bool ours = path != nullptr && std::string_view(path) == "/usr/local/lib/libipmipdk.so" && mode == RTLD_NOW;
+  void *const library = vexora::test::original(&dlopen, "dlopen")(ours ? sensors.library : path, mode);
+  sensors.loads += ours && library != nullptr ? 1 : 0;
+  return library;
 }
 
 __attribute__((used)) inline int dlclose(void *library) noexcept {
   const vexora::test::InHarness own;
-  static auto *const real = reinterpret_cast<int (*)(void *)>(dlsym(RTLD_NEXT, "dlclose"));
   ++vexora::test::sensors.unloads;
-  return real(library);
+  return vexora::test::original(&dlclose, "dlclose")(library);
 }
 }

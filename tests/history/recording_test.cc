@@ -4,34 +4,24 @@
 #include <limits>
 
 #include "history/board.h"
+#include "support/faults.h"
 
 namespace {
 bool localTimeFails = false;
-
-template <typename Function>
-Function *next(Function * /*ours*/, const char *name) {
-  return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
-}
 }  // namespace
 
-extern "C" {
-std::tm *localtime(const std::time_t *moment) noexcept {
-  return localTimeFails ? nullptr : next(&localtime, "localtime")(moment);
-}
-std::tm *localtime_r(const std::time_t *moment, std::tm *out) noexcept {
-  return localTimeFails ? nullptr : next(&localtime_r, "localtime_r")(moment, out);
-}
+extern "C" std::tm *localtime_r(const std::time_t *moment, std::tm *out) noexcept {
+  return localTimeFails ? nullptr : vexora::test::original(&localtime_r, "localtime_r")(moment, out);
 }
 
 namespace vexora::test {
 namespace {
 
 const PlatformMessage kEarly = report(132, "New record time is early than last record, will delete history data file");
-// A sensor's statistics, in a form that prints.
-using Figures = std::vector<int>;
+// The statistics of a sensor and of its hour in progress, in a form that prints.
+using Figures = std::vector<std::int64_t>;
 Figures figures(const vexora_history_statistics &sensor) { return {sensor.average, sensor.maximum, sensor.minimum}; }
-
-std::vector<std::int64_t> progress(const vexora_history_progress &sensor) {
+Figures progress(const vexora_history_progress &sensor) {
   return {sensor.samples, sensor.sum, sensor.maximum, sensor.minimum};
 }
 
@@ -54,8 +44,7 @@ BOARD_TEST(History, FirstSampleOfAProcessClosesARecord) {
   EXPECT_TRUE(cacheBytes() == file);
   const vexora_history_hour nextHour{{}, {}, 18};
   EXPECT_EQ(std::memcmp(&RecTmpData, &nextHour, sizeof nextHour), 0);
-  EXPECT_EQ(list("/extlog/syslog"), std::vector<std::string>{"history_data.dat"});
-  EXPECT_EQ(sensors.calls, (std::vector<Sensors::Call>{{0x3009, 0.0, 1}, {0x7000, 0.0, 1}}));
+  EXPECT_EQ(sensors.calls, (decltype(sensors.calls){{0x3009, 0.0, 1}, {0x7000, 0.0, 1}}));
   EXPECT_EQ(board.takeReports(), kNoReports);
 }
 
@@ -71,17 +60,11 @@ BOARD_TEST(History, RoundsReadings) {
   };
   const Row rows[] = {{20.5, 20, 20},
                       {20.6, 21, 20},
-                      {0.50001, 1, 0},
-                      {7.9, 8, 7},
                       {-3.7, -3, -3},
-                      {-0.9, 0, 0},
                       {19.9999999999, 20, 19},  // 20 in single precision
                       {20.5000005, 20, 20},     // 20.5 in single precision
                       {16777217.75, 16777218, 16777217},
-                      {2147483520.0, 2147483520, 2147483520},
                       {2147483647.0, kMost, kMost},
-                      {-2147483648.0, kLeast, kLeast},
-                      {1e10, kMost, kMost},
                       {-1e10, kLeast, kLeast},
                       {1e300, kMost, kMost},
                       {kInfinity, kMost, kMost},
@@ -101,8 +84,8 @@ BOARD_TEST(History, ClosesTheHourWithTheFirstSampleOfTheNext) {
   board.sampleAt(kNoon + 600, 10, -3.7);
   board.sampleAt(kNoon + 1200, 20, -2);
   board.sampleAt(kNoon + 3599, 31, -5);
-  EXPECT_EQ(progress(RecTmpData.sensor_3009), (std::vector<std::int64_t>{3, 61, 31, 10}));
-  EXPECT_EQ(progress(RecTmpData.sensor_7000), (std::vector<std::int64_t>{3, -10, 0, -5}));
+  EXPECT_EQ(progress(RecTmpData.sensor_3009), (Figures{3, 61, 31, 10}));
+  EXPECT_EQ(progress(RecTmpData.sensor_7000), (Figures{3, -10, 0, -5}));
   EXPECT_TRUE(read(kDataFile) == before);
   EXPECT_EQ(board.sampleAt(kNoon + kHour, 40, 0), 0);
   EXPECT_EQ(figures(newestRecord().sensor_3009), (Figures{25, 40, 10}));
@@ -124,8 +107,7 @@ TEST(History, MergesWithARecordOfTheSameHourAfterARestart) {
     std::uint16_t hour;
     bool merged;
   };
-  const Row rows[] = {{0, 12, true},     {1799, 12, true},        {3599, 12, true},
-                      {3600, 12, false}, {24 * kHour, 12, false}, {600, 11, false}};
+  const Row rows[] = {{0, 12, true}, {3599, 12, true}, {3600, 12, false}, {600, 11, false}};
   for (const Row &row : rows) {
     SCOPED_TRACE(testing::Message() << "age " << row.age << ", hour " << row.hour);
     clearRoot();
@@ -155,59 +137,39 @@ TEST(History, MergesWithARecordOfTheSameHourAfterARestart) {
   }
 }
 
-BOARD_TEST(History, OverwritesTheOldestRecordOfAFullRing) {
-  Image image = hourly(kSlots + 5, kNoon - (kSlots + 5) * kHour);
-  write(kDataFile, image.bytes());
+BOARD_TEST(History, LoadsTheInstalledSensorLibraryAndSkipsSamplesWhileBusy) {
+  installSensorLibrary();
+  setReading(0x3009, 20.6);
+  setReading(0x7000, 300.75);
+  sensors.library = "/usr/local/lib/libipmipdk.so";
   start(board);
-  Record newest = recordAt(kNoon);
-  newest.sensor_3009 = newest.sensor_7000 = {};
-  EXPECT_TRUE(read(kDataFile) == image.push(newest).bytes());
-  EXPECT_EQ(HistoryDataRing->head, 6U);
-}
-
-BOARD_TEST(History, SkipsSamplesWhileAQueryOrClearIsBusy) {
-  start(board);
-  sensors.loads = 0;
+  EXPECT_EQ(newestRecord().sensor_3009.average, 21);
+  EXPECT_EQ(newestRecord().sensor_7000.average, 300);
+  EXPECT_EQ(sensors.loads, 1);
   getHistoryDataFlag = 1;
   EXPECT_EQ(board.sampleAt(kNoon + kHour, 5, 5), 0);
-  EXPECT_EQ(sensors.loads, 0);
-  EXPECT_EQ(RecTmpData.sensor_3009.samples, 0U);
+  EXPECT_EQ(sensors.loads, 1);
   getHistoryDataFlag = 0;
   EXPECT_EQ(board.sample(), 0);
   EXPECT_EQ(HistoryDataRing->count, 2U);
 }
 
-BOARD_TEST(History, LoadsTheInstalledSensorLibrary) {
-  installSensorLibrary();
-  setReading(0x3009, 20.6);
-  setReading(0x7000, 300.75);
-  sensors.library = Library::kInstalled;
-  start(board);
-  EXPECT_EQ(newestRecord().sensor_3009.average, 21);
-  EXPECT_EQ(newestRecord().sensor_7000.average, 300);
-}
-
 BOARD_TEST(History, LosesOnlyTheSampleWhenASensorFails) {
   start(board);
   sensors.loads = sensors.unloads = 0;
-  struct Row {
-    Library library;
-    int broken;
-    int loads;
-    unsigned samples3009;
-  };
-  const Row rows[] = {{Library::kMissing, 0, 0, 0},
-                      {Library::kWithoutSensor, 0, 1, 0},
-                      {Library::kFitted, 0x3009, 2, 0},
-                      {Library::kFitted, 0x7000, 3, 1}};
+  const std::tuple<const char *, int, int, unsigned> rows[] = {// library, broken sensor, loads, samples of 0x3009
+                                                               {"/none", 0, 0, 0},
+                                                               {"libc.so.6", 0, 1, 0},
+                                                               {nullptr, 0x3009, 2, 0},
+                                                               {nullptr, 0x7000, 3, 1}};
   const std::string before = read(kDataFile);
-  for (const Row &row : rows) {
-    sensors.library = row.library;
-    sensors.broken = row.broken;
+  for (const auto &[library, broken, loads, samples] : rows) {
+    sensors.library = library;
+    sensors.broken = broken;
     EXPECT_EQ(board.sampleAt(kNoon + kHour, 5, 5), 0);
-    EXPECT_EQ(sensors.loads, row.loads);
-    EXPECT_EQ(sensors.unloads, row.loads);
-    EXPECT_EQ(RecTmpData.sensor_3009.samples, row.samples3009);
+    EXPECT_EQ(sensors.loads, loads);
+    EXPECT_EQ(sensors.unloads, loads);
+    EXPECT_EQ(RecTmpData.sensor_3009.samples, samples);
     EXPECT_EQ(RecTmpData.sensor_7000.samples, 0U);
     EXPECT_TRUE(read(kDataFile) == before);
   }
@@ -247,14 +209,15 @@ BOARD_TEST(History, GivesUpTheFileButNotTheSamplesWhileTheClockIsSetBack) {
 BOARD_TEST(History, TriesAgainAfterAFullDisk) {
   start(board);
   board.sampleAt(kNoon + 60, 10, 1);
-  fillDisk();
-  EXPECT_EQ(board.sampleAt(kNoon + kHour, 20, 1), -1);
+  {
+    const FailCall diskIsFull("fwrite", 2, ENOSPC);
+    EXPECT_EQ(board.sampleAt(kNoon + kHour, 20, 1), -1);
+  }
   EXPECT_EQ(board.takeReports(), (std::vector{kNotWritten, kGivenUp}));
   EXPECT_FALSE(exists(kDataFile));
   EXPECT_TRUE(exists(kTemporaryFile));
-  EXPECT_EQ(progress(RecTmpData.sensor_3009), (std::vector<std::int64_t>{2, 30, 20, 10}));
+  EXPECT_EQ(progress(RecTmpData.sensor_3009), (Figures{2, 30, 20, 10}));
   EXPECT_EQ(RecTmpData.last_record_hour, 12);
-  remove(kFiller);
   EXPECT_EQ(board.sampleAt(kNoon + kHour + 60, 60, 1), 0);
   EXPECT_EQ(HistoryDataRing->count, 2U);
   // The record of the failed attempt, 15, is in the cache: this one, 30, merges with it.

@@ -1,26 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the messaging tests share: a call with all that it says and leaves behind, the far ends of pipes and queues, and
-// signals that interrupt everything.
+// What the messaging tests share: a call with all that it says and leaves behind, and the far end of a pipe.
 #pragma once
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/ipc.h>
-#include <sys/msg.h>
 #include <sys/stat.h>
-#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
-#include <csignal>
-#include <functional>
-#include <ostream>
-#include <string>
-#include <type_traits>
-#include <vector>
 
 #include "support/files.h"
 #include "support/platform.h"
@@ -109,51 +97,6 @@ class PipeOwner {
 
 // Something that exists and that nobody can open, root included.
 inline void placeUnopenable(const char *path) { EXPECT_EQ(mknod(path, S_IFSOCK | 0600, 0), 0); }
-
-// A message as any program on the machine sees it.
-struct QueueMessage {
-  long type;
-  std::string text;
-
-  bool operator==(const QueueMessage &) const = default;
-};
-
-struct RawMessage {
-  long type;
-  std::array<char, 2000> text;
-};
-
-inline QueueMessage taken(int queue) {
-  RawMessage raw = {};
-  const ssize_t length = msgrcv(queue, &raw, raw.text.size(), 0, IPC_NOWAIT);
-  return length < 0 ? QueueMessage{-1, "none"} : QueueMessage{raw.type, {raw.text.data(), static_cast<size_t>(length)}};
-}
-
-// Interrupts the process every millisecond while it lives; the kernel takes no call up again by itself.
-class SignalStorm {
- public:
-  SignalStorm() {
-    count = 0;
-    struct sigaction handling = {};
-    handling.sa_handler = [](int) { count = count + 1; };
-    sigaction(SIGALRM, &handling, &before_);
-    const itimerval often = {{0, 1000}, {0, 1000}};
-    setitimer(ITIMER_REAL, &often, nullptr);
-  }
-  ~SignalStorm() {
-    const itimerval never = {};
-    setitimer(ITIMER_REAL, &never, nullptr);
-    sigaction(SIGALRM, &before_, nullptr);
-  }
-  SignalStorm(const SignalStorm &) = delete;
-  SignalStorm &operator=(const SignalStorm &) = delete;
-
-  [[nodiscard]] static int signals() { return count; }
-
- private:
-  static inline volatile std::sig_atomic_t count = 0;
-  struct sigaction before_ = {};
-};
 
 // Starts with the debug log on for this library's own module; ends with no descriptor, child process or report left.
 class ChannelTest : public RootTest {

@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
-// The queue transport, against programs that use the system's calls and know nothing of this library.
+// The queue transport, against programs that use the system's calls and know nothing of this library, and the requests
+// as the daemons find them in their queues and pipes, byte by byte.
 
-#include <dlfcn.h>
+#include <sys/ipc.h>
+#include <sys/msg.h>
+#include <sys/prctl.h>
 
 #include <algorithm>
+#include <array>
 #include <climits>
-#include <tuple>
-#include <utility>
+#include <thread>
 
 #include "firmware/unix.h"
 #include "ipc/channels.h"
@@ -15,7 +18,8 @@
 namespace vexora::test {
 namespace {
 
-constexpr int kKey = 12347;
+constexpr int kKey = 12347;  // the machine-check daemon's
+constexpr int kIdlKey = 12345;
 const std::string kSentinel(1500, '~');
 
 // What the platform's calls fail with when not 0, and what the last receive asked for.
@@ -24,6 +28,26 @@ struct Platform {
   std::tuple<std::size_t, long, int> received;
 };
 Platform platform;
+
+// A message as any program on the machine sees it.
+struct QueueMessage {
+  long type;
+  std::string text;
+
+  bool operator==(const QueueMessage &) const = default;
+};
+const QueueMessage kNoMessage = {-1, "none"};
+
+struct RawMessage {
+  long type;
+  std::array<char, 2000> text;
+};
+
+QueueMessage taken(int queue) {
+  RawMessage raw = {};
+  const ssize_t length = msgrcv(queue, &raw, raw.text.size(), 0, IPC_NOWAIT);
+  return length < 0 ? kNoMessage : QueueMessage{raw.type, {raw.text.data(), static_cast<size_t>(length)}};
+}
 
 class MessageQueues : public ChannelTest {
  protected:
@@ -34,6 +58,8 @@ class MessageQueues : public ChannelTest {
   }
   void TearDown() override {
     msgctl(queue_, IPC_RMID, nullptr);
+    msgctl(msgget(kIdlKey, 0), IPC_RMID, nullptr);
+    setenv("TZ", "UTC", 1);
     ChannelTest::TearDown();
   }
 
@@ -68,7 +94,7 @@ TEST_F(MessageQueues, CreationGivesAnyoneTheQueueOfTheKey) {
   EXPECT_EQ(outcome(VexoraCreateMsgQueue, kKey), failed);
   EXPECT_EQ(send("payload"), failed);
   platform.getError = 0;
-  EXPECT_EQ(taken(queue_), (QueueMessage{-1, "none"}));
+  EXPECT_EQ(taken(queue_), kNoMessage);
 }
 
 TEST_F(MessageQueues, PayloadBeginsInTheTypesSecondByte) {
@@ -105,25 +131,18 @@ TEST_F(MessageQueues, SendsThatThePlatformRefusesAreLogged) {
   EXPECT_EQ(send(pattern(1025)), refusedSize("1025"));
   EXPECT_EQ(outcome(VexoraWriteMsgQueue, kKey, "", UINT_MAX), refusedSize("-1"));
   EXPECT_EQ(outcome(VexoraWriteMsgQueue, kKey, nullptr, 7), refusedSize("7"));
-
   EXPECT_EQ(send("\x01\x02\x80"), refusedSend(EINVAL)) << "a negative type";
-  EXPECT_EQ(send("\xFF\xFF\xFF"), refusedSend(EINVAL)) << "a negative type";
   platform.sendError = EACCES;
   EXPECT_EQ(send("payload"), refusedSend(EACCES));
   platform.sendError = 0;
-  EXPECT_EQ(taken(queue_), (QueueMessage{-1, "none"}));
-}
+  EXPECT_EQ(taken(queue_), kNoMessage);
 
-TEST_F(MessageQueues, AFullQueueRefusesAtOnce) {
   msqid_ds state = {};
   ASSERT_EQ(msgctl(queue_, IPC_STAT, &state), 0);
-  const std::string payload = pattern(1024);
   for (auto room = state.msg_qbytes / 1024; room > 0; --room) {
-    ASSERT_EQ(send(payload), Outcome{});
+    ASSERT_EQ(send(pattern(1024)), Outcome{});
   }
-  EXPECT_EQ(send(payload), refusedSend(EAGAIN));
-  static_cast<void>(taken(queue_));
-  EXPECT_EQ(send(payload), Outcome{});
+  EXPECT_EQ(send(pattern(1024)), refusedSend(EAGAIN)) << "at once";
 }
 
 TEST_F(MessageQueues, ReceivingWaitsForAnyTypeAndFillsNoMoreThanAsked) {
@@ -163,29 +182,111 @@ TEST_F(MessageQueues, FailedReceivesArePrintedAndLogged) {
   EXPECT_EQ(receive(buffer), failedReceive(EINVAL));
 }
 
+TEST_F(MessageQueues, MachineCheckRequestHasAHeadOfFourBytes) {
+  const std::string request = pattern(256);
+  EXPECT_EQ(outcome(VexoraPostReqToMCA, request.data()), Outcome{});
+  EXPECT_EQ(taken(queue_), (QueueMessage{0x101, zeros(1) + request + zeros(3)}));
+  EXPECT_EQ(outcome(VexoraPostReqToMCA, nullptr), Outcome{-1});
+  platform.sendError = EAGAIN;
+  EXPECT_EQ(outcome(VexoraPostReqToMCA, request.data()), refusedSend(EAGAIN));
+}
+
+TEST_F(MessageQueues, TimedDiagnosisRecordsGetTheLocalTime) {
+  const std::string head("\x01kept!!!", 8), rest = pattern(208);
+  const std::tuple<const char *, std::time_t, std::string> rows[] = {
+      {"UTC", 1714571107, "cG2f"},                                    // 63 47 32 66
+      {"XST-02:00", 1714571107, "\x83\x63\x32\x66"},                  // 7,200 more
+      {"XST+05:30", 1714571107, std::string("\x0B\xFA\x31\x66", 4)},  // 19,800 less
+      {"XST5XDT,M3.2.0,M11.1.0", 1714571107, "\x23\x0F\x32\x66"},     // summer: 14,400 less
+      {"XST5XDT,M3.2.0,M11.1.0", 1704067200, "\x30\xBA\x91\x65"},     // winter: 18,000 less
+      {"XST-02:00", INT32_MAX, "\x1F\x1C" + zeros(1) + "\x80"},       // past the signed end
+      {"XST+05:30", 0, std::string("\xA8\xB2\xFF\xFF", 4)},           // before the epoch
+  };
+  for (const auto &[zone, now, bytes] : rows) {
+    SCOPED_TRACE(zone + (" " + std::to_string(now)));
+    setenv("TZ", zone, 1);
+    const FixedClock clock(now);
+    std::string record = head, text = zeros(1);
+    record.append("????").append(rest);
+    text.append(head).append(bytes).append(rest).append(zeros(39));
+    EXPECT_EQ(VexoraPostReqToIDL(record.data()), 0);
+    EXPECT_EQ(taken(msgget(kIdlKey, 0)), (QueueMessage{0x01, text}));
+  }
+}
+
+TEST_F(MessageQueues, OtherDiagnosisRecordsGoAsTheyAreOrNotAtAll) {
+  const std::string rest = pattern(219);
+  EXPECT_EQ(outcome(VexoraPostReqToIDL, (zeros(1) + rest).data()), Outcome{});
+  EXPECT_EQ(taken(msgget(kIdlKey, 0)), (QueueMessage{0x01, zeros(2) + rest + zeros(39)}));
+  msgctl(msgget(kIdlKey, 0), IPC_RMID, nullptr);
+  EXPECT_EQ(outcome(VexoraPostReqToIDL, ("\x02" + rest).data()), (Outcome{1, "the IDL Log Type(2) is Error\n"}));
+  EXPECT_EQ(outcome(VexoraPostReqToIDL, ("\xFF" + rest).data()), (Outcome{1, "the IDL Log Type(255) is Error\n"}));
+  EXPECT_EQ(outcome(VexoraPostReqToIDL, nullptr), Outcome{-1});
+  EXPECT_EQ(msgget(kIdlKey, 0), -1) << "no queue was asked for";
+}
+
+TEST_F(MessageQueues, PipeRequestsArriveByteByByteOrAreReported) {
+  const std::string most = pattern(1026);
+  // The last column is the result when the pipe can't be opened.
+  const std::tuple<const char *, std::function<int()>, std::string, int> rows[] = {
+      {"/var/vexora_okl_pipe", VexoraPostReqToOneKeyLog, "\x03" + zeros(259), -1},
+      {"/var/vexora_ipmimain_pipe", [] { return VexoraAddSELToIPMIMain("0123456789"); }, zeros(2) + "0123456789", -1},
+      {"/var/vexora_ipmimain_pipe", [] { return VexoraAddTaskFailToSEL(5, 6, 7); },
+       std::string("\0\0\x20\0\0\x18\x02\0\x05\x01\x06\x07", 12), 0},
+      {"/var/vexora_ipmimain_pipe", [] { return VexoraAddTaskFailToSEL(0x1FF, 0x280, UINT_MAX - 1); },
+       std::string("\0\0\x20\0\0\x18\x02\0\xFF\x01\x80\xFE", 12), 0},
+      {"/var/tmp/ipmi_mupr_cmu_pipe", [&] { return VexoraPostMuprData(most.data(), 1025); }, most.substr(0, 1025), -1},
+      {"/var/tmp/ipmi_mupr_cmu_pipe", [&] { return VexoraPostMuprData(most.data(), 1); }, most.substr(0, 1), -1},
+  };
+  for (const auto &[pipe, send, record, failure] : rows) {
+    {
+      const PipeOwner owner(pipe);
+      EXPECT_EQ(outcome(send), Outcome{}) << pipe;
+      EXPECT_EQ(owner.arrived(), record) << pipe;
+    }
+    remove(pipe);
+    placeUnopenable(pipe);
+    const std::string report = std::string("[libvexora_basefunction:LINE]Unable to open the command pipe::") + pipe +
+                               " --------------libvexora_basefunction vexora_writepipe LINE\n";
+    EXPECT_EQ(outcome(send), (Outcome{failure, "", {{130, report}}}));
+    remove(pipe);
+  }
+  EXPECT_EQ(outcome(VexoraPostMuprData, most.data(), 1026), Outcome{-1});
+  EXPECT_EQ(outcome(VexoraPostMuprData, nullptr, 4), Outcome{-1});
+  EXPECT_EQ(outcome(VexoraAddSELToIPMIMain, nullptr), Outcome{-1});
+}
+
+TEST_F(MessageQueues, ATaskFailureNamesItsThreadForGood) {
+  std::array<char, 16> name = {};
+  std::thread([&] {
+    EXPECT_EQ(VexoraAddTaskFailToSEL(1, 2, 3), 0);
+    prctl(PR_GET_NAME, name.data());
+  }).join();
+  EXPECT_STREQ(name.data(), "VexoraAddTaskFa");
+}
+
 }  // namespace
 }  // namespace vexora::test
 
+using vexora::test::original;
 using vexora::test::platform;
 
 extern "C" {
 
 int msgget(key_t key, int msgflg) noexcept {
-  static auto *const real = reinterpret_cast<decltype(&msgget)>(dlsym(RTLD_NEXT, "msgget"));
   errno = platform.getError;
-  return platform.getError != 0 ? -1 : real(key, msgflg);
+  return platform.getError != 0 ? -1 : original(&msgget, "msgget")(key, msgflg);
 }
 
 int sigwrap_msgsnd(int queue, const void *message, std::size_t size, int flags) {
-  static auto *const real = reinterpret_cast<decltype(&sigwrap_msgsnd)>(dlsym(RTLD_NEXT, "sigwrap_msgsnd"));
   errno = platform.sendError;
-  return platform.sendError != 0 ? -1 : real(queue, message, size, flags);
+  return platform.sendError != 0 ? -1 : original(&sigwrap_msgsnd, "sigwrap_msgsnd")(queue, message, size, flags);
 }
 
 ssize_t sigwrap_msgrcv(int queue, void *message, std::size_t size, long type, int flags) {
-  static auto *const real = reinterpret_cast<decltype(&sigwrap_msgrcv)>(dlsym(RTLD_NEXT, "sigwrap_msgrcv"));
   platform.received = {size, type, flags};
   errno = platform.receiveError;
-  return platform.receiveError != 0 ? -1 : real(queue, message, size, type, flags);
+  return platform.receiveError != 0 ? -1
+                                    : original(&sigwrap_msgrcv, "sigwrap_msgrcv")(queue, message, size, type, flags);
 }
 }

@@ -1,18 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-// Named pipes. The program stands between the library and the platform's wait, sees what is asked of it and can decide
-// how it ends.
+// Named pipes, and the component monitors' and the RAID monitor's channels through them. The program stands between the
+// library and the platform's wait and semaphore, sees each use of them and can decide how it ends.
 
-#include <dlfcn.h>
-#include <sys/resource.h>
 #include <sys/select.h>
 
-#include <chrono>
 #include <climits>
 #include <cstring>
 #include <optional>
-#include <thread>
-#include <utility>
 
+#include "firmware/unix.h"
 #include "ipc/channels.h"
 #include "support/faults.h"
 #include "vexora/ipc.h"
@@ -22,6 +18,7 @@ namespace {
 
 constexpr const char *kPipe = "/var/pipe";
 constexpr const char *kNoFolder = "/var/none/pipe";
+constexpr const char *kRaidPipe = "/var/raid_replace_moni_cmd_pipe";
 constexpr int kNoDescriptor = 900;
 const std::string kModule = "libvexora_basefunction";
 
@@ -34,11 +31,36 @@ struct Wait {
 };
 Wait wait;
 
+// What became of the semaphore, with the descriptors open at that moment.
+struct Semaphore {
+  bool missing = false, waitFails = false;
+  std::vector<std::pair<std::string, int>> uses;
+
+  void note(const std::string &use) { uses.emplace_back(use, openDescriptors()); }
+};
+Semaphore semaphore;
+
+Outcome reported(const std::string &text, const std::string &output = "") {
+  return {-1, output, {{130, "[" + kModule + ":LINE]" + text}}};
+}
+
 class Pipes : public ChannelTest {
  protected:
   void SetUp() override {
     wait = {};
+    semaphore = {};
     ChannelTest::SetUp();
+  }
+
+  // Sends a status, and sees that its pipe is open within a whole turn alone.
+  Outcome sendRaidInATurn() {
+    semaphore.uses.clear();
+    Outcome seen = outcome(SendRaidMonitorStatusToPipe, 0x1A5U, UINT_MAX);
+    const int open = openDescriptors() + 2;  // while output is captured there are two descriptors more
+    EXPECT_EQ(semaphore.uses,
+              (decltype(semaphore.uses){
+                  {"create raid_moni_pipe_key", open}, {"wait", open}, {"release raid_moni_pipe_key", open}}));
+    return seen;
   }
 };
 
@@ -50,52 +72,38 @@ TEST_F(Pipes, CreationMakesAFifoOrLeavesWhateverExists) {
   ASSERT_EQ(stat(kPipe, &status), 0);
   EXPECT_EQ(status.st_mode, static_cast<mode_t>(S_IFIFO | 0757));
   write("/var/file", "kept");
-  for (const char *existing : {kPipe, "/var/file", "/var/tmp"}) {
-    EXPECT_EQ(outcome(vexora_create_pipe, existing), Outcome{});
-  }
+  EXPECT_EQ(outcome(vexora_create_pipe, "/var/file"), Outcome{});
   EXPECT_EQ(read("/var/file"), "kept");
   EXPECT_EQ(outcome(vexora_create_pipe, kNoFolder), (Outcome{-1, "Could not create pipe : /var/none/pipe\n"}));
   EXPECT_EQ(outcome(vexora_create_pipe, nullptr), Outcome{-1});
-}
-
-TEST_F(Pipes, OfTwoFirstSendersTheLaterFindsThePipe) {
-  ASSERT_EQ(mkfifo(kPipe, 0600), 0);
-  const FailCall lookedTooEarly("access", 1, ENOENT);
+  const FailCall lookedTooEarly("access", 1, ENOENT);  // of two first senders the later finds the pipe
   EXPECT_EQ(outcome(vexora_create_pipe, kPipe), Outcome{});
   EXPECT_TRUE(lookedTooEarly.struck());
 }
 
-TEST_F(Pipes, OpensForBothDirectionsWithoutAPartner) {
+TEST_F(Pipes, OpensForBothDirectionsWithoutAPartnerOrRemovesThePath) {
   ASSERT_EQ(mkfifo(kPipe, 0600), 0);
   const FailCall interrupted("open", 1, EINTR);
   const int fd = vexora_openpipe(kPipe);
   EXPECT_TRUE(interrupted.struck());
-  ASSERT_GE(fd, 0);
   EXPECT_EQ(fcntl(fd, F_GETFL) & (O_ACCMODE | O_NONBLOCK | O_APPEND), O_RDWR);
   EXPECT_EQ(outcome(vexora_closepipe, fd), Outcome{});
   EXPECT_EQ(outcome(vexora_closepipe, kNoDescriptor), (Outcome{-1, "could not close the pipe : 900\n"}));
-}
 
-TEST_F(Pipes, APathThatCannotBeOpenedIsRemoved) {
-  const std::string unopened = "could not open the pipe : ", kept = "could not unlink the pipe";
+  const std::string unopened = "could not open the pipe : /var/pipe\n", kept = "could not unlink the pipe";
+  remove(kPipe);
   placeUnopenable(kPipe);
-  EXPECT_EQ(outcome(vexora_openpipe, kPipe), (Outcome{-1, unopened + "/var/pipe\n"}));
+  EXPECT_EQ(outcome(vexora_openpipe, kPipe), (Outcome{-1, unopened}));
   EXPECT_FALSE(exists(kPipe));
-  EXPECT_EQ(outcome(vexora_openpipe, kPipe), (Outcome{-1, unopened + "/var/pipe\n" + kept}));
-  EXPECT_EQ(outcome(vexora_openpipe, "/var/tmp"), (Outcome{-1, unopened + "/var/tmp\n" + kept}));
-  EXPECT_TRUE(exists("/var/tmp"));
+  EXPECT_EQ(outcome(vexora_openpipe, kPipe), (Outcome{-1, unopened + kept}));
   EXPECT_EQ(outcome(vexora_openpipe, nullptr), Outcome{-1});
 }
 
 // Both readers read alike once there are data, whatever the time-out.
 TEST_F(Pipes, ReadingGivesWhatIsThereAndZeros) {
   using Reader = int (*)(int, void *, unsigned);
-  const Reader patient = [](int fd, void *buffer, unsigned size) {
-    return vexora_select_readpipe(fd, buffer, size, -1);
-  };
-  const Reader polling = [](int fd, void *buffer, unsigned size) {
-    return vexora_select_readpipe(fd, buffer, size, 0);
-  };
+  const Reader patient = [](int fd, void *to, unsigned size) { return vexora_select_readpipe(fd, to, size, -1); };
+  const Reader polling = [](int fd, void *to, unsigned size) { return vexora_select_readpipe(fd, to, size, 0); };
   const PipeOwner pipe(kPipe);
   for (const Reader reader : {Reader(vexora_readpipe), polling, patient}) {
     std::string buffer(8, '~');
@@ -108,16 +116,15 @@ TEST_F(Pipes, ReadingGivesWhatIsThereAndZeros) {
     EXPECT_EQ(outcome(reader, pipe.fd(), nullptr, 6), Outcome{-1});
     EXPECT_EQ(outcome(reader, -1, buffer.data(), 8), Outcome{-1});
     EXPECT_EQ(buffer, std::string("6789\0\0~~", 8));
-  }
-  for (const Reader reader : {Reader(vexora_readpipe), patient}) {
-    std::string buffer(8, '~');
-    const Outcome failed = {-1, "[Error]: read the pipe date error: pipeHndler=900, readsize=-1\n"};
-    EXPECT_EQ(outcome(reader, kNoDescriptor, buffer.data(), 6), failed);
-    EXPECT_EQ(buffer, zeros(6) + "~~");
+    if (reader != polling) {
+      const Outcome failed = {-1, "[Error]: read the pipe date error: pipeHndler=900, readsize=-1\n"};
+      EXPECT_EQ(outcome(reader, kNoDescriptor, buffer.data(), 6), failed);
+      EXPECT_EQ(buffer, zeros(6) + "~~");
+    }
   }
 }
 
-TEST_F(Pipes, WaitsAskForTheirTimeAndTellItsEndNowhere) {
+TEST_F(Pipes, WaitsAskForTheirTimeAndAreReportedOnlyWhenTheyFail) {
   const PipeOwner pipe(kPipe);
   ASSERT_EQ(::write(pipe.fd(), "stays", 5), 5);
   char buffer[] = "~~~~";
@@ -129,54 +136,20 @@ TEST_F(Pipes, WaitsAskForTheirTimeAndTellItsEndNowhere) {
     EXPECT_EQ(wait.descriptors, pipe.fd() + 1);
     EXPECT_TRUE(wait.forDataAlone);
   }
-  EXPECT_STREQ(buffer, "~~~~");
-  EXPECT_EQ(outcome(vexora_select_readpipe, pipe.fd(), buffer, 4, INT_MIN), Outcome{4});
-  EXPECT_EQ(wait.uses, 4) << "the last read has none";
-}
-
-TEST_F(Pipes, WaitsLastTheirTimeThroughSignalsAndEndWithData) {
-  const PipeOwner pipe(kPipe);
-  const int fd = vexora_openpipe(kPipe);
-  char buffer[] = "~~~~";
-  const SignalStorm storm;
-  EXPECT_EQ(outcome(vexora_select_readpipe, fd, buffer, 4, 0), Outcome{-1});
-  const auto begin = std::chrono::steady_clock::now();
-  EXPECT_EQ(outcome(vexora_select_readpipe, fd, buffer, 4, 60), Outcome{-1});
-  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(60));
-  EXPECT_GT(SignalStorm::signals(), 1);
-  EXPECT_STREQ(buffer, "~~~~");
-  for (const int time : {60000, -1}) {
-    std::thread writer([&] { EXPECT_EQ(::write(pipe.fd(), "data", 4), 4); });
-    EXPECT_EQ(outcome(vexora_select_readpipe, fd, buffer, 4, time), Outcome{4});
-    writer.join();
-  }
-  EXPECT_STREQ(buffer, "data");
-  EXPECT_EQ(vexora_closepipe(fd), 0);
-}
-
-TEST_F(Pipes, AFailedWaitIsReported) {
-  const PipeOwner pipe(kPipe);
-  ASSERT_EQ(::write(pipe.fd(), "data", 4), 4);
-  rlimit limit = {};
-  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
-  const rlimit more = {std::min<rlim_t>(2048, limit.rlim_max), limit.rlim_max};
-  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &more), 0);
-  const int beyondSets = fcntl(pipe.fd(), F_DUPFD_CLOEXEC, FD_SETSIZE);
-  ASSERT_GE(beyondSets, FD_SETSIZE);
-
-  const std::string report = "[" + kModule + ":LINE]Message.c : Error waiting on pipe ";
-  char buffer[] = "~~~~";
-  for (const int fd : {kNoDescriptor, -2, beyondSets}) {
-    EXPECT_EQ(outcome(vexora_select_readpipe, fd, buffer, 4, 0),
-              (Outcome{-1, "", {{130, report + "Bad file descriptor\n"}}}));
-  }
-  EXPECT_EQ(close(beyondSets), 0);
+  const std::string report = "Message.c : Error waiting on pipe ";
   wait.answer = -1;
   wait.error = EINVAL;
-  EXPECT_EQ(outcome(vexora_select_readpipe, pipe.fd(), buffer, 4, 0),
-            (Outcome{-1, "", {{130, report + "Invalid argument\n"}}}));
+  EXPECT_EQ(outcome(vexora_select_readpipe, pipe.fd(), buffer, 4, 0), reported(report + "Invalid argument\n"));
+  wait.answer = {};
+  const int closed = fcntl(pipe.fd(), F_DUPFD_CLOEXEC, 200);
+  EXPECT_EQ(close(closed), 0);
+  for (const int fd : {closed, -2, FD_SETSIZE}) {
+    EXPECT_EQ(outcome(vexora_select_readpipe, fd, buffer, 4, 0), reported(report + "Bad file descriptor\n"));
+  }
   EXPECT_STREQ(buffer, "~~~~");
-  EXPECT_EQ(pipe.arrived(), "data");
+  wait.uses = 0;
+  EXPECT_EQ(outcome(vexora_select_readpipe, pipe.fd(), buffer, 4, INT_MIN), Outcome{4});
+  EXPECT_EQ(wait.uses, 0);
 }
 
 TEST_F(Pipes, RecordsGoOutWholeInOneWrite) {
@@ -198,22 +171,11 @@ TEST_F(Pipes, RecordsGoOutWholeInOneWrite) {
   EXPECT_EQ(outcome(vexora_writepipe_with_fd, pipe.fd(), nullptr, 1), Outcome{-1});
   EXPECT_EQ(outcome(vexora_writepipe, nullptr, "x", 1), Outcome{-1});
   EXPECT_EQ(outcome(vexora_writepipe, kPipe, nullptr, 1), Outcome{-1});
-  EXPECT_EQ(pipe.arrived(), "");
 }
 
-TEST_F(Pipes, AFailedWriteThroughADescriptorIsTold) {
-  const PipeOwner pipe(kPipe);
-  pipe.fill();
-  for (const int fd : {kNoDescriptor, pipe.fd()}) {
-    EXPECT_EQ(outcome(vexora_writepipe_with_fd, fd, "x", 1), (Outcome{-1, "Unable to write into pipe\n"}));
-  }
-  EXPECT_EQ(pipe.arrived(), std::string(1 << 16, '#'));
-  EXPECT_EQ(outcome(vexora_writepipe_with_fd, pipe.fd(), "x", 1), Outcome{}) << "stays open";
-}
-
-TEST_F(Pipes, WritingByPathMakesAMissingFifoAndReportsEachFailure) {
+TEST_F(Pipes, WritingReportsEachFailureAndByPathMakesAMissingFifo) {
   const auto failed = [](const std::string &text, const std::string &output = "") {
-    return Outcome{-1, output, {{130, "[" + kModule + ":LINE]" + text + kModule + " vexora_writepipe LINE\n"}}};
+    return reported(text + kModule + " vexora_writepipe LINE\n", output);
   };
   EXPECT_EQ(
       outcome(vexora_writepipe, kNoFolder, "x", 1),
@@ -223,24 +185,104 @@ TEST_F(Pipes, WritingByPathMakesAMissingFifoAndReportsEachFailure) {
             failed("Unable to open the command pipe::/var/pipe --------------"));
   EXPECT_TRUE(exists(kPipe)) << "only opening removes";
   remove(kPipe);
-
   EXPECT_EQ(outcome(vexora_writepipe, kPipe, "lost", 4), Outcome{});
-  struct stat status = {};
-  ASSERT_EQ(stat(kPipe, &status), 0);
-  EXPECT_TRUE(S_ISFIFO(status.st_mode));
   const PipeOwner pipe(kPipe);
   const FailCall fault("write", 1, EIO);
   EXPECT_EQ(outcome(vexora_writepipe, kPipe, "x", 1), failed("Unable to write into /var/pipe pipe ---------------"));
-  EXPECT_EQ(outcome(vexora_writepipe, kPipe, "kept", 4), Outcome{});
-  EXPECT_EQ(pipe.arrived(), "kept");
+  pipe.fill();
+  for (const int fd : {kNoDescriptor, pipe.fd()}) {
+    EXPECT_EQ(outcome(vexora_writepipe_with_fd, fd, "x", 1), (Outcome{-1, "Unable to write into pipe\n"}));
+  }
+  EXPECT_EQ(pipe.arrived(), std::string(1 << 16, '#'));
+}
+
+TEST_F(Pipes, MonitorsCommandsReachTheComponentsPipe) {
+  const std::string data = pattern(512);
+  const auto one = VexoraSendCompMonCmdWithRespFlag, all = VexoraSendCompMonCmdWithMultiMode;
+  const std::tuple<decltype(one), unsigned, unsigned, int, const char *, int, unsigned, const char *, std::string>
+      rows[] = {
+          {one, 0x1A, 2, 0x1234, data.data(), 3, 0xA1B2C3D4, "/var/compmonreq1a02",
+           std::string("\x34\x12\x02\0\xD4\xC3\xB2\xA1\x03\0\0\0\x11\x22\x33", 15)},
+          {all, 0x1A, 2, 0x1234, data.data(), 512, 1, "/var/compmonreq1a00",
+           std::string("\x34\x12\x02\0\x01\0\0\0\0\x02\0\0", 12) + data},
+          {one, 3, 1, 0x7FFF0005, nullptr, 100, 0, "/var/compmonreq0301", {"\x05\0\x01", 3}},
+          {all, 3, 1, -2, data.data(), 0, 0, "/var/compmonreq0300", {"\xFE\xFF\x01", 3}},
+          {one, UINT_MAX, UINT_MAX, 0, nullptr, 512, 0, "/var/compmonreqffffffffffffffff", {"\0\0\xFF", 3}},
+      };
+  for (const auto &[send, kind, instance, command, from, length, flag, pipe, record] : rows) {
+    SCOPED_TRACE(pipe);
+    const PipeOwner owner(pipe);
+    EXPECT_EQ(outcome(send, kind, instance, command, from, length, flag), Outcome{});
+    EXPECT_EQ(owner.arrived(), record + zeros(524 - record.size()));
+  }
+}
+
+TEST_F(Pipes, MonitorsCommandsThatCannotBeSentAreReported) {
+  const std::string data = pattern(513), path = "/var/compmonreq0301";
+  const auto failed = [](const std::string &text, const std::string &output = "") {
+    return reported(kModule + "(LINE)" + text + "\n", output);
+  };
+  const auto send = [&](int length) {
+    return outcome(VexoraSendCompMonCmdWithRespFlag, 3U, 1U, 7, data.data(), length, 0U);
+  };
+  EXPECT_EQ(send(1), failed("Pipe " + path + " is not exsist!"));
+  EXPECT_FALSE(exists(path));
+  for (const int refused : {513, INT_MAX, -1, INT_MIN}) {
+    EXPECT_EQ(send(refused), failed("Input parameters error!")) << refused;
+  }
+  placeUnopenable(path.c_str());
+  EXPECT_EQ(send(1), failed("Open pipe " + path + " error!", "could not open the pipe : " + path + "\n"));
+  EXPECT_FALSE(exists(path));
+  const PipeOwner owner(path.c_str());
+  const FailCall fault("write", 1, EIO);
+  EXPECT_EQ(send(1), failed("write message 2 pipe error with " + path + "!", "Unable to write into pipe\n"));
+  EXPECT_EQ(owner.arrived(), "");
+}
+
+TEST_F(Pipes, RaidStatusGoesOutInATurnOfItsOwnWhichEachFailureGivesBack) {
+  EXPECT_EQ(outcome(SendRaidMonitorStatusToPipe, 1, 2), Outcome{-1}) << "no pipe";
+  EXPECT_TRUE(semaphore.uses.empty());
+  EXPECT_FALSE(exists(kRaidPipe));
+  const auto unable = [](const std::string &text) {
+    return Outcome{
+        -1, "", {{130, "[vexora_pipe_opera:LINE]Unable to " + text + " /var/raid_replace_moni_cmd_pipe pipe\n"}}};
+  };
+  const PipeOwner owner(kRaidPipe);
+  for (const bool waitFails : {false, true}) {
+    semaphore.waitFails = waitFails;
+    EXPECT_EQ(sendRaidInATurn(), Outcome{});
+    EXPECT_EQ(owner.arrived(), "\xA5\xFF");
+  }
+  for (const auto &[call, expected] : {std::pair{"open", unable("open")}, {"write", unable("write into")}}) {
+    const FailCall fault(call, 1, EINTR);
+    EXPECT_EQ(sendRaidInATurn(), expected) << "tried once";
+    EXPECT_EQ(fault.seen(), 1U);
+  }
+  EXPECT_EQ(owner.arrived(), "");
+  owner.fill();
+  EXPECT_EQ(sendRaidInATurn(), unable("write into"));
+  semaphore.missing = true;
+  EXPECT_EQ(outcome(SendRaidMonitorStatusToPipe, 1, 2), Outcome{-1});
+  EXPECT_EQ(owner.arrived(), std::string(1 << 16, '#'));
+}
+
+TEST_F(Pipes, HealthLevelsHaveNames) {
+  for (const auto &[level, name] :
+       {std::pair{0U, "info"}, {1U, "warning"}, {2U, "critical"}, {3U, "alert"}, {4U, "na"}, {UINT_MAX, "na"}}) {
+    EXPECT_STREQ(TransHealType(level), name) << level;
+  }
 }
 
 }  // namespace
 }  // namespace vexora::test
 
-extern "C" int sigwrap_select(int count, fd_set *read, fd_set *write, fd_set *except, timeval *timeout) {
+using vexora::test::original;
+using vexora::test::semaphore;
+
+extern "C" {
+
+int sigwrap_select(int count, fd_set *read, fd_set *write, fd_set *except, timeval *timeout) {
   using vexora::test::wait;
-  static auto *const real = reinterpret_cast<decltype(&sigwrap_select)>(dlsym(RTLD_NEXT, "sigwrap_select"));
   fd_set others = *read;
   FD_CLR(count - 1, &others);
   const fd_set none = {};
@@ -249,5 +291,22 @@ extern "C" int sigwrap_select(int count, fd_set *read, fd_set *write, fd_set *ex
   wait.descriptors = count;
   wait.time = {timeout->tv_sec, timeout->tv_usec};
   errno = wait.error;
-  return wait.answer ? *wait.answer : real(count, read, write, except, timeout);
+  return wait.answer ? *wait.answer : original(&sigwrap_select, "sigwrap_select")(count, read, write, except, timeout);
+}
+
+void *CreateSemaphore(const char *name) {
+  semaphore.note("create " + std::string(name));
+  return semaphore.missing ? nullptr : original(&CreateSemaphore, "CreateSemaphore")(name);
+}
+
+int WaitSemaphore(void *handle) {
+  const int result = original(&WaitSemaphore, "WaitSemaphore")(handle);
+  semaphore.note("wait");
+  return semaphore.waitFails ? -1 : result;
+}
+
+int ReleaseSemaphore(void *handle, const char *name) {
+  semaphore.note("release " + std::string(name));
+  return original(&ReleaseSemaphore, "ReleaseSemaphore")(handle, name);
+}
 }

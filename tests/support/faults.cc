@@ -8,7 +8,6 @@
 #include "support/faults.h"
 
 #include <dirent.h>
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/stat.h>
@@ -34,20 +33,15 @@ bool mustFail(std::string_view call, std::string_view group = kAnyFileCall) {
   return armed != nullptr && !InHarness::active() && armed->strikes(call, group);
 }
 
-// The function that this file's one of the same name hides.
-template <typename Function>
-Function *next(Function * /*ours*/, const char *name) {
-  return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+[[maybe_unused]] void *counted(void *block) {
+  heapBlocks += block != nullptr ? 1 : 0;
+  return block;
 }
 
 // The stream's error flag in glibc's layout, which its own failures would have set.
 constexpr int kStreamError = 0x20;
 
 void markFailed(std::FILE *file) { file->_flags |= kStreamError; }
-
-mode_t modeArgument(int flags, std::va_list arguments) {
-  return (flags & (O_CREAT | __O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
-}
 
 }  // namespace
 
@@ -62,9 +56,7 @@ bool FailCall::strikes(std::string_view call, std::string_view group) {
   if (call_ != call && call_ != group) {
     return false;
   }
-  ++seen_;
-  const bool hit = strike_ == Strike::kFromThenOn ? seen_ >= nth_ : seen_ == nth_;
-  if (!hit) {
+  if (++seen_ < nth_ || (seen_ > nth_ && strike_ != Strike::kFromThenOn)) {
     return false;
   }
   struck_ = true;
@@ -81,52 +73,40 @@ long HeapWatch::growth() const { return heapBlocks - before_; }
 
 }  // namespace vexora::test
 
+using vexora::test::counted;
+using vexora::test::heapBlocks;
 using vexora::test::kAnyAllocation;
 using vexora::test::markFailed;
-using vexora::test::modeArgument;
 using vexora::test::mustFail;
-using vexora::test::next;
+using vexora::test::original;
 
 // Defines one interposed call that differs from the next only in names and types. The failure value comes last.
 #define INTERPOSE(result, symbol, name, parameters, arguments, qualifier, failure) \
   result symbol parameters qualifier {                                             \
-    static auto *const real = next(&symbol, #symbol);                              \
+    static auto *const real = original(&symbol, #symbol);                          \
     return mustFail(name) ? (failure) : real arguments;                            \
   }
 
-// The same for calls with a mode that is only there when the flags ask for it.
-#define INTERPOSE_OPEN(symbol, name, parameters, arguments) \
-  int symbol parameters {                                   \
-    static auto *const real = next(&symbol, #symbol);       \
-    std::va_list more;                                      \
-    va_start(more, flags);                                  \
-    const mode_t mode = modeArgument(flags, more);          \
-    va_end(more);                                           \
-    return mustFail(name) ? -1 : real arguments;            \
+// The same for those with a mode that is only there when the flags ask for it.
+#define INTERPOSE_OPEN(symbol)                                                             \
+  int symbol(const char *path, int flags, ...) {                                           \
+    std::va_list more;                                                                     \
+    va_start(more, flags);                                                                 \
+    const mode_t mode = (flags & (O_CREAT | __O_TMPFILE)) != 0 ? va_arg(more, mode_t) : 0; \
+    va_end(more);                                                                          \
+    return mustFail("open") ? -1 : original(&symbol, #symbol)(path, flags, mode);          \
   }
 
 extern "C" {
 
-int __open_2(const char *path, int flags);
-int __open64_2(const char *path, int flags);
-int __openat_2(int folder, const char *path, int flags);
-int __openat64_2(int folder, const char *path, int flags);
 ssize_t __read_chk(int fd, void *data, std::size_t size, std::size_t room);
-ssize_t __pread64_chk(int fd, void *data, std::size_t size, off64_t at, std::size_t room);
 std::size_t __fread_chk(void *data, std::size_t room, std::size_t size, std::size_t count, std::FILE *file);
 
-INTERPOSE_OPEN(open, "open", (const char *path, int flags, ...), (path, flags, mode))
-INTERPOSE_OPEN(open64, "open", (const char *path, int flags, ...), (path, flags, mode))
-INTERPOSE_OPEN(openat, "openat", (int folder, const char *path, int flags, ...), (folder, path, flags, mode))
-INTERPOSE_OPEN(openat64, "openat", (int folder, const char *path, int flags, ...), (folder, path, flags, mode))
-INTERPOSE(int, __open_2, "open", (const char *path, int flags), (path, flags), , -1)
-INTERPOSE(int, __open64_2, "open", (const char *path, int flags), (path, flags), , -1)
-INTERPOSE(int, __openat_2, "openat", (int folder, const char *path, int flags), (folder, path, flags), , -1)
-INTERPOSE(int, __openat64_2, "openat", (int folder, const char *path, int flags), (folder, path, flags), , -1)
+INTERPOSE_OPEN(open)
+INTERPOSE_OPEN(open64)
 
 INTERPOSE(std::FILE *, fopen, "fopen", (const char *path, const char *mode), (path, mode), , nullptr)
 INTERPOSE(std::FILE *, fopen64, "fopen", (const char *path, const char *mode), (path, mode), , nullptr)
-INTERPOSE(std::FILE *, fdopen, "fdopen", (int fd, const char *mode), (fd, mode), noexcept, nullptr)
 INTERPOSE(DIR *, opendir, "opendir", (const char *path), (path), , nullptr)
 
 INTERPOSE(std::size_t, fread, "fread", (void *data, std::size_t size, std::size_t count, std::FILE *file),
@@ -138,8 +118,6 @@ INTERPOSE(std::size_t, fwrite, "fwrite", (const void *data, std::size_t size, st
           (data, size, count, file), , (markFailed(file), 0))
 INTERPOSE(int, fputs, "fputs", (const char *text, std::FILE *file), (text, file), , (markFailed(file), EOF))
 INTERPOSE(int, fflush, "fflush", (std::FILE * file), (file), , (file != nullptr ? markFailed(file) : void(), EOF))
-INTERPOSE(int, fseek, "fseek", (std::FILE * file, long offset, int whence), (file, offset, whence), , -1)
-INTERPOSE(int, fseeko, "fseek", (std::FILE * file, off_t offset, int whence), (file, offset, whence), , -1)
 INTERPOSE(int, fseeko64, "fseek", (std::FILE * file, off64_t offset, int whence), (file, offset, whence), , -1)
 // A failed close has closed all the same.
 INTERPOSE(int, fclose, "fclose", (std::FILE * file), (file), , (real(file), EOF))
@@ -148,27 +126,18 @@ INTERPOSE(int, close, "close", (int fd), (fd), , (real(fd), -1))
 INTERPOSE(ssize_t, read, "read", (int fd, void *data, std::size_t size), (fd, data, size), , -1)
 INTERPOSE(ssize_t, __read_chk, "read", (int fd, void *data, std::size_t size, std::size_t room), (fd, data, size, room),
           , -1)
-INTERPOSE(ssize_t, pread64, "pread", (int fd, void *data, std::size_t size, off64_t at), (fd, data, size, at), , -1)
-INTERPOSE(ssize_t, __pread64_chk, "pread", (int fd, void *data, std::size_t size, off64_t at, std::size_t room),
-          (fd, data, size, at, room), , -1)
 INTERPOSE(ssize_t, write, "write", (int fd, const void *data, std::size_t size), (fd, data, size), , -1)
-INTERPOSE(ssize_t, pwrite64, "pwrite", (int fd, const void *data, std::size_t size, off64_t at), (fd, data, size, at), ,
-          -1)
 
 INTERPOSE(int, fsync, "fsync", (int fd), (fd), , -1)
-INTERPOSE(int, fdatasync, "fdatasync", (int fd), (fd), , -1)
-INTERPOSE(int, ftruncate64, "ftruncate", (int fd, off64_t size), (fd, size), noexcept, -1)
 INTERPOSE(int, rename, "rename", (const char *from, const char *to), (from, to), noexcept, -1)
 INTERPOSE(int, unlink, "unlink", (const char *path), (path), noexcept, -1)
 INTERPOSE(int, remove, "remove", (const char *path), (path), noexcept, -1)
 INTERPOSE(int, mkdir, "mkdir", (const char *path, mode_t mode), (path, mode), noexcept, -1)
 INTERPOSE(int, access, "access", (const char *path, int mode), (path, mode), noexcept, -1)
 INTERPOSE(int, stat64, "stat", (const char *path, struct stat64 *out), (path, out), noexcept, -1)
-INTERPOSE(int, fstat64, "fstat", (int fd, struct stat64 *out), (fd, out), noexcept, -1)
-INTERPOSE(int, mkstemp64, "mkstemp", (char *pattern), (pattern), , -1)
 
 int pthread_mutex_init(pthread_mutex_t *mutex, const pthread_mutexattr_t *attributes) noexcept {
-  static auto *const real = next(&pthread_mutex_init, "pthread_mutex_init");
+  static auto *const real = original(&pthread_mutex_init, "pthread_mutex_init");
   return mustFail("pthread_mutex_init", {}) ? errno : real(mutex, attributes);
 }
 
@@ -180,32 +149,24 @@ void *__libc_realloc(void *block, std::size_t size);
 void __libc_free(void *block);
 
 void *malloc(std::size_t size) noexcept {
-  void *block = mustFail("malloc", kAnyAllocation) ? nullptr : __libc_malloc(size);
-  vexora::test::heapBlocks += block != nullptr ? 1 : 0;
-  return block;
+  return mustFail("malloc", kAnyAllocation) ? nullptr : counted(__libc_malloc(size));
 }
 
 void *calloc(std::size_t count, std::size_t size) noexcept {
-  void *block = mustFail("calloc", kAnyAllocation) ? nullptr : __libc_calloc(count, size);
-  vexora::test::heapBlocks += block != nullptr ? 1 : 0;
-  return block;
+  return mustFail("calloc", kAnyAllocation) ? nullptr : counted(__libc_calloc(count, size));
 }
 
 void *realloc(void *old, std::size_t size) noexcept {
   if (mustFail("realloc", kAnyAllocation)) {
     return nullptr;
   }
-  void *block = __libc_realloc(old, size);
-  if (old == nullptr && block != nullptr) {
-    ++vexora::test::heapBlocks;
-  } else if (old != nullptr && size == 0) {
-    --vexora::test::heapBlocks;
-  }
+  void *const block = __libc_realloc(old, size);
+  heapBlocks += (old == nullptr && block != nullptr ? 1 : 0) - (old != nullptr && size == 0 ? 1 : 0);
   return block;
 }
 
 void free(void *block) noexcept {
-  vexora::test::heapBlocks -= block != nullptr ? 1 : 0;
+  heapBlocks -= block != nullptr ? 1 : 0;
   __libc_free(block);
 }
 

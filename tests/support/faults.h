@@ -9,10 +9,10 @@
 //            [&] { result = historyDataInit(); },
 //            [&](unsigned n) { EXPECT_EQ(read(kFile), before) << "write " << n; });
 //
-// Calls known by name: open, openat, fopen, fdopen, fread, fwrite, fputs, fflush, fseek, fclose, fsync, fdatasync,
-// close, read, write, pread, pwrite, rename, unlink, remove, ftruncate, mkdir, stat, fstat, access, opendir, mkstemp,
-// malloc, calloc, realloc, pthread_mutex_init. A name covers the variants that one source word compiles to (64-bit
-// offsets, fortified forms). The three heap calls exist only in builds without sanitizers.
+// Calls known by name: open, fopen, fread, fwrite, fputs, fflush, fseek, fclose, fsync, close, read, write, rename,
+// unlink, remove, mkdir, stat, access, opendir, malloc, calloc, realloc, pthread_mutex_init. A name covers the variants
+// that one source word compiles to (64-bit offsets, fortified forms). The three heap calls exist only in builds without
+// sanitizers.
 #pragma once
 
 #include <climits>

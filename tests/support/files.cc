@@ -62,10 +62,8 @@ std::string read(const std::string &path) {
 bool exists(const std::string &path) { return fs::exists(fs::symlink_status(path)); }
 
 void touch(const std::string &path) {
-  fs::create_directories(fs::path(path).parent_path());
-  const std::ofstream file(path, std::ios::app);
-  if (!file) {
-    throw std::runtime_error("cannot make " + path);
+  if (!exists(path)) {
+    write(path, "");
   }
 }
 

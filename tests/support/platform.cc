@@ -40,14 +40,6 @@ void deliver(int level, bool maintenance, const char *format, std::va_list argum
   }
 }
 
-void writeReadings() {
-  std::ostringstream text;
-  for (const auto &[sensor, value] : readings) {
-    text << std::hex << sensor << ' ' << value << '\n';
-  }
-  write(kReadingsFile, text.str());
-}
-
 }  // namespace
 
 PlatformLog::PlatformLog() {
@@ -64,14 +56,6 @@ PlatformLog::~PlatformLog() {
 std::vector<PlatformMessage> PlatformLog::take() {
   const std::lock_guard hold(messagesLock);
   return std::exchange(messages, {});
-}
-
-std::vector<std::string> PlatformLog::takeTexts() {
-  std::vector<std::string> texts;
-  for (const PlatformMessage &message : take()) {
-    texts.push_back(message.text);
-  }
-  return texts;
 }
 
 FixedClock::FixedClock(std::time_t now) { set(now); }
@@ -94,12 +78,11 @@ void installSensorLibrary() {
 
 void setReading(unsigned sensor, double value) {
   readings[sensor] = value;
-  writeReadings();
-}
-
-void forgetReadings() {
-  readings.clear();
-  remove(kReadingsFile);
+  std::ostringstream text;
+  for (const auto &[known, reading] : readings) {
+    text << std::hex << known << ' ' << reading << '\n';
+  }
+  write(kReadingsFile, text.str());
 }
 
 InHarness::InHarness() { ++harnessDepth; }
@@ -127,14 +110,9 @@ void XDBG_LINUXAPP_MaintenceOut(int level, const char *format, ...) {
 }
 
 std::time_t time(std::time_t *out) {
-  std::time_t now = 0;
-  if (vexora::test::clockFixed) {
-    now = vexora::test::clockNow;
-  } else {
-    std::timespec real = {};
-    clock_gettime(CLOCK_REALTIME, &real);
-    now = real.tv_sec;
-  }
+  std::timespec real = {};
+  clock_gettime(CLOCK_REALTIME, &real);
+  const std::time_t now = vexora::test::clockFixed ? vexora::test::clockNow.load() : real.tv_sec;
   if (out != nullptr) {
     *out = now;
   }

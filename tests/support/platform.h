@@ -4,11 +4,19 @@
 // platform's symbols, so the library's calls arrive here. Linked into every test program.
 #pragma once
 
+#include <dlfcn.h>
+
 #include <ctime>
 #include <string>
 #include <vector>
 
 namespace vexora::test {
+
+// The function that a test program's one of the same name, `ours`, hides.
+template <typename Function>
+Function *original(Function * /*ours*/, const char *name) {
+  return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+}
 
 // One call of the platform's debug output (or, for `maintenance`, of its maintenance output).
 struct PlatformMessage {
@@ -29,9 +37,6 @@ class PlatformLog {
 
   // What arrived since the construction or the last take().
   std::vector<PlatformMessage> take();
-
-  // The same, texts only.
-  std::vector<std::string> takeTexts();
 };
 
 // Stops `time` at a moment (seconds since the epoch) while it lives; afterwards the real time is back. Threads and
@@ -54,9 +59,6 @@ void installSensorLibrary();
 
 // The sensor answers `value` until changed; other sensors keep theirs.
 void setReading(unsigned sensor, double value);
-
-// Forgets all readings: every sensor answers with a failure.
-void forgetReadings();
 
 // While one lives, the thread's calls are the test's own: call faults (faults.h) let them through.
 class InHarness {

@@ -1,23 +1,31 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "support/process.h"
 
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
-#include <stdexcept>
 
 #include <gtest/gtest.h>
 
 namespace vexora::test {
+namespace {
+
+volatile std::sig_atomic_t signalCount = 0;
+void (*atFifthSignal)() = nullptr;
+
+void signalEvery(suseconds_t microseconds) {
+  const itimerval timer = {{0, microseconds}, {0, microseconds}};
+  setitimer(ITIMER_REAL, &timer, nullptr);
+}
+
+}  // namespace
 
 int runInChild(const std::function<void()> &body) {
   std::fflush(nullptr);
   const pid_t child = fork();
-  if (child < 0) {
-    throw std::runtime_error("cannot fork");
-  }
   if (child == 0) {
     // An exception that left the child's body would run the rest of the tests in the child as well.
     [&]() noexcept { body(); }();
@@ -33,24 +41,38 @@ void inFreshProcess(const std::function<void()> &body) { EXPECT_EQ(runInChild(bo
 
 std::string capturedOutput(const std::function<void()> &body) {
   std::fflush(stdout);
-  std::FILE *file = std::tmpfile();
+  std::FILE *const file = std::tmpfile();
   const int saved = dup(STDOUT_FILENO);
-  if (file == nullptr || saved < 0 || dup2(fileno(file), STDOUT_FILENO) < 0) {
-    throw std::runtime_error("cannot redirect standard output");
-  }
+  dup2(fileno(file), STDOUT_FILENO);
   body();
   std::fflush(stdout);
   dup2(saved, STDOUT_FILENO);
   close(saved);
-
-  std::string output;
-  char block[4096];
-  std::rewind(file);
-  for (std::size_t got = 0; (got = std::fread(block, 1, sizeof block, file)) > 0;) {
-    output.append(block, got);
-  }
+  std::string output(static_cast<std::size_t>(lseek(fileno(file), 0, SEEK_END)), '\0');
+  EXPECT_EQ(pread(fileno(file), output.data(), output.size(), 0), static_cast<ssize_t>(output.size()));
   std::fclose(file);
   return output;
 }
+
+SignalStorm::SignalStorm(void (*onFifth)()) {
+  signalCount = 0;
+  atFifthSignal = onFifth;
+  struct sigaction handling = {};
+  handling.sa_handler = [](int) {
+    signalCount = signalCount + 1;
+    if (signalCount == 5 && atFifthSignal != nullptr) {
+      atFifthSignal();
+    }
+  };
+  sigaction(SIGALRM, &handling, &before_);
+  signalEvery(1000);
+}
+
+SignalStorm::~SignalStorm() {
+  signalEvery(0);
+  sigaction(SIGALRM, &before_, nullptr);
+}
+
+int SignalStorm::signals() { return signalCount; }
 
 }  // namespace vexora::test

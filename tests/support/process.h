@@ -4,6 +4,7 @@
 // history ring), so a test of a fresh start runs its story in a process of its own.
 #pragma once
 
+#include <csignal>
 #include <functional>
 #include <string>
 
@@ -18,5 +19,20 @@ void inFreshProcess(const std::function<void()> &body);
 
 // What `body` writes to standard output (descriptor 1).
 std::string capturedOutput(const std::function<void()> &body);
+
+// Interrupts the process every millisecond while it lives; the kernel takes no call up again by itself. `onFifth` runs
+// in the fifth signal's handler.
+class SignalStorm {
+ public:
+  explicit SignalStorm(void (*onFifth)() = nullptr);
+  ~SignalStorm();
+  SignalStorm(const SignalStorm &) = delete;
+  SignalStorm &operator=(const SignalStorm &) = delete;
+
+  [[nodiscard]] static int signals();
+
+ private:
+  struct sigaction before_ = {};
+};
 
 }  // namespace vexora::test

@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Guarded files against plain ones and the checksum, which has to be computed once for a write and once for a read.
+// Runs in the private root, where files are in memory.
+
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include <cstddef>
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+#include "ratio.h"
+#include "table.h"
+#include "vexora/storage.h"
+
+namespace {
+
+using benchmark::State;
+using vexora::bench::compare;
+
+constexpr double kAim = 1.1;
+constexpr int kCalls = 4;
+constexpr std::size_t kTextSize = 64 * 1024;
+constexpr const char *kGuarded = "/var/guarded";
+constexpr const char *kPlain = "/var/plain";
+
+const std::string kText(kTextSize, 't');
+
+struct FreeBlock {
+  void operator()(char *block) const { std::free(block); }
+};
+using Block = std::unique_ptr<char, FreeBlock>;
+
+bool checksum(const char *text) {
+  const auto crc = crc32(0, reinterpret_cast<const Bytef *>(text), kTextSize);
+  benchmark::DoNotOptimize(crc);
+  return crc != 0;
+}
+
+bool writePlain() {
+  const int file = open(kPlain, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR);
+  const bool written = write(file, kText.data(), kTextSize) == static_cast<ssize_t>(kTextSize);
+  return close(file) == 0 && written;
+}
+
+/// Reads into a block of its own, and computes the text's checksum.
+bool readPlain() {
+  const Block block(static_cast<char *>(std::malloc(kTextSize + 1)));
+  const int file = open(kPlain, O_RDONLY | O_CLOEXEC);
+  const bool whole = read(file, block.get(), kTextSize) == static_cast<ssize_t>(kTextSize);
+  return close(file) == 0 && whole && checksum(block.get());
+}
+
+bool writeGuarded() { return vexora_string_write_2_file_with_crc32_check(kGuarded, kText.c_str()) == 0; }
+
+bool readGuarded() { return Block(vexora_string_read_file_with_crc32_check(kGuarded)) != nullptr; }
+
+void guardedWrite(State &state) {
+  compare(state, kAim, kCalls, writeGuarded, [] { return checksum(kText.data()) && writePlain(); });
+}
+
+BENCHMARK(guardedWrite)->UseManualTime();
+
+void guardedRead(State &state) {
+  if (!writeGuarded() || !writePlain()) {
+    state.SkipWithError("no file to read; is this the private root?");
+    return;
+  }
+  compare(state, kAim, kCalls, readGuarded, readPlain);
+}
+
+BENCHMARK(guardedRead)->UseManualTime();
+
+}  // namespace
+
+int main(int argc, char **argv) { return vexora::bench::runTable(argc, argv); }

@@ -1,0 +1,246 @@
+/* SPDX-License-Identifier: Apache-2.0 */
+/** Files and removable storage: text and JSON documents kept whole in a file, with or without a checksum; folders and
+ *  log files; the TF (microSD) card. docs/file-storage.md has the file format and the card's folder scheme.
+ *
+ *  Paths are NUL-terminated. Every call opens, works and closes; none keeps state or takes a lock, so each is safe from
+ *  any thread, but callers that work on the same file, folder or card at once must take turns. None is safe in a signal
+ *  handler. `errno` is left as the platform's calls leave it. */
+#ifndef VEXORA_STORAGE_H
+#define VEXORA_STORAGE_H
+
+#include <stdint.h>
+
+#include "vexora/export.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** A JSON document of json-c. */
+struct json_object;
+
+/* Whole files.
+ *
+ * A guarded file begins with four bytes that hold the CRC32 of the rest, in the processor's byte order, so that a
+ * reader notices damage. Failures of these eight calls are told by their results alone.
+ *
+ * A writer empties the file first and writes after, and tells only whether the file could be opened: what a full medium
+ * or a power cut leaves is a short file, which the guarded readers refuse and the plain ones return. */
+
+/** Reads a whole file.
+ *
+ * @param path  the file; NULL is refused.
+ * @return its bytes and a terminator, which the caller releases with free(); NULL when it can't be read, memory is
+ * short, or the file is empty. What has no size, such as a pipe, a device or a file under "/proc", counts as empty and
+ *         is not opened. A file that shrinks meanwhile fails; of one that grows, the beginning is returned. Zero bytes
+ *         are kept, and then the text seems to end early: the length is told nowhere.
+ */
+VEXORA_API char *vexora_string_read_file(const char *path);
+
+/** Reads the text of a guarded file.
+ *
+ * @return as vexora_string_read_file, without the checksum's four bytes; NULL also when the checksum is wrong or the
+ *         text is empty or longer than 4,294,967,295 bytes.
+ */
+VEXORA_API char *vexora_string_read_file_with_crc32_check(const char *path);
+
+/** Reads a JSON document.
+ *
+ * @param path  the file; NULL is refused.
+ * @return the document, which the caller releases with json_object_put(); NULL when the file can't be read as
+ *         vexora_string_read_file tells, or isn't JSON, or holds "null". Anything behind the document is ignored.
+ */
+VEXORA_API struct json_object *vexora_json_read_file(const char *path);
+
+/** Reads a JSON document from a guarded file; otherwise as vexora_json_read_file. */
+VEXORA_API struct json_object *vexora_json_read_file_with_crc32_check(const char *path);
+
+/** Writes a text as a file, created or emptied.
+ *
+ * @param path  the file; NULL is refused.
+ * @param text  NUL-terminated; the terminator is not written. NULL is refused. An empty text makes an empty file, which
+ *              the readers refuse.
+ * @return 0, also when not everything could be written; -1 when an argument is NULL or the file can't be opened.
+ *
+ * Opening a pipe waits for a reader.
+ */
+VEXORA_API int vexora_string_write_2_file(const char *path, const char *text);
+
+/** Writes a text as a guarded file.
+ *
+ * @return as vexora_string_write_2_file; -1 also for a text longer than 4,294,967,295 bytes. A refused call leaves the
+ *         file alone.
+ */
+VEXORA_API int vexora_string_write_2_file_with_crc32_check(const char *path, const char *text);
+
+/** Writes a JSON document as json-c's default text.
+ *
+ * @param object  stays the caller's; NULL is refused. It keeps its text, so no other thread may use it meanwhile.
+ * @return as vexora_string_write_2_file; -1 also when memory is short for the text.
+ */
+VEXORA_API int vexora_json_write_2_file(const char *path, struct json_object *object);
+
+/** Writes a JSON document as a guarded file; otherwise as vexora_json_write_2_file. */
+VEXORA_API int vexora_json_write_2_file_with_crc32_check(const char *path, struct json_object *object);
+
+/* Folders and log files. */
+
+/** Most bytes that fileread returns. */
+#define VEXORA_FILE_TAIL_MAX 532480
+
+/** Reads the end of a file of any size.
+ *
+ * @param path  the file; NULL is refused.
+ * @return its last VEXORA_FILE_TAIL_MAX bytes, all of a shorter file, and a terminator, which the caller releases with
+ *         free(); zeros where bytes can't be read, so that an empty or unreadable file gives an empty text. NULL when
+ * it can't be opened or has no end to seek, as a pipe; or when memory is short, which is told through the platform's
+ * debug output.
+ *
+ * Opening a pipe waits for a writer.
+ */
+VEXORA_API char *fileread(const char *path);
+
+/** Makes a folder, mode 0755 reduced by the umask, unless anything exists at its path.
+ *
+ * @param path  the folder, whose parent must exist; NULL is refused.
+ * @return 0 when something is there; -1 when it can't be made, which is told through the platform's debug output.
+ */
+VEXORA_API int createIfNotExists(const char *path);
+
+/** Empties a log file, which stays, and removes its rotated copy, whose name has ".1" added.
+ *
+ * @param path  the log file; NULL is refused. The rotated copy's name is cut to 255 characters: of a longer path's
+ * first 255 characters, whatever they name is removed.
+ * @return 0, also when neither exists or can be changed; -1 when `path` is NULL. A file that can't be opened is told
+ *         through the platform's debug output.
+ */
+VEXORA_API int vexora_delete_logfile(const char *path);
+
+/** Operations of vexora_folder_operation. */
+enum vexora_folder_op {
+  VEXORA_FOLDER_EXISTS = 0,         /**< tells whether anything exists at the path */
+  VEXORA_FOLDER_CREATE = 1,         /**< makes the folder unless anything exists there */
+  VEXORA_FOLDER_RECREATE = 2,       /**< removes what exists there, with all below it, and makes the folder */
+  VEXORA_FOLDER_COPY_REPLACING = 3, /**< copies the folder; 1 goes to the platform's copyDir as its third argument */
+  VEXORA_FOLDER_COPY_KEEPING = 4    /**< the same with 0 */
+};
+
+/** Works on a folder. Folders are made with mode 0755, reduced by the umask, in parents that exist.
+ *
+ * @param op    one of vexora_folder_op; any other is refused.
+ * @param path  the folder; NULL, or one that doesn't begin with "/", is refused.
+ * @param ...   for the two copies, `const char *destination`: the folder that receives the copy, made when missing;
+ * NULL, or one that doesn't begin with "/", is refused. What becomes of links and of files that exist there is the
+ * platform's.
+ * @return 0; -1 when an argument is refused, nothing exists at the path (VEXORA_FOLDER_EXISTS), or the folder can't be
+ *         made or copied. Told nowhere.
+ */
+VEXORA_API int vexora_folder_operation(unsigned op, const char *path, ...);
+
+/* The TF card.
+ *
+ * The card's first partition is "/dev/mmcblk0p1", and "/dev/mmcblk0" the card as a whole, which is mounted when there
+ * is no partition. It is mounted on "/mnt/sdmmc0p2". A folder on it holds one firmware image in two generations,
+ * "NAME.new" and "NAME.old": NAME is what stands before the first ".new" or ".old" of a file's name. Only regular files
+ * count, so links are never followed.
+ *
+ * Paths of folders are cut to 127 characters, those of images to 510. Names found on the card are never part of a shell
+ * command. Calls that mount or look at mounts block until the commands end. */
+
+/** Mounts the card, after unmounting whatever is on its mount point.
+ *
+ * @return 0, also when the mount fails: that shows in what follows. -1 when there is no card, told on standard output.
+ */
+VEXORA_API int common_mount_tf_card(void);
+
+/** Unmounts the card. Always 0. */
+VEXORA_API int common_umount_tf_card(void);
+
+/** Looks for an image of a version on the card, which must be mounted.
+ *
+ * @param folder   the image's folder, below the mount point; NULL is refused.
+ * @param version  the version's text, which begins with an image's name; NULL is refused.
+ * @return 4 or 5 for the first file found whose name begins the version, 4 for a ".new" one and 5 for an ".old" one; 3
+ *         when none does; 2 when the folder doesn't exist, told in the debug log, module "ZELMONITOR"; -1 when an
+ *         argument is NULL, or the folder can't be opened, told on standard output. A name of no characters begins
+ * every version.
+ */
+VEXORA_API int common_check_ima_file_version_tf_card(const char *folder, const char *version);
+
+/** Stores an image on the card, which must be mounted.
+ *
+ * Every ".old" file of the folder is removed, whatever its image, then every ".new" file becomes its image's ".old",
+ * then the source is copied to `image_name`.new. Files that can't be removed or renamed are told on standard output and
+ * don't stop the call.
+ *
+ * @param source_path  the image; NULL is refused.
+ * @param image_name   its name on the card; NULL is refused.
+ * @param folder       its folder below the mount point, made (mode 0777, reduced by the umask) when missing; NULL is
+ *                     refused.
+ * @return 0; 1 when there is no card or no mount point; -1 when an argument is NULL, the folder can't be made (told in
+ *         the debug log, module "ZELMONITOR"), its files can't be listed, or the copy fails. Everything else is told on
+ *         standard output. When the files can't be listed nothing is changed: a copy would overwrite the last image.
+ */
+VEXORA_API int common_copy_ima_file_to_tf_card(const char *source_path, const char *image_name, const char *folder);
+
+/** Mounts the card, copies a file into its topmost folder and unmounts it.
+ *
+ * @param source_path  the file; NULL is refused.
+ * @return 0; 1 when there is no card; -1 when the path is NULL or the copy fails, in which case the card stays mounted.
+ *         The last two are told on standard output.
+ */
+VEXORA_API int common_copy_log_to_tf_card(const char *source_path);
+
+/** Bytes of one name in the result of common_get_file_list_from_tf_card, its terminator included. */
+#define VEXORA_CARD_IMAGE_NAME_SIZE 64
+
+/** The name for an image that isn't there. */
+#define VEXORA_CARD_NO_FILE "TF_CARD_NO_FILE"
+
+/** Tells the names of a folder's images on the card, which must be mounted.
+ *
+ * @param folder  the folder, below the mount point; NULL is refused.
+ * @param names   receives two texts, each at most 63 characters and a terminator, with nothing written behind it: from
+ *                byte 0 the name of the ".new" image, from byte 64 that of the ".old" one, of several the last found,
+ * and VEXORA_CARD_NO_FILE for none. NULL is refused. Untouched unless the result is 0.
+ * @return 0; 1 when there is no card; 2 when the mount point is missing, or the folder is missing or can't be opened;
+ * -1 when an argument is NULL. A missing card or mount point is told on standard output.
+ */
+VEXORA_API int common_get_file_list_from_tf_card(const char *folder, char *names);
+
+/** Bytes of one name in the result of get_production_doc_from_tf_card, its terminator included. */
+#define VEXORA_CARD_DOC_NAME_SIZE 257
+
+/** Lists the production documents on the card, which must be mounted.
+ *
+ * @param names  room for `max` + 1 names of VEXORA_CARD_DOC_NAME_SIZE bytes; receives the names in the folder's order,
+ *               each with a terminator and nothing written behind it. NULL is refused.
+ * @param max    one less than the names that there is room for; negative for no room at all.
+ * @param count  receives the number of names, at most `max` + 1; NULL is refused. Untouched when there is no card or no
+ *               such folder.
+ * @return 0 with at least one name; 1 when there is no card; 2 when the folder is missing, can't be opened or holds no
+ *         regular file, or there is no room; -1 when `names` or `count` is NULL. A missing card or folder is told
+ * through the platform's debug output.
+ */
+VEXORA_API int get_production_doc_from_tf_card(char *names, int max, uint32_t *count);
+
+/** Bytes of the mount point that CheckTFCardMountStatus tells, its terminator included. */
+#define VEXORA_CARD_MOUNT_POINT_SIZE 32
+
+/** Finds out where the card is mounted and how much room is left; mounts it on "/mnt/sdmmc0p3" when it isn't mounted.
+ *
+ * @param mount_point    receives the mount point, cut to 31 characters, and a terminator; NULL when it isn't wanted.
+ * @param available_kib  receives the kibibytes available, at most what a long holds; NULL when they are not wanted.
+ * @return 0 when the card's mount was found, with both outputs set, or when it was mounted now, with both untouched:
+ * ask again. -1 when there is no card or "df" can't be started. Otherwise the wait status of the last of three mount
+ * commands that failed. A missing card and failed commands are told through the platform's maintenance output.
+ *
+ * What "df -k" prints decides. A line counts up to 255 characters, each of its fields up to 31.
+ */
+VEXORA_API int CheckTFCardMountStatus(char *mount_point, int64_t *available_kib);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

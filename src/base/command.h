@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Commands of the system's shell whose output is read. Their descriptors are close-on-exec, for the sake of children
+// that other threads start.
+#pragma once
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <memory>
+
+namespace vexora {
+
+struct WaitForCommand {
+  void operator()(std::FILE *output) const { static_cast<void>(pclose(output)); }
+};
+
+/// A running command's output; giving it up waits for the command to end.
+using Command = std::unique_ptr<std::FILE, WaitForCommand>;
+
+inline Command startCommand(const char *command) { return Command(popen(command, "re")); }
+
+/// Reads at most `size` bytes, up to a newline when asked to stop there. Signals don't end it, zero bytes count like
+/// any other; less than asked for means that the output ended.
+inline std::size_t readOutput(std::FILE *output, char *buffer, std::size_t size, bool stopAtNewline) {
+  std::size_t length = 0;
+  while (length < size) {
+    const int character = std::getc(output);
+    if (character != EOF) {
+      buffer[length++] = static_cast<char>(character);
+      if (stopAtNewline && character == '\n') {
+        break;
+      }
+    } else if (std::ferror(output) != 0 && errno == EINTR) {
+      std::clearerr(output);
+    } else {
+      break;
+    }
+  }
+  return length;
+}
+
+}  // namespace vexora

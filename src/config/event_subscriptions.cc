@@ -1,0 +1,384 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The event subscriptions and their file: one section a slot, one "key=value" line a field, in one order of keys.
+// People edit the file by hand, so it is read generously, yet always in the same way: a line that means nothing is
+// passed over. A load builds the new slots aside and only then gives up the old ones, so that it never ends halfway.
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+#include "base/owners.h"
+#include "vexora/config.h"
+
+EventSubScriptionRecord stEventSubScriptionStore[VEXORA_EVENT_SUBSCRIPTIONS];
+std::int32_t blEventSubScriptionsFlag;
+
+namespace {
+
+using vexora::Stream;
+
+constexpr const char *kModule = "vexora_eventservicecfg";
+constexpr const char *kPath = "/conf/eventsubscriptions.conf";
+constexpr const char *kAbsent = "N/A";
+constexpr std::size_t kLongestValue = 511;
+constexpr std::size_t kLineRoom = 128;  // a longer line is read as several
+constexpr unsigned kTypeBits = 0x1F;
+constexpr std::int32_t kLoaded = 1;
+constexpr std::int32_t kSlots = VEXORA_EVENT_SUBSCRIPTIONS;
+
+// The keys by number, in the file's order.
+enum Key : std::size_t {
+  kPresent,
+  kDestination,
+  kType,
+  kContent,
+  kDataVersion,
+  kAuthentication,
+  kContext,
+  kProtocol,
+  kFirstMessageId,
+  kFirstResource = kFirstMessageId + VEXORA_EVENT_FILTERS,
+  kKeys = kFirstResource + VEXORA_EVENT_FILTERS
+};
+
+using KeyName = std::array<char, 12>;
+
+consteval KeyName makeName(std::string_view name, std::size_t number = SIZE_MAX) {
+  KeyName made{};
+  std::size_t length = name.copy(made.data(), name.size());
+  if (number != SIZE_MAX) {
+    if (number >= 10) {
+      made[length++] = static_cast<char>('0' + number / 10);
+    }
+    made[length] = static_cast<char>('0' + number % 10);
+  }
+  return made;
+}
+
+template <std::size_t... Numbers>
+consteval std::array<KeyName, kKeys> makeNames(std::index_sequence<Numbers...>) {
+  return {makeName("present"),
+          makeName("destaddr"),
+          makeName("type"),
+          makeName("hcontent"),
+          makeName("hdataver"),
+          makeName("hxauth"),
+          makeName("context"),
+          makeName("protocal"),
+          makeName("messageid", Numbers)...,
+          makeName("resource", Numbers)...};
+}
+
+constexpr std::array<KeyName, kKeys> kNames = makeNames(std::make_index_sequence<VEXORA_EVENT_FILTERS>());
+
+/// What a selector frees, as a range of keys. The type bits and the present byte are no strings.
+struct Selection {
+  std::size_t first;
+  std::size_t last;
+};
+
+constexpr std::int32_t kTypeOnly = 2;
+constexpr std::int32_t kEverything = 9;
+// Empty where a selector frees no string.
+constexpr Selection kSelections[kEverything + 1] = {
+    {kKeys, 0},
+    {kDestination, kDestination},
+    {kKeys, 0},
+    {kContent, kAuthentication},
+    {kContext, kContext},
+    {kProtocol, kProtocol},
+    {kFirstMessageId, kFirstResource - 1},
+    {kFirstResource, kKeys - 1},
+    {kKeys, 0},
+    {kPresent, kKeys - 1},
+};
+
+/// The string of a key, or null for the two keys that are numbers.
+char **stringOf(EventSubScriptionRecord &slot, std::size_t key) {
+  switch (key) {
+    case kPresent:
+    case kType:
+      return nullptr;
+    case kDestination:
+      return &slot.destaddr;
+    case kContent:
+      return &slot.hcontent;
+    case kDataVersion:
+      return &slot.hdataver;
+    case kAuthentication:
+      return &slot.hxauth;
+    case kContext:
+      return &slot.context;
+    case kProtocol:
+      return &slot.protocal;
+    default:
+      return key < kFirstResource ? &slot.messageid[key - kFirstMessageId] : &slot.resource[key - kFirstResource];
+  }
+}
+
+const char *stringOf(const EventSubScriptionRecord &slot, std::size_t key) {
+  char **const string = stringOf(const_cast<EventSubScriptionRecord &>(slot), key);
+  return *string == nullptr ? kAbsent : *string;
+}
+
+bool isNumber(std::size_t key) { return key == kPresent || key == kType; }
+
+void freeStrings(EventSubScriptionRecord &slot, std::int32_t what) {
+  for (std::size_t key = kSelections[what].first; key <= kSelections[what].last; ++key) {
+    if (char **const string = stringOf(slot, key); string != nullptr) {
+      std::free(std::exchange(*string, nullptr));
+    }
+  }
+  if (what == kTypeOnly || what == kEverything) {
+    slot.type = static_cast<std::uint8_t>(slot.type & ~kTypeBits);
+  }
+  if (what == kEverything) {
+    slot.present = 0;
+  }
+}
+
+/// A line's key and value, cut out of the line.
+struct Setting {
+  const char *key = nullptr;
+  char *value = nullptr;
+};
+
+/// The value behind an opening quote, up to the closing one or the line's end; null when there is none.
+char *quotedValue(char *value, char quote) {
+  if (value[0] != quote || value[1] == '\0' || value[1] == quote) {
+    return nullptr;
+  }
+  const char end[] = {quote, '\0'};
+  value[1 + std::strcspn(value + 1, end)] = '\0';
+  return value + 1;
+}
+
+/// The bare value, which ends where a comment begins; null when nothing is before that.
+char *bareValue(char *value) {
+  const std::size_t length = std::strcspn(value, ";#");
+  value[length] = '\0';
+  return length == 0 ? nullptr : value;
+}
+
+/// Takes a line apart. Quotes that enclose nothing belong to a bare value.
+Setting parseSetting(char *line) {
+  char *const equals = std::strchr(line, '=');
+  if (equals == nullptr || equals == line) {
+    return {};
+  }
+  *equals = '\0';
+  char *value = quotedValue(equals + 1, '"');
+  if (value == nullptr) {
+    value = quotedValue(equals + 1, '\'');
+  }
+  if (value == nullptr) {
+    value = bareValue(equals + 1);
+  }
+  if (value != nullptr) {
+    value[std::strcspn(value, "\r\n")] = '\0';
+  }
+  return {line, value};
+}
+
+bool opensSection(const char *line) { return line[0] == '[' && line[1] != '\0' && line[1] != ']'; }
+
+/// Slots that are filled from a file; what they own goes with them unless it is taken.
+class NewSlots {
+ public:
+  NewSlots() = default;
+  NewSlots(const NewSlots &) = delete;
+  NewSlots &operator=(const NewSlots &) = delete;
+  ~NewSlots() {
+    for (EventSubScriptionRecord &slot : slots_) {
+      freeStrings(slot, kEverything);
+    }
+  }
+
+  /// Reads the whole file; false when memory is short or the file can't be read to its end.
+  bool read(std::FILE *file) {
+    char line[kLineRoom];
+    while (std::fgets(line, sizeof line, file) != nullptr) {
+      if (opensSection(line)) {
+        if (!completeSlot()) {
+          return false;
+        }
+      } else if (isOpen() && !takeSetting(parseSetting(line))) {
+        return false;
+      }
+    }
+    while (current_ < kSlots) {
+      if (!completeSlot()) {
+        return false;
+      }
+    }
+    return std::ferror(file) == 0;
+  }
+
+  void moveTo(EventSubScriptionRecord *store) {
+    std::copy(std::begin(slots_), std::end(slots_), store);
+    std::fill(std::begin(slots_), std::end(slots_), EventSubScriptionRecord{});
+  }
+
+ private:
+  [[nodiscard]] bool isOpen() const { return current_ >= 0 && current_ < kSlots; }
+
+  /// Goes on to the next slot, with empty strings for the keys that the one before did not have.
+  bool completeSlot() {
+    if (isOpen()) {
+      for (std::size_t key = 0; key < kKeys; ++key) {
+        if (!seen_[key] && !isNumber(key) && !setString(key, "")) {
+          return false;
+        }
+      }
+    }
+    if (current_ < kSlots) {
+      ++current_;
+    }
+    seen_ = {};
+    return true;
+  }
+
+  bool takeSetting(const Setting &setting) {
+    if (setting.value == nullptr) {
+      return true;
+    }
+    const std::size_t key = find(setting.key);
+    if (key == kKeys) {
+      return true;
+    }
+    seen_[key] = true;
+    EventSubScriptionRecord &slot = slots_[current_];
+    if (key == kPresent) {
+      slot.present = static_cast<std::uint8_t>(std::strtol(setting.value, nullptr, 10));
+    } else if (key == kType) {
+      slot.type =
+          static_cast<std::uint8_t>(static_cast<unsigned long>(std::strtol(setting.value, nullptr, 10)) & kTypeBits);
+    } else {
+      return setString(key, setting.value);
+    }
+    return true;
+  }
+
+  /// The number of a key, or kKeys. Starts behind the key found last, as files have them in order.
+  std::size_t find(const char *name) {
+    for (std::size_t tried = 0; tried < kKeys; ++tried) {
+      const std::size_t key = (next_ + tried) % kKeys;
+      if (std::strcmp(kNames[key].data(), name) == 0) {
+        next_ = (key + 1) % kKeys;
+        return key;
+      }
+    }
+    return kKeys;
+  }
+
+  bool setString(std::size_t key, const char *value) {
+    char *copy = nullptr;
+    if (std::strcmp(value, kAbsent) != 0) {
+      copy = strdup(value);
+      if (copy == nullptr) {
+        return false;
+      }
+    }
+    std::free(std::exchange(*stringOf(slots_[current_], key), copy));
+    return true;
+  }
+
+  EventSubScriptionRecord slots_[kSlots]{};
+  std::int32_t current_ = -1;  // the slot being filled: -1 before the first header, kSlots behind the last slot
+  std::array<bool, kKeys> seen_{};
+  std::size_t next_ = 0;
+};
+
+bool hasLongString(const EventSubScriptionRecord &slot) {
+  for (std::size_t key = 0; key < kKeys; ++key) {
+    if (!isNumber(key) && strnlen(stringOf(slot, key), kLongestValue + 1) > kLongestValue) {
+      return true;
+    }
+  }
+  return false;
+}
+
+void writeSlot(std::FILE *file, std::int32_t number, const EventSubScriptionRecord &slot) {
+  std::fprintf(file, "[SubScription%d]\r\n", number);
+  for (std::size_t key = 0; key < kKeys; ++key) {
+    if (isNumber(key)) {
+      std::fprintf(file, "%s=%u\r\n", kNames[key].data(), key == kPresent ? slot.present : slot.type & kTypeBits);
+    } else {
+      std::fprintf(file, "%s=%s\r\n", kNames[key].data(), stringOf(slot, key));
+    }
+  }
+  std::fputs("\r\n", file);
+}
+
+}  // namespace
+
+int GetEventSubScriptionFromConfFile(std::int32_t *loaded, EventSubScriptionRecord *store) {
+  if (loaded == nullptr || store == nullptr) {
+    return -1;
+  }
+  if (*loaded == kLoaded) {
+    return 0;
+  }
+  if (access(kPath, F_OK) != 0) {
+    *loaded = 0;
+    return -1;
+  }
+  // For update, although nothing is written: a file that can't be written back is not loaded.
+  Stream file(std::fopen(kPath, "rb+"));
+  if (!file) {
+    std::printf("%s(%d)open file %s err!\n", kModule, __LINE__, kPath);
+    return -1;
+  }
+  NewSlots slots;
+  if (!slots.read(file.get())) {
+    return -1;
+  }
+  file.reset();
+  static_cast<void>(dwEventSubScriptionStoreMemFree(0, kSlots, kEverything, store));
+  slots.moveTo(store);
+  *loaded = kLoaded;
+  return 0;
+}
+
+int SetEventSubScription2ConfFile(std::uint32_t, const EventSubScriptionRecord *store) {
+  if (store == nullptr) {
+    return -1;
+  }
+  if (std::any_of(store, store + kSlots, hasLongString)) {
+    std::printf("%s(%d)Buffer Over Flow!\n", kModule, __LINE__);
+    return -1;
+  }
+  if (access(kPath, F_OK) == 0) {
+    static_cast<void>(std::remove(kPath));
+  }
+  const Stream file(std::fopen(kPath, "w"));
+  if (!file) {
+    std::printf("%s(%d)file open error!\n", kModule, __LINE__);
+    return -1;
+  }
+  for (std::int32_t number = 0; number < kSlots; ++number) {
+    writeSlot(file.get(), number, store[number]);
+  }
+  return 0;
+}
+
+int dwEventSubScriptionStoreMemFree(std::int32_t first, std::int32_t last, std::int32_t what,
+                                    EventSubScriptionRecord *store) {
+  if (first > last || what > kEverything || store == nullptr) {
+    return -1;
+  }
+  if (what < 0) {
+    return 0;
+  }
+  for (std::int32_t number = std::max(first, 0); number < std::min(last, kSlots); ++number) {
+    freeStrings(store[number], what);
+  }
+  return 0;
+}

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The advice table. Written out it takes half a megabyte, most of it padding, and its texts have many lines in common.
+// The library keeps each line once; the texts are runs of lines, and every call writes the table out anew. The build
+// makes the compact form of a catalogue and sees to it that every text fits its field.
+
+#include "platform/advice.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <iterator>
+#include <span>
+#include <string_view>
+
+#include "platform/advice_table.h"
+#include "vexora/platform.h"
+
+static_assert(sizeof(vexora_idl_advice) == 2052);
+static_assert(offsetof(vexora_idl_advice, sensor_type) == 0);
+static_assert(offsetof(vexora_idl_advice, sensor_number) == 1);
+static_assert(offsetof(vexora_idl_advice, event_code) == 2);
+static_assert(offsetof(vexora_idl_advice, level) == 3);
+static_assert(offsetof(vexora_idl_advice, advice) == 4);
+
+namespace vexora {
+namespace {
+
+static_assert(std::size(kAdviceRecords) == VEXORA_IDL_ADVICE_RECORDS);
+static_assert(sizeof(vexora_idl_advice) * VEXORA_IDL_ADVICE_RECORDS == VEXORA_IDL_ADVICE_TABLE);
+
+void writeOut(const AdviceRecord &record, std::uint8_t *out) {
+  std::uint8_t *const end = out + sizeof(vexora_idl_advice);
+  std::memcpy(out, record.key, sizeof record.key);
+  out += sizeof record.key;
+  for (const std::uint16_t offset : std::span(kAdviceLines).subspan(record.first, record.count)) {
+    const std::string_view line(kAdvicePool + offset);
+    std::memcpy(out, line.data(), line.size());
+    out += line.size();
+    *out++ = '\n';
+  }
+  // The last line's feed makes room for the padding.
+  --out;
+  std::memset(out, 0, static_cast<std::size_t>(end - out));
+}
+
+}  // namespace
+}  // namespace vexora
+
+int GetIdlAdviserArrayNum(void) { return VEXORA_IDL_ADVICE_RECORDS; }
+
+int GetIdlAdviserArray(std::uint8_t *dst) {
+  if (dst == nullptr) {
+    return -1;
+  }
+  for (const vexora::AdviceRecord &record : vexora::kAdviceRecords) {
+    vexora::writeOut(record, dst);
+    dst += sizeof(vexora_idl_advice);
+  }
+  return 0;
+}

@@ -1,0 +1,308 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Decompression of UEFI images: LZ77 matches and literals under prefix codes that each block brings along. A block is
+//
+//   16 bits          number of its symbols, 0 for 65,536
+//   extra code       what the lengths of the character code are written in
+//   character code   literals 0 to 255, and above them the match lengths 3 to 256
+//   position code    the magnitude of a match's distance, which the distance's lower bits follow
+//   symbols
+//
+// A length, a match and a count are all read from whatever bytes there are, so nothing in a stream is trusted: a
+// distance stays within what has been written, a match within what is still to be written, and the reader goes on with
+// zeros behind its last byte. Each symbol writes a byte at least, so every stream ends.
+//
+// All state is in the caller's scratch area, wherever that begins.
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "base/bytes.h"
+#include "platform/bit_reader.h"
+#include "platform/prefix_code.h"
+#include "vexora/platform.h"
+
+namespace vexora::uefi {
+namespace {
+
+constexpr std::uint32_t kHeaderSize = 8;
+
+constexpr unsigned kLiterals = 256;
+constexpr unsigned kShortestMatch = 3;
+constexpr unsigned kCharacters = 510;
+constexpr unsigned kCharacterCountWidth = 9;
+
+constexpr unsigned kExtras = 19;
+constexpr unsigned kExtraCountWidth = 5;
+constexpr unsigned kPositions = 31;
+
+// Behind the third length of the extra code stand 2 bits: how many zero lengths follow it.
+constexpr unsigned kExtraZerosAfter = 3;
+constexpr unsigned kNoZeros = kPositions + 1;
+
+struct Sizes {
+  explicit Sizes(const void *image)
+      : compressed(loadLittle32(static_cast<const std::uint8_t *>(image))),
+        plain(loadLittle32(static_cast<const std::uint8_t *>(image) + 4)) {}
+
+  std::uint32_t compressed;
+  std::uint32_t plain;
+};
+
+template <typename Chunk>
+void copyChunk(std::uint8_t *to, const std::uint8_t *from) {
+  Chunk chunk;
+  std::memcpy(&chunk, from, sizeof chunk);
+  std::memcpy(to, &chunk, sizeof chunk);
+}
+
+/// Copies a run of at least a chunk, from at least a chunk before. The last chunk overlaps the one before it, so that
+/// nothing is written behind the run.
+template <typename Chunk>
+void copyChunks(std::uint8_t *to, const std::uint8_t *from, std::size_t length) {
+  const std::size_t last = length - sizeof(Chunk);
+  for (std::size_t at = 0; at < last; at += sizeof(Chunk)) {
+    copyChunk<Chunk>(to + at, from + at);
+  }
+  copyChunk<Chunk>(to + last, from + last);
+}
+
+/// Repeats at `to` what stands `distance` bytes before it, which may be less than `length`.
+void copyMatch(std::uint8_t *to, std::size_t distance, std::size_t length) {
+  const std::uint8_t *const from = to - distance;
+  if (distance == 1) {
+    std::memset(to, *from, length);
+    return;
+  }
+  // A short period is written once: the run then stands twice as far behind.
+  while (distance < sizeof(std::uint64_t) && length > distance) {
+    for (std::size_t at = 0; at < distance; ++at) {
+      to[at] = from[at];
+    }
+    to += distance;
+    length -= distance;
+    distance *= 2;
+  }
+  if (length >= sizeof(std::uint64_t)) {
+    copyChunks<std::uint64_t>(to, from, length);
+  } else if (length >= sizeof(std::uint32_t)) {
+    copyChunks<std::uint32_t>(to, from, length);
+  } else {
+    for (std::size_t at = 0; at < length; ++at) {
+      to[at] = from[at];
+    }
+  }
+}
+
+class Decoder {
+ public:
+  Decoder(const std::uint8_t *source, Sizes sizes, std::uint8_t *destination, unsigned positionCountWidth)
+      : bits_(source, sizes.compressed),
+        destination_(destination),
+        size_(sizes.plain),
+        positionCountWidth_(positionCountWidth) {}
+
+  [[nodiscard]] std::uint32_t firstBits() const { return bits_.peek(32); }
+
+  /// Writes the whole destination; false when the stream is bad, with what came before the fault written.
+  bool decode() {
+    while (written_ < size_) {
+      if (!readBlockHeader() || !decodeBlock()) {
+        return false;
+      }
+    }
+    return true;
+  }
+
+ private:
+  bool readBlockHeader() {
+    bits_.refill();
+    symbolsLeft_ = bits_.take(16);
+    if (symbolsLeft_ == 0) {
+      symbolsLeft_ = 1U << 16;
+    }
+    return readShortCode(kExtras, kExtraCountWidth, kExtraZerosAfter) && readCharacterCode() &&
+           readShortCode(kPositions, positionCountWidth_, kNoZeros);
+  }
+
+  /// Reads the extra or the position code. More lengths than symbols may come; those beyond belong to no symbol.
+  bool readShortCode(unsigned symbols, unsigned countWidth, unsigned zerosAfter) {
+    bits_.refill();
+    const std::uint32_t count = bits_.take(countWidth);
+    if (count == 0) {
+      return shortCode_.buildSingle(bits_.take(countWidth), symbols);
+    }
+    shortLengths_.fill(0);
+    for (std::size_t at = 0; at < count;) {
+      bits_.refill();
+      const unsigned length = readLength();
+      if (length > kLongestWord) {
+        return false;
+      }
+      shortLengths_[at++] = static_cast<std::uint8_t>(length);
+      if (at == zerosAfter) {
+        at += bits_.take(2);
+      }
+    }
+    return shortCode_.build(std::span(shortLengths_).first(symbols));
+  }
+
+  /// Reads 3 bits, all of them set for a length of 7 and more, which then has a set bit for each one more and a zero.
+  unsigned readLength() {
+    unsigned length = bits_.take(3);
+    if (length == 7) {
+      while (length <= kLongestWord && bits_.take(1) != 0) {
+        ++length;
+      }
+    }
+    return length;
+  }
+
+  bool readCharacterCode() {
+    bits_.refill();
+    const std::uint32_t count = bits_.take(kCharacterCountWidth);
+    if (count == 0) {
+      return characterCode_.buildSingle(bits_.take(kCharacterCountWidth), kCharacters);
+    }
+    characterLengths_.fill(0);
+    for (std::size_t at = 0; at < std::min<std::size_t>(count, kCharacters);) {
+      bits_.refill();
+      const std::uint32_t extra = shortCode_.read(bits_);
+      switch (extra) {
+        case 0:
+          at += 1;
+          break;
+        case 1:
+          at += 3 + bits_.take(4);
+          break;
+        case 2:
+          at += 20 + bits_.take(9);
+          break;
+        default:
+          characterLengths_[at++] = static_cast<std::uint8_t>(extra - 2);
+      }
+    }
+    return characterCode_.build(characterLengths_);
+  }
+
+  /// Decodes the block's symbols, or those that the destination has room for.
+  bool decodeBlock() {
+    // In local variables for speed.
+    BitReader bits = bits_;
+    std::uint8_t *const destination = destination_;
+    std::uint32_t written = written_;
+    for (std::uint32_t left = symbolsLeft_; left > 0 && written < size_; --left) {
+      bits.refill();
+      const std::uint32_t character = characterCode_.read(bits);
+      if (character < kLiterals) {
+        destination[written++] = static_cast<std::uint8_t>(character);
+        continue;
+      }
+      bits.refill();
+      const std::uint32_t position = readPosition(bits);
+      if (position >= written) {
+        return false;
+      }
+      const std::uint32_t length = std::min(character - kLiterals + kShortestMatch, size_ - written);
+      copyMatch(destination + written, position + 1, length);
+      written += length;
+    }
+    bits_ = bits;
+    written_ = written;
+    return true;
+  }
+
+  /// Takes how far before the newest byte a match begins: at most 45 bits, all of a refill.
+  std::uint32_t readPosition(BitReader &bits) const {
+    const std::uint32_t magnitude = shortCode_.read(bits);
+    if (magnitude == 0) {
+      return 0;
+    }
+    const unsigned lowerBits = magnitude - 1;
+    return (1U << lowerBits) + bits.take(lowerBits);
+  }
+
+  BitReader bits_;
+  std::uint8_t *destination_;
+  std::uint32_t size_;
+  std::uint32_t written_ = 0;
+  std::uint32_t symbolsLeft_ = 0;
+  unsigned positionCountWidth_;
+  PrefixCode<12, kCharacters> characterCode_;
+  PrefixCode<8, kPositions> shortCode_;  // the extra code, then the position code
+  std::array<std::uint8_t, kCharacters> characterLengths_;
+  std::array<std::uint8_t, kPositions> shortLengths_;
+};
+
+static_assert(kExtras <= kPositions && (1U << kExtraCountWidth) - 1 <= kPositions, "lengths fit shortLengths_");
+static_assert(VEXORA_UEFI_SCRATCH_SIZE == 13'376, "callers' areas have this size");
+static_assert(sizeof(Decoder) + alignof(Decoder) - 1 <= VEXORA_UEFI_SCRATCH_SIZE, "fits an area that begins anywhere");
+
+/// Width of the count of position lengths, by which the forms differ; 0 for an unknown form.
+unsigned positionCountWidth(std::uint32_t version) {
+  switch (version) {
+    case VEXORA_UEFI_FORM:
+      return 4;
+    case VEXORA_TIANO_FORM:
+      return 5;
+    default:
+      return 0;
+  }
+}
+
+}  // namespace
+}  // namespace vexora::uefi
+
+using vexora::uefi::Decoder;
+using vexora::uefi::kHeaderSize;
+using vexora::uefi::Sizes;
+
+int UefiDecompressGetInfo(const void *source, uint32_t source_size, uint32_t *destination_size,
+                          uint32_t *scratch_size) {
+  if (source == nullptr || destination_size == nullptr || scratch_size == nullptr || source_size < kHeaderSize) {
+    return -1;
+  }
+  const Sizes sizes(source);
+  if (sizes.compressed > source_size - kHeaderSize) {
+    return -1;
+  }
+  *destination_size = sizes.plain;
+  *scratch_size = VEXORA_UEFI_SCRATCH_SIZE;
+  return 0;
+}
+
+int UefiTianoDecompress(const void *source, void *destination, void *scratch, uint32_t version) {
+  if (source == nullptr) {
+    return -1;
+  }
+  const Sizes sizes(source);
+  std::printf("%s----size:%d, CompSize:%d, OrigSize:%d\r\n", __func__, VEXORA_UEFI_SCRATCH_SIZE,
+              static_cast<int>(sizes.compressed), static_cast<int>(sizes.plain));
+  if (sizes.plain == 0) {
+    return 0;
+  }
+  if (destination == nullptr || scratch == nullptr) {
+    return -1;
+  }
+  std::memset(scratch, 0, VEXORA_UEFI_SCRATCH_SIZE);
+  const unsigned countWidth = vexora::uefi::positionCountWidth(version);
+  if (countWidth == 0) {
+    return -1;
+  }
+  std::size_t room = VEXORA_UEFI_SCRATCH_SIZE;
+  void *const place = std::align(alignof(Decoder), sizeof(Decoder), scratch, room);
+  auto *const decoder = new (place) Decoder(static_cast<const std::uint8_t *>(source) + kHeaderSize, sizes,
+                                            static_cast<std::uint8_t *>(destination), countWidth);
+  std::printf("%s: mBitBuf: 0x%x\r\n", __func__, decoder->firstBits());
+  return decoder->decode() ? 0 : -1;
+}
+
+int UefiDecompress(const void *source, void *destination, void *scratch) {
+  return UefiTianoDecompress(source, destination, scratch, VEXORA_UEFI_FORM);
+}

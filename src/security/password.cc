@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Passwords through the platform's cipher. Whatever holds a key, a plain text or cipher bytes here is wiped on every
+// way out. The platform's cipher takes lengths of 8 bits, so buffers that it may fill by such a length have room for
+// any.
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <string_view>
+
+#include "base/secret.h"
+#include "firmware/blowfish.h"
+#include "firmware/encoding.h"
+#include "firmware/featuredefine.h"
+#include "vexora/security.h"
+
+namespace {
+
+using vexora::Secret;
+using vexora::SecretBlock;
+
+constexpr const char *kFeature = "CONFIG_RVK_FEATURE_ENABLE_USERPSWD_ENCRYPTION";
+constexpr const char *kMarker = "/var/blowfish";
+constexpr std::size_t kCipherRoom = std::numeric_limits<std::uint8_t>::max();
+
+/// A direction of the cipher with what is told when it fails.
+struct Direction {
+  decltype(&EncryptPassword) transform;
+  const char *noKey;
+  const char *failed;
+};
+
+constexpr Direction kEncipher = {EncryptPassword, "Unable to get the encryption key. quitting...",
+                                 "Error in encrypting the SNMP auth password."};
+constexpr Direction kDecipher = {DecryptPassword, "Error in getting the encryption key. quitting......",
+                                 "\n Error in Decrypting the SNMP auth Password. "};
+
+bool isSwitchedOn() { return IsFeatureEnabled(kFeature) != 0; }
+
+int transformInPlace(std::uint8_t *buffer, int length, const Direction &direction) {
+  if (buffer == nullptr || buffer[0] == 0) {
+    return -1;
+  }
+  if (!isSwitchedOn()) {
+    return 0;
+  }
+  if (length < 0 || length > VEXORA_PASSWORD_MAX) {
+    return -1;
+  }
+  Secret<FIRMWARE_PASSWORD_KEY_SIZE> key;
+  if (getEncryptKey(key.data()) != 0) {
+    std::puts(direction.noKey);
+    return -1;
+  }
+  Secret<VEXORA_PASSWORD_MAX> transformed;
+  const auto size = static_cast<std::uint8_t>(length);
+  if (direction.transform(buffer, size, transformed.data(), size, key.data()) != 0) {
+    std::puts(direction.failed);
+    return -1;
+  }
+  std::memcpy(buffer, transformed.data(), size);
+  return 0;
+}
+
+/// Tells why there is no text, and leaves none in the caller's room.
+int refuseText(const char *message, char *out, std::size_t room) {
+  std::puts(message);
+  if (out != nullptr) {
+    std::memset(out, 0, room);
+  }
+  return -1;
+}
+
+/// Copies a text as far as there is room, and pads it with zeros.
+void putText(std::string_view text, char *out, std::size_t room) {
+  const std::size_t copied = text.copy(out, room);
+  std::memset(out + copied, 0, room - copied);
+}
+
+/// Bytes that a base64 text of so many characters decodes to at most, and never less than the cipher may read.
+std::size_t decodedRoom(std::size_t characters) { return std::max(kCipherRoom, characters / 4 * 3 + 3); }
+
+/// Deciphers the text; false when there is no memory or the cipher fails.
+bool decipherText(const char *base64, const std::uint8_t *key, Secret<kCipherRoom> &plain) {
+  const std::size_t characters = std::strlen(base64);
+  SecretBlock cipher(decodedRoom(characters));
+  if (!cipher) {
+    return false;
+  }
+  const auto size = static_cast<std::uint8_t>(cyoBase64Decode(cipher.data(), base64, characters));
+  return DecryptPassword(cipher.data(), size, plain.data(), size, key) == 0;
+}
+
+bool isMarked() {
+  struct stat status;
+  return stat(kMarker, &status) == 0;
+}
+
+}  // namespace
+
+int vexora_password_encrypt(std::uint8_t *buf, int len) { return transformInPlace(buf, len, kEncipher); }
+
+int vexora_password_decrypt(std::uint8_t *buf, int len) { return transformInPlace(buf, len, kDecipher); }
+
+int VexoraPwDecrypt(std::uint8_t *buf, int len) { return transformInPlace(buf, len, kDecipher); }
+
+int VexoraPwDecryptAndCyo(const char *b64, char *out, const std::uint8_t *key, std::uint32_t outLen) {
+  if (b64 == nullptr || b64[0] == '\0') {
+    return refuseText("the encryption Password input error. quitting...", out, outLen);
+  }
+  if (key == nullptr || key[0] == 0) {
+    return refuseText("the encryption key input error. quitting...", out, outLen);
+  }
+  if (!isSwitchedOn()) {
+    return 0;
+  }
+  if (out == nullptr) {
+    return -1;
+  }
+  Secret<kCipherRoom> plain;
+  if (!decipherText(b64, key, plain)) {
+    return refuseText("Error in decrypting the password.", out, outLen);
+  }
+  putText({plain.text(), strnlen(plain.text(), kCipherRoom)}, out, outLen);
+  return 0;
+}
+
+int GetEncryptCtrl() { return isMarked() ? 1 : 0; }
+
+int CheckEncryptValid(int isEnciphered) { return isEnciphered != 1 && isMarked() ? -1 : 0; }
+
+int vexora_convert_hextostr(const std::uint8_t *bytes, char *out, int count, int outSize) {
+  if (outSize < 2 * std::int64_t{count} + 1) {
+    return -1;
+  }
+  if (count < 1) {
+    return 0;
+  }
+  if (bytes == nullptr || out == nullptr) {
+    return -1;
+  }
+  constexpr char kDigits[] = "0123456789abcdef";
+  for (int i = 0; i < count; ++i) {
+    *out++ = kDigits[bytes[i] >> 4];
+    *out++ = kDigits[bytes[i] & 0xF];
+  }
+  *out = '\0';
+  return 0;
+}

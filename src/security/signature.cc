@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// ECDSA signatures over SHA-256. Keys and signatures come without a length of their own: the second byte of their DER
+// gives it, as the short form of a length does.
+//
+// The EC_KEY calls are deprecated in OpenSSL 3 and used on purpose: an EC_KEY is what callers hold.
+
+#include <openssl/ec.h>
+#include <openssl/ecdsa.h>
+#include <openssl/obj_mac.h>
+#include <openssl/sha.h>
+#include <openssl/x509.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <span>
+
+#include "vexora/security.h"
+
+namespace {
+
+constexpr std::uint8_t kVerificationError = 255;
+constexpr std::uint8_t kLongestShortForm = 127;
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
+struct FreeKey {
+  void operator()(EC_KEY *key) const { EC_KEY_free(key); }
+};
+
+using Key = std::unique_ptr<EC_KEY, FreeKey>;
+
+Key makeKey() { return Key(EC_KEY_new_by_curve_name(NID_X9_62_prime256v1)); }
+
+/// Puts the parsed key in the place of `key`, which stays as it is when there is none. OpenSSL would also read other
+/// forms of the length, by which the key ends elsewhere than at `size`.
+bool parse(const std::uint8_t *der, std::uint8_t size, Key &key) {
+  if (der[1] > kLongestShortForm) {
+    return false;
+  }
+  EC_KEY *replaced = key.release();
+  const bool parsed = d2i_EC_PUBKEY(&replaced, &der, size) != nullptr;
+  key.reset(replaced);
+  return parsed;
+}
+
+bool isSound(const Key &key) { return EC_KEY_check_key(key.get()) == 1; }
+
+int verify(std::span<const std::uint8_t> digest, const std::uint8_t *signature, std::uint8_t size, EC_KEY *key) {
+  return ECDSA_verify(0, digest.data(), static_cast<int>(digest.size()), signature, size, key);
+}
+
+#pragma GCC diagnostic pop
+
+/// The size of a DER object whose second byte is `contentLength`.
+std::uint8_t objectSize(std::uint8_t contentLength) { return static_cast<std::uint8_t>(contentLength + 2); }
+
+/// Whether the signature says that it ends within its buffer; reads nothing beyond that.
+bool isWithin(const std::uint8_t *signature, std::uint8_t room) {
+  return room >= 2 && signature[1] != 0 && objectSize(signature[1]) <= room;
+}
+
+}  // namespace
+
+EC_KEY *VexoraECDSAInit(const std::uint8_t *der) {
+  std::puts("Init ECDSA");
+  if (der == nullptr || der[1] == 0) {
+    return nullptr;
+  }
+  const std::uint8_t size = objectSize(der[1]);
+  std::printf("Key length: %d .\n", size);
+  Key key = makeKey();
+  if (!key) {
+    std::puts("Create EcKey Failed.");
+    return nullptr;
+  }
+  if (!parse(der, size, key) || !isSound(key)) {
+    std::puts("Key check failed.");
+    return nullptr;
+  }
+  return key.release();
+}
+
+std::uint8_t VexoraECDSAwithSHA256Verify(EC_KEY *key, const std::uint8_t *data, int dataLen, const std::uint8_t *sig,
+                                         std::uint8_t sigBufLen) {
+  if (key == nullptr || data == nullptr || dataLen < 1 || sig == nullptr || !isWithin(sig, sigBufLen)) {
+    return kVerificationError;
+  }
+  // Without a digest there must be no verdict: anybody can make a signature that fits a digest of zeros.
+  std::array<std::uint8_t, SHA256_DIGEST_LENGTH> digest{};
+  if (SHA256(data, static_cast<std::size_t>(dataLen), digest.data()) == nullptr) {
+    return kVerificationError;
+  }
+  return static_cast<std::uint8_t>(verify(digest, sig, objectSize(sig[1]), key));
+}

@@ -1,0 +1,183 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Firmware images on the TF card. A folder holds one image: storing a new one makes the last one the previous and drops
+// the one before, whatever their names are.
+
+#include "storage/card_images.h"
+
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "base/owners.h"
+#include "firmware/unix.h"
+#include "storage/card_files.h"
+#include "storage/paths.h"
+#include "vexora/diag.h"
+#include "vexora/storage.h"
+
+namespace {
+
+using vexora::HeapBlock;
+using namespace vexora::storage;
+
+constexpr const char *kLogModule = "ZELMONITOR";
+constexpr unsigned kLogInfo = 0;
+constexpr unsigned kLogError = 2;
+
+constexpr mode_t kImageFolderMode = 0777;
+constexpr std::size_t kImagePathSize = 511;
+
+// Results of the version check.
+constexpr int kFolderMissing = 2;
+constexpr int kNoImage = 3;
+constexpr int kIsNewImage = 4;
+constexpr int kIsOldImage = 5;
+
+bool begins(const char *version, std::optional<std::string_view> image) {
+  return image && std::string_view(version).starts_with(*image);
+}
+
+/// Names one behind the other, each with its terminator.
+class NameList {
+ public:
+  [[nodiscard]] const char *begin() const { return names_.get(); }
+  [[nodiscard]] const char *end() const { return names_.get() + size_; }
+  static const char *after(const char *name) { return name + std::strlen(name) + 1; }
+
+  /// False when memory is short; the list then stays as it was.
+  bool add(const char *name) {
+    const std::size_t size = std::strlen(name) + 1;
+    if (capacity_ - size_ < size && !grow()) {
+      return false;
+    }
+    std::memcpy(names_.get() + size_, name, size);
+    size_ += size;
+    return true;
+  }
+
+ private:
+  /// More than any name takes, and doubled each time.
+  bool grow() {
+    const std::size_t capacity = capacity_ * 2 + 4096;
+    void *const names = std::realloc(names_.get(), capacity);
+    if (names == nullptr) {
+      return false;
+    }
+    static_cast<void>(names_.release());
+    names_.reset(static_cast<char *>(names));
+    capacity_ = capacity;
+    return true;
+  }
+
+  HeapBlock<char> names_;
+  std::size_t size_ = 0;
+  std::size_t capacity_ = 0;
+};
+
+/// Takes the folder's listing; false when it can't be had whole.
+bool listFiles(const char *folder, NameList &names) {
+  RegularFiles files(folder);
+  if (!files) {
+    return false;
+  }
+  while (const char *const name = files.next()) {
+    if (!names.add(name)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+void removeOldImage(const char *folder, const char *name) {
+  char path[kImagePathSize];
+  static_cast<void>(std::snprintf(path, sizeof path, "%s/%s", folder, name));
+  if (std::remove(path) != 0) {
+    std::printf("Unlink %s fail in TF card.\n", path);
+  }
+}
+
+void makeOldImage(const char *folder, const char *name, std::string_view image) {
+  char from[kImagePathSize];
+  char to[kImagePathSize];
+  static_cast<void>(std::snprintf(from, sizeof from, "%s/%s", folder, name));
+  static_cast<void>(std::snprintf(to, sizeof to, "%s/%.*s%s", folder, printed(image), image.data(), kOldImage));
+  if (std::rename(from, to) != 0) {
+    std::printf("Rename %s to %s fail in TF card.\n", name, to);
+  }
+}
+
+/// Makes room for a new image. All removing comes before all renaming, so that the folder's order decides nothing and
+/// what was just renamed is not removed.
+void ageImages(const char *folder, const NameList &names) {
+  for (const char *name = names.begin(); name != names.end(); name = NameList::after(name)) {
+    if (imageOf(name, kOldImage)) {
+      removeOldImage(folder, name);
+    }
+  }
+  for (const char *name = names.begin(); name != names.end(); name = NameList::after(name)) {
+    if (const auto image = imageOf(name, kNewImage)) {
+      makeOldImage(folder, name, *image);
+    }
+  }
+}
+
+}  // namespace
+
+int common_check_ima_file_version_tf_card(const char *folder, const char *version) {
+  if (folder == nullptr || version == nullptr) {
+    return -1;
+  }
+  const CardFolder place(folder);
+  if (!exists(place.path())) {
+    VexoraDebug(kLogInfo, kLogModule, "%s is not exist in TF Card\n", place.path());
+    return kFolderMissing;
+  }
+  RegularFiles files(place.path());
+  if (!files) {
+    std::printf("Cannot open directory %s\n", place.path());
+    return -1;
+  }
+  while (const char *const name = files.next()) {
+    if (begins(version, imageOf(name, kNewImage))) {
+      return kIsNewImage;
+    }
+    if (begins(version, imageOf(name, kOldImage))) {
+      return kIsOldImage;
+    }
+  }
+  return kNoImage;
+}
+
+int common_copy_ima_file_to_tf_card(const char *source_path, const char *image_name, const char *folder) {
+  if (source_path == nullptr || image_name == nullptr || folder == nullptr) {
+    return -1;
+  }
+  if (!exists(kCard)) {
+    std::fputs("TFCARD_DEVICE:check TF card fail, no such device.", stdout);
+    return 1;
+  }
+  if (!exists(kCardMountPoint)) {
+    std::fputs("TFCARD_MOUNT_DIR:check TF card fail, no such file or directory.", stdout);
+    return 1;
+  }
+  const CardFolder place(folder);
+  if (!exists(place.path()) && mkdir(place.path(), kImageFolderMode) != 0) {
+    VexoraDebug(kLogError, kLogModule, "create %s in TF card fail.\n", place.path());
+    return -1;
+  }
+  NameList names;
+  if (!listFiles(place.path(), names)) {
+    std::printf("Cannot open directory %s\n", place.path());
+    return -1;
+  }
+  ageImages(place.path(), names);
+  char destination[kImagePathSize];
+  static_cast<void>(std::snprintf(destination, sizeof destination, "%s/%s.%s", place.path(), image_name, "new"));
+  if (copyFile(source_path, destination) != 0) {
+    std::printf("Copy %s to %s fail in TF card.\n", source_path, destination);
+    return -1;
+  }
+  return 0;
+}

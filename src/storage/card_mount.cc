@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Mounting the TF card. What reaches the shell is made of the names below alone.
+
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+#include "base/command.h"
+#include "firmware/unix.h"
+#include "storage/card_files.h"
+#include "storage/df_line.h"
+#include "storage/paths.h"
+#include "storage/report.h"
+#include "vexora/storage.h"
+
+namespace {
+
+using namespace vexora::storage;
+
+constexpr int kMaintenanceFailure = 178;
+constexpr int kMaintenanceWarning = 180;
+
+constexpr const char *kRemountPoint = "/mnt/sdmmc0p3";
+constexpr int kRemounts = 3;
+constexpr long kAfterUnmountMicroseconds = 500;
+constexpr long kAfterMountMicroseconds = 1000;
+
+/// What is to be mounted, or null when there is no card.
+const char *cardDevice() {
+  if (exists(kCardPartition)) {
+    return kCardPartition;
+  }
+  return exists(kCard) ? kCard : nullptr;
+}
+
+int unmount(const char *mountPoint) {
+  char command[128];
+  static_cast<void>(std::snprintf(command, sizeof command, "umount %s", mountPoint));
+  return safe_system(command);
+}
+
+int mount(const char *device, const char *mountPoint) {
+  char command[256];
+  static_cast<void>(std::snprintf(command, sizeof command, "mount %s %s", device, mountPoint));
+  return safe_system(command);
+}
+
+void pause(long microseconds) {
+  timespec interval{};
+  interval.tv_nsec = microseconds * 1000;
+  static_cast<void>(nanosleep(&interval, nullptr));
+}
+
+/// Reads a line without its newline; what it has no room for is passed over. False after the last one.
+bool readLine(std::FILE *output, char (&line)[kDfLineSize]) {
+  std::size_t length = vexora::readOutput(output, line, sizeof line - 1, true);
+  if (length == 0) {
+    return false;
+  }
+  if (line[length - 1] == '\n') {
+    --length;
+  } else {
+    for (char passed = '\0'; passed != '\n' && vexora::readOutput(output, &passed, 1, false) == 1;) {
+    }
+  }
+  line[length] = '\0';
+  return true;
+}
+
+/// Looks for the device's line in what `df` prints.
+bool findMount(std::FILE *output, const char *device, DfLine &found) {
+  char line[kDfLineSize];
+  while (readLine(output, line)) {
+    if (found.parse(line) && found.isAbout(device)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+enum class Search { Found, NotMounted, Failed };
+
+Search findMount(const char *device, DfLine &found) {
+  const vexora::Command output = vexora::startCommand("df -k");
+  if (!output) {
+    return Search::Failed;
+  }
+  return findMount(output.get(), device, found) ? Search::Found : Search::NotMounted;
+}
+
+}  // namespace
+
+int common_mount_tf_card() {
+  const char *const device = cardDevice();
+  if (device == nullptr) {
+    std::puts("TF Card not Exist!");
+    return -1;
+  }
+  static_cast<void>(unmount(kCardMountPoint));
+  static_cast<void>(mount(device, kCardMountPoint));
+  return 0;
+}
+
+int common_umount_tf_card() {
+  static_cast<void>(unmount(kCardMountPoint));
+  return 0;
+}
+
+int common_copy_log_to_tf_card(const char *source_path) {
+  if (source_path == nullptr) {
+    return -1;
+  }
+  if (!exists(kCard)) {
+    std::puts("TFCARD_DEVICE:check  TF card fail, no such file or directory. ");
+    return 1;
+  }
+  static_cast<void>(common_mount_tf_card());
+  if (copyFile(source_path, kCardMountPoint) != 0) {
+    std::printf("Copy %s to %s fail in TF card \n", source_path, kCardMountPoint);
+    return -1;
+  }
+  return common_umount_tf_card();
+}
+
+int CheckTFCardMountStatus(char *mount_point, int64_t *available_kib) {
+  const char *const device = cardDevice();
+  if (device == nullptr) {
+    XDBG_LINUXAPP_MaintenceOut(kMaintenanceFailure, "[%s][%d]TF Card not Exist!\n", kCardModule, __LINE__);
+    return -1;
+  }
+  int mounted = -1;
+  for (int round = 0; round < kRemounts && mounted != 0; ++round) {
+    DfLine found;
+    const Search search = findMount(device, found);
+    if (search == Search::Failed) {
+      return -1;
+    }
+    if (search == Search::Found) {
+      if (mount_point != nullptr) {
+        std::memcpy(mount_point, found.mountPoint, std::strlen(found.mountPoint) + 1);
+      }
+      if (available_kib != nullptr) {
+        *available_kib = found.availableKib();
+      }
+      return 0;
+    }
+    if (unmount(kRemountPoint) != 0) {
+      XDBG_LINUXAPP_MaintenceOut(kMaintenanceWarning, "[%s][%d]umount %s failed!\n", __func__, __LINE__, kRemountPoint);
+    }
+    pause(kAfterUnmountMicroseconds);
+    mounted = mount(device, kRemountPoint);
+    if (mounted != 0) {
+      XDBG_LINUXAPP_MaintenceOut(kMaintenanceWarning, "[%s][%d]mount %s on %s failed!\n", __func__, __LINE__, device,
+                                 kRemountPoint);
+      pause(kAfterMountMicroseconds);
+    }
+  }
+  return mounted;
+}

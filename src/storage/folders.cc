@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Folders and log files.
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstddef>
+#include <cstdio>
+
+#include "base/owners.h"
+#include "base/report.h"
+#include "firmware/unix.h"
+#include "storage/paths.h"
+#include "storage/report.h"
+#include "vexora/storage.h"
+
+namespace {
+
+using vexora::storage::exists;
+
+constexpr mode_t kFolderMode = 0755;
+constexpr std::size_t kRotatedNameSize = 256;
+
+bool makeFolder(const char *path) { return mkdir(path, kFolderMode) == 0; }
+
+/// Of two daemons that make a folder at once, the second one finds it made.
+bool makeMissingFolder(const char *path) {
+  return exists(path) || makeFolder(path) || (errno == EEXIST && exists(path));
+}
+
+bool isAbsolute(const char *path) { return path != nullptr && *path == '/'; }
+
+bool recreateFolder(const char *path) {
+  if (exists(path)) {
+    static_cast<void>(RmDir(path));
+  }
+  return makeFolder(path);
+}
+
+bool copyFolder(const char *path, const char *destination, int flag) {
+  return isAbsolute(destination) && makeMissingFolder(destination) && copyDir(path, destination, flag) == 0;
+}
+
+}  // namespace
+
+int createIfNotExists(const char *path) {
+  if (path == nullptr) {
+    return -1;
+  }
+  if (makeMissingFolder(path)) {
+    return 0;
+  }
+  VEXORA_REPORT_VALUES(vexora::kReportWarning, kBaseModule, "Creation dir: %s Failed", path);
+  return -1;
+}
+
+int vexora_delete_logfile(const char *path) {
+  if (path == nullptr) {
+    return -1;
+  }
+  if (exists(path) && !vexora::Stream(std::fopen(path, "w+e"))) {
+    VEXORA_REPORT_VALUES(vexora::kReportFailure, kFileModule, "Error in open %s, errno=%d\n", path, errno);
+  }
+  char rotated[kRotatedNameSize];
+  static_cast<void>(std::snprintf(rotated, sizeof rotated, "%s.1", path));
+  if (exists(rotated)) {
+    static_cast<void>(std::remove(rotated));
+  }
+  return 0;
+}
+
+int vexora_folder_operation(unsigned op, const char *path, ...) {
+  if (!isAbsolute(path)) {
+    return -1;
+  }
+  bool done = false;
+  switch (op) {
+    case VEXORA_FOLDER_EXISTS:
+      done = exists(path);
+      break;
+    case VEXORA_FOLDER_CREATE:
+      done = makeMissingFolder(path);
+      break;
+    case VEXORA_FOLDER_RECREATE:
+      done = recreateFolder(path);
+      break;
+    case VEXORA_FOLDER_COPY_REPLACING:
+    case VEXORA_FOLDER_COPY_KEEPING: {
+      std::va_list more;
+      va_start(more, path);
+      done = copyFolder(path, va_arg(more, const char *), op == VEXORA_FOLDER_COPY_REPLACING ? 1 : 0);
+      va_end(more);
+      break;
+    }
+    default:
+      break;
+  }
+  return done ? 0 : -1;
+}

@@ -1,0 +1,135 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Text files, read and written whole, plain or guarded: a guarded file is the CRC32 of the text, four bytes in the
+// processor's order, and the text. There is no magic, no version and no length, so the checksum is the only proof that
+// a file is one, and the file's size tells the text's.
+
+#include <sys/stat.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+
+#include "base/owners.h"
+#include "base/report.h"
+#include "firmware/checksum.h"
+#include "storage/report.h"
+#include "vexora/storage.h"
+
+namespace {
+
+using vexora::HeapBlock;
+using vexora::Stream;
+
+using Crc = std::uint32_t;
+
+enum class Envelope { None, Crc32 };
+
+constexpr std::size_t headerSize(Envelope envelope) { return envelope == Envelope::Crc32 ? sizeof(Crc) : 0; }
+
+Crc crcOf(const char *text, std::size_t length) {
+  return CalculateCRC32(reinterpret_cast<const unsigned char *>(text), static_cast<unsigned>(length));
+}
+
+/// Opens a file whose content goes between the medium and the caller's memory without a stop in the stream's buffer.
+Stream openUnbuffered(const char *path, const char *mode) {
+  Stream file(std::fopen(path, mode));
+  if (file) {
+    static_cast<void>(std::setvbuf(file.get(), nullptr, _IONBF, 0));
+  }
+  return file;
+}
+
+/// Finds out how long a file's text is; false when there is none, or more than memory or a checksum can take. What has
+/// no size is thereby never opened, which for a pipe would mean to wait for a writer.
+bool textLength(const char *path, Envelope envelope, std::size_t &length) {
+  struct stat status {};
+  if (stat(path, &status) != 0 || status.st_size <= static_cast<off_t>(headerSize(envelope))) {
+    return false;
+  }
+  const std::uint64_t size = static_cast<std::uint64_t>(status.st_size) - headerSize(envelope);
+  const bool fits = size < std::numeric_limits<std::size_t>::max() &&
+                    (envelope == Envelope::None || size <= std::numeric_limits<unsigned>::max());
+  length = fits ? static_cast<std::size_t>(size) : 0;
+  return fits;
+}
+
+char *readText(const char *path, Envelope envelope) {
+  std::size_t length = 0;
+  if (path == nullptr || !textLength(path, envelope, length)) {
+    return nullptr;
+  }
+  const Stream file = openUnbuffered(path, "rbe");
+  if (!file) {
+    return nullptr;
+  }
+  Crc stored = 0;
+  if (envelope == Envelope::Crc32 && std::fread(&stored, sizeof stored, 1, file.get()) != 1) {
+    return nullptr;
+  }
+  HeapBlock<char> text(static_cast<char *>(std::malloc(length + 1)));
+  if (!text || std::fread(text.get(), length, 1, file.get()) != 1) {
+    return nullptr;
+  }
+  text.get()[length] = '\0';
+  return envelope == Envelope::Crc32 && crcOf(text.get(), length) != stored ? nullptr : text.release();
+}
+
+/// What doesn't reach the file is not noticed: a short file is for the reader to refuse.
+int writeText(const char *path, const char *text, Envelope envelope) {
+  if (path == nullptr || text == nullptr) {
+    return -1;
+  }
+  const std::size_t length = std::strlen(text);
+  Crc crc = 0;
+  if (envelope == Envelope::Crc32) {
+    if (length > std::numeric_limits<unsigned>::max()) {
+      return -1;
+    }
+    crc = crcOf(text, length);
+  }
+  const Stream file = openUnbuffered(path, "we");
+  if (!file) {
+    return -1;
+  }
+  static_cast<void>(std::fwrite(&crc, headerSize(envelope), 1, file.get()));
+  static_cast<void>(std::fwrite(text, length, 1, file.get()));
+  return 0;
+}
+
+}  // namespace
+
+char *vexora_string_read_file(const char *path) { return readText(path, Envelope::None); }
+
+char *vexora_string_read_file_with_crc32_check(const char *path) { return readText(path, Envelope::Crc32); }
+
+int vexora_string_write_2_file(const char *path, const char *text) { return writeText(path, text, Envelope::None); }
+
+int vexora_string_write_2_file_with_crc32_check(const char *path, const char *text) {
+  return writeText(path, text, Envelope::Crc32);
+}
+
+char *fileread(const char *path) {
+  const Stream file = path != nullptr ? openUnbuffered(path, "rbe") : Stream();
+  if (!file) {
+    return nullptr;
+  }
+  const off_t size = fseeko(file.get(), 0, SEEK_END) == 0 ? ftello(file.get()) : -1;
+  if (size < 0) {
+    return nullptr;
+  }
+  const off_t begin = size > VEXORA_FILE_TAIL_MAX ? size - VEXORA_FILE_TAIL_MAX : 0;
+  const auto length = static_cast<std::size_t>(size - begin);
+  HeapBlock<char> text(static_cast<char *>(std::malloc(length + 1)));
+  if (!text) {
+    VEXORA_REPORT(vexora::kReportFailure, kBaseModule, "Unable to allocate space for char buffer field\n");
+    return nullptr;
+  }
+  // The file may have become shorter, or not be readable.
+  const std::size_t got = fseeko(file.get(), begin, SEEK_SET) == 0 ? std::fread(text.get(), 1, length, file.get()) : 0;
+  std::memset(text.get() + got, 0, length + 1 - got);
+  return text.release();
+}

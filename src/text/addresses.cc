@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Addresses, by the platform's own conversion and name lookup. Two families of checks stand side by side: the one
+// answers with status codes and reports its refusals, the other is silent.
+
+#include <arpa/inet.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "base/report.h"
+#include "vexora/text.h"
+
+#define REPORT_CODE(message, code) \
+  VEXORA_REPORT_VALUES(vexora::kReportFailure, "libvexora_basefunction", message "::%d\n", code)
+
+namespace {
+
+constexpr unsigned kBadIpv4 = 223;
+constexpr unsigned kBadIpv6 = 226;
+constexpr unsigned kBadDomain = 228;
+
+constexpr int kNoText = -1;
+
+struct FreeAddresses {
+  void operator()(addrinfo *list) const { freeaddrinfo(list); }
+};
+
+using Addresses = std::unique_ptr<addrinfo, FreeAddresses>;
+
+/// The platform's verdict on an address of either family: 1 when it is one.
+int convert(int family, const char *text) {
+  in6_addr address;
+  return text == nullptr ? kNoText : inet_pton(family, text, &address);
+}
+
+/// Looks a name up; a result other than 0 is the platform's code for why there are no addresses.
+int resolve(const char *name, const char *service, const addrinfo *hints, Addresses &addresses) {
+  addrinfo *list = nullptr;
+  const int error = getaddrinfo(name, service, hints, &list);
+  if (error == 0) {
+    addresses.reset(list);
+  }
+  return error;
+}
+
+/// How many numbers a text begins with, when it is read as a dotted quad.
+int leadingNumbers(const char *text) {
+  int numbers[4];
+  // NOLINTNEXTLINE(cert-err34-c): only how many there are counts, not what they are
+  return std::sscanf(text, "%d.%d.%d.%d", &numbers[0], &numbers[1], &numbers[2], &numbers[3]);
+}
+
+}  // namespace
+
+unsigned IsValidIpv4(const char *text) {
+  const int result = convert(AF_INET, text);
+  if (result <= 0) {
+    REPORT_CODE("Error while converting V4 IP Address", result);
+    return kBadIpv4;
+  }
+  return 0;
+}
+
+unsigned IsValidIpv6(const char *text) {
+  const int result = convert(AF_INET6, text);
+  if (result <= 0) {
+    REPORT_CODE("Error while converting V6 IP Address", result);
+    return kBadIpv6;
+  }
+  return 0;
+}
+
+unsigned IsValidDomain(const char *text) {
+  int error = kNoText;
+  if (text != nullptr) {
+    const int numbers = leadingNumbers(text);
+    // The resolver would take such an address and make up the numbers that are missing.
+    if (numbers == 2 || numbers == 3) {
+      std::printf("invalid domain address::%d\n", numbers);
+      return kBadDomain;
+    }
+    Addresses addresses;
+    error = resolve(text, nullptr, nullptr, addresses);
+  }
+  if (error != 0) {
+    REPORT_CODE("Error while converting domain address", error);
+    return kBadDomain;
+  }
+  return 0;
+}
+
+int ConverHostnameToIP(const char *hostname, char *ipText) {
+  addrinfo hints = {};
+  hints.ai_family = AF_INET;
+  hints.ai_socktype = SOCK_STREAM;
+  Addresses addresses;
+  // Without a name the platform would answer with this machine's own address.
+  const int error = hostname == nullptr ? EAI_NONAME : resolve(hostname, "http", &hints, addresses);
+  if (error != 0) {
+    std::fprintf(stderr, "getaddrinfo: %s\n", gai_strerror(error));
+    return 1;
+  }
+  for (const addrinfo *entry = addresses.get(); entry != nullptr; entry = entry->ai_next) {
+    sockaddr_in address;
+    std::memcpy(&address, entry->ai_addr, sizeof address);
+    char text[VEXORA_IP_TEXT_SIZE] = {};
+    inet_ntop(AF_INET, &address.sin_addr, text, sizeof text);
+    std::memcpy(ipText, text, sizeof text);
+  }
+  return 0;
+}
+
+int vexora_isvalid_ipv4(const char *text) {
+  // What the platform takes is four numbers up to 255 and nothing else; only a 0 in front remains to be refused.
+  return text != nullptr && text[0] != '0' && convert(AF_INET, text) == 1 ? 0 : -1;
+}
+
+int vexora_isvalid_ipv6(const char *text) { return convert(AF_INET6, text) == 1 ? 0 : -1; }

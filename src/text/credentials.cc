@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// User names and passwords.
+
+#include <algorithm>
+#include <cctype>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+
+#include "base/owners.h"
+#include "text/pattern.h"
+#include "text/validation_data.h"
+#include "vexora/text.h"
+
+namespace {
+
+constexpr int kNeededClasses = 3;
+
+struct NameKind {
+  const char *forbidden;
+  const char *message;
+};
+
+/// By mode; the last one stands for all modes above.
+constexpr NameKind kNameKinds[] = {
+    {vexora::kUserNameForbidden, "The special character in the requested username is impermissible."},
+    {vexora::kSmtpNameForbidden, "The special character in the requested SMTP username is impermissible."},
+    {vexora::kSmtpNameForbidden, "The special character in the requested SMTP hostname is impermissible."},
+};
+
+const NameKind &kindOf(int mode) { return kNameKinds[mode == 0 || mode == 1 ? mode : 2]; }
+
+/// The first `most` characters; nothing when there is no memory for them, or their number is negative.
+vexora::HeapBlock<char> copyOf(const char *text, int most) {
+  if (most < 0) {
+    return nullptr;
+  }
+  const auto size = static_cast<std::size_t>(most);
+  vexora::HeapBlock<char> copy(static_cast<char *>(std::calloc(size + 1, 1)));
+  if (copy) {
+    std::memcpy(copy.get(), text, strnlen(text, size));
+  }
+  return copy;
+}
+
+/// False also when there is no memory for the search, so that a lack of it can only refuse.
+bool matches(const char *expression, const char *text) {
+  const vexora::text::Pattern pattern(expression);
+  return pattern && pattern.match(text) == 0;
+}
+
+}  // namespace
+
+int vexora_isvalid_username(const char *name, int maxLength, int mode) {
+  if (name[0] == '\0') {
+    std::printf("Setting the NULL user");
+    return -1;
+  }
+  if (std::isdigit(static_cast<unsigned char>(name[0])) != 0) {
+    std::puts("The first character in the username cannot be a numeric.");
+    return -1;
+  }
+  if (vexora::isOneOf(vexora::kNameStartForbidden, name[0])) {
+    std::puts("The first character in the username cannot be a special character.");
+    return -1;
+  }
+  const vexora::HeapBlock<char> examined = copyOf(name, maxLength);
+  if (!examined) {
+    std::printf("%s : Cannot allocate memory\n", __func__);
+    return -1;
+  }
+  const NameKind &kind = kindOf(mode);
+  if (vexora::hasOneOf(kind.forbidden, examined.get())) {
+    std::puts(kind.message);
+    return -1;
+  }
+  return 0;
+}
+
+int vexora_isvalid_passwd(const char *password) {
+  if (password == nullptr || password[0] == '\0') {
+    return -1;
+  }
+  const auto classes = std::count_if(std::begin(vexora::kPasswordClasses), std::end(vexora::kPasswordClasses),
+                                     [&](const char *pattern) { return matches(pattern, password); });
+  return classes >= kNeededClasses && !vexora::hasOneOf(vexora::kPasswordForbidden, password) ? 0 : -1;
+}

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The path check. It stays on the platform's matcher, so that a locale's letters count as it always counted them; the
+// matcher's time grows with the path's length only, whatever the path.
+
+#include "text/pattern.h"
+#include "text/report.h"
+#include "vexora/text.h"
+
+namespace {
+
+// The point is not escaped: it stands for any one character.
+constexpr const char *kPathPattern = R"(^\/(\w+\/?-?.?:?)+$)";
+
+}  // namespace
+
+int is_valid_path(const char *path) {
+  if (path == nullptr || *path == '\0') {
+    return -1;
+  }
+  const vexora::text::Pattern pattern(kPathPattern);
+  if (!pattern) {
+    return -1;
+  }
+  const int status = pattern.match(path);
+  if (status == REG_NOMATCH) {
+    VEXORA_REPORT_VALUES(vexora::kReportFailure, vexora::text::kModule, "Error: no match status is:%d\n", status);
+    return -1;
+  }
+  return status;
+}

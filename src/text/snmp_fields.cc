@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Fields of the SNMP trap settings.
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdio>
+#include <iterator>
+
+#include "text/validation_data.h"
+#include "vexora/text.h"
+
+namespace {
+
+constexpr int kRefused = 1;
+constexpr int kBadCharacter = 1;
+constexpr int kBadLength = 2;
+
+constexpr int kMostInput = 16;
+
+// 5 to 24 octets.
+constexpr std::size_t kFewestEngineDigits = 10;
+constexpr std::size_t kMostEngineDigits = 48;
+
+/// NULs fill up fields of fixed width, but nothing keeps them at the end.
+bool isFieldByte(unsigned char byte) { return byte == 0 || (byte > ' ' && byte <= '~'); }
+
+}  // namespace
+
+int ValidateSNMPTrapCfgInput(const unsigned char *buffer, int length) {
+  if (buffer == nullptr || length <= 0 || length > kMostInput) {
+    return kRefused;
+  }
+  return std::all_of(buffer, buffer + length, &isFieldByte) ? 0 : kRefused;
+}
+
+int ValidateSNMPTrapCfgEngineID(const char *engineId, int maxDigits) {
+  if (engineId[0] == '\0') {
+    return 0;
+  }
+  // A negative limit is beyond all counts.
+  const auto limit = static_cast<std::size_t>(maxDigits);
+  std::size_t digits = 0;
+  while (digits != limit && vexora::isOneOf(vexora::kHexDigits, engineId[digits])) {
+    ++digits;
+  }
+  if (digits != limit && engineId[digits] != '\0') {
+    std::printf("[%s %d] Invalid Engine ID:%s\n", __func__, __LINE__, engineId);
+    return kBadCharacter;
+  }
+  if (digits % 2 != 0 || digits < kFewestEngineDigits || digits > kMostEngineDigits) {
+    std::printf("[%s %d] Invalid Engine ID length!\n", __func__, __LINE__);
+    return kBadLength;
+  }
+  return 0;
+}
+
+int ValidateSNMPTrapCfgDeviceType(unsigned type) {
+  const auto end = std::end(vexora::kTrapDeviceTypes);
+  return std::find(std::begin(vexora::kTrapDeviceTypes), end, type) != end ? 0 : kRefused;
+}

@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: Apache-2.0
+// The Redfish document of an event, to the byte.
+
+#include <cstring>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "vexora/config.h"
+
+namespace {
+
+std::string document(const EventArray &event, const char *identity) {
+  std::string out(56 * 1024, '~');
+  getJsonData(out.data(), event, identity);
+  out.resize(std::strlen(out.c_str()));
+  return out;
+}
+
+EventArray cleared() {
+  EventArray event;
+  std::memset(&event, 0x5A, sizeof event);
+  EventArrayMemInit(&event);
+  return event;
+}
+
+const std::string kEmptyEvent =
+    R"({ "@odata.context": "\/redfish\/v1\/$metadata#Event.Event", "@odata.id": "null", )"
+    R"("@odata.type": "#Event.v1_1_0.Event", "Id": "null", "Name": "Event Array", "Context": "null", )"
+    R"("Events": [ { "EventType": "null", "EventId": "null", "Severity": "null", "EventTimestamp": "null", )"
+    R"("Message": "null", "MessageId": "null", "MessageArgs": [ ], "OriginOfCondition": [ ], )"
+    R"("Oem": [ { "serverIdentity": "null" } ] } ] })";
+
+TEST(EventDocument, AbsentFieldsAreTheWordNull) { EXPECT_EQ(document(cleared(), nullptr), kEmptyEvent); }
+
+TEST(EventDocument, PresentFieldsStandInTheirPlaces) {
+  EventArray event = cleared();
+  event.id = "7";
+  event.eventType = "Alert";
+  event.eventId = "e%d\"";
+  event.severity = "OK";
+  event.eventTimestamp = "2024-05-01T13:45:07Z";
+  event.message = "a\nb";
+  event.messageId = "M.1";
+  event.messageArgs[1] = "second";
+  event.originOfCondition[2] = "/redfish/v1/Chassis/1";
+  event.oemKey[0] = "A";
+  event.oemKey[2] = "C";
+  event.oemValue[1] = "of no key";
+  event.oemValue[2] = "c";
+  event.reserved[0] = "not shown";
+  event.context = "ctx";
+  EXPECT_EQ(document(event, "node-1"),
+            R"({ "@odata.context": "\/redfish\/v1\/$metadata#Event.Event", )"
+            R"("@odata.id": "\/redfish\/v1\/EventService\/Events\/7", "@odata.type": "#Event.v1_1_0.Event", )"
+            R"("Id": "7", "Name": "Event Array", "Context": "ctx", "Events": [ { "EventType": "Alert", )"
+            R"("EventId": "e%d\"", "Severity": "OK", "EventTimestamp": "2024-05-01T13:45:07Z", )"
+            R"("Message": "a\nb", "MessageId": "M.1", "MessageArgs": [ "second" ], )"
+            R"("OriginOfCondition": [ null, null, { "@odata.id": "\/redfish\/v1\/Chassis\/1" } ], )"
+            R"("Oem": [ { "A": "N\/A" }, null, { "C": "c" }, { "serverIdentity": "node-1" } ] } ] })");
+}
+
+TEST(EventDocument, LongValuesAreCutAndTheLargestEventFits) {
+  const std::string text(300, '\x01');
+  EventArray event = cleared();
+  for (std::size_t i = 0; i < sizeof event / sizeof(char *); ++i) {
+    reinterpret_cast<const char **>(&event)[i] = text.c_str();
+  }
+  std::string escaped;
+  for (int i = 0; i < 127; ++i) {
+    escaped += "\\u0001";
+  }
+  const std::string out = document(event, text.c_str());
+  EXPECT_LT(out.size(), 56U * 1024);
+  EXPECT_NE(out.find("\"Id\": \"" + escaped + "\","), std::string::npos);
+  EXPECT_NE(out.find("Events\\/" + escaped.substr(0, 6 * (127 - 32)) + "\","), std::string::npos);
+  EXPECT_NE(out.find("{ \"" + escaped + "\": \"" + escaped + "\" }"), std::string::npos);
+}
+
+}  // namespace

@@ -1,0 +1,209 @@
+// SPDX-License-Identifier: Apache-2.0
+// The event subscriptions: the file that a store is written to, and what a store is read from files that people edit.
+
+#include <cstring>
+#include <string>
+
+#include "support/faults.h"
+#include "support/files.h"
+#include "support/process.h"
+#include "vexora/config.h"
+
+namespace vexora::test {
+namespace {
+
+const std::string kFile = "/conf/eventsubscriptions.conf";
+
+class EventSubscriptions : public RootTest {
+ protected:
+  void SetUp() override {
+    RootTest::SetUp();
+    ASSERT_EQ(dwEventSubScriptionStoreMemFree(0, 4, 9, store), 0);
+    blEventSubScriptionsFlag = 0;
+  }
+  void TearDown() override { SetUp(); }
+
+  static int load(const std::string &file) {
+    write(kFile, file);
+    blEventSubScriptionsFlag = 0;
+    return GetEventSubScriptionFromConfFile(&blEventSubScriptionsFlag, store);
+  }
+
+  static std::string destination(int slot = 0) {
+    return store[slot].destaddr == nullptr ? "null" : '<' + std::string(store[slot].destaddr) + '>';
+  }
+
+  static inline EventSubScriptionRecord *const store = stEventSubScriptionStore;
+};
+
+std::string section(int number, const std::string &numbers, const std::string &destination, const std::string &value) {
+  std::string text = "[SubScription" + std::to_string(number) + "]\r\npresent=" + numbers.substr(0, 1) +
+                     "\r\ndestaddr=" + destination + "\r\ntype=" + numbers.substr(2) + "\r\n";
+  for (const char *key : {"hcontent", "hdataver", "hxauth", "context", "protocal"}) {
+    text += std::string(key) + "=" + value + "\r\n";
+  }
+  for (const char *key : {"messageid", "resource"}) {
+    for (int i = 0; i < 32; ++i) {
+      text += key + std::to_string(i) + "=" + value + "\r\n";
+    }
+  }
+  return text + "\r\n";
+}
+
+TEST_F(EventSubscriptions, AreWrittenAsTheyAreRead) {
+  const std::string file = section(0, "1 31", "http://192.0.2.1/a%s?b=c", "v") + section(1, "0 0", "", "") +
+                           section(2, "9 5", "N/A", "N/A") + section(3, "2 0", std::string(118, 'd'), " x ");
+  ASSERT_EQ(load(file), 0);
+  EXPECT_EQ(blEventSubScriptionsFlag, 1);
+  EXPECT_STREQ(store[0].messageid[31], "v");
+  EXPECT_EQ(store[2].resource[0], nullptr);
+  store[0].type = 0xFF;
+  remove(kFile);
+  EXPECT_EQ(SetEventSubScription2ConfFile(7, store), 0);
+  EXPECT_EQ(read(kFile), file);
+  write(kFile, "");
+  EXPECT_EQ(GetEventSubScriptionFromConfFile(&blEventSubScriptionsFlag, store), 0) << "and nothing is read";
+  EXPECT_STREQ(store[3].protocal, " x ");
+}
+
+TEST_F(EventSubscriptions, LinesMeanWhatTheyAlwaysDid) {
+  const std::string tooLong(200, 'x');
+  const std::pair<std::string, std::string> rows[] = {
+      {"[s]\ndestaddr=bare\r\n", "<bare>"},
+      {"[s]\ndestaddr=\r\n", "<>"},
+      {"[s]\ndestaddr=", "<>"},
+      {"[s]\n", "<>"},
+      {"[s]\ndestaddr=first\ndestaddr=later\n", "<later>"},
+      {"[s]\ndestaddr=N/A\n", "null"},
+      {"[s]\ndestaddr=N/A\ndestaddr=n/a", "<n/a>"},
+      {"[s]\ndestaddr=\"N/A\" rest\n", "null"},
+      {"[s]\ndestaddr=\"a;b#c\" rest\r\n", "<a;b#c>"},
+      {"[s]\ndestaddr='a\"b'\r\n", R"(<a"b>)"},
+      {"[s]\ndestaddr=\"open\r\n", "<open>"},
+      {"[s]\ndestaddr=\"\r\n", "<>"},
+      {"[s]\ndestaddr=\"\"\r\n", R"(<"">)"},
+      {"[s]\ndestaddr=''x\n", "<''x>"},
+      {"[s]\ndestaddr=\"", R"(<">)"},
+      {"[s]\ndestaddr=a;b\n", "<a>"},
+      {"[s]\ndestaddr=a # b\n", "<a >"},
+      {"[s]\ndestaddr=old\ndestaddr=;none\n", "<old>"},
+      {"[s]\ndestaddr==x=y\n", "<=x=y>"},
+      {"[s]\ndestaddr=a\rb\n", "<a>"},
+      {"[s]\n destaddr=a\ndestaddr =b\nDestaddr=c\n=d\ndestadd=e\nmessageid=f\nmessageid032=g\n", "<>"},
+      {"destaddr=too early\n[s]\n", "<>"},
+      {"[]\ndestaddr=no header\n", "<>"},
+      {"[open\ndestaddr=a\n", "<a>"},
+      {"[", "<>"},
+      {"[s]\ndestaddr=" + tooLong + "\n", '<' + std::string(118, 'x') + '>'},
+      {"[s]\n;" + std::string(126, 'c') + "destaddr=behind a long line\n", "<behind a long line>"},
+      {"[s]\ndestaddr=a" + std::string(1, '\0') + "b\n", "<a>"},
+  };
+  for (const auto &[file, expected] : rows) {
+    EXPECT_EQ(load(file), 0) << file;
+    EXPECT_EQ(destination(), expected) << file;
+    EXPECT_STREQ(store[3].resource[31], "") << file;
+  }
+}
+
+TEST_F(EventSubscriptions, NumbersKeepTheirLowBits) {
+  ASSERT_EQ(load("[x]\npresent=258\ntype=37\n[1]\npresent=-1x\ntype=-1\n[2]\n[3]\n[4]\npresent=1\ndestaddr=fifth\n"),
+            0);
+  EXPECT_EQ(store[0].present, 2);
+  EXPECT_EQ(store[0].type, 5);
+  EXPECT_EQ(store[1].present, 255);
+  EXPECT_EQ(store[1].type, 31);
+  EXPECT_EQ(store[3].present, 0);
+  EXPECT_EQ(destination(3), "<>");
+}
+
+TEST_F(EventSubscriptions, RefusedCallsLeaveTheStoreAlone) {
+  ASSERT_EQ(load("[s]\ndestaddr=kept\n"), 0);
+  int32_t latch = 7;
+  EXPECT_EQ(GetEventSubScriptionFromConfFile(nullptr, store), -1);
+  EXPECT_EQ(GetEventSubScriptionFromConfFile(&latch, nullptr), -1);
+  EXPECT_EQ(SetEventSubScription2ConfFile(0, nullptr), -1);
+  for (const auto &[first, last, what] : {std::array{3, 2, 9}, {0, 4, 10}}) {
+    EXPECT_EQ(dwEventSubScriptionStoreMemFree(first, last, what, store), -1);
+  }
+  EXPECT_EQ(dwEventSubScriptionStoreMemFree(0, 4, 9, nullptr), -1);
+  for (const auto &[first, last, what] :
+       {std::array{2, 2, 9}, {0, 4, 0}, {0, 4, 8}, {0, 4, -1}, {-5, 0, 9}, {4, 9, 9}}) {
+    EXPECT_EQ(dwEventSubScriptionStoreMemFree(first, last, what, store), 0);
+  }
+  remove(kFile);
+  makeFolder(kFile + "/not empty");
+  const std::string output = capturedOutput([&] {
+    EXPECT_EQ(GetEventSubScriptionFromConfFile(&latch, store), -1);
+    EXPECT_EQ(latch, 7);
+    EXPECT_EQ(SetEventSubScription2ConfFile(0, store), -1);
+  });
+  EXPECT_NE(output.find(")open file /conf/eventsubscriptions.conf err!\nvexora_eventservicecfg("), std::string::npos);
+  EXPECT_NE(output.find(")file open error!\n"), std::string::npos);
+  remove(kFile);
+  EXPECT_EQ(GetEventSubScriptionFromConfFile(&latch, store), -1);
+  EXPECT_EQ(latch, 0);
+  EXPECT_EQ(destination(), "<kept>");
+}
+
+TEST_F(EventSubscriptions, AStringThatIsTooLongStopsTheWriteBeforeItBegins) {
+  ASSERT_EQ(load("[s]\n"), 0);
+  for (const std::size_t length : {512U, 511U}) {
+    const int result = length == 512 ? -1 : 0;
+    std::free(store[3].resource[31]);
+    store[3].resource[31] = strdup(std::string(length, 'x').c_str());
+    write(kFile, "before");
+    const std::string output = capturedOutput([&] { EXPECT_EQ(SetEventSubScription2ConfFile(0, store), result); });
+    EXPECT_EQ(output.find(")Buffer Over Flow!\n") != std::string::npos, result == -1);
+    EXPECT_EQ(read(kFile) == "before", result == -1);
+  }
+}
+
+TEST_F(EventSubscriptions, SelectorsFreeTheirFieldsOnly) {
+  const auto full = section(0, "1 31", "d", "v") + section(1, "1 31", "d", "v");
+  for (int what = 1; what <= 9; ++what) {
+    ASSERT_EQ(load(full), 0);
+    EXPECT_EQ(dwEventSubScriptionStoreMemFree(0, 1, what, store), 0);
+    const auto freed = [&](int selector) { return what == selector || what == 9; };
+    EXPECT_EQ(store[0].destaddr == nullptr, freed(1)) << what;
+    EXPECT_EQ(store[0].type == 0, freed(2)) << what;
+    EXPECT_EQ(store[0].hcontent == nullptr, freed(3)) << what;
+    EXPECT_EQ(store[0].hxauth == nullptr, freed(3)) << what;
+    EXPECT_EQ(store[0].context == nullptr, freed(4)) << what;
+    EXPECT_EQ(store[0].protocal == nullptr, freed(5)) << what;
+    for (const int i : {0, 31}) {
+      EXPECT_EQ(store[0].messageid[i] == nullptr, freed(6)) << what;
+      EXPECT_EQ(store[0].resource[i] == nullptr, freed(7)) << what;
+    }
+    EXPECT_EQ(store[0].present, what == 9 ? 0 : 1);
+    EXPECT_EQ(destination(1) + store[1].resource[31], "<d>v");
+  }
+}
+
+#ifndef VEXORA_SANITIZED
+TEST_F(EventSubscriptions, AShortMemoryKeepsTheOldStore) {
+  const std::string files[] = {"[s]\ndestaddr=old\n", section(0, "1 31", "new", "v")};
+  ASSERT_EQ(load(files[0]), 0);
+  write(kFile, files[1]);
+  const HeapWatch heap;
+  int result = 0;
+  unsigned refused = 0;
+  const auto reload = [&] {
+    blEventSubScriptionsFlag = 0;
+    result = GetEventSubScriptionFromConfFile(&blEventSubScriptionsFlag, store);
+  };
+  failEach(kAnyAllocation, ENOMEM, reload, [&](unsigned n) {
+    EXPECT_EQ(destination(), result == 0 ? "<new>" : "<old>") << n;
+    EXPECT_EQ(blEventSubScriptionsFlag, result + 1) << n;
+    refused += result == 0 ? 0 : 1;
+    write(kFile, files[0]);
+    reload();
+    EXPECT_EQ(heap.growth(), 0) << n;
+    write(kFile, files[1]);
+  });
+  EXPECT_GT(refused, 250U);
+  EXPECT_EQ(destination(), "<new>");
+}
+#endif
+
+}  // namespace
+}  // namespace vexora::test

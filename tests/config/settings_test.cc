@@ -1,0 +1,411 @@
+// SPDX-License-Identifier: Apache-2.0
+// The settings files: what is in a file after a save, and in the records after a load of files good and bad.
+
+#include <cstring>
+#include <string>
+#include <type_traits>
+
+#include "firmware/aes.h"
+#include "support/faults.h"
+#include "support/files.h"
+#include "support/platform.h"
+#include "support/process.h"
+#include "vexora/config.h"
+
+namespace vexora::test {
+namespace {
+
+const std::string kSmtp = "/conf/SmtpCfg.json";
+const std::string kTrap = "/conf/SnmpTrapCfg.json";
+const std::string kAgent = "/conf/SnmpAgentCfg.json";
+constexpr char kUntouched = 0x5A;
+
+// One store's two functions and records, the same for all three.
+struct Smtp {
+  SmtpCfgRecord cfg = {};
+  SmtpDestCfgRecord dests[4] = {};
+  int load(int more = 0) { return VexoraGetSmtpTotalConfFromJson(&cfg, 273 + more, dests, 332); }
+  int save() { return VexoraSetSmtpTotalConfToJson(&cfg, 273, dests, 332); }
+};
+
+struct Trap {
+  SnmpTrapCfgRecord cfg = {};
+  SnmpTrapDestCfgRecord dests[4] = {};
+  int load(int more = 0) { return VexoraGetSnmpTotalConfFromJson(&cfg, 179, dests, 208 + more); }
+  int save() { return VexoraSetSnmpTotalConfToJson(&cfg, 179, dests, 208); }
+};
+
+struct Agent {
+  SnmpAgentCfgRecord cfg = {};
+  int load(int more = 0) { return VexoraGetSnmpAgentTotalConfFromJson(&cfg, 99 + more); }
+  int save() { return VexoraSetSnmpAgentTotalConfToJson(&cfg, 99); }
+};
+
+template <typename Settings>
+std::string bytes(const Settings &settings) {
+  static_assert(std::is_trivially_copyable_v<Settings>);
+  return {reinterpret_cast<const char *>(&settings), sizeof settings};
+}
+
+template <typename Settings>
+Settings filled(char value = kUntouched) {
+  Settings settings;
+  std::memset(static_cast<void *>(&settings), value, sizeof settings);
+  return settings;
+}
+
+template <std::size_t Size>
+void put(char (&field)[Size], const std::string &text) {
+  std::memset(field, 0, Size);
+  text.copy(field, Size - 1);
+}
+
+Smtp smtp() {
+  Smtp smtp;
+  smtp.cfg = {1, "mail.example", 25, 65535, 1, 0, 1, "ops", "p\"w/\x01\xE9", "bmc@example", "alert", 1, 0, 255, 3};
+  smtp.dests[0] = {1, "a@example", "first"};
+  smtp.dests[3] = {0, "d@example", "last"};
+  return smtp;
+}
+
+const std::string kSmtpFile =
+    R"({"SmtpCfg":{"SmtpEnable":1,"ServerAddr":"mail.example","SmtpPort":25,"SmtpSecurePort":65535,)"
+    R"("EnableSTARTTLS":1,"EnableSSLTLS":0,"SMTPAUTH":1,"UserName":"ops","PassWord":"p\"w\/\u0001)"
+    "\xE9"
+    R"(","SenderAddr":"bmc@example","Subject":"alert","HostName":1,"SerialNumber":0,"AssetTag":255,"EventLevel":3},)"
+    R"("SmtpDestCfg":[{"Enabled":1,"EmailAddress":"a@example","Description":"first"},)"
+    R"({"Enabled":0,"EmailAddress":"","Description":""},{"Enabled":0,"EmailAddress":"","Description":""},)"
+    R"({"Enabled":0,"EmailAddress":"d@example","Description":"last"}]})";
+
+Trap trap() {
+  Trap trap;
+  trap.cfg.TrapVersion = 2;
+  trap.cfg.DeviceType = 200;
+  put(trap.cfg.Community, "sixteen letters!");
+  put(trap.cfg.HostID, "HostName");
+  put(trap.cfg.AUTHPwd, "twenty letters, just");
+  put(trap.cfg.EngineID, "0123456789abcdef0123456789abcdef0123456789abcdef");
+  trap.dests[1] = {1, "192.0.2.7", 162};
+  trap.dests[3] = {1, "trap.example", -70000};
+  return trap;
+}
+
+Agent agent() {
+  Agent agent;
+  agent.cfg = {1, 0, "readers", "writers", 1, 1, 2, 3, "engineer", "secret of reading", "secret of writing"};
+  return agent;
+}
+
+// A member of an object of strings and numbers, with its value as it stands in the file.
+std::string memberOf(const std::string &document, const std::string &key) {
+  const std::size_t begin = document.find('"' + key + "\":");
+  return begin == std::string::npos ? "" : document.substr(begin, document.find_first_of(",}", begin) - begin);
+}
+
+using SettingsFiles = RootTest;
+
+TEST_F(SettingsFiles, SmtpIsWrittenInOrderAndReadsBack) {
+  Smtp saved = smtp();
+  write(kSmtp, "what was there before, and longer");
+  EXPECT_EQ(saved.save(), 0);
+  EXPECT_EQ(read(kSmtp), kSmtpFile);
+  auto loaded = filled<Smtp>();
+  EXPECT_EQ(loaded.load(), 0);
+  EXPECT_EQ(bytes(loaded), bytes(saved));
+}
+
+TEST_F(SettingsFiles, TextsWithoutAnEndAreCutToWhatALoadGives) {
+  auto endless = filled<Smtp>('x');
+  EXPECT_EQ(endless.save(), 0);
+  EXPECT_EQ(memberOf(read(kSmtp), "Description"), "\"Description\":\"" + std::string(16, 'x') + '"');
+  EXPECT_EQ(memberOf(read(kSmtp), "ServerAddr"), "\"ServerAddr\":\"" + std::string(46, 'x') + '"');
+  auto agent = filled<Agent>('x');
+  EXPECT_EQ(agent.save(), 0);
+  Agent loaded;
+  EXPECT_EQ(loaded.load(), 0);
+  EXPECT_EQ(loaded.cfg.PRIVPwd, std::string(20, 'x'));
+}
+
+TEST_F(SettingsFiles, NumbersKeepTheirLowBitsAndTextsAreCut) {
+  write(kSmtp,
+        R"({"SmtpCfg":{"SmtpPort":70000,"SmtpEnable":258,"Subject":"12345678901234567890","UserName":null,)"
+        R"("EventLevel":"7","SenderAddr":[1],"ServerAddr":"a\u0000b"},"SmtpDestCfg":[null,{"Enabled":true},3]})");
+  Smtp expected;
+  expected.cfg.SmtpPort = 4464;
+  expected.cfg.SmtpEnable = 2;
+  expected.cfg.EventLevel = 7;
+  put(expected.cfg.Subject, "1234567890123456");
+  put(expected.cfg.SenderAddr, "[ 1 ]");
+  put(expected.cfg.ServerAddr, "a");
+  expected.dests[1].Enabled = 1;
+  auto loaded = filled<Smtp>();
+  EXPECT_EQ(loaded.load(), 0);
+  EXPECT_EQ(bytes(loaded), bytes(expected));
+}
+
+TEST_F(SettingsFiles, DefaultsTakeTheirPlace) {
+  write("/etc/defconfig/SmtpCfg.json", kSmtpFile);
+  Smtp loaded;
+  EXPECT_EQ(capturedOutput([&] { EXPECT_EQ(loaded.load(), 0); }),
+            "=====11111\n=====Smtpjsonfilepath:/conf/SmtpCfg.json\n");
+  EXPECT_EQ(bytes(loaded), bytes(smtp()));
+  EXPECT_EQ(read(kSmtp), kSmtpFile);
+
+  write("/etc/defconfig/SnmpTrapCfg.json",
+        R"({"SnmpTrapCfg":{"Community":"public and more letters"},"SnmpTrapDestCfg":[]})");
+  Trap trap;
+  EXPECT_EQ(capturedOutput([&] { EXPECT_EQ(trap.load(), 0); }), "");
+  EXPECT_STREQ(trap.cfg.Community, "public and more ");
+  EXPECT_EQ(trap.save(), 0);
+  EXPECT_EQ(read(kTrap).find("public"), std::string::npos);
+  EXPECT_EQ(trap.load(), 0);
+  EXPECT_STREQ(trap.cfg.Community, "public and more ");
+}
+
+// What a load of one store does with files that it cannot use.
+template <typename Store>
+struct BadFile {
+  std::string content;
+  std::string log;
+  bool fillsCfg = false;
+};
+
+template <typename Store>
+void expectRefusals(const std::string &path, std::initializer_list<BadFile<Store>> files) {
+  for (const BadFile<Store> &file : files) {
+    const std::string &log = file.log;
+    file.content.empty() ? remove(path) : write(path, file.content);
+    auto loaded = filled<Store>();
+    auto expected = filled<Store>();
+    if (file.fillsCfg) {
+      expected.cfg = {};
+    }
+    const std::string output = capturedOutput([&] { EXPECT_EQ(loaded.load(), -1) << log; });
+    EXPECT_NE(output.find(log), std::string::npos) << log << " is not in " << output;
+    EXPECT_EQ(bytes(loaded), bytes(expected)) << log;
+  }
+}
+
+TEST_F(SettingsFiles, BadFilesAreRefusedAndSayWhy) {
+  touch("/conf/vexora_debug/LEVEL_ERROR");
+  touch("/conf/vexora_debug/PATH_SERIAL");
+  touch("/conf/vexora_debug/ENABLE_IPMI");
+  touch("/var/vexora_debug_reload");
+  const std::string deep = std::string(100'000, '[');
+  expectRefusals<Smtp>(
+      kSmtp, {{"", "The Smtp configure file /conf/SmtpCfg.json not exist."},
+              {"{\"SmtpCfg\":", "Get the total Smtp configure struct from Json failed."},
+              {deep, "Get the total Smtp configure struct from Json failed."},
+              {"[1]", "Get the SmtpCfg struct from Json failed."},
+              {R"({"SmtpCfg":null})", "Get the SmtpCfg struct from Json failed."},
+              {R"({"SmtpCfg":{}})", "Get the SmtpDestCfg struct from Json failed.", true},
+              {R"({"SmtpCfg":3,"SmtpDestCfg":{}})", "Get the SmtpDestCfg struct from Json failed.", true},
+              {R"({"SmtpCfg":{},"SmtpDestCfg":[0,0,0,0,0]})", "Get the SmtpDestCfg length from Json error.", true}});
+  expectRefusals<Trap>(
+      kTrap, {{"", "The SnmpTrap configure file /conf/SnmpTrapCfg.json and /etc/defconfig/SnmpTrapCfg.json not exist."},
+              {"x", "Get the total SnmpTrap configure struct from Json failed."},
+              {"{}", "Get the SnmpTrapCfg struct from Json failed."},
+              {R"({"SnmpTrapCfg":{}})", "Get the SnmpTrapDestCfg struct from Json failed.", true},
+              {R"({"SnmpTrapCfg":{},"SnmpTrapDestCfg":[1,2,3,4,5]})", "Get the SnmpTrapDestCfg length from Json error.",
+               true}});
+  expectRefusals<Agent>(
+      kAgent, {{"", "The Snmp configure file /conf/SnmpAgentCfg.json and /etc/defconfig/SnmpAgentCfg.json not exist."},
+               {"x", "Get the total Snmp configure struct from Json failed."},
+               {"{}", "Get the SnmpCfg struct from Json failed."}});
+}
+
+TEST_F(SettingsFiles, WrongRecordsAreRefused) {
+  auto smtp = filled<Smtp>();
+  auto trap = filled<Trap>();
+  auto agent = filled<Agent>();
+  const auto output = capturedOutput([&] {
+    for (const int more : {-1, 1}) {
+      EXPECT_EQ(smtp.load(more) + trap.load(more) + agent.load(more), -3);
+    }
+    EXPECT_EQ(VexoraGetSmtpTotalConfFromJson(nullptr, 273, smtp.dests, 332), -1);
+    EXPECT_EQ(VexoraSetSmtpTotalConfToJson(&smtp.cfg, 273, nullptr, 332), -1);
+    EXPECT_EQ(VexoraSetSnmpTotalConfToJson(&trap.cfg, 178, trap.dests, 208), -1);
+    EXPECT_EQ(VexoraSetSnmpAgentTotalConfToJson(nullptr, 99), -1);
+  });
+  EXPECT_EQ(output.compare(0, 15, "vexora_smtpcfg("), 0) << output;
+  EXPECT_NE(output.find(")Invalid input parameters!(nil), 99\n"), std::string::npos) << output;
+  EXPECT_NE(output.find("vexora_snmpcfg("), std::string::npos) << output;
+  EXPECT_EQ(bytes(smtp) + bytes(trap) + bytes(agent),
+            std::string(sizeof smtp + sizeof trap + sizeof agent, kUntouched));
+  EXPECT_EQ(list("/conf"), std::vector<std::string>{});
+}
+
+TEST_F(SettingsFiles, SecretsAreEncipheredAndReadBack) {
+  Trap saved = trap();
+  EXPECT_EQ(saved.save(), 0);
+  const std::string file = read(kTrap);
+  EXPECT_EQ(file.find(R"({"Version":"1.00","SnmpTrapCfg":{"TrapVersion":2,"EventLevelLimit":0,"HostID":"HostName",)"
+                      R"("UserName":"","AUTHProtocol":"","PrivProtocol":"","EngineID":)"
+                      R"("0123456789abcdef0123456789abcdef0123456789abcdef","DeviceType":200,"Community":")"),
+            0U);
+  EXPECT_LT(file.find("\"Community\""), file.find("\"AUTHPwd\""));
+  EXPECT_LT(file.find("\"AUTHPwd\""), file.find("\"PRIVPwd\""));
+  EXPECT_EQ(file.substr(file.find("\"SnmpTrapDestCfg\"")),
+            R"("SnmpTrapDestCfg":[{"Enabled":0,"Destination":"","port":0},{"Enabled":1,"Destination":"192.0.2.7",)"
+            R"("port":162},{"Enabled":0,"Destination":"","port":0},{"Enabled":1,"Destination":"trap.example",)"
+            R"("port":-70000}]})");
+  EXPECT_EQ(file.find("letters"), std::string::npos);
+  auto loaded = filled<Trap>();
+  EXPECT_EQ(loaded.load(), 0);
+  EXPECT_EQ(bytes(loaded), bytes(saved));
+  EXPECT_EQ(list("/conf"), std::vector<std::string>{"SnmpTrapCfg.json"});
+}
+
+TEST_F(SettingsFiles, AnyCipherTextSurvivesTheFile) {
+  Agent saved = agent();
+  for (unsigned n = 0; n < 600; ++n) {  // 4 texts of up to 32 bytes each: every byte value comes up
+    put(saved.cfg.ReadOnlyCommunity, std::to_string(n) + " community !!!!");
+    put(saved.cfg.AUTHPwd, std::to_string(n * 31));
+    EXPECT_EQ(saved.save(), 0);
+    auto loaded = filled<Agent>();
+    EXPECT_EQ(loaded.load(), 0);
+    ASSERT_EQ(bytes(loaded), bytes(saved)) << read(kAgent);
+  }
+  const std::string file = read(kAgent);
+  EXPECT_EQ(file.find(R"({"SnmpCfg":{"SnmpV1Enable":1,"SnmpV2Enable":0,"SnmpV1V2SetEnable":1,"SnmpV3Enable":1,)"
+                      R"("AUTHProtocol":2,"PrivProtocol":3,"AUTHUserName":"engineer","ReadOnlyCommunity":")"),
+            0U);
+}
+
+TEST_F(SettingsFiles, ADamagedSecretTakesTheOnesBehindItAlong) {
+  const std::string secrets[] = {"ReadOnlyCommunity", "ReadWriteCommunity", "AUTHPwd", "PRIVPwd"};
+  for (std::size_t damaged = 0; damaged < 4; ++damaged) {
+    const std::string key = '"' + secrets[damaged] + "\":";
+    for (const std::string value : {"5,", "null,", "\"\",", "\"public\",", "\"sixteen letters!\",", "[],"}) {
+      Agent expected = agent();
+      EXPECT_EQ(expected.save(), 0);
+      std::string file = read(kAgent);
+      file.replace(file.find(key), key.size(), key + value + "\"_\":");
+      write(kAgent, file);
+      char *const fields[] = {expected.cfg.ReadOnlyCommunity, expected.cfg.ReadWriteCommunity, expected.cfg.AUTHPwd,
+                              expected.cfg.PRIVPwd};
+      for (std::size_t n = damaged; n < 4; ++n) {
+        std::memset(fields[n], 0, n < 2 ? 17 : 21);
+      }
+      auto loaded = filled<Agent>();
+      EXPECT_EQ(loaded.load(), 0);
+      EXPECT_EQ(bytes(loaded), bytes(expected)) << file;
+    }
+  }
+  write(kTrap, R"({"SnmpTrapCfg":{"DeviceType":9,"PRIVPwd":"x","Community":"public"},"SnmpTrapDestCfg":[{"port":5}]})");
+  Trap trap;
+  EXPECT_EQ(trap.load(), 0);
+  EXPECT_STREQ(trap.cfg.Community, "public");
+  EXPECT_EQ(trap.cfg.DeviceType + trap.dests[0].port, 14);
+}
+
+TEST_F(SettingsFiles, SecretsLongerThanTheirFieldAreCut) {
+  const std::string plain(1'000'000, 's');
+  std::string cipher(plain.size() + 16, '\0');
+  int length = 0;
+  std::uint8_t key[32];
+  std::uint8_t vector[16];
+  AES_GetEncryptKey(key, 32);
+  AES_GetInitialVector(vector, 16);
+  ASSERT_EQ(AES_EncryptData(reinterpret_cast<const std::uint8_t *>(plain.data()), static_cast<int>(plain.size()),
+                            reinterpret_cast<std::uint8_t *>(cipher.data()), &length, key, vector),
+            0);
+  std::string file = R"({"SnmpCfg":{"ReadOnlyCommunity":")";
+  for (const char byte : cipher) {
+    char escaped[8];
+    const bool plainly = static_cast<unsigned char>(byte) >= 0x20 && byte != '"' && byte != '\\';
+    std::snprintf(escaped, sizeof escaped, plainly ? "%c" : "\\u%04x", static_cast<unsigned char>(byte));
+    file += escaped;
+  }
+  write(kAgent, file + "\"}}");
+  auto loaded = filled<Agent>();
+  EXPECT_EQ(loaded.load(), 0);
+  EXPECT_EQ(loaded.cfg.ReadOnlyCommunity, std::string(16, 's'));
+}
+
+TEST_F(SettingsFiles, WithoutAKeyNothingSecretIsReadOrWritten) {
+  for (const char *missing : {"/conf/platform_aes_key", "/conf/platform_aes_vector"}) {
+    Trap trapBefore = trap();
+    Agent agentBefore = agent();
+    EXPECT_EQ(trapBefore.save() + agentBefore.save(), 0);
+    const std::string files = read(kTrap) + read(kAgent);
+    write(missing, "too short");
+    auto trap = filled<Trap>();
+    auto agent = filled<Agent>();
+    EXPECT_EQ(capturedOutput([&] {
+                EXPECT_EQ(trap.save() + agent.save(), -2);
+                EXPECT_EQ(VexoraSetSnmpTotalConfToJson(nullptr, 0, nullptr, 0), -1) << "and prints nothing";
+                EXPECT_EQ(trap.load() + agent.load(), 0);
+              }),
+              "");
+    EXPECT_EQ(bytes(trap.cfg) + bytes(agent.cfg), std::string(179 + 99, '\0'));
+    EXPECT_EQ(bytes(trap.dests), bytes(trapBefore.dests));
+    EXPECT_EQ(read(kTrap) + read(kAgent), files);
+    remove(missing);
+  }
+}
+
+TEST_F(SettingsFiles, AFailedWriteIsNoFailedSave) {
+  Smtp smtpAfter = smtp();
+  Trap trapAfter = trap();
+  EXPECT_EQ(trapAfter.save(), 0);
+  const std::string trapFile = read(kTrap);
+  const int descriptors = openDescriptors();
+  for (const char *call : {"open", "write", "close", "rename"}) {
+    int smtpResult = -1;
+    int trapResult = -1;
+    failEach(
+        call, ENOSPC,
+        [&] {
+          smtpResult = smtpAfter.save();
+          trapResult = trapAfter.save();
+        },
+        [&](unsigned n) {
+          EXPECT_EQ(smtpResult, 0) << call << n;
+          EXPECT_TRUE(trapResult == 0 || read(kTrap) == trapFile) << call << n << ": a key that is not to be had";
+          EXPECT_EQ(openDescriptors(), descriptors) << call << n;
+          write(kTrap, trapFile);
+        });
+    EXPECT_EQ(read(kSmtp), kSmtpFile) << call;
+    EXPECT_EQ(read(kTrap), trapFile) << call;
+  }
+}
+
+#ifndef VEXORA_SANITIZED
+TEST_F(SettingsFiles, AShortMemoryCostsNoFile) {
+  Smtp before = smtp();
+  Trap trapAfter = trap();
+  Smtp smtpAfter = before;
+  EXPECT_EQ(before.save() + trapAfter.save(), 0);
+  const std::string smtpFile = read(kSmtp);
+  const std::string trapFile = read(kTrap);
+  int result = 0;
+  const HeapWatch heap;
+  const unsigned failed = failEach(
+      kAnyAllocation, ENOMEM,
+      [&] {
+        smtpAfter.cfg.SmtpPort++;
+        result = smtpAfter.save();
+      },
+      [&](unsigned n) {
+        EXPECT_TRUE(result == -1 ? read(kSmtp) == smtpFile : result == 0 && smtpAfter.load() == 0) << n;
+        EXPECT_EQ(heap.growth(), 0) << n;
+      });
+  EXPECT_GT(failed, 50U);
+  // The cipher keeps notes of its last failures: the heap stops growing when it has as many as it keeps.
+  long grown = 0;
+  for (int round = 0; round < 8; ++round) {
+    grown = heap.growth();
+    failEach(
+        kAnyAllocation, ENOMEM, [&] { result = trapAfter.save(); },
+        [&](unsigned n) {
+          EXPECT_TRUE(result == 0 || result == -1);
+          EXPECT_TRUE(read(kTrap) == trapFile) << n;
+        });
+  }
+  EXPECT_EQ(heap.growth(), grown);
+}
+#endif
+
+}  // namespace
+}  // namespace vexora::test

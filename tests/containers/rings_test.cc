@@ -1,0 +1,307 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Both rings. A ring waits for its lock by pausing with nanosleep, which is replaced here, so that no test waits for
+// the minute after which a ring gives up.
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <deque>
+#include <random>
+
+#include "support/faults.h"
+#include "support/locks.h"
+#include "vexora/containers.h"
+
+namespace vexora::test {
+namespace {
+
+using List = std::unique_ptr<vexora_ringlist, int (*)(vexora_ringlist *)>;
+List makeList(unsigned itemSize, unsigned capacity) {
+  return {vexora_ringlist_init(itemSize, capacity), &vexora_ringlist_free};
+}
+
+using Queue = std::unique_ptr<vexora_ringq, int (*)(vexora_ringq *)>;
+Queue makeQueue(unsigned itemSize, unsigned capacity) {
+  return {vexora_ringq_init(itemSize, capacity), &vexora_ringq_free};
+}
+
+// Unwritten bytes of an output keep this value.
+std::string untouched(std::size_t size) { return std::string(size, '\xA5'); }
+
+// Records of `size` bytes, no two of them alike; neighbours differ in every byte.
+std::string records(std::uint32_t first, std::uint32_t number, std::size_t size = 4) {
+  std::string bytes;
+  for (std::size_t i = 0; i < number * size; ++i) {
+    bytes += static_cast<char>((first + i / size) * 37 + i % size + 1);
+  }
+  return bytes;
+}
+
+template <typename Ring>
+std::string contents(const Ring &ring) {
+  return {static_cast<const char *>(ring->storage), std::size_t{ring->capacity} * ring->item_size};
+}
+
+using Model = std::deque<std::string>;
+
+template <typename Ring>
+void expectHolds(const Ring &ring, const Model &model) {
+  for (std::size_t i = 0; i < model.size(); ++i) {
+    const std::size_t slot = (ring->head + i) % ring->capacity;
+    ASSERT_EQ(contents(ring).substr(slot * ring->item_size, ring->item_size), model[i]) << i;
+  }
+}
+
+void compareList(unsigned itemSize, unsigned capacity, std::mt19937 &random) {
+  const auto below = [&random](unsigned limit) { return static_cast<unsigned>(random() % limit); };
+  const List list = makeList(itemSize, capacity);
+  Model model;
+  unsigned pushes = 0;  // since the last flush
+  for (unsigned step = 0; step < 1000; ++step) {
+    const std::string input = records(step, 1, itemSize);
+    std::string out = untouched(std::size_t{itemSize} * (capacity + 1));
+    std::string written;
+    // From just beyond what any list holds down to 0, and below.
+    const unsigned number = below(capacity + 3) - 1;
+    const unsigned offset = below(capacity + 3) - 1;
+    int result = 0;
+    int expected = 0;
+    if (const unsigned operation = below(80); operation < 50 && step > 0) {
+      result = vexora_ringlist_push(list.get(), input.data());
+      expected = static_cast<int>(pushes++ % capacity);
+      model.push_back(input);
+      model.erase(model.begin(), model.size() > capacity ? model.begin() + 1 : model.begin());
+    } else if (operation < 60) {
+      const bool head = operation < 55;
+      result = (head ? vexora_ringlist_get_head : vexora_ringlist_get_tail)(list.get(), out.data());
+      written = model.empty() ? std::string(itemSize, '\0') : head ? model.front() : model.back();
+    } else if (operation < 70) {
+      result = vexora_ringlist_get_counts(list.get(), out.data(), offset, number);
+      const bool held = number > 0 && std::uint64_t{offset} + number <= model.size();
+      expected = held ? static_cast<int>(number) : -1;
+      for (unsigned i = 0; held && i < number; ++i) {
+        written += model[offset + i];
+      }
+    } else if (operation < 79) {
+      result = vexora_ringlist_modify_item(list.get(), input.data(), static_cast<int>(number));
+      expected = number < model.size() ? 0 : -1;
+      (expected == 0 ? model[number] : written) = expected == 0 ? input : "";
+    } else {
+      result = vexora_ringlist_flush(list.get());
+      model.clear();
+      pushes = 0;
+      ASSERT_EQ(contents(list).find_first_not_of('\0'), std::string::npos);
+    }
+    ASSERT_EQ(result, expected) << "step " << step;
+    ASSERT_EQ(out, written + untouched(out.size() - written.size())) << "step " << step;
+    ASSERT_EQ(list->head, model.size() == capacity ? pushes % capacity : 0) << "step " << step;
+    ASSERT_EQ(list->tail, (pushes + capacity - 1) % capacity) << "step " << step;
+    ASSERT_EQ(list->count, model.size()) << "step " << step;
+    expectHolds(list, model);
+  }
+}
+
+// A queue of capacity 1 holds nothing: it is full and empty at once.
+void compareQueue(unsigned itemSize, unsigned capacity, std::mt19937 &random) {
+  const auto below = [&random](unsigned limit) { return static_cast<unsigned>(random() % limit); };
+  const Queue queue = makeQueue(itemSize, capacity);
+  Model model;
+  unsigned head = 0;
+  const auto slot = [&](std::size_t distance) { return static_cast<int>((head + distance) % capacity); };
+  for (unsigned step = 0; step < 1000; ++step) {
+    const std::string input = records(step, capacity + 1, itemSize);
+    std::string out = untouched(std::size_t{itemSize} * (capacity + 1));
+    std::string written;
+    const int held = static_cast<int>(model.size());
+    const int free = static_cast<int>(capacity) - 1 - held;
+    const int number = static_cast<int>(below(capacity + 2)) - 1;
+    int result = 0;
+    int expected = -1;
+    int appended = 0;
+    int taken = 0;
+    if (const unsigned operation = below(100); operation < 25) {
+      result = vexora_ringq_push(queue.get(), input.data());
+      appended = std::min(free, 1);
+      expected = free > 0 ? slot(model.size() + 1) : -1;
+    } else if (operation < 35) {
+      result = vexora_ringq_push_head(queue.get(), input.data());
+      if (free > 0) {
+        model.push_front(input.substr(0, itemSize));
+        expected = static_cast<int>(head = (head + capacity - 1) % capacity);
+      }
+    } else if (operation < 55) {
+      result = vexora_ringq_push_counts(queue.get(), input.data(), number);
+      expected = free > 0 && number <= free ? number : -1;
+      appended = std::max(expected, 0);
+    } else if (operation < 70) {
+      result = vexora_ringq_poll(queue.get(), out.data());
+      taken = std::min(held, 1);
+      expected = held > 0 ? slot(1) : -1;
+    } else if (operation < 85) {
+      result = vexora_ringq_poll_counts(queue.get(), out.data(), number);
+      expected = held == 0 ? -1 : std::min(number, held);
+      taken = std::max(expected, 0);
+    } else if (operation < 98) {
+      result = vexora_ringq_head(queue.get(), out.data());
+      written = held == 0 ? "" : model.front();
+      expected = held == 0 ? -1 : slot(0);
+    } else {
+      vexora_ringq_flush(queue.get());
+      model.clear();
+      expected = static_cast<int>(head = 0);
+      ASSERT_EQ(contents(queue).find_first_not_of('\0'), std::string::npos);
+    }
+    for (int n = 0; n < appended; ++n) {
+      model.push_back(records(step + static_cast<unsigned>(n), 1, itemSize));
+    }
+    for (int n = 0; n < taken; ++n) {
+      written += model.front();
+      model.pop_front();
+      head = (head + 1) % capacity;
+    }
+    ASSERT_EQ(result, expected) << "step " << step;
+    ASSERT_EQ(out, written + untouched(out.size() - written.size())) << "step " << step;
+    ASSERT_EQ(std::pair(queue->head, queue->tail), std::pair(head, static_cast<unsigned>(slot(model.size()))));
+    expectHolds(queue, model);
+  }
+}
+
+TEST(Rings, RandomOperationsMatchAModel) {
+  std::mt19937 random(21);
+  for (const unsigned itemSize : {1U, 3U, 28U}) {
+    for (unsigned capacity = 1; capacity <= 7; ++capacity) {
+      SCOPED_TRACE(testing::Message() << itemSize << " x " << capacity);
+      compareList(itemSize, capacity, random);
+      compareQueue(itemSize, capacity, random);
+    }
+  }
+}
+
+TEST(Rings, RefuseSizesThatCannotBe) {
+  const std::pair<unsigned, unsigned> sizes[] = {{0, 4},          {4, 0},          {1, 0x80000000},
+                                                 {2, 0x80000000}, {0xFFFFFFFF, 2}, {3, 0x7FFFFFFF}};
+  for (const auto &[itemSize, capacity] : sizes) {
+    EXPECT_EQ(makeList(itemSize, capacity), nullptr) << itemSize << " x " << capacity;
+    EXPECT_EQ(makeQueue(itemSize, capacity), nullptr) << itemSize << " x " << capacity;
+  }
+  EXPECT_EQ(makeQueue(2, 0x7FFFFFFF), nullptr) << "with the spare slot";
+  EXPECT_EQ(vexora_ringlist_free(nullptr), 0);
+  EXPECT_EQ(vexora_ringq_free(nullptr), 0);
+}
+
+// A list restored from a file may hold fewer records than slots and begin anywhere.
+TEST(RingList, ReadsARestoredRunAcrossTheEndOfTheStorage) {
+  const List list = makeList(4, 4);
+  const std::string slots = records(0, 4);
+  std::copy(slots.begin(), slots.end(), static_cast<char *>(list->storage));
+  std::tie(list->head, list->tail, list->count) = std::tuple(3, 1, 3);
+  std::string out = untouched(12);
+  EXPECT_EQ(vexora_ringlist_get_counts(list.get(), out.data(), 0, 3), 3);
+  EXPECT_EQ(out, records(3, 1) + records(0, 2));
+  EXPECT_EQ(vexora_ringlist_modify_item(list.get(), records(9, 1).data(), 1), 0);
+  EXPECT_EQ(contents(list), records(9, 1) + records(1, 3));
+}
+
+using Calls = std::vector<std::function<int()>>;
+
+// The calls of a ring that its lock guards; the last one has no buffer.
+Calls operations(vexora_ringlist *list, void *buffer) {
+  return {[=] { return vexora_ringlist_push(list, buffer); },
+          [=] { return vexora_ringlist_get_head(list, buffer); },
+          [=] { return vexora_ringlist_get_tail(list, buffer); },
+          [=] { return vexora_ringlist_get_counts(list, buffer, 0, 2); },
+          [=] { return vexora_ringlist_modify_item(list, buffer, 1); },
+          [=] { return vexora_ringlist_flush(list); }};
+}
+
+// For a queue with its front in slot 1. The flush has no result: it is seen by the head.
+Calls operations(vexora_ringq *queue, void *buffer) {
+  return {[=] { return vexora_ringq_push(queue, buffer); },
+          [=] { return vexora_ringq_push_head(queue, buffer); },
+          [=] { return vexora_ringq_push_counts(queue, buffer, 1); },
+          [=] { return vexora_ringq_head(queue, buffer); },
+          [=] { return vexora_ringq_poll(queue, buffer); },
+          [=] { return vexora_ringq_poll_counts(queue, buffer, 1); },
+          [=] { return vexora_ringq_flush(queue), queue != nullptr && queue->head == 0 ? 0 : -1; }};
+}
+
+thread_local std::function<void()> duringPause;
+
+// Makes every call with a NULL ring, a NULL buffer, without a lock, and for a minute while another thread holds the
+// lock. Each is refused and changes nothing. Then the lock is given back during the third pause, and each goes through.
+template <typename Ring>
+void expectRefusals(Ring *ring) {
+  std::string buffer = untouched(64);
+  unsigned pauses = 0;
+  const auto state = [&] {
+    return std::tuple(contents(ring), ring->head, ring->tail, ring->item_size, ring->capacity, buffer);
+  };
+  const auto expectRefused = [&, before = state()](Ring *handle, void *out, unsigned waits) {
+    const Calls calls = operations(handle, out);
+    for (std::size_t i = 0; i < calls.size() - (out == nullptr ? 1 : 0); ++i) {
+      pauses = 0;
+      EXPECT_EQ(calls[i](), -1) << i;
+      EXPECT_EQ(state(), before) << i;
+      EXPECT_EQ(pauses, waits) << i;
+    }
+  };
+  duringPause = [&] { ++pauses; };
+  expectRefused(nullptr, buffer.data(), 0);
+  expectRefused(ring, nullptr, 0);
+  pthread_mutex_t *const lock = std::exchange(ring->lock, nullptr);
+  expectRefused(ring, buffer.data(), 0);
+  ring->lock = lock;
+  LockedElsewhere held(lock);
+  expectRefused(ring, buffer.data(), 60'000);
+  held.release();
+  for (const auto &call : operations(ring, buffer.data())) {
+    LockedElsewhere other(lock);
+    pauses = 0;
+    duringPause = [&] { ++pauses == 3 ? other.release() : void(); };
+    EXPECT_NE(call(), -1);
+    EXPECT_EQ(pauses, 3U);
+  }
+  LockedElsewhere(lock).release();
+}
+
+TEST(Rings, RefuseUnusableArgumentsAndWaitAMinuteForTheirLock) {
+  const List list = makeList(4, 4);
+  for (unsigned n = 0; n < 3; ++n) {
+    vexora_ringlist_push(list.get(), records(n, 1).data());
+  }
+  expectRefusals(list.get());
+  const Queue queue = makeQueue(4, 8);
+  ASSERT_EQ(vexora_ringq_push_counts(queue.get(), records(1, 3).data(), 3), 3);
+  ASSERT_EQ(vexora_ringq_poll(queue.get(), untouched(4).data()), 1);
+  expectRefusals(queue.get());
+}
+
+#ifndef VEXORA_SANITIZED
+template <typename Ring>
+void expectAllOrNothing(Ring *(*init)(unsigned, unsigned), int (*release)(Ring *)) {
+  for (const auto &[name, failures] : {std::pair(kAnyAllocation, 3U), {"pthread_mutex_init", 1U}}) {
+    const HeapWatch heap;
+    Ring *ring = nullptr;
+    const auto expectNothing = [&](unsigned) { EXPECT_TRUE(ring == nullptr && heap.growth() == 0); };
+    EXPECT_EQ(failEach(
+                  name, ENOMEM, [&] { ring = init(28, 10); }, expectNothing),
+              failures);
+    EXPECT_EQ(release(ring), 0);
+    EXPECT_EQ(heap.growth(), 0);
+  }
+}
+
+TEST(Rings, AreMadeWholeOrNotAtAll) {
+  expectAllOrNothing(&vexora_ringlist_init, &vexora_ringlist_free);
+  expectAllOrNothing(&vexora_ringq_init, &vexora_ringq_free);
+}
+#endif
+
+}  // namespace
+}  // namespace vexora::test
+
+extern "C" int nanosleep(const timespec *length, timespec * /*left*/) {
+  EXPECT_TRUE(length->tv_sec == 0 && length->tv_nsec == 1'000'000);
+  vexora::test::duringPause();
+  return 0;
+}

@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <climits>
+#include <cstdio>
+#include <tuple>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "support/process.h"
+#include "vexora/platform.h"
+
+namespace vexora::test {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+using Read = std::tuple<int, std::string, int, std::string>;  // result, bytes, type/length byte, output
+
+constexpr decltype(&vexora_get_fru_board_info) kGetters[] = {vexora_get_fru_chassis_info, vexora_get_fru_board_info,
+                                                             vexora_get_fru_product_info};
+
+// Reads from a copy that ends where the image does.
+Read read(std::size_t area, const std::string &image, int field, int room = 70) {
+  const Bytes exact(image.begin(), image.end());
+  Bytes out(70, '~');
+  std::uint8_t typeLength = 0xEE;
+  int result = 1;
+  const std::string output = capturedOutput([&] {
+    result = kGetters[area](exact.data(), static_cast<int>(exact.size()), field, out.data(), room, &typeLength);
+  });
+  const std::string bytes(out.begin(), out.end());
+  return {result, bytes.substr(0, bytes.find_last_not_of('~') + 1), typeLength, output};
+}
+
+// Chassis at 8, board at 24, product at 48.
+const std::string image(
+    "\1\0\1\3\6\0\0\xF5"
+    "\1\2\x17\xC2pn\xC1s\xC3one\xC1\0\0\0"
+    "\1\3\x19\x11\x22\x33\xC3"
+    "BMC\xC0\xC2\x31\x32\1p\xC1"
+    "\0\0\0\0\0\0\0"
+    "\1\4\x19\xC2m0\xC1n\x42\x99\x88\xC0\xC4"
+    "1234\xC2\x61t\xC0\xC5"
+    "first\xC1",
+    76);
+
+TEST(Fru, FieldsAreReadUpToTheEndOfTheImage) {
+  // Of each area its offset and fields: bytes, type/length byte and where in the image they end.
+  const std::pair<std::size_t, std::vector<std::tuple<std::string, int, std::size_t>>> areas[] = {
+      {8, {{"\x17", 1, 11}, {"pn", 0xC2, 14}, {"s", 0xC1, 16}, {"one", 0xC3, 20}}},
+      {24, {{"\x11\x22\x33", 3, 30}, {"BMC", 0xC3, 34}, {"", 0xC0, 35}, {"12", 0xC2, 38}, {"p", 1, 40}}},
+      {48,
+       {{"m0", 0xC2, 54},
+        {"n", 0xC1, 56},
+        {"\x99\x88", 0x42, 59},
+        {"", 0xC0, 60},
+        {"1234", 0xC4, 65},
+        {"at", 0xC2, 68},
+        {"first", 0xC5, 75}}}};
+  for (std::size_t area = 0; area < 3; ++area) {
+    const auto &[offset, fields] = areas[area];
+    for (int field = 1; const auto &[bytes, typeLength, end] : fields) {
+      for (std::size_t size = 8; size <= image.size(); ++size) {
+        const auto [result, got, gotTypeLength, output] = read(area, image.substr(0, size), field);
+        EXPECT_EQ(output.empty(), size >= offset) << bytes << " of " << size;
+        EXPECT_EQ(std::tuple(result, got, gotTypeLength),
+                  size < end ? std::tuple(-1, std::string(), 0xEE) : std::tuple(0, bytes, typeLength))
+            << size;
+      }
+      EXPECT_EQ(read(area, image, field++, 2), Read(0, bytes.substr(0, 2), typeLength, ""));
+    }
+  }
+}
+
+TEST(Fru, EndMarkerCountsForTheChassisAlone) {
+  std::string marked = image;
+  marked[16] = marked[69] = '\xC1';  // in the place of "one" and of "first"
+  EXPECT_EQ(read(0, marked.substr(0, 17), VEXORA_FRU_CHASSIS_CUSTOM), Read(0, "", 0, ""));
+  EXPECT_EQ(read(2, marked, VEXORA_FRU_PRODUCT_CUSTOM), Read(0, "f", 0xC1, ""));
+}
+
+TEST(Fru, WhatIsWrongIsTold) {
+  for (std::size_t area = 0; const std::string word : {"chassis", "board", "product"}) {
+    const std::string failed = "Check FRU Header info error in function vexora_get_fru_" + word + "_info!\n";
+    const auto told = [&](const std::string &bad) { return std::get<3>(read(area, bad, 1)); };
+    EXPECT_EQ(read(area, std::string("\1\0\0\0\0\0\0\xFF", 8), 1),
+              Read(0, "", 0, "[Warning]: No " + word + " information in FRU \n"));
+    EXPECT_EQ(told({"\1\0\2\2\2\0\0\xF9", 8}), "[Warning]: Invalid " + word + " info offset(2) in FRU \n");
+    EXPECT_EQ(told({"\2\0\3\3\3\0\0\xF5", 8}), "[Warning]: Invalid FRU format version(2) \n" + failed);
+    EXPECT_EQ(told({"\1\0\3\3\3\0\0\xF7", 8}),
+              "[Warning]: FRU common header checksum mis-match! 0xf6 vs 0xf7 \n"
+              "FRU Data:0x01, 0x00, 0x03, 0x03, 0x03, 0x00, 0x00, 0xf7\n" +
+                  failed);
+    EXPECT_EQ(capturedOutput([&] { EXPECT_EQ(kGetters[area](nullptr, 23, 1, nullptr, 1, nullptr), -1); }),
+              "Input parameters error in function vexora_get_fru_" + word + "_info, (nil), 23, 1, (nil), 1, (nil)\n");
+    for (const auto &[size, field, room] : {std::tuple(7U, 1, 1), {76, 0, 1}, {76, area == 0 ? 5 : 8, 1}, {76, 1, 0}}) {
+      EXPECT_EQ(std::get<2>(read(area, image.substr(0, size), field, room)), 0xEE);
+    }
+    ++area;
+  }
+}
+
+TEST(ZeroChecksum, MakesTheSumZero) {
+  Bytes bytes(600, 1);
+  bytes[256] = 3;
+  for (const auto &[count, whole, wrapped] : {std::tuple(0U, 0, 0), {7, 0xF9, 0xF9}, {256, 0, 0}, {257, 0xFD, 0xFF}}) {
+    EXPECT_EQ(vexora_checksum_calc(bytes.data(), count), whole) << count;
+    EXPECT_EQ(cal_zerosum(bytes.data(), count), wrapped) << count;
+  }
+  EXPECT_EQ(capturedOutput([] { EXPECT_EQ(vexora_checksum_calc(nullptr, 0), 255); }),
+            "Input parameters error in function vexora_checksum_calc, (nil)\n");
+}
+
+}  // namespace
+}  // namespace vexora::test

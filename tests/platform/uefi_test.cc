@@ -1,0 +1,254 @@
+// SPDX-License-Identifier: Apache-2.0
+// UEFI decompression: what our encoder packs comes back, and streams that nobody packed do no harm.
+
+#include <gtest/gtest.h>
+
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <random>
+#include <span>
+#include <string>
+#include <tuple>
+
+#include "base/bytes.h"
+#include "support/process.h"
+#include "uefi/encoder.h"
+#include "vexora/platform.h"
+
+namespace vexora::test {
+namespace {
+
+using uefi::Version;
+
+constexpr char kUntouched = 'U';
+const std::string kUntouchedScratch(13'376, kUntouched);
+constexpr std::size_t kPage = 65'536;
+const std::string kMargin(33, '\xFF');  // odd, so that no area is aligned
+
+// Bytes with sentinels on both sides.
+struct Area {
+  explicit Area(const std::string &contents) : size(contents.size()), all(kMargin + contents + kMargin) {}
+
+  void *data() { return &all[kMargin.size()]; }
+  [[nodiscard]] std::string contents() const {
+    std::string inner = all.substr(kMargin.size(), size);
+    EXPECT_TRUE(all == kMargin + inner + kMargin);
+    return inner;
+  }
+
+  std::size_t size;
+  std::string all;
+};
+
+struct Outcome {
+  int result = -1;
+  std::string plain;
+  std::string output = {}, scratch = {};
+
+  bool operator==(const Outcome &other) const { return result == other.result && plain == other.plain; }
+};
+
+template <typename Form>
+Outcome decompress(const std::string &image, Form form) {
+  const auto version = static_cast<unsigned>(form);
+  // The image ends where the memory does.
+  const std::size_t room = (image.size() / kPage + 1) * kPage;
+  void *const pages = mmap(nullptr, room + kPage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  char *const end = static_cast<char *>(pages) + room;
+  const char *const source = std::copy_backward(image.begin(), image.end(), end);
+  EXPECT_EQ(mprotect(pages, room, PROT_READ) | mprotect(end, kPage, PROT_NONE), 0);
+
+  Area destination(std::string(loadLittle32(reinterpret_cast<const std::uint8_t *>(&image[4])), kUntouched));
+  Area scratch(kUntouchedScratch);
+  int result = -2;
+  const std::string output = capturedOutput([&] {
+    result = version == 1 ? UefiDecompress(source, destination.data(), scratch.data())
+                          : UefiTianoDecompress(source, destination.data(), scratch.data(), version);
+  });
+  munmap(pages, room + kPage);
+  return {result, destination.contents(), output, scratch.contents()};
+}
+
+std::string sized(std::uint32_t compressed, std::uint32_t plain) {
+  std::array<std::uint8_t, 8> header{};
+  storeLittle32(&header[0], compressed);
+  storeLittle32(&header[4], plain);
+  return {header.begin(), header.end()};
+}
+
+std::string compress(const std::string &plain, Version version, const uefi::Options &options = {}) {
+  const auto image =
+      uefi::compress({reinterpret_cast<const std::uint8_t *>(plain.data()), plain.size()}, version, options);
+  return {image.begin(), image.end()};
+}
+
+std::mt19937 randomness(1);
+
+std::string randomBytes(std::size_t size) {
+  std::string bytes(size, '\0');
+  std::generate(bytes.begin(), bytes.end(), [] { return static_cast<char>(randomness()); });
+  return bytes;
+}
+
+std::string text(std::size_t size) {
+  std::string words;
+  while (words.size() < size) {
+    words += "entry " + std::to_string(randomness() % 3000) + (randomness() % 8 == 0 ? " is bad\r\n" : " of the log, ");
+  }
+  return words;
+}
+
+// Pieces of each length of a match, each ended by a byte that doesn't go on with it.
+std::string everyLength() {
+  const std::string pool = randomBytes(256);
+  std::string pieces = pool;
+  for (std::size_t length = 3; length <= 256; ++length) {
+    pieces += pool.substr(0, length) + static_cast<char>(pool[length % 256] + 1);
+  }
+  return pieces;
+}
+
+std::string twice(const std::string &bytes) { return bytes + bytes; }
+
+TEST(Uefi, WhatIsPackedComesBack) {
+  std::string periods;
+  for (std::size_t period = 1; period <= 20; ++period) {
+    for (std::string unit = randomBytes(period); unit.size() < 40 * period; unit = twice(unit)) {
+      periods += unit;
+    }
+  }
+  const std::string samples[] = {"x",
+                                 std::string(1'000'000, '\0'),
+                                 text(4'000'000),
+                                 periods,
+                                 everyLength(),
+                                 randomBytes(300'000),
+                                 twice(randomBytes(8192)),
+                                 twice(randomBytes(524'288)),
+                                 text(99'999) + randomBytes(70'000)};
+  const uefi::Options variants[] = {{}, {.matches = false}, {.longWords = true, .blockSymbols = 65'535, .tries = 4}};
+  for (const Version version : {Version::Uefi, Version::Tiano}) {
+    for (const std::string &sample : samples) {
+      for (const uefi::Options &options : std::span(variants).first(sample.size() > 400'000 ? 1 : 3)) {
+        EXPECT_TRUE(decompress(compress(sample, version, options), version) == (Outcome{0, sample})) << sample.size();
+      }
+    }
+    const std::string small = everyLength() + text(3000);
+    for (const std::size_t symbols : {1U, 2U, 3U, 40U}) {
+      EXPECT_TRUE(decompress(compress(small, version, {.blockSymbols = symbols}), version) == (Outcome{0, small}));
+    }
+  }
+}
+
+TEST(Uefi, CutStreamsGoOnWithZerosAndFormsDiffer) {
+  for (const Version version : {Version::Uefi, Version::Tiano}) {
+    const std::string plain = text(900) + std::string(300, 'z');
+    const std::string image = compress(plain, version, {.longWords = true, .blockSymbols = 60});
+    const std::string stream = image.substr(8);
+    EXPECT_FALSE(decompress(image, 3 - static_cast<unsigned>(version)) == (Outcome{0, plain}));
+    const auto size = static_cast<std::uint32_t>(plain.size());
+    for (std::uint32_t length = 0; length < stream.size(); ++length) {
+      const std::string cut = stream.substr(0, length);
+      const std::string padded = sized(length + 9999, size) + cut + std::string(9999, '\0');
+      EXPECT_TRUE(decompress(sized(length, size) + cut, version) == decompress(padded, version)) << length;
+    }
+  }
+}
+
+// The image of a stream that is written as digits; spaces don't count.
+std::string imageOf(std::string bits, std::uint32_t plain) {
+  bits.erase(std::remove(bits.begin(), bits.end(), ' '), bits.end());
+  std::string bytes((bits.size() + 7) / 8, '\0');
+  for (std::size_t at = 0; at < bits.size(); ++at) {
+    bytes[at / 8] = static_cast<char>(bytes[at / 8] + (bits[at] == '1' ? 0x80 >> at % 8 : 0));
+  }
+  return sized(static_cast<std::uint32_t>(bytes.size()), plain) + bytes;
+}
+
+// A block of 65,536 symbols; a match of 3 is 0, 'a' is 10, 'b' is 11.
+const std::string kLetters =
+    "0000000000000000 00101 000 000 001 00 010 010 100000001 0 001001101 11 11 0 010001001 10 ";
+const std::string kBlock = "0000000000000001 ";
+const std::string kLiteralA = kBlock + "00000 00000 000000000 001000001 ";
+
+TEST(Uefi, HandMadeStreams) {
+  const struct {
+    const char *what;
+    std::string stream;
+    unsigned version, size;
+    int result;
+    std::string plain;
+  } rows[] = {
+      {"no stream at all: blocks of 65,536 zeros", "", 1, 70'000, 0, std::string(70'000, '\0')},
+      {"matches reach back over a match", kLetters + "0000 0001 10 11 0 0", 1, 8, 0, "abababab"},
+      {"the last match is cut", kLetters + "00000 00001 10 11 0 0", 2, 7, 0, "abababa"},
+      {"nothing is read behind the last byte", kLetters + "0000 0001 11 11 11111111", 1, 2, 0, "bb"},
+      {"a match from before the beginning", kLetters + "0000 0010 10 11 0 0", 1, 9, -1, "ab"},
+      {"the farthest match", kLetters + "00000 11110 10 0 " + std::string(29, '1'), 2, 9, -1, "a"},
+      {"three extras, and how many zeros follow", kBlock + "00011 000 001 001 11 000000000 001000001 0000 0000", 1, 1,
+       0, "A"},
+      {"more lengths than extras",
+       kBlock + "11111 001 001 000 11" + std::string(39, '0') + "101101101101 101101101101 101101101101 " +
+           "000000000 001000001 0000 0000",
+       1, 1, 0, "A"},
+      {"zeros beyond the characters", "0000000000000010 00100 000 000 001 00 001 111111111 1 1 0 111111111 0000 0000 0",
+       1, 1, 0, std::string(1, '\0')},
+      {"an extra code without lengths", kBlock + "00010 000 000", 1, 1, -1, ""},
+      {"an extra code with half its words", kBlock + "00001 001", 1, 1, -1, ""},
+      {"an extra code with too many words", kBlock + "00100 001 001 001 00 001", 1, 1, -1, ""},
+      {"an extra length of 17", kBlock + "00011 001 001 111 11111111110", 1, 1, -1, ""},
+      {"an extra that there is not", kBlock + "00000 10011", 1, 1, -1, ""},
+      {"a character that there is not", kBlock + "00000 00000 000000000 111111110", 1, 1, -1, ""},
+      {"511 characters of length 9", kBlock + "00000 01011 111111111", 1, 1, -1, ""},
+      {"a position that there is not", kLiteralA + "00000 11111", 2, 1, -1, ""},
+      {"positions with half their words", kLiteralA + "0010 001 010", 1, 1, -1, ""},
+  };
+  for (const auto &row : rows) {
+    SCOPED_TRACE(row.what);
+    std::string plain = row.plain;
+    plain.resize(row.size, kUntouched);
+    const Outcome seen = decompress(imageOf(row.stream, row.size), row.version);
+    EXPECT_EQ(seen.result, row.result);
+    EXPECT_EQ(seen.plain, plain);
+  }
+}
+
+TEST(Uefi, PrintsSizesAndFirstBits) {
+  const std::string image = imageOf("1111 1110 1101 1100 1011 1010 1001 1000" + std::string(24, '0'), 3);
+  const std::string sizes = "UefiTianoDecompress----size:13376, CompSize:7, OrigSize:3\r\n";
+  EXPECT_EQ(decompress(image, 1).output, sizes + "UefiTianoDecompress: mBitBuf: 0xfedcba98\r\n");
+  for (const unsigned version : {0U, 3U, 0x8000'0001U}) {
+    const Outcome refused = decompress(image, version);
+    EXPECT_TRUE(refused == (Outcome{-1, std::string(3, kUntouched)}));
+    EXPECT_EQ(refused.output, sizes);
+    EXPECT_EQ(refused.scratch, std::string(13'376, '\0'));
+
+    const Outcome empty = decompress(sized(0xFFFF'FFFF, 0), version);
+    EXPECT_EQ(empty.result, 0);
+    EXPECT_EQ(empty.output, "UefiTianoDecompress----size:13376, CompSize:-1, OrigSize:0\r\n");
+    EXPECT_EQ(empty.scratch, kUntouchedScratch);
+  }
+}
+
+TEST(Uefi, InfoRefusesShortImages) {
+  const std::tuple<std::uint32_t, std::uint32_t, int> rows[] = {
+      {100, 107, -1}, {100, 108, 0}, {0, 7, -1}, {0, 8, 0}, {0xFFFF'FFF7, UINT32_MAX, 0}, {0xFFFF'FFF8, 200, -1},
+  };
+  for (const auto &[compressed, sourceSize, result] : rows) {
+    const std::string image = "." + sized(compressed, 0x8765'4321);
+    std::uint32_t plain = 1;
+    std::uint32_t scratch = 2;
+    EXPECT_EQ(UefiDecompressGetInfo(&image[1], sourceSize, &plain, &scratch), result) << compressed;
+    EXPECT_EQ(plain, result == 0 ? 0x8765'4321 : 1);
+    EXPECT_EQ(scratch, result == 0 ? 13'376U : 2U);
+  }
+  std::uint32_t size = 1;
+  EXPECT_EQ(UefiDecompressGetInfo(nullptr, 100, &size, &size), -1);
+  EXPECT_EQ(UefiDecompress(nullptr, &size, &size), -1);
+}
+
+}  // namespace
+}  // namespace vexora::test

@@ -1,0 +1,217 @@
+// SPDX-License-Identifier: Apache-2.0
+// Passwords with the stand-in's cipher, signatures that OpenSSL makes, digests by a copy of libcrypto at the board's
+// path.
+#include <dlfcn.h>
+#include <openssl/evp.h>
+#include <openssl/x509.h>
+
+#include <memory>
+#include <tuple>
+#include <vector>
+
+#include "base/owners.h"
+#include "firmware/blowfish.h"
+#include "support/faults.h"
+#include "support/files.h"
+#include "support/process.h"
+#include "vexora/security.h"
+
+namespace vexora::test {
+namespace {
+
+using Seen = std::tuple<int, std::string, std::string, std::size_t>;  // result, buffer, output, bytes wiped
+
+std::string platformKey;  // empty when it can't be had
+std::size_t wiped = 0;
+
+std::uint8_t *bytes(std::string &text) { return reinterpret_cast<std::uint8_t *>(text.data()); }
+
+template <typename Call>
+Seen seen(std::string buffer, Call call) {
+  wiped = 0;
+  int result = 1;
+  const std::string output = capturedOutput([&] { result = call(bytes(buffer)); });
+  return {result, buffer, output, wiped};
+}
+
+class Security : public RootTest {
+ protected:
+  void SetUp() override {
+    RootTest::SetUp();
+    EncryptPassword(bytes(plain), 255, bytes(cipher), 255, bytes(key));
+  }
+  static void switchOn() { write("/conf/platform_features", "CONFIG_RVK_FEATURE_ENABLE_USERPSWD_ENCRYPTION"); }
+
+  std::string plain = std::string(255, 'p');
+  std::string cipher = std::string(300, 'c');
+  std::string key = std::string(56, 'k');
+};
+
+TEST_F(Security, PasswordIsTransformedInPlaceOrLeftAlone) {
+  const std::string noKey = "Error in getting the encryption key. quitting......\n";
+  const std::string failure = "\n Error in Decrypting the SNMP auth Password. \n";
+  const std::tuple<int (*)(std::uint8_t *, int), std::string, std::string, std::string, std::string> rows[] = {
+      {vexora_password_encrypt, plain, cipher, "Unable to get the encryption key. quitting...\n",
+       "Error in encrypting the SNMP auth password.\n"},
+      {vexora_password_decrypt, cipher, plain, noKey, failure},
+      {VexoraPwDecrypt, cipher, plain, noKey, failure}};
+  for (const auto &[call, before, after, keyMessage, message] : rows) {
+    const auto of = [&, &call = call, &before = before](int length) {
+      return seen(before, [=](std::uint8_t *buffer) { return call(buffer, length); });
+    };
+    clearRoot();
+    EXPECT_EQ(of(65), Seen(0, before, "", 0)) << "the feature is off";
+    EXPECT_EQ(call(nullptr, 1) + call(bytes(platformKey = ""), 1), -2);
+    switchOn();
+    EXPECT_EQ(of(-1), Seen(-1, before, "", 0));
+    EXPECT_EQ(of(65), Seen(-1, before, "", 0));
+    EXPECT_EQ(of(64), Seen(-1, before, keyMessage, 56));
+    platformKey.assign(56, '\0');  // which the cipher takes for none
+    EXPECT_EQ(of(64), Seen(-1, before, message, 120));
+    platformKey = key;
+    EXPECT_EQ(of(64), Seen(0, after.substr(0, 64) + before.substr(64), "", 120));
+  }
+}
+
+TEST_F(Security, PasswordIsDecipheredFromBase64) {
+  const auto of = [](const std::string &text, std::string with, std::size_t room) {
+    return seen(std::string(room + 1, '~'), [&](std::uint8_t *out) {
+      return VexoraPwDecryptAndCyo(text.c_str(), reinterpret_cast<char *>(out), bytes(with), std::uint32_t(room));
+    });
+  };
+  const std::string cleared("\0\0~", 3);
+  EXPECT_EQ(of("YWJj", key, 2), Seen(0, "~~~", "", 0)) << "the feature is off";
+  EXPECT_EQ(of("", key, 2), Seen(-1, cleared, "the encryption Password input error. quitting...\n", 0));
+  EXPECT_EQ(of("YWJj", "", 2), Seen(-1, cleared, "the encryption key input error. quitting...\n", 0));
+  switchOn();
+  for (const auto &[size, room] : {std::pair(3U, 6U), {3, 2}, {128, 128}, {255, 256}, {256, 2}, {300, 46}}) {
+    std::string text(405, '\0');
+    text.resize(static_cast<std::size_t>(EVP_EncodeBlock(bytes(text), bytes(cipher), int(size))));
+    std::string expected = plain.substr(0, std::min(size % 256, room));
+    expected.resize(room);
+    EXPECT_EQ(of(text, key, room),
+              Seen(0, expected + "~", "", 255 + std::max<std::size_t>(255, text.size() / 4 * 3 + 3)))
+        << size;
+  }
+}
+
+TEST_F(Security, PlainPasswordIsRefusedWhereTheMarkerIs) {
+  EXPECT_EQ(std::tuple(GetEncryptCtrl(), CheckEncryptValid(0), CheckEncryptValid(1)), std::tuple(0, 0, 0));
+  touch("/var/blowfish");
+  EXPECT_EQ(std::tuple(GetEncryptCtrl(), CheckEncryptValid(0), CheckEncryptValid(1)), std::tuple(1, -1, 0));
+}
+
+TEST_F(Security, HexTextNeedsRoomForItsTerminator) {
+  std::string in("\x0A\xFF\0", 3);
+  for (const auto &[count, room, result] :
+       {std::tuple(3, 6, -1), {0, 0, -1}, {0, 1, 0}, {-1, -1, 0}, {1 << 30, 1, -1}}) {
+    EXPECT_EQ(vexora_convert_hextostr(bytes(in), nullptr, count, room), result) << count << " in " << room;
+  }
+  std::string hex = "~~~~~~~~";
+  EXPECT_EQ(vexora_convert_hextostr(bytes(in), hex.data(), 3, 7), 0);
+  EXPECT_EQ(hex, std::string("0aff00\0~", 8));
+}
+
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
+TEST_F(Security, SignatureIsVerifiedWithASoundKey) {
+  const std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> signer(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256"),
+                                                                   EVP_PKEY_free);
+  const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(), EVP_MD_CTX_free);
+  std::vector<std::uint8_t> sig(80);
+  std::size_t size = sig.size();
+  EVP_DigestSignInit(context.get(), nullptr, EVP_sha256(), nullptr, signer.get());
+  ASSERT_EQ(EVP_DigestSign(context.get(), sig.data(), &size, bytes(plain), plain.size()), 1);
+  std::vector<std::uint8_t> der(91);
+  std::uint8_t *end = der.data();
+  ASSERT_EQ(i2d_PUBKEY(signer.get(), &end), 91);
+  std::unique_ptr<EC_KEY, decltype(&EC_KEY_free)> verifier(nullptr, EC_KEY_free);
+  EXPECT_EQ(capturedOutput([&] { verifier.reset(VexoraECDSAInit(der.data())); }), "Init ECDSA\nKey length: 91 .\n");
+  const auto verdict = [&](int length, std::size_t room) {
+    const std::vector<std::uint8_t> exact(sig.begin(), sig.begin() + static_cast<int>(std::min(room, size)));
+    return VexoraECDSAwithSHA256Verify(verifier.get(), bytes(plain), length, exact.data(), std::uint8_t(room));
+  };
+  EXPECT_EQ(std::tuple(verdict(255, size), verdict(255, 255), verdict(254, size)), std::tuple(1, 1, 0));
+  EXPECT_EQ(std::tuple(verdict(0, size), verdict(-1, size), verdict(255, 1)), std::tuple(255, 255, 255));
+  EXPECT_EQ(VexoraECDSAwithSHA256Verify(nullptr, bytes(plain), 255, sig.data(), 80), 255);
+  for (const unsigned length : {0U, static_cast<unsigned>(size) - 3, static_cast<unsigned>(size) - 1, 254U, 255U}) {
+    sig[1] = static_cast<std::uint8_t>(length);
+    EXPECT_EQ(verdict(255, size), 255) << length;
+  }
+  for (unsigned length = 0; length < 256; ++length) {
+    std::vector<std::uint8_t> cut(std::max((length + 2) % 256, 2U));
+    std::copy_n(der.begin(), std::min(cut.size(), der.size()), cut.begin());
+    cut[1] = static_cast<std::uint8_t>(length);
+    cut.back() ^= length == 89 ? 1 : 0;  // off the curve where the length is right
+    const std::string told = "Key length: " + std::to_string((length + 2) % 256) + " .\nKey check failed.\n";
+    EXPECT_EQ(capturedOutput([&] { EXPECT_EQ(VexoraECDSAInit(cut.data()), nullptr); }),
+              "Init ECDSA\n" + (length == 0 ? "" : told));
+  }
+}
+
+std::string digestOf(std::string_view text) {
+  std::string digest(16, '\0');
+  EVP_Digest(text.data(), text.size(), bytes(digest), nullptr, EVP_md5(), nullptr);
+  return digest;
+}
+
+Seen digested(long from, unsigned length) {
+  const Stream stream(std::fopen("/var/stream", "r"));
+  EXPECT_EQ(std::fseek(stream.get(), from, SEEK_SET), 0);
+  return seen(std::string(16, '~'),
+              [&](std::uint8_t *digest) { return vexora_calcmd5_checksum(stream.get(), length, digest); });
+}
+
+// Libcrypto stays mapped once it is loaded, hence the process.
+TEST_F(Security, Md5DigestsTheNextBytesOrLeavesTheBufferAlone) {
+  inFreshProcess([] {
+    std::string stream(1000, '\0');
+    std::generate(stream.begin(), stream.end(), [i = 0]() mutable { return static_cast<char>(i++ * 7); });
+    write("/var/stream", stream);
+    const std::string untouched(16, '~');
+    EXPECT_EQ(digested(0, 100), Seen(-1, untouched, "error in initializing openssl library", 0));
+    Dl_info libcrypto;
+    ASSERT_NE(dladdr(reinterpret_cast<void *>(&EVP_Digest), &libcrypto), 0);
+    write("/usr/lib/arm-linux-gnueabi/libcrypto.so", read(libcrypto.dli_fname));
+    for (const auto &[from, length] : {std::pair(0, 100U), {0, 50}, {0, 64}, {0, 0}, {300, 128}, {900, ~0U}}) {
+      EXPECT_EQ(digested(from, length), Seen(0, digestOf(stream.substr(static_cast<std::size_t>(from), length)), "", 0))
+          << length;
+    }
+    for (const auto &[error, length] : {std::pair(EINTR, 100U), {EIO, 64U}}) {
+      const FailCall fault("fread", 2, error);
+      EXPECT_EQ(digested(0, 100), Seen(0, digestOf(stream.substr(0, length)), "", 0)) << error;
+    }
+    const char *const messages[] = {"md5 init error!\n", "md5 update error!\n", "md5 final error!\n"};
+    for (std::uint16_t slot = 0; slot < 3; ++slot) {
+      // A function that always returns 0, then one that isn't there.
+      const auto before = std::exchange(g_Md5Initialize[slot], vexora_md5_symbol{slot, "OPENSSL_issetugid"});
+      EXPECT_EQ(digested(0, 100), Seen(-1, untouched, messages[slot], 0));
+      g_Md5Initialize[slot] = {slot, "none"};
+      EXPECT_EQ(digested(0, 100), Seen(-1, untouched, "error in initializing openssl library", 0));
+      g_Md5Initialize[slot] = before;
+    }
+    EXPECT_EQ(dl_md5, nullptr);
+    EXPECT_EQ(vexora_initialize_md5library() + vexora_initialize_md5library(), 0);
+    EXPECT_NE(dl_md5, nullptr);
+    EXPECT_EQ(vexora_close_md5library() + vexora_close_md5library(), 0);
+  });
+}
+
+}  // namespace
+}  // namespace vexora::test
+
+extern "C" {
+
+int getEncryptKey(std::uint8_t *key) {
+  std::copy(vexora::test::platformKey.begin(), vexora::test::platformKey.end(), key);
+  return vexora::test::platformKey.empty() ? 1 : 0;
+}
+
+// Both names that the C library's wipe goes by.
+void __explicit_bzero_chk(void *at, std::size_t size, std::size_t) noexcept {
+  std::fill_n(static_cast<volatile char *>(at), size, '\0');
+  vexora::test::wiped += size;
+}
+
+void explicit_bzero(void *at, std::size_t size) noexcept { __explicit_bzero_chk(at, size, size); }
+}

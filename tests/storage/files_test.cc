@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <json-c/json.h>
+
+#include <climits>
+#include <cstring>
+
+#include "ipc/channels.h"
+#include "support/faults.h"
+#include "vexora/storage.h"
+
+namespace vexora::test {
+namespace {
+
+constexpr const char *kFile = "/var/file";
+const std::string kGuarded =
+    "\x26\x39\xF4\xCB\x31"
+    "23456789";  // the checksum of these digits is 0xCBF43926
+constexpr auto kReadGuarded = vexora_string_read_file_with_crc32_check;
+
+class Files : public ChannelTest {};
+
+// A returned block as text, which it releases.
+std::string text(char *block) {
+  std::string copy = block == nullptr ? "no block" : block;
+  std::free(block);
+  return copy;
+}
+
+TEST_F(Files, GuardedTextFollowsItsChecksum) {
+  write(kFile, "longer than what replaces it");
+  EXPECT_EQ(vexora_string_write_2_file_with_crc32_check(kFile, "123456789"), 0);
+  EXPECT_EQ(read(kFile) + text(kReadGuarded(kFile)), kGuarded + "123456789");
+  for (std::size_t at = 0; at < kGuarded.size(); ++at) {
+    std::string damaged = kGuarded;
+    damaged[at] = static_cast<char>(damaged[at] ^ 0x20);
+    for (const std::string &content : {damaged, kGuarded.substr(0, at), kGuarded + "0"}) {
+      write(kFile, content);
+      EXPECT_EQ(kReadGuarded(kFile), nullptr) << testing::PrintToString(content);
+    }
+  }
+}
+
+TEST_F(Files, WhatIsNoReadableFileGivesNothing) {
+  ASSERT_EQ(mkfifo("/var/pipe", 0600), 0);
+  write("/var/endless", "0123456789");
+#ifndef VEXORA_SANITIZED  // for sanitizers, asking for so much memory is a fault
+  ASSERT_EQ(truncate("/var/endless", (off_t{1} << 62) + 10), 0);
+  EXPECT_EQ(vexora_string_read_file("/var/endless"), nullptr);
+#endif
+  for (const char *path : {static_cast<const char *>(nullptr), "/var/none", "/var", "/var/pipe", "/dev/zero"}) {
+    EXPECT_TRUE(vexora_string_read_file(path) == nullptr && kReadGuarded(path) == nullptr) << path;
+  }
+}
+
+TEST_F(Files, DocumentsComeBackAndOtherTextsDoNot) {
+  json_object *const object = json_tokener_parse(R"({"a":[1,null,"\u0000%s"]})");
+  EXPECT_EQ(vexora_json_write_2_file(kFile, nullptr) + vexora_json_write_2_file(nullptr, object), -2);
+  EXPECT_EQ(vexora_json_write_2_file_with_crc32_check(kFile, object), 0);
+  EXPECT_EQ(text(kReadGuarded(kFile)), R"({ "a": [ 1, null, "\u0000%s" ] })");
+  json_object *const again = vexora_json_read_file_with_crc32_check(kFile);
+  EXPECT_TRUE(json_object_equal(again, object) && json_object_put(again) + json_object_put(object) == 2);
+  for (const std::string &other : {std::string("{\"a\":"), std::string("null"), std::string(32, '[')}) {
+    EXPECT_EQ(vexora_string_write_2_file(kFile, other.c_str()), 0);
+    EXPECT_EQ(vexora_json_read_file(kFile), nullptr) << other;
+  }
+}
+
+TEST_F(Files, TailOfAFileOfAnySize) {
+  for (const std::size_t size : {0U, 532'480U, 532'481U, 600'000U}) {
+    write(kFile, std::string(size, '%') + "tail");
+    const std::string expected = size == 0 ? "tail" : std::string(532'476, '%') + "tail";
+    EXPECT_TRUE(text(fileread(kFile)) == expected) << size;
+  }
+  ASSERT_EQ(truncate(kFile, off_t{5} << 30), 0);
+  EXPECT_EQ(text(fileread(kFile)) + text(fileread(nullptr)), "no block");
+}
+
+TEST_F(Files, FaultsGiveNothingOrWhatTheReaderRefuses) {
+  write(kFile, kGuarded);
+  char *block = nullptr;
+  const auto expect = [&](const char *expected) {
+    return [&, expected](unsigned) { EXPECT_EQ(text(block), expected); };
+  };
+  const auto reading = [&] { block = kReadGuarded(kFile); };
+  const auto readingTail = [&] { block = fileread(kFile); };
+  for (const char *call : {"stat", "fopen", "fread"}) {
+    EXPECT_GT(failEach(call, EIO, reading, expect("no block")), 0U) << call;
+    EXPECT_EQ(text(block), "123456789");
+  }
+  EXPECT_EQ(failEach("fread", EIO, readingTail, expect("")), 1U);
+  EXPECT_EQ(text(block), kGuarded);
+#ifndef VEXORA_SANITIZED
+  const Messages noBlock = {{130, "[libvexora_basefunction:LINE]Unable to allocate space for char buffer field\n"}};
+  EXPECT_EQ(failEach(kAnyAllocation, ENOMEM, readingTail, expect("no block")), 2U);
+  EXPECT_EQ(text(block), kGuarded);
+  EXPECT_EQ(outcome([] { return 0; }).reports, noBlock);
+#endif
+  int result = 0;
+  const auto writing = [&] { result = vexora_string_write_2_file_with_crc32_check(kFile, "other"); };
+  const auto after = [&](int expected, const char *left) {
+    return [&, expected, left](unsigned) { EXPECT_TRUE(result == expected && text(kReadGuarded(kFile)) == left); };
+  };
+  EXPECT_EQ(failEach("fopen", EMFILE, writing, after(-1, "123456789")), 1U);
+  EXPECT_EQ(failEach("fwrite", ENOSPC, writing, after(0, "no block")), 2U);
+}
+
+TEST_F(Files, FoldersAndLogs) {
+  const Messages notMade = {{132, "[libvexora_basefunction:LINE]Creation dir: /var/no/%s Failed"}};
+  const Messages notOpened = {{130, "[libvexora_fileoperator:LINE]Error in open /var/%s, errno=21\n"}};
+  EXPECT_EQ(outcome(createIfNotExists, "/var/no/%s"), (Outcome{-1, "", notMade}));
+  EXPECT_EQ(createIfNotExists("/var/%s") + createIfNotExists("/var/%s") + createIfNotExists("/dev/null"), 0);
+  EXPECT_EQ(outcome(vexora_delete_logfile, "/var/%s"), (Outcome{0, "", notOpened}));
+  const std::string cut = "/var/" + std::string(200, 'n') + "/" + std::string(49, 'n');  // 255 characters
+  for (const std::string &path : {cut, cut + "ame", std::string("/var/log"), std::string("/var/log.1")}) {
+    write(path, "records");
+  }
+  EXPECT_EQ(vexora_delete_logfile((cut + "ame").c_str()) + vexora_delete_logfile("/var/log"), 0);
+  EXPECT_EQ(vexora_delete_logfile("/var/none") - vexora_delete_logfile(nullptr), 1);
+  EXPECT_EQ(read(cut + "ame") + read("/var/log"), "");
+  EXPECT_FALSE(exists(cut) || exists("/var/log.1") || exists("/var/none"));
+}
+
+TEST_F(Files, FolderOperations) {
+  write("/var/from/below/file", "new");
+  write("/var/to/below/file", "old");
+  const std::tuple<unsigned, const char *, const char *, int> rows[] = {
+      {0, "/var/from", "", 0},      {0, "/var/none", "", -1},        {0, "var", "", -1},
+      {0, nullptr, "", -1},         {1, "/dev/null", "", 0},         {1, "/var/no/below", "", -1},
+      {2, "/var/made", "", 0},      {2, "/var/no/below", "", -1},    {3, "/var/from", nullptr, -1},
+      {3, "/var/from", "to", -1},   {4, "/var/from", "/var/to", 0},  {3, "/var/from", "/var/to3", 0},
+      {3, "/var/none", "/var", -1}, {5, "/var/from", "/var/to", -1}, {UINT_MAX, "/var/from", "", -1}};
+  for (const auto &[op, path, destination, result] : rows) {
+    EXPECT_EQ(vexora_folder_operation(op, path, destination), result) << op << ' ' << destination;
+  }
+  EXPECT_EQ(read("/var/to/below/file") + read("/var/to3/below/file"), "oldnew");
+  EXPECT_EQ(vexora_folder_operation(3, "/var/from", "/var/to") + vexora_folder_operation(2, "/var/from"), 0);
+  EXPECT_EQ(read("/var/to/below/file") + std::to_string(list("/var/from").size()), "new0");
+}
+
+}  // namespace
+}  // namespace vexora::test

@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: Apache-2.0
+// The fuzz target holds splitting, quoting, replacing and the path check against models of them besides.
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <ctime>
+#include <limits>
+#include <string>
+#include <tuple>
+
+#include "support/faults.h"
+#include "support/platform.h"
+#include "vexora/text.h"
+
+namespace vexora::test {
+namespace {
+
+TEST(Strings, AreSearchedAndChanged) {
+  const char *const text = "config.json";
+  const std::tuple<const char *, const char *, const char *> rows[] = {{".json", text + 6, nullptr},
+                                                                       {"", text + 11, text},
+                                                                       {"config", nullptr, text},
+                                                                       {"a.config.json", nullptr, nullptr}};
+  for (const auto &[part, end, start] : rows) {
+    EXPECT_EQ(vexora_str_end_str(text, part), end) << part;
+    EXPECT_EQ(vexora_str_start_str(text, part), start) << part;
+  }
+  EXPECT_EQ(vexora_str_end_str(text, nullptr), vexora_str_start_str(text, nullptr));
+  std::string refused;
+  for (char sample[] = "a\x01z"; sample[1] != '\0'; ++sample[1]) {
+    refused.append(FilterSensitiveWordsForSec(sample) == 1 ? 1 : 0, sample[1]);
+  }
+  EXPECT_EQ(refused, "&()*=|");
+  EXPECT_EQ(FilterSensitiveWordsForSec(nullptr), -1);
+  std::string changed = "aZ0\xE4{";
+  covertToUpperCase(changed.data());
+  EXPECT_EQ(changed, "AZ0\xE4{");
+  covertToLowerCase(changed.data());
+  EXPECT_EQ(ReverseString(changed.data()), 0);
+  EXPECT_EQ(changed, "{\xE4\x30za");
+  covertToUpperCase(nullptr);
+  covertToLowerCase(nullptr);
+  EXPECT_EQ(ReverseString(nullptr), -1);
+}
+
+TEST(Strings, AreCopiedWithinTheirBounds) {
+  EXPECT_EQ(strnlen_safe("abc", 2) + strnlen_safe(nullptr, 9), 2U);
+  std::string text(19, '~');
+  EXPECT_EQ(strncpy_safe(text.data(), "abc", 5), text.data());
+  EXPECT_EQ(strncpy_safe(text.data(), "xyz", 2), text.data());
+  EXPECT_STREQ(strncpy_safe(text.data(), nullptr, 4), "");
+  EXPECT_EQ(text.substr(0, 6), std::string("xyc\0\0~", 6));
+  char *copy = strncpy_safe(nullptr, "it's", 3);
+  EXPECT_STREQ(copy, "it'");
+  copy = escaper(copy, "it's a\\b");
+  EXPECT_STREQ(copy, R"(it\'s a\\b)");
+  EXPECT_EQ(escaper(copy, nullptr), nullptr);
+  const std::uint8_t mac[] = {0x00, 0x1A, 0x2B, 0x3C, 0x4D, 0xFE};
+  EXPECT_EQ(ConvertMACnumToStr(nullptr, 6, text.data()) + ConvertMACnumToStr(mac, 6, nullptr), 0);
+  EXPECT_EQ(ConvertMACnumToStr(mac, -1, text.data()), 0);
+  EXPECT_EQ(text, std::string("00:1A:2B:3C:4D:FE\0~", 19));
+}
+
+// All failures that are told, at the bounds of what is none.
+TEST(Strings, FailuresAreTold) {
+  PlatformLog log;
+  const std::string room(5119, 'x');
+  std::string target(5120, 'x');
+  EXPECT_EQ(str_replace("x-", target.data(), "", "+"), -1);
+  EXPECT_EQ(str_replace((room + "-").c_str(), target.data(), "-", ""), 0);
+  EXPECT_EQ(target.c_str(), room);
+  EXPECT_EQ(is_valid_path("/tmp/x.tar.gz"), 0);
+  EXPECT_EQ(is_valid_path(nullptr) & is_valid_path(""), -1);
+  EXPECT_EQ(log.take().size(), 0U);
+
+  EXPECT_EQ(str_replace((room + "-").c_str(), target.data(), "-", "+"), -1);
+  EXPECT_EQ(target.c_str(), room);
+  EXPECT_EQ(is_valid_path("/a..b"), -1);
+  EXPECT_EQ(strncpy_safe(nullptr, "abc", SIZE_MAX), nullptr);
+  std::string told;
+  for (const PlatformMessage &message : log.take()) {
+    told += std::to_string(message.level) + message.text.substr(0, 24) + message.text.substr(message.text.find(']'));
+  }
+  EXPECT_EQ(told,
+            "130[libvexora_basefunction:]Buffer Overflow\n"
+            "130[libvexora_basefunction:]Error: no match status is:1\n"
+            "130[libvexora_basefunction:]malloc function failing\n");
+}
+
+TEST(Strings, ZoneIsTheOneOfNow) {
+  FixedClock clock(1704067200);  // 2024-01-01 00:00 UTC
+  for (const auto &[zone, offset, expected] :
+       {std::tuple("UTC0", 0, "+00:00"), {"XST-5:45:59", 20759, "+05:45"}, {"XST3:30", -12600, "-03:30"}}) {
+    char text[] = "~~~~~~~";
+    setenv("TZ", zone, 1);
+    EXPECT_EQ(VexoraGetUTC_SecondsOffset(), offset);
+    EXPECT_EQ(get_time_zone(text, sizeof text) + get_time_zone(nullptr, 9), -1);
+    EXPECT_STREQ(text, expected);
+    EXPECT_EQ(get_time_zone(text, 4), 0);
+    EXPECT_EQ(text, std::string(expected).substr(0, 3));
+  }
+  std::tm parts{};
+  setenv("TZ", "EST5EDT,M3.2.0,M11.1.0", 1);
+  VexoraLogTime2TmMode(1719878399, &parts);  // 23:59:59 on a day of July; in summer time an hour later
+  EXPECT_EQ(std::tuple(parts.tm_mon, parts.tm_mday, parts.tm_hour, parts.tm_sec), std::tuple(6, 2, 0, 59));
+  VexoraLogTime2TmMode(0, nullptr);
+  // What 32 bits can't hold, 64 can't convert.
+  clock.set(std::numeric_limits<std::time_t>::max());
+  char text[] = "~";
+  EXPECT_EQ(get_time_zone(text, 2), sizeof(std::time_t) > 4 ? -1 : 0);
+}
+
+#ifndef VEXORA_SANITIZED
+TEST(Strings, AShortMemoryIsToldAndLeavesNothingToRelease) {
+  PlatformLog log;
+  const HeapWatch heap;
+  char *text = nullptr;
+  const auto quote = [&] { text = escaper(text, "it's"); };
+  EXPECT_EQ(failEach(kAnyAllocation, ENOMEM, quote, [&](unsigned) { EXPECT_EQ(text, nullptr); }), 2U);
+  EXPECT_EQ(escaper(text, nullptr), nullptr);
+  const auto copy = [&] { text = strncpy_safe(nullptr, "text", 4); };
+  EXPECT_EQ(failEach(kAnyAllocation, ENOMEM, copy, [&](unsigned) { EXPECT_EQ(text, nullptr); }), 1U);
+  std::free(text);
+  EXPECT_EQ(log.take().size(), 3U);
+  {
+    const FailCall noPattern(kAnyAllocation, 1, ENOMEM);
+    EXPECT_EQ(is_valid_path("/tmp"), -1);
+  }
+  EXPECT_EQ(is_valid_path("/tmp"), 0);
+  EXPECT_EQ(is_valid_path("//"), -1);
+  EXPECT_EQ(log.take().size(), 1U);
+  EXPECT_EQ(heap.growth(), 0);
+}
+#endif
+
+}  // namespace
+}  // namespace vexora::test

@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What the validators accept, as grammars of the default locale: the plain models that test and fuzz target compare the
+// calls with.
+#pragma once
+
+#include <algorithm>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "vexora/text.h"
+
+namespace vexora::test {
+
+struct Rule {
+  bool (*verdict)(char *text, unsigned length);
+  std::regex grammar;
+  std::string sample;           // accepted
+  std::string alphabet;         // what short texts and long runs are made of
+  std::size_t examined = 1000;  // characters
+  bool takesLength = false;     // the text is all of its bytes, NULs included
+
+  [[nodiscard]] bool holdsFor(const std::string &text) const {
+    const std::string seen = text.substr(0, std::min(examined, takesLength ? text.size() : text.find('\0')));
+    std::vector<char> block(text.c_str(), text.c_str() + text.size() + 1);  // not a byte more
+    return verdict(block.data(), static_cast<unsigned>(text.size())) == std::regex_match(seen, grammar);
+  }
+};
+
+template <auto Call, auto Accepted, auto... Arguments>
+bool answers(char *text, unsigned) {
+  return Call(text, Arguments...) == Accepted;
+}
+
+template <typename Byte, typename Length, int (*Call)(const Byte *, Length)>
+bool accepts(char *text, unsigned length) {
+  return Call(reinterpret_cast<const Byte *>(text), static_cast<Length>(length)) == 0;
+}
+
+inline std::vector<Rule> rules() {
+  using std::regex;
+  const std::string octet = "(25[0-5]|2[0-4][0-9]|1[0-9][0-9]|[1-9]?[0-9])";
+  const std::string label = "[A-Za-z0-9][A-Za-z0-9-]{0,62}";
+  const std::string labels = label + "([.]" + label + ")*";
+  const std::string spare = "([.]" + labels + "|" + labels + R"(\.\.)" + labels + ")";
+  const std::string letters = "(?=[^]*[a-z])(?=[^]*[A-Z])(?=[^]*[^A-Za-z_])";
+  const std::string others = "(?=[^]*[0-9])(?=[^]*[^A-Za-z0-9_])(?=[^]*[A-Za-z])";
+  const std::string name = R"([A-Za-z\x80-\xFF][\w@\x80-\xFF)";
+  const std::string plain = "[!#-'*+/-9=?A-Z^-~-]+";
+  const std::string word = "(" + plain + R"(|"([ !#-\[\]-~]|\\[ -~])*"))";
+  const std::string mail = "[.]*" + word + "([.]+" + word + ")*@" + plain + "([.]" + plain + ")*";
+  return {
+      {answers<vexora_isvalid_ipv4, 0>, regex("(?!0)" + octet + "([.]" + octet + "){3}"), "255.9.0.10", "0125."},
+      {answers<vexora_isvalid_domain, 0>, regex("[^]+[.][A-Za-z][^.]*"), "a.9.cd", "a9."},
+      {answers<VexoraIsDomain, 0>, regex("(?![^]{255})" + labels + "|(?![^]{256})" + spare), "a-.1..b", "a1-_."},
+      {accepts<char, unsigned, vexora_valid_hostname>, regex("(?![^]{256})[A-Za-z0-9]([A-Za-z0-9-]*[A-Za-z0-9])?"),
+       "h-1", "a.1-", 1000, true},
+      {accepts<unsigned char, int, ValidateSNMPTrapCfgInput>, regex(R"([!-~\x00]{1,16})"), "public", "a ", 1000, true},
+      {answers<vexora_valid_digit, 0>, regex("[0-9]*"), "1209", "19a"},
+      {answers<vexora_verify_strisdigit, 1, 2U>, regex("[01]+"), "101", "012\n"},
+      {answers<vexora_verify_strisdigit, 1, 10U>, regex("[0-9]+"), "129", "09x\n"},
+      {answers<vexora_verify_strisdigit, 1, 16U>, regex(R"((0[xX])?[0-9A-Fa-f]+([\r\n][^]*)?)"), "0x1F", "0xXf\r\n"},
+      {answers<vexora_isvalid_passwd, 0>, regex("(" + letters + "|" + others + R"()[^\x01- \x7F]*)"), "aB1_c",
+       "aB1_! "},
+      {answers<vexora_isvalid_username, 0, 6, 0>, regex(name + "-]*"), "us@r_1!x", "a1.-@!", 6},
+      {answers<vexora_isvalid_username, 0, 6, 1>, regex(name + ".-]*"), "us@r_.!x", "a1.-@!", 6},
+      {answers<vexora_isvalid_senderaddress, 0>, regex(R"([^\x01-\x1F\x7F'\\]*)"), "bmc <alert@host>'", R"(a'\)", 16},
+      {answers<vexora_isvalid_email, 0>, regex(mail), R"(a."b\ ".c@d.e)", R"(a@"\ .)", 64},
+      {answers<vexora_verify_sensitivewords, 0>, regex("[^*()&=|]*"), "ab", "a*"},
+      {answers<ValidateSNMPTrapCfgEngineID, 0, 60>, regex("(([0-9A-Fa-f]{2}){5,24})?"), "0123456789aF", "0G"},
+      {answers<ValidateSNMPTrapCfgEngineID, 1, 60>, regex("[0-9A-Fa-f]{0,59}[^0-9A-Fa-f][^]*"), "8G0", "0G"},
+  };
+}
+
+}  // namespace vexora::test

@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: Apache-2.0
+// The checks of user input: their verdicts against the grammars, and all that they say. The resolver is this program's.
+
+#include <dlfcn.h>
+#include <netdb.h>
+
+#include <cmath>
+
+#include "support/platform.h"
+#include "support/process.h"
+#include "text/validator_rules.h"
+
+#include <gtest/gtest.h>
+
+namespace vexora::test {
+namespace {
+
+using Texts = std::vector<std::string>;
+
+std::string asked;  // what the resolver was given
+
+// What a call answers, prints and reports, with LINE for the source line.
+template <typename Result, typename... Parameters>
+std::string told(Result (*call)(Parameters...), std::type_identity_t<Parameters>... arguments) {
+  PlatformLog log;
+  Result result = 0;
+  std::string text = capturedOutput([&] { result = call(arguments...); });
+  for (const PlatformMessage &message : log.take()) {
+    text += std::to_string(message.level) + message.text;
+  }
+  return std::to_string(result) + " " + std::regex_replace(text, std::regex("([: ])[0-9]+\\]"), "$1LINE]");
+}
+
+// All texts of up to five characters, every byte at every position of the sample, and long runs alone and at its ends.
+Texts textsFor(const Rule &rule) {
+  Texts texts = {""};
+  for (std::size_t i = 0; texts[i].size() < 5; ++i) {
+    for (const char character : rule.alphabet) {
+      texts.push_back(texts[i] + character);
+    }
+  }
+  for (std::size_t i = 0; i < (rule.sample.size() + 1) * 256; ++i) {
+    texts.push_back(rule.sample + std::string(i / 256 == rule.sample.size() ? 1 : 0, '~'));
+    texts.back()[i / 256] = static_cast<char>(i % 256);
+  }
+  for (std::string run; run.size() < 260; run += run.size() % 64 == 63 ? rule.alphabet.back() : rule.alphabet[0]) {
+    texts.insert(texts.end(), {run, rule.sample + run, run + rule.sample});
+  }
+  return texts;
+}
+
+TEST(Validators, HoldTheirRules) {
+  std::string wrong;
+  capturedOutput([&] {
+    for (const Rule &rule : rules()) {
+      for (const std::string &text : textsFor(rule)) {
+        wrong += rule.holdsFor(text) ? "" : rule.sample + " and " + testing::PrintToString(text) + "\n";
+      }
+    }
+  });
+  EXPECT_EQ(wrong, "");
+}
+
+TEST(Validators, TellWhatIsWrong) {
+  const std::string error = " 130[libvexora_basefunction:LINE]Error while converting ";
+  const std::string first = "-1 The first character in the username cannot be a ";
+  const std::string special = "-1 The special character in the requested ";
+  const std::string engine = " [ValidateSNMPTrapCfgEngineID LINE] Invalid Engine ID";
+  const std::pair<std::string, std::string> rows[] = {
+      {told(IsValidIpv4, "0.0.0.0") + told(IsValidIpv4, "1.2.3.4 "), "0 223" + error + "V4 IP Address::0\n"},
+      {told(IsValidIpv4, nullptr), "223" + error + "V4 IP Address::-1\n"},
+      {told(IsValidIpv6, "::ffff:1.2.3.4") + told(IsValidIpv6, "1::2::3"), "0 226" + error + "V6 IP Address::0\n"},
+      {told(IsValidIpv6, nullptr), "226" + error + "V6 IP Address::-1\n"},
+      {told(vexora_isvalid_ipv6, "::1") + told(vexora_isvalid_ipv6, "1.2.3.4"), "0 -1 "},
+      {told(IsValidDomain, "10.1.2.3") + asked, "228" + error + "domain address::-2\n10.1.2.3 "},
+      {told(IsValidDomain, "10.x") + asked, "228" + error + "domain address::-2\n10.x "},
+      {told(IsValidDomain, nullptr), "228" + error + "domain address::-1\n"},
+      {told(IsValidDomain, "bmc"), "0 "},
+      {told(IsValidDomain, "10.1"), "228 invalid domain address::2\n"},
+      {told(IsValidDomain, " 10.-1.+2.x"), "228 invalid domain address::3\n"},
+      {told(vexora_isvalid_username, "", 8, 0), "-1 Setting the NULL user"},
+      {told(vexora_isvalid_username, "1abc", 8, 0), first + "numeric.\n"},
+      {told(vexora_isvalid_username, "_abc", 8, 0), first + "special character.\n"},
+      {told(vexora_isvalid_username, "abc", -1, 0), "-1 vexora_isvalid_username : Cannot allocate memory\n"},
+      {told(vexora_isvalid_username, "a.b", 3, 0), special + "username is impermissible.\n"},
+      {told(vexora_isvalid_username, "a b", 3, 1), special + "SMTP username is impermissible.\n"},
+      {told(vexora_isvalid_username, "a,b", 3, -1), special + "SMTP hostname is impermissible.\n"},
+      {told(vexora_isvalid_username, "a.b!", 3, 2), "0 "},
+      {told(vexora_isvalid_senderaddress, "a'"), special + "sender address is impermissible.\n"},
+      {told(ValidateSNMPTrapCfgEngineID, "0123456789G", 11), "1" + engine + ":0123456789G\n"},
+      {told(ValidateSNMPTrapCfgEngineID, "012345678", -1), "2" + engine + " length!\n"},
+      {told(ValidateSNMPTrapCfgEngineID, "G", 0), "2" + engine + " length!\n"},
+      {told(ValidateSNMPTrapCfgEngineID, "0123456789G", 10), "0 "},
+      {told(vexora_valid_hostname, "host-1", 4) + told(vexora_valid_hostname, "host-1", 5), "0 -1 "},
+      {told(ValidateSNMPTrapCfgDeviceType, 0xFF) + told(ValidateSNMPTrapCfgDeviceType, 0x104), "0 1 "},
+      {told(vexora_verify_strisdigit, "1", 8) + told(vexora_verify_strisdigit, nullptr, 2), "0 0 "},
+      {told(vexora_valid_hostname, nullptr, 1) + told(ValidateSNMPTrapCfgInput, nullptr, 1), "-1 1 "},
+      {told(vexora_isvalid_ipv4, nullptr) + told(vexora_isvalid_ipv6, nullptr), "-1 -1 "},
+      {told(vexora_isvalid_domain, nullptr) + told(VexoraIsDomain, nullptr), "-1 -1 "},
+      {told(vexora_isvalid_passwd, nullptr) + told(vexora_verify_sensitivewords, nullptr), "-1 -1 "},
+  };
+  for (const auto &[seen, expected] : rows) {
+    EXPECT_EQ(seen, expected);
+  }
+}
+
+template <typename Value>
+std::string extremes(void (*find)(const Value *, int, unsigned *, unsigned *), const std::vector<Value> &values) {
+  unsigned found[] = {77, 77};
+  find(values.data(), static_cast<int>(values.size()), &found[0], &found[1]);
+  return std::to_string(found[0]) + " " + std::to_string(found[1]);
+}
+
+TEST(Validators, FindTheFirstExtremes) {
+  EXPECT_EQ(extremes(vexora_find_maxandmin_uchar, {5, 127, 128, 128, 0, 0}), "2 4");
+  EXPECT_EQ(extremes(vexora_find_maxandmin_uchar, {5}), "77 77");
+  EXPECT_EQ(extremes(vexora_find_maxandmin_float, {}), "77 77");
+  EXPECT_EQ(extremes(vexora_find_maxandmin_float, {0, NAN, -1.5F, INFINITY, NAN, -INFINITY}), "3 5");
+  EXPECT_EQ(extremes(vexora_find_maxandmin_float, {NAN, 1, -1}), "0 0");
+}
+
+TEST(Validators, LookUpTheLastAddressOrNone) {
+  std::string text(48, '~');
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(told(ConverHostnameToIP, "rack", text.data()) + text, "1 " + std::string(48, '~'));
+  EXPECT_EQ(told(ConverHostnameToIP, nullptr, text.data()) + text, "1 " + std::string(48, '~'));
+  const std::string unknown = "getaddrinfo: Name or service not known\n";
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), unknown + unknown);
+  EXPECT_EQ(told(ConverHostnameToIP, "bmc", text.data()) + asked, "0 bmc http, streams");
+  EXPECT_EQ(text, "192.168.100.20" + std::string(32, '\0') + "~~");
+}
+
+}  // namespace
+}  // namespace vexora::test
+
+extern "C" int getaddrinfo(const char *node, const char *service, const addrinfo *hints, addrinfo **list) {
+  static auto *const real = reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
+  const addrinfo one = {0, AF_INET, SOCK_STREAM, 0, 0, nullptr, nullptr, nullptr};
+  const bool forStreams = hints != nullptr && hints->ai_family == AF_INET && hints->ai_socktype == SOCK_STREAM;
+  vexora::test::asked = std::string(node) + " " + (service == nullptr ? "" : service) + (forStreams ? ", streams" : "");
+  const bool isKnown = std::string(node) == "bmc" && real("10.0.0.1", nullptr, &one, list) == 0;
+  return isKnown ? real("192.168.100.20", nullptr, &one, &(*list)->ai_next) : EAI_NONAME;
+}

@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <initializer_list>
+#include <span>
+#include <string>
+#include <tuple>
+#include <utility>
+
+#include "vexora/text.h"
+
+namespace vexora::test {
+namespace {
+
+TEST(Words, StandInTheirSlots) {
+  std::string all;
+  for (const auto &table : std::initializer_list<std::span<const char *>>{
+           AuthProtocols, HostIDs, PrivProtocols, EnableStr, EnabledStrLittleLetter, AutoStrLittleLetter, SyslogTagStr,
+           SyslogEnableStr, SyslogProtocalStr, SyslogTypeStr, SyslogLevelStr, TrapVersionStr, CompressionModeStr,
+           VideoQualityStr, EventLevelStr}) {
+    for (const char *word : table) {
+      all.append(word == nullptr ? "-" : word).append(",");
+    }
+  }
+  EXPECT_EQ(all,
+            "SHA,MD5,NONE,SHA256,SHA384,SHA512,HostName,SerialNum,AssetTag,AES,DES,NONE,AES128,Disable,Enable,disable,"
+            "enable,manual,auto,HostName,SerialNumber,PartNumber,SyslogEnable,LocalEnable,RemoteEnable,UDP,TCP,"
+            "TLSOneWay,TLSTwoWay,-,-,None,Idl,Audit,Idl + Audit,Info,Warning,Critical,Alert,Disable,V1,V2C,V3,High,"
+            "Normal,Low,No,VeryLow,Low,Average,Normal,High,Info,Warning,Critical,");
+}
+
+TEST(Words, AreFoundWholeInTheirTables) {
+  EXPECT_EQ(ValidateAUTHProtocol("SHA512") | ValidateHostID("AssetTag") | ValidatePrivProtocol("AES128"), 0);
+  EXPECT_EQ(ValidateAUTHProtocol("SHA1") & ValidateHostID("SerialNumber") & ValidatePrivProtocol(nullptr), -1);
+  // The last word of a table, its slot and the table's functions.
+  const std::tuple<const char *, unsigned, int (*)(const char *, unsigned char *), int (*)(unsigned, char *, size_t)>
+      rows[] = {
+          {"Enable", 1, ValidateEnableDisable, ValidateEnableDisableIndexToString},
+          {"enable", 1, ValidateEnableDisableLittleLetter, nullptr},
+          {"auto", 1, ValidateAutoManualLittleLetter, nullptr},
+          {"PartNumber", 2, ValidateSyslogTagStrToIndex, ValidateSyslogTagIndexToString},
+          {"RemoteEnable", 2, ValidateSyslogEnableStrToIndex, ValidateSyslogEnableIndexToString},
+          {"TLSTwoWay", 3, ValidateSyslogProtocalStrToIndex, ValidateSyslogProtocalIndexToString},
+          {"Idl + Audit", 3, ValidateSyslogTypeStrToIndex, ValidateSyslogTypeIndexToString},
+          {"Alert", 3, ValidateSyslogLevelStrToIndex, ValidateSyslogLevelIndexToString},
+          {"V3", 3, ValidateSnmpTrapVersion, nullptr},
+          {"No", 3, ValidateCompressionMode, ValidateCompressionModeIndexToString},
+          {"High", 4, ValidateVideoQuality, ValidateVideoQualityIndexToString},
+          {"Critical", 2, ValidateEventLevelStrToIndex, nullptr},
+      };
+  for (const auto &[word, slot, toIndex, toWord] : rows) {
+    unsigned char index = 0xFF;
+    char text[16] = "";
+    EXPECT_EQ(toIndex(word, &index), 0) << word;
+    EXPECT_EQ(std::exchange(index, 0xFF), slot) << word;
+    EXPECT_EQ(toIndex((std::string(word) + " ").c_str(), &index) & toIndex(nullptr, &index) & toIndex(word, nullptr),
+              1);
+    EXPECT_EQ(index, 0xFF) << word;
+    EXPECT_TRUE(toWord == nullptr || (toWord(slot + 1, text, 16) == 1 && *text == '\0')) << word;
+    EXPECT_TRUE(toWord == nullptr || (toWord(slot, text, 16) == 0 && std::string(text) == word)) << word;
+  }
+}
+
+TEST(Words, LookupsKeepToTheirSlotsAndTheirRoom) {
+  unsigned char index = 0xFF;
+  char text[] = "~~~~~~";
+  for (const auto &[table, count] : {std::pair(&EnableStr[0], 0), {EnableStr, INT_MIN}, {nullptr, 2}}) {
+    EXPECT_EQ(vexora_valid_strparams(table, "Disable", count), -1);
+    EXPECT_EQ(ValidateStrToOrder(table, "Disable", count, &index), 1);
+    EXPECT_EQ(ValidateIndexToString(table, 0, count, text, sizeof text), 1);
+  }
+  EXPECT_EQ(ValidateIndexToString(VideoQualityStr, 0, 5, nullptr, 6), 1);
+  EXPECT_EQ(ValidateIndexToString(VideoQualityStr, 0, 5, text, 0), 0);
+  EXPECT_STREQ(text, "~~~~~~");
+  EXPECT_EQ(ValidateIndexToString(VideoQualityStr, 0, 5, text, 4), 0);
+  EXPECT_EQ(std::string(text, 6), std::string("Ver\0~~", 6));
+  // The array that counts is the one in the program's image, as it is now.
+  const char *const word = std::exchange(EnableStr[1], nullptr);
+  EXPECT_EQ(ValidateEnableDisable("Enable", &index), 1);
+  EnableStr[1] = word;
+  EXPECT_EQ(ValidateEventLevelStrToIndex("Alert", &index), 1);
+  EXPECT_EQ(index, 0xFF);
+}
+
+}  // namespace
+}  // namespace vexora::test

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace vexora::uefi {
+
+inline constexpr std::size_t kShortestMatch = 3;
+inline constexpr std::size_t kLongestMatch = 256;
+
+/// A literal byte when `length` is 1, else a match that begins `position` + 1 bytes before.
+struct Token {
+  std::uint32_t position;
+  std::uint16_t length;
+  std::uint8_t literal;
+};
+
+/// Splits data into literals and matches from at most `window` bytes before, a power of two. Compares each place with
+/// up to `tries` earlier ones and puts a match off by a byte where the next place has a better one.
+std::vector<Token> findMatches(std::span<const std::uint8_t> data, std::size_t window, std::size_t tries);
+
+}  // namespace vexora::uefi
