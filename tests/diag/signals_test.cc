@@ -95,7 +95,7 @@ Ending endOf(const std::function<void()> &body) {
 }
 
 // Leaves no room in the pipe behind standard output.
-void fillOutput() {
+[[maybe_unused]] void fillOutput() {
   fcntl(STDOUT_FILENO, F_SETFL, O_NONBLOCK);
   while (::write(STDOUT_FILENO, std::string(4096, '.').data(), 4096) > 0) {
   }

@@ -177,7 +177,7 @@ extern "C" {
 __attribute__((used)) inline int PDK_GetSensorRealValueFromSharedMem(int sensor, double *value, int option) {
   using vexora::test::sensors;
   const vexora::test::InHarness own;
-  sensors.calls.push_back({sensor, *value, option});
+  sensors.calls.emplace_back(sensor, *value, option);
   *value = sensor == 0x3009 ? sensors.sensor3009 : sensors.sensor7000;
   return sensors.broken == sensor ? -1 : 0;
 }
