@@ -1,0 +1,340 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// `vexora fru` as a person at the bench uses it. Images are written out byte by byte here; the library's own readers
+// are the witnesses for what the tool shows and makes.
+#include <json-c/json.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <memory>
+#include <numeric>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "vexora/platform.h"
+
+namespace vexora::test {
+namespace {
+
+struct Answer {
+  int status;
+  std::string text;
+};
+
+Answer shell(const std::string &command) {
+  FILE *pipe = popen(command.c_str(), "r");
+  std::string text;
+  std::array<char, 4096> piece{};
+  for (std::size_t got = 0; (got = std::fread(piece.data(), 1, piece.size(), pipe)) > 0;) {
+    text.append(piece.data(), got);
+  }
+  const int status = pclose(pipe);
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, text};
+}
+
+Answer fru(const std::string &arguments) { return shell(VEXORA_TOOL " fru " + arguments + " 2>&1"); }
+
+void write(const std::string &path, const std::string &content) { std::ofstream(path, std::ios::binary) << content; }
+
+std::string read(const std::string &path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+bool has(const std::string &text, const std::string &part) { return text.find(part) != std::string::npos; }
+
+// Chassis at 8, board at 32, product at 80, multi-records at 128, internal use at 192; FFh where nothing is.
+std::string image() {
+  constexpr std::string_view kDigits =
+      "011801040a1000c8010317c2706e8329dca6c36f6e65c1000000000000000051010619112233c64dfc6c6c6572c3424d"
+      "434412b34c5ac25031000300ffc1c41b5b324ac10000000000000000000000fb010535c6e5653dd800dec0c261628111"
+      "c25339c0c0c100000000000000000000000000000000005cffffffffffffffff01020d638d81b0049cff640032000000"
+      "102703020946ac01687474703a2f2f61c08204a71357010001ffffffffffffffffffffffffffffffffffffffffffffff"
+      "0173656372657421";
+  std::string bytes;
+  for (std::size_t i = 0; i < kDigits.size(); i += 2) {
+    bytes += static_cast<char>(std::stoi(std::string(kDigits.substr(i, 2)), nullptr, 16));
+  }
+  return bytes;
+}
+
+void setChecksum(std::string &bytes, std::size_t begin, std::size_t end) {
+  const int sum = std::accumulate(bytes.begin() + static_cast<std::ptrdiff_t>(begin),
+                                  bytes.begin() + static_cast<std::ptrdiff_t>(end), 0);
+  bytes[end] = static_cast<char>(-sum);
+}
+
+// A field's type/length byte and bytes, as the library reads them.
+using Getter = decltype(&vexora_get_fru_board_info);
+std::pair<int, std::string> field(Getter getter, const std::string &bytes, int number) {
+  std::array<std::uint8_t, 64> out{};
+  std::uint8_t typeLength = 0;
+  EXPECT_EQ(getter(reinterpret_cast<const std::uint8_t *>(bytes.data()), static_cast<int>(bytes.size()), number,
+                   out.data(), static_cast<int>(out.size()), &typeLength),
+            0);
+  const std::size_t length = typeLength & 0x3FU;
+  return {typeLength, {out.begin(), out.begin() + static_cast<std::ptrdiff_t>(length)}};
+}
+
+TEST(Fru, ShowsEveryEncodingAndRecord) {
+  write("image", image());
+  const Answer shown = fru("show image");
+  EXPECT_EQ(shown.status, 0);
+  for (const char *part : {"23 (Rack Mount Chassis)",
+                           "\"pn\"  latin-1",
+                           "\"IPMI\"  six-bit",
+                           "Custom 1                    \"one\"",
+                           "25 (en)",
+                           "2002-05-16T02:57Z",
+                           "\"Müller\"  latin-1",
+                           "\"12-34.5 \"  bcd-plus",
+                           "00ffc1  binary",
+                           "\"\\x1b[2J\"",
+                           "53 (ja)",
+                           "\"日😀\"  utf-16",
+                           "\"ab\"  latin-1",
+                           "\"1\"  six-bit",
+                           "Nominal                   12.00 V",
+                           "Lowest deviation          -1.00 V",
+                           "10000 mA",
+                           "System management URL     http://a",
+                           "Manufacturer ID           343",
+                           "|secret!|",
+                           "8 unused bytes at 120\n23 unused bytes at 169"}) {
+    EXPECT_TRUE(has(shown.text, part)) << part << "\n" << shown.text;
+  }
+  EXPECT_FALSE(has(shown.text, "\x1b")) << "foreign bytes steer the terminal";
+  const Answer verified = fru("verify image");
+  EXPECT_EQ(verified.status, 0);
+  EXPECT_EQ(verified.text, "no faults in 5 areas, 200 bytes\n");
+}
+
+// Each text of `show --json`, encoded here where that is simple, against the library's bytes.
+TEST(Fru, AgreesWithTheLibrarysReaders) {
+  write("image", image());
+  const std::unique_ptr<json_object, decltype(&json_object_put)> document(
+      json_tokener_parse(fru("show --json image").text.c_str()), json_object_put);
+  json_object *areas = json_object_object_get(document.get(), "areas");
+  const std::tuple<std::size_t, Getter, std::vector<const char *>> readers[] = {
+      {0, vexora_get_fru_chassis_info, {"part-number", "serial-number"}},
+      {1, vexora_get_fru_board_info, {"manufacturer", "product-name", "serial-number", "part-number"}},
+      {2,
+       vexora_get_fru_product_info,
+       {"manufacturer", "product-name", "part-number", "version", "serial-number", "asset-tag"}}};
+  for (const auto &[area, getter, names] : readers) {
+    json_object *fields = json_object_object_get(json_object_array_get_idx(areas, area), "fields");
+    for (int number = 2 - static_cast<int>(area / 2); const char *name : names) {
+      const auto [typeLength, bytes] = field(getter, image(), number++);
+      json_object *shown = json_object_object_get(fields, name);
+      const std::string text = json_object_get_string(json_object_object_get(shown, "text"));
+      EXPECT_EQ(json_object_get_int(json_object_object_get(shown, "type")), typeLength >> 6) << name;
+      const std::string encoding = json_object_get_string(json_object_object_get(shown, "encoding"));
+      if (encoding == "latin-1" && text != "Müller") {
+        EXPECT_EQ(text, bytes) << name;
+      } else {
+        const std::pair<std::string, std::string> known[] = {
+            {"", ""},      {"Müller", "M\xfcller"},          {"IPMI", "\x29\xdc\xa6"},
+            {"1", "\x11"}, {"12-34.5 ", "\x12\xb3\x4c\x5a"}, {"日😀", {"\xe5\x65\x3d\xd8\x00\xde", 6}}};
+        EXPECT_TRUE(std::any_of(std::begin(known), std::end(known),
+                                [&](const auto &pair) { return pair == std::pair(text, bytes); }))
+            << name << ": " << text;
+      }
+    }
+  }
+  json_object *board = json_object_array_get_idx(areas, 1);
+  EXPECT_EQ(json_object_get_int(json_object_object_get(board, "minutes")), 0x332211);
+  EXPECT_EQ(field(vexora_get_fru_board_info, image(), VEXORA_FRU_BOARD_DATE).second, "\x11\x22\x33");
+}
+
+TEST(Fru, DescriptionGivesTheSameImageAgain) {
+  std::string odd = image();
+  odd[64] = '\x9d';   // a custom field's last byte: not text in any case
+  odd[52] = '\x1f';   // a digit without a meaning
+  odd[70] = '\x07';   // behind the board's fields
+  odd[125] = '\x01';  // where no area is
+  setChecksum(odd, 32, 79);
+  for (const auto &[bytes, status] : {std::pair(image(), 0), {odd, 1}}) {
+    write("image", bytes);
+    EXPECT_EQ(fru("show --json image > description").status, status);
+    EXPECT_EQ(fru("build description -o again").status, 0);
+    EXPECT_EQ(read("again"), bytes);
+  }
+}
+
+TEST(Fru, SetLaysOutAnew) {
+  write("image", image());
+  const Answer set =
+      fru("set image board.manufacturer='A longer name of 30 characters' board.date=2027-11-24T20:17Z "
+          "product.language=25 product.custom.1=7 --encoding latin-1 -o new");
+  EXPECT_EQ(set.status, 1) << set.text;  // the single byte is no text
+  const Answer longer =
+      fru("set image board.manufacturer='A longer name of 30 characters' "
+          "board.date=2027-11-24T20:17Z product.custom.1=7 chassis.type=1 -o new");
+  EXPECT_EQ(longer.status, 0);
+  EXPECT_EQ(longer.text,
+            "board area: 48 bytes became 64\nproduct area: moved from 80 to 96\n"
+            "multi-record area: moved from 128 to 136\n200 bytes written to new\n");
+  EXPECT_EQ(read("image"), image());
+  const std::string made = read("new");
+  EXPECT_EQ(fru("verify new").text, "no faults in 5 areas, 200 bytes\n");
+  EXPECT_EQ(field(vexora_get_fru_board_info, made, VEXORA_FRU_BOARD_MANUFACTURER),
+            std::pair(0xDE, std::string("A longer name of 30 characters")));
+  EXPECT_EQ(field(vexora_get_fru_board_info, made, VEXORA_FRU_BOARD_DATE).second, std::string("\1\0\0", 3));
+  EXPECT_EQ(field(vexora_get_fru_chassis_info, made, VEXORA_FRU_CHASSIS_TYPE).second, "\1");
+  EXPECT_EQ(field(vexora_get_fru_chassis_info, made, VEXORA_FRU_CHASSIS_SERIAL_NUMBER).first, 0x83);
+  EXPECT_TRUE(has(fru("show new").text, "Custom 1                    \"7\"  utf-16"));
+  EXPECT_TRUE(has(fru("set new product.language=25 -o never").text, "'日' has no place in latin-1"));
+  EXPECT_EQ(fru("set new product.manufacturer=Müller board.date= product.language=25 -o again").status, 0);
+  const std::string english = fru("show again").text;
+  for (const char *part : {"Date                        not told", "Müller\"  latin-1", "\"7\"  six-bit"}) {
+    EXPECT_TRUE(has(english.substr(english.find("Board area")), part)) << part << "\n" << english;
+  }
+  EXPECT_EQ(field(vexora_get_fru_product_info, read("again"), VEXORA_FRU_PRODUCT_MANUFACTURER),
+            std::pair(0xC6, std::string("M\xfcller")));
+}
+
+TEST(Fru, DateIsTheLatestThatIsNotInTheFuture) {
+  write("image", image());
+  for (const auto &[today, shown] : {std::pair("2034-04-08T23:12Z", "2002-05-16T02:57Z"),
+                                     {"2034-04-08T23:13Z", "2034-04-08T23:13Z"},
+                                     {"2001-01-01", "2002-05-16T02:57Z (in the future)"}}) {
+    EXPECT_TRUE(has(fru(std::string("show --as-of ") + today + " image").text, shown)) << today;
+  }
+  EXPECT_EQ(fru("show --as-of tomorrow image").status, 2);
+}
+
+TEST(Fru, EachKindOfFaultIsNamed) {
+  using Edit = std::function<void(std::string &)>;
+  const auto put = [](std::size_t at, int byte, std::size_t begin, std::size_t end) -> Edit {
+    return [=](std::string &bytes) {
+      bytes[at] = static_cast<char>(byte);
+      if (end != 0) {
+        setChecksum(bytes, begin, end);
+      }
+    };
+  };
+  const std::pair<std::string, Edit> faults[] = {
+      {"size: image at 0", [](std::string &bytes) { bytes.resize(7); }},
+      {"header-version: header at 0", put(0, 2, 0, 7)},
+      {"header-checksum: header at 7", put(7, 0, 0, 0)},
+      {"reserved: header at 6", put(6, 1, 0, 7)},
+      {"reserved: board at 32", put(32, 0x11, 32, 79)},
+      {"area-bounds: board at 3", put(3, 25, 0, 7)},
+      {"area-bounds: product at 81", put(81, 0, 80, 119)},
+      {"area-overlap: product at 80", put(33, 7, 32, 87)},
+      {"area-version: chassis at 8", put(8, 2, 8, 31)},
+      {"area-checksum: chassis at 31", put(12, 0, 0, 0)},
+      {"field-end: product.serial-number at 96", put(96, 0xC1, 80, 119)},
+      {"field-end: product.part-number at 91", put(91, 0xFF, 80, 119)},
+      {"field-encoding: board.serial-number at 49", put(50, 0xDD, 32, 79)},
+      {"field-encoding: product.manufacturer at 83", put(87, 0x41, 80, 119)},
+      {"record-bounds: multi-record.1 at 130", [](std::string &bytes) { bytes.resize(140); }},
+      {"record-checksum: multi-record.1 at 131: data", put(134, 1, 0, 0)},
+      {"record-checksum: multi-record.2 at 150: header", put(146, 4, 0, 0)},
+      {"record-version: multi-record.1 at 129", put(129, 1, 128, 132)},
+      {"reserved: multi-record.1 at 129", put(129, 0x12, 128, 132)},
+      {"record-end: multi-record.4 at 169",
+       [&](std::string &bytes) {
+         put(161, 2, 160, 164)(bytes);
+         bytes.resize(169);
+       }},
+      {"unused-space: board at 68", put(70, 7, 32, 79)},
+      {"unused-space: image at 125", put(125, 7, 0, 0)}};
+  for (const auto &[told, edit] : faults) {
+    std::string bytes = image();
+    edit(bytes);
+    write("damaged", bytes);
+    const Answer answer = fru("verify damaged");
+    EXPECT_EQ(answer.status, 1) << told;
+    EXPECT_TRUE(has(answer.text, told)) << told << "\n" << answer.text;
+    const std::string kind = told.substr(0, told.find(':'));
+    EXPECT_TRUE(has(fru("--json verify damaged").text, "\"class\": \"" + kind + "\"")) << told;
+  }
+}
+
+TEST(Fru, DamagedImagesAreNeitherSetNorBuiltByAccident) {
+  std::string bytes = image();
+  bytes[12] = 0;
+  write("damaged", bytes);
+  EXPECT_TRUE(has(fru("set damaged board.part-number=P2 -o never").text, "area-checksum: chassis"));
+  EXPECT_EQ(fru("show --json damaged | " VEXORA_TOOL " fru build -o never").status, 1);
+  EXPECT_TRUE(read("never").empty());
+  EXPECT_EQ(fru("show --json damaged | grep -v exact | " VEXORA_TOOL " fru build -o repaired").status, 0);
+  EXPECT_EQ(fru("verify repaired").status, 0);
+}
+
+// Of every length, and with each byte turned over: never a crash, and no damage to what a checksum covers goes unseen.
+TEST(Fru, HostileImagesAreFindings) {
+  for (std::size_t i = 0; i < image().size(); ++i) {
+    std::string turned = image();
+    turned[i] = static_cast<char>(~turned[i]);
+    write("cut", image().substr(0, i));
+    write("turned", turned);
+    // What is behind the internal use area's begin has no length of its own.
+    EXPECT_EQ(fru("show cut > shown").status, i > 192 ? 0 : 1) << i;
+    const bool unseen = (i >= 120 && i < 128) || (i >= 169 && i < 192) || i > 192;
+    EXPECT_EQ(fru("show --json turned > shown").status, unseen ? 0 : 1) << i;
+  }
+}
+
+TEST(Fru, WrongDescriptionsAndNamesAreRefused) {
+  const std::pair<const char *, const char *> descriptions[] = {
+      {R"({"areas": [)", "unexpected end"},
+      {R"({"areas": [{"area": "lid"}]})", "description.areas[0]"},
+      {R"({"areas": [{"area": "board", "fields": {"serial": "x"}}]})", "has no member 'serial'"},
+      {R"({"areas": [{"area": "board", "fields": {"serial-number": "x"}}]})", "serial-number: 'x' is one byte of text"},
+      {R"({"areas": [{"area": "board", "fields": {"part-number": "日本"}}]})", "'日' has no place in latin-1"},
+      {R"({"areas": [{"area": "board", "minutes": 16777216}]})", "minutes: is not between 0 and 16777215"},
+      {R"({"areas": [{"area": "board", "minutes": 5, "date": "2020-02-29"}]})", "date: is not what the minutes mean"},
+      {R"({"areas": [{"area": "board", "date": "2026-02-30"}]})", "date: is no date"},
+      {R"({"areas": [{"area": "board", "custom": [{"type": 1, "text": "12", "bytes": "13"}]}]})",
+       "custom[0]: text and bytes differ"},
+      {R"({"areas": [{"area": "board", "length": 8}]})", "length is given as 8"},
+      {R"({"areas": [{"area": "board"}, {"area": "board"}]})", "is there twice"},
+      {R"({"areas": [{"area": "board"}, {"area": "chassis", "offset": 16}]})", "cannot begin at 16, which is taken"},
+      {R"({"size": 1099511627776})", "size: is not between"},
+      {R"({"size": 16, "areas": [{"area": "board"}]})", "the areas take 24 bytes"},
+      {R"({"areas": [{"area": "internal", "data": "0g"}]})", "data: is not pairs"}};
+  for (const auto &[description, told] : descriptions) {
+    write("description", description);
+    const Answer answer = fru("build description -o never");
+    EXPECT_EQ(answer.status, 1) << description;
+    EXPECT_TRUE(has(answer.text, told)) << description << "\n" << answer.text;
+  }
+  write("image", image());
+  const std::string full(63, 'x');
+  for (const auto &[arguments, status] : {std::pair<std::string, int>("set image board.colour=red -o never", 2),
+                                          {"set image board.custom.4=red -o never", 2},
+                                          {"set image board.custom.3 -o never", 2},
+                                          {"set image board.date=now -o never", 1},
+                                          {"set image board.custom.3=" + full + " -o never", 1},
+                                          {"set image board.custom.3=" + full + " --grow -o grown", 0},
+                                          {"verify missing", 3},
+                                          {"build missing -o never", 3},
+                                          {"set image chassis.type=1 -o missing/never", 3}}) {
+    EXPECT_EQ(fru(arguments).status, status) << arguments;
+  }
+  EXPECT_EQ(read("grown").size(), 232U);
+  EXPECT_TRUE(read("never").empty());
+}
+
+TEST(Fru, ExamplesOfTheHelpWorkWhenPasted) {
+  for (const std::string command : {"", "show ", "verify ", "build ", "set "}) {
+    const std::string help = fru(command + "--help").text;
+    const std::string example = help.substr(help.find("Example:\n") + 9);
+    write("example", "vexora() { " VEXORA_TOOL " \"$@\"; }\n" + example);
+    const Answer pasted = shell("sh -e example 2>&1");
+    EXPECT_EQ(pasted.status, 0) << example << pasted.text;
+    EXPECT_TRUE(command == "set " ? has(pasted.text, "\"blue\"") && has(pasted.text, "\"B43\"") : !pasted.text.empty());
+  }
+}
+
+}  // namespace
+}  // namespace vexora::test

@@ -1,0 +1,194 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// vexora fru: looks into FRU images, checks them, and makes new ones.
+#include <cstdio>
+#include <memory>
+
+#include "fru_json.h"
+#include "fru_set.h"
+#include "fru_show.h"
+#include "tool.h"
+
+namespace vexora::tool {
+namespace {
+
+using fru::Bytes;
+using fru::Minute;
+using fru::Parsed;
+
+constexpr const char *kMake =
+    R"(echo '{"size": 256, "areas": [{"area": "board", "date": "2026-01-31", "fields": {"serial-number": "B42"}}]}' |
+    vexora fru build -o )";
+
+constexpr const char *kShow =
+    "Shows all that a FRU image holds: areas, their own and custom fields in every encoding, multi-records, unused "
+    "space, and faults. The date of a board counts minutes since 1996 in 24 bits, which start again after 31.9 years "
+    "(first on 2027-11-24): of the dates that a count means, the latest that is not in the future is shown. With "
+    "--json it is a description that `vexora fru build` makes the same image from.";
+
+constexpr const char *kVerify =
+    "Checks a FRU image: each checksum, each area's bounds, overlaps, the fields' ends, what bytes mean, and space "
+    "that should be empty. A fault is told with its class, place and offset, and makes the exit status 1. Classes:\n"
+    "  size              too short for a header, or larger than 1 MiB\n"
+    "  header-version    the header's format is not known; no area is read\n"
+    "  header-checksum   \n"
+    "  reserved          bits are set that have to be 0\n"
+    "  area-bounds       an area begins or ends beyond the image, or has no length\n"
+    "  area-overlap      an area begins inside another one\n"
+    "  area-version      an area's format is not known; it is not read\n"
+    "  area-checksum     \n"
+    "  field-end         a field runs past its area, or the end marker is missing or too early\n"
+    "  field-encoding    bytes have no meaning in a field's encoding\n"
+    "  record-bounds     a multi-record runs past the image\n"
+    "  record-checksum   of its header, behind which nothing is read, or of its data\n"
+    "  record-version    a multi-record's format is not known\n"
+    "  record-end        no multi-record is marked as the last\n"
+    "  unused-space      not 00h behind an area's fields, or neither 00h nor FFh where no area is";
+
+constexpr const char *kBuild =
+    "Makes a FRU image from a JSON description, such as `vexora fru show --json` gives. Areas stand in the order of "
+    "their places. What is left out is chosen: an offset behind the area before, the shortest length, English, 8-bit "
+    "text, empty fields. A field is a text, or an object with its type, encoding, text or bytes; see the example. "
+    "Texts of bcd-plus and six-bit that don't fill their last byte read back with a blank at their end.";
+
+constexpr const char *kSet =
+    "Sets fields of a FRU image and writes a new one, with new checksums. Fields are named by area and name, as "
+    "`vexora "
+    "fru show --json` has them: board.serial-number, chassis.type, product.language, board.date (2026-01-31T23:59Z, or "
+    "empty), product.custom.1; the number behind the last custom field adds one. An area grows when its fields need "
+    "it, and those behind it move as far as they have to; the image keeps its size unless --grow is given. A field "
+    "keeps its encoding where that has a place for the text; another area language keeps the texts. Images with faults "
+    "that a new one would not have are refused.";
+
+constexpr const char *kImageHelp = "FRU image; \"-\" for standard input";
+
+struct Arguments {
+  std::string input = "-";
+  std::string output;
+  std::vector<std::string> assignments;
+  std::string encoding;
+  std::string asOf;
+  bool grow = false;
+};
+
+Minute today(const Arguments &arguments) {
+  if (arguments.asOf.empty()) {
+    return std::chrono::floor<std::chrono::minutes>(std::chrono::system_clock::now());
+  }
+  const auto given = fru::toMinute(arguments.asOf);
+  if (!given) {
+    throw Failure(kUsage, "--as-of: '" + printable(arguments.asOf) + "' is no date such as 2026-01-31");
+  }
+  return *given;
+}
+
+void print(const std::string &text) { std::fputs(text.c_str(), stdout); }
+
+void show(Session &session, const Arguments &arguments) {
+  const Parsed parsed = fru::parse(readFile(arguments.input));
+  const Minute now = today(arguments);
+  print(session.json ? fru::toJson(parsed, now).text() : fru::readable(parsed, now));
+  session.found(parsed.faults.empty() ? kFine : kFinding);
+}
+
+void verify(Session &session, const Arguments &arguments) {
+  const Parsed parsed = fru::parse(readFile(arguments.input));
+  const std::string good = coloured("no faults", 32) + " in " + std::to_string(parsed.image.areas.size()) + " areas, " +
+                           std::to_string(parsed.image.size) + " bytes\n";
+  if (session.json) {
+    print(object({{"faults", fru::toJson(parsed.faults)}}).text());
+  } else {
+    print(parsed.faults.empty() ? good : fru::readable(parsed.faults));
+  }
+  session.found(parsed.faults.empty() ? kFine : kFinding);
+}
+
+/// Writes the image, and tells so where it doesn't go to standard output itself.
+void finish(const Session &session, const Arguments &arguments, const Bytes &image,
+            const std::vector<std::string> &done) {
+  writeFile(arguments.output, image);
+  if (arguments.output == "-") {
+    return;
+  }
+  if (session.json) {
+    Json changes = array();
+    for (const std::string &line : done) {
+      changes.append(line);
+    }
+    const auto size = static_cast<std::int64_t>(image.size());
+    print(object({{"file", arguments.output}, {"size", size}, {"layout", changes}}).text());
+    return;
+  }
+  for (const std::string &line : done) {
+    print(line + "\n");
+  }
+  print(std::to_string(image.size()) + " bytes written to " + printable(arguments.output) + "\n");
+}
+
+void build(const Session &session, const Arguments &arguments) {
+  const Bytes text = readFile(arguments.input);
+  const Json description = Json::parse({text.begin(), text.end()}, arguments.input);
+  finish(session, arguments, fru::serialise(fru::fromJson(description)), {});
+}
+
+void set(const Session &session, const Arguments &arguments) {
+  Parsed parsed = fru::parse(readFile(arguments.input));
+  if (!parsed.exact) {
+    throw Failure(kFinding, "the image is damaged, and stays as it is:\n" + fru::readable(parsed.faults) +
+                                "To repair it, describe it by `vexora fru show --json`, correct that and build anew.");
+  }
+  const auto encoding = fru::encodingNamed(arguments.encoding);
+  for (const std::string &assignment : arguments.assignments) {
+    fru::assign(parsed.image, assignment, encoding);
+  }
+  const auto done = fru::layOut(parsed.image, arguments.grow);
+  finish(session, arguments, fru::serialise(parsed.image), done);
+}
+
+void addOutput(CLI::App &command, Arguments &arguments) {
+  command.add_option("-o,--output", arguments.output, "File to make; \"-\" for standard output")
+      ->type_name("FILE")
+      ->required();
+}
+
+void addAsOf(CLI::App &command, Arguments &arguments) {
+  command.add_option("--as-of", arguments.asOf, "Takes this for today, where the clock is not set")->type_name("DATE");
+}
+
+}  // namespace
+
+void addFru(CLI::App &app, Session &session) {
+  auto arguments = std::make_shared<Arguments>();
+  const std::string make = kMake;
+  CLI::App *group =
+      addCommand(app, "fru", "Shows, checks and makes FRU inventory images.", make + "- | vexora fru show -");
+  group->require_subcommand(1);
+
+  CLI::App *showing = addCommand(*group, "show", kShow, make + "- | vexora fru show -");
+  showing->add_option("IMAGE", arguments->input, kImageHelp)->required();
+  addAsOf(*showing, *arguments);
+  showing->callback([&session, arguments] { show(session, *arguments); });
+
+  CLI::App *verifying = addCommand(*group, "verify", kVerify, make + "- | vexora fru verify -");
+  verifying->add_option("IMAGE", arguments->input, kImageHelp)->required();
+  verifying->callback([&session, arguments] { verify(session, *arguments); });
+
+  CLI::App *building = addCommand(*group, "build", kBuild, make + "board.fru");
+  building->add_option("DESCRIPTION", arguments->input, "JSON file; standard input when left out");
+  addOutput(*building, *arguments);
+  building->callback([&session, arguments] { build(session, *arguments); });
+
+  CLI::App *setting = addCommand(*group, "set", kSet,
+                                 make +
+                                     "- | vexora fru set - board.serial-number=B43 board.custom.1=blue -o - |\n"
+                                     "    vexora fru show -");
+  setting->add_option("IMAGE", arguments->input, kImageHelp)->required();
+  setting->add_option("FIELD=VALUE", arguments->assignments, "Fields and their new values")->required();
+  setting->add_option("--encoding", arguments->encoding, "Encoding of the new values; binary is given in hexadecimal")
+      ->check(CLI::IsMember({"binary", "bcd-plus", "six-bit", "latin-1", "utf-16"}));
+  setting->add_flag("--grow", arguments->grow, "Lets the image become longer");
+  addOutput(*setting, *arguments);
+  setting->callback([&session, arguments] { set(session, *arguments); });
+}
+
+}  // namespace vexora::tool

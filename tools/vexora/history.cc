@@ -1,0 +1,237 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// vexora history: the recorder's data file, read without the recorder.
+
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "history_chart.h"
+#include "history_file.h"
+#include "history_plot.h"
+#include "history_record.h"
+#include "history_report.h"
+#include "history_time.h"
+#include "tool.h"
+
+namespace vexora::tool {
+namespace {
+
+using namespace vexora::tool::history;
+
+/// What the commands that read a range take.
+struct Range {
+  std::string file;
+  std::string from;
+  std::string to;
+  bool utc = false;
+  bool hasSign = false;
+};
+
+/// The records of a range, oldest first, with the range's ends where they were given.
+struct Selection {
+  std::vector<Record> records;
+  std::optional<std::int64_t> from;
+  std::optional<std::int64_t> to;
+};
+
+std::string pathOf(const Session &session, const std::string &file) {
+  return file.empty() ? session.path(kDataFile) : file;
+}
+
+void print(const std::string &text) { std::fwrite(text.data(), 1, text.size(), stdout); }
+
+Selection select(const Session &session, const Range &range) {
+  const std::string path = pathOf(session, range.file);
+  DataFile file = parseDataFile(readFile(path), range.hasSign ? Sign::kTwosComplement : Sign::kNone);
+  if (!file.refusals.empty()) {
+    throw Failure(kFinding, printable(path) + ": " + file.refusals.front().text + " (see: vexora history verify)");
+  }
+  const std::int64_t newest = file.records.empty() ? std::time(nullptr) : file.records.back().time;
+  Selection selection{std::move(file.records), {}, {}};
+  if (!range.from.empty()) {
+    selection.from = parseMoment(range.from, range.utc, newest);
+  }
+  if (!range.to.empty()) {
+    selection.to = parseMoment(range.to, range.utc, newest);
+  }
+  if (selection.from && selection.to && *selection.from >= *selection.to) {
+    throw Failure(kUsage, "--from has to be before --to");
+  }
+  std::erase_if(selection.records, [&](const Record &record) {
+    return (selection.from && record.time < *selection.from) || (selection.to && record.time >= *selection.to);
+  });
+  return selection;
+}
+
+void addFileOption(CLI::App &command, std::string &file) {
+  command.add_option("--file", file, "Read this data file instead of the board's " + std::string(kDataFile))
+      ->type_name("FILE");
+}
+
+std::shared_ptr<Range> addRange(CLI::App &command) {
+  auto range = std::make_shared<Range>();
+  command.add_option("--from", range->from, std::string("First moment: ") + kMomentForms)->type_name("MOMENT");
+  command.add_option("--to", range->to, "First moment that is left out, in the same forms")->type_name("MOMENT");
+  command.add_flag("--utc", range->utc, "Read and show times in UTC instead of this machine's time zone");
+  command.add_flag("--signed", range->hasSign, "Figures from 32768 on are negative ones: a sensor that goes below 0");
+  addFileOption(command, range->file);
+  return range;
+}
+
+void addShow(CLI::App &history, Session &session) {
+  CLI::App *command =
+      addCommand(history, "show", "Lists the hourly records of a time range, and where some are missing.",
+                 "vexora history show --from 24h --utc");
+  command->callback([&session, range = addRange(*command)] {
+    const Selection selection = select(session, *range);
+    print(session.json ? jsonOf(selection.records).text() : tableOf(selection.records, range->utc));
+  });
+}
+
+void addStats(CLI::App &history, Session &session) {
+  CLI::App *command = addCommand(history, "stats",
+                                 "Sums a time range up: each sensor's minimum and maximum with their hours, the "
+                                 "average of its hourly averages, and the gaps.",
+                                 "vexora history stats --from 7d");
+  command->callback([&session, range = addRange(*command)] {
+    const Selection selection = select(session, *range);
+    print(session.json ? statisticsJsonOf(selection.records).text() : statisticsOf(selection.records, range->utc));
+  });
+}
+
+void addExport(CLI::App &history, Session &session) {
+  struct Export {
+    bool csv = false;
+    std::string output = "-";
+  };
+  CLI::App *command = addCommand(history, "export",
+                                 "Writes the records of a time range for other programs, as comma-separated values "
+                                 "(--csv) or as JSON (--json).",
+                                 "vexora history export --csv --utc history.csv");
+  auto options = std::make_shared<Export>();
+  command->add_flag("--csv", options->csv, "Comma-separated values, with a line of names first");
+  command->add_option("OUTPUT", options->output, "The file to write; standard output without it")->type_name("FILE");
+  command->callback([&session, options, range = addRange(*command)] {
+    if (options->csv == session.json) {
+      throw Failure(kUsage, "one of --csv and --json is needed");
+    }
+    const Selection selection = select(session, *range);
+    writeFile(options->output, options->csv ? csvOf(selection.records, range->utc) : jsonOf(selection.records).text());
+  });
+}
+
+struct Plot {
+  std::string svg;
+  std::string png;
+};
+
+void plot(Session &session, const Range &range, const Plot &files) {
+  Selection selection = select(session, range);
+  std::vector<Record> &records = selection.records;
+  if (records.empty()) {
+    throw Failure(kFinding, "no records in this time range: nothing to draw");
+  }
+  // Those of a damaged file need not be in order.
+  std::stable_sort(records.begin(), records.end(), [](const Record &a, const Record &b) { return a.time < b.time; });
+  const std::int64_t from = selection.from.value_or(records.front().time);
+  const std::int64_t to = selection.to.value_or(records.back().time);
+  Json drawn = array();
+#if VEXORA_TOOLS_PLOT
+  for (const auto &[path, kind] : {std::pair(files.svg, Picture::kSvg), std::pair(files.png, Picture::kPng)}) {
+    if (!path.empty()) {
+      writeFile(path, drawPicture(kind, records, from, to, range.utc));
+      drawn.append(path);
+    }
+  }
+#endif
+  const bool isDrawn = !files.svg.empty() || !files.png.empty();
+  if (session.json) {
+    print(object({{"records", static_cast<std::int64_t>(records.size())}, {"from", from}, {"to", to}, {"files", drawn}})
+              .text());
+  } else if (!isDrawn && isTerminal()) {
+    print(drawText(records, from, to, range.utc, terminalWidth()));
+  } else if (!isDrawn) {
+    throw Failure(kUsage, "a chart in text needs a terminal; --svg FILE and --png FILE draw pictures");
+  }
+}
+
+void addPlot(CLI::App &history, Session &session) {
+  CLI::App *command = addCommand(history, "plot",
+                                 "Draws both sensors over a time range: their hourly averages as a line, minimum to "
+                                 "maximum as a band, and the gaps. Without a file the chart appears in the terminal.",
+#if VEXORA_TOOLS_PLOT
+                                 "vexora history plot --from 7d --svg history.svg --png history.png");
+#else
+                                 "vexora history plot --from 7d");
+#endif
+  auto files = std::make_shared<Plot>();
+#if VEXORA_TOOLS_PLOT
+  command->add_option("--svg", files->svg, "Write a scalable picture")->type_name("FILE");
+  command->add_option("--png", files->png, "Write a picture of 2400 by 1580 points")->type_name("FILE");
+#endif
+  command->callback([&session, files, range = addRange(*command)] { plot(session, *range, *files); });
+}
+
+void addVerify(CLI::App &history, Session &session) {
+  struct Verify {
+    std::string file;
+    bool utc = false;
+  };
+  CLI::App *command = addCommand(
+      history, "verify",
+      "Looks for damage in the data file and changes nothing: the header (header, size, ring), records out of order "
+      "(order), missing hours (gap), jumps of the board's clock (clock) and damaged records (record), each with its "
+      "place in the file. Exit status 1 tells that there was something.",
+      "vexora history verify --utc");
+  auto options = std::make_shared<Verify>();
+  addFileOption(*command, options->file);
+  command->add_flag("--utc", options->utc, "Show times in UTC instead of this machine's time zone");
+  command->callback([&session, options] {
+    const std::string path = pathOf(session, options->file);
+    const DataFile file = parseDataFile(readFile(path), Sign::kNone);
+    const std::vector<Finding> findings = verify(file, std::time(nullptr));
+    print(session.json ? findingsJson(file, path, findings).text() : findingsText(file, path, findings, options->utc));
+    session.found(findings.empty() ? kFine : kFinding);
+  });
+}
+
+void addRecord(CLI::App &history, Session &session) {
+  CLI::App *command = addCommand(
+      history, "record",
+      "Samples both sensors as the board's recorder does, and stores a record when the hour changes: the first sample "
+      "makes one at once. Ends after --count samples or by Ctrl-C. Not to be run beside the board's own recorder, "
+      "which "
+      "would overwrite the same file. A file that the recorder would give up, damaged or ahead of the clock, stops it "
+      "before the first sample.",
+      "vexora history record --every 60 --count 10");
+  auto options = std::make_shared<RecordOptions>();
+  command->add_option("--every", options->every, "Seconds from one sample to the next")
+      ->required()
+      ->type_name("SECONDS")
+      ->check(CLI::Range(1U, 86400U));
+  command->add_option("--count", options->count, "Number of samples")
+      ->type_name("N")
+      ->check(CLI::Range(1U, 1000000000U));
+  command->add_flag("--replace", options->replace, "Give up a damaged file, or one ahead of the clock");
+  command->callback([&session, options] { record(session, *options); });
+}
+
+}  // namespace
+
+void addHistory(CLI::App &app, Session &session) {
+  CLI::App *history = addCommand(app, "history",
+                                 "The hourly records of the sensors 0x7000 and 0x3009: lists, statistics, charts, "
+                                 "damage, and recording.",
+                                 "vexora history stats --from 7d");
+  history->require_subcommand(1);
+  for (const auto add : {addShow, addStats, addPlot, addExport, addVerify, addRecord}) {
+    add(*history, session);
+  }
+}
+
+}  // namespace vexora::tool

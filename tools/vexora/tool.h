@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What the commands of the tool share. A command reads its arguments through CLI11, prints its answer in readable form
+// or, with --json, as one JSON document, and leaves its outcome in the session. It throws Failure where it can't go on.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <initializer_list>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <json-c/json.h>
+#include <CLI/CLI.hpp>
+
+namespace vexora::tool {
+
+/// How a run ends; the process's exit status.
+enum Outcome : int {
+  kFine = 0,
+  kFinding = 1,       // damage, or a value that was refused
+  kUsage = 2,         // wrong arguments
+  kInaccessible = 3,  // something could not be read or written
+};
+
+/// Ends the run with a message on standard error.
+class Failure : public std::runtime_error {
+ public:
+  Failure(Outcome outcome, const std::string &what) : std::runtime_error(what), outcome_(outcome) {}
+  [[nodiscard]] Outcome outcome() const { return outcome_; }
+
+ private:
+  Outcome outcome_;
+};
+
+/// A JSON value that is built from the inside out: object({{"name", "x"}, {"sizes", array({1, 2})}}).
+class Json {
+ public:
+  Json() = default;               // null
+  Json(json_object *taken);       // NOLINT(google-explicit-constructor): takes over a reference
+  Json(bool value);               // NOLINT(google-explicit-constructor): values read as themselves
+  Json(std::int64_t value);       // NOLINT(google-explicit-constructor): as above
+  Json(int value);                // NOLINT(google-explicit-constructor): as above
+  Json(unsigned value);           // NOLINT(google-explicit-constructor): as above
+  Json(double value);             // NOLINT(google-explicit-constructor): as above
+  Json(const char *text);         // NOLINT(google-explicit-constructor): as above
+  Json(std::string_view text);    // NOLINT(google-explicit-constructor): as above
+  Json(const std::string &text);  // NOLINT(google-explicit-constructor): as above
+  Json(const Json &other);
+  Json(Json &&other) noexcept;
+  Json &operator=(Json other) noexcept;
+  ~Json();
+
+  /// Parses a text; throws Failure(kFinding) with the place and reason when it is not JSON.
+  static Json parse(const std::string &text, const std::string &name);
+
+  Json &add(const std::string &key, Json value);  // to an object
+  Json &append(Json value);                       // to an array
+
+  [[nodiscard]] json_object *get() const { return object_; }
+  [[nodiscard]] std::string text() const;  // indented, slashes not escaped, with a line end
+
+ private:
+  json_object *object_ = nullptr;
+};
+
+Json object(std::initializer_list<std::pair<const char *, Json>> members = {});
+Json array(std::initializer_list<Json> elements = {});
+
+/// One run of the tool.
+struct Session {
+  bool json = false;  // --json
+  std::string root;   // --root, without a slash at its end; empty for "/"
+  Outcome outcome = kFine;
+
+  /// A fixed path of the board, inside the root.
+  [[nodiscard]] std::string path(std::string_view absolute) const { return root + std::string(absolute); }
+
+  /// Keeps the worst outcome.
+  void found(Outcome worse) { outcome = worse > outcome ? worse : outcome; }
+};
+
+/// Whether colours and charts may be shown: standard output is a terminal that knows them.
+bool isTerminal();
+
+/// Columns of the terminal, 80 elsewhere.
+unsigned terminalWidth();
+
+/// A text in a colour of the terminal, as it is elsewhere. Colours are the SGR numbers: 31 red, 32 green, 33 yellow.
+std::string coloured(const std::string &text, int colour);
+
+/// Length of the UTF-8 character that a text begins with; 0 when it begins with none.
+std::size_t utf8Length(std::string_view text);
+
+/// A text with control characters made visible, so that foreign bytes can't steer the terminal.
+std::string printable(std::string_view text);
+
+/// Tells on standard error, when that is a terminal, what takes more than a second, until it goes.
+class Progress {
+ public:
+  explicit Progress(std::string what);
+  ~Progress();
+  Progress(const Progress &) = delete;
+  Progress &operator=(const Progress &) = delete;
+  void at(std::uint64_t done, std::uint64_t of);  // shown as a percentage
+
+ private:
+  void show(const std::stop_token &stop);
+
+  std::string what_;
+  int terminal_ = -1;
+  std::atomic<int> percent_ = -1;
+  std::jthread thread_;
+};
+
+/// A file's content, "-" for standard input; throws Failure(kInaccessible).
+std::vector<std::uint8_t> readFile(const std::string &path);
+
+/// Makes or replaces a file whole, through a temporary one beside it, "-" for standard output; throws
+/// Failure(kInaccessible), the old file as it was.
+void writeFile(const std::string &path, std::span<const std::uint8_t> content);
+void writeFile(const std::string &path, std::string_view content);
+
+/// Runs library code that talks on standard output or standard error, and returns what it said.
+std::string captured(const std::function<void()> &work);
+
+/// "00000000  50 4b ...  |PK..|" lines.
+std::string hexDump(std::span<const std::uint8_t> bytes);
+
+/// Adds a command whose help ends with an example that works when pasted.
+CLI::App *addCommand(CLI::App &parent, const std::string &name, const std::string &description,
+                     const std::string &example);
+
+// One function a group of commands; each in the file of its name.
+void addLog(CLI::App &app, Session &session);
+void addHistory(CLI::App &app, Session &session);
+void addFru(CLI::App &app, Session &session);
+void addUefi(CLI::App &app, Session &session);
+void addConfig(CLI::App &app, Session &session);
+void addSubscriptions(CLI::App &app, Session &session);
+void addEvent(CLI::App &app, Session &session);
+void addAdvice(CLI::App &app, Session &session);
+void addCheck(CLI::App &app, Session &session);
+void addSend(CLI::App &app, Session &session);
+void addFile(CLI::App &app, Session &session);
+void addSignature(CLI::App &app, Session &session);
+
+}  // namespace vexora::tool

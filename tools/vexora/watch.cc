@@ -1,0 +1,184 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// vexora watch: takes requests from a queue or pipe, as their daemon would, and shows them.
+#include "watch.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <charconv>
+#include <csignal>
+#include <cstring>
+#include <iostream>
+#include <optional>
+
+#include <vexora/ipc.h>
+
+#include "request_layout.h"
+
+namespace vexora::tool {
+namespace {
+
+constexpr RequestField kAnything[] = {{"data", 0, VEXORA_PIPE_RECORD_MAX, false}};
+
+struct Arguments {
+  std::string source;
+  std::vector<unsigned> component;
+  unsigned count = 0;
+  unsigned seconds = 0;
+  bool make = false;
+};
+
+struct Source {
+  RequestLayout layout;
+  std::string pipe;  // or empty: the layout's queue
+};
+
+// The library's waits end with a request only, so a signal ends the run.
+volatile std::sig_atomic_t outcomeAtEnd = kFine;
+volatile std::sig_atomic_t asJson = 0;
+
+extern "C" void endRun(int /*signal*/) {
+  constexpr std::string_view kEnd = "\n]\n";
+  if (asJson != 0 && write(STDOUT_FILENO, kEnd.data(), kEnd.size()) < 0) {
+    _exit(kInaccessible);
+  }
+  _exit(outcomeAtEnd);
+}
+
+std::optional<int> keyOf(const std::string &text) {
+  int key = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), key);
+  return error == std::errc() && end == text.data() + text.size() ? std::optional(key) : std::nullopt;
+}
+
+Source sourceOf(const Session &session, const Arguments &arguments) {
+  const RequestLayout *known = findLayout(arguments.source);
+  if ((known != nullptr && std::strcmp(known->name, "component") == 0) != (arguments.component.size() == 2)) {
+    throw Failure(kUsage, "KIND and INSTANCE belong to component, both");
+  }
+  if (known != nullptr) {
+    const bool isComponent = !arguments.component.empty();
+    const std::string path = isComponent              ? componentPipe(arguments.component[0], arguments.component[1])
+                             : known->pipe == nullptr ? ""
+                                                      : known->pipe;
+    return {*known, path.empty() ? path : session.path(path)};
+  }
+  for (const RequestLayout &layout : requestLayouts()) {
+    const auto key = keyOf(arguments.source);
+    if (key ? key == layout.queue : layout.pipe != nullptr && arguments.source == layout.pipe) {
+      return {layout, layout.pipe == nullptr ? "" : session.path(layout.pipe)};
+    }
+  }
+  if (const auto key = keyOf(arguments.source)) {
+    return {{"queue", *key, nullptr, VEXORA_QUEUE_PAYLOAD_MAX, kAnything}, ""};
+  }
+  if (arguments.source.find('/') == std::string::npos) {
+    throw Failure(kUsage, printable(arguments.source) + " is neither a request's name nor a queue's key nor a path");
+  }
+  return {{"pipe", 0, nullptr, VEXORA_PIPE_RECORD_MAX, kAnything}, arguments.source};
+}
+
+/// The library removes a path that it can't open.
+int openPipe(const std::string &path, bool make) {
+  if (make && vexora_create_pipe(path.c_str()) != 0) {
+    throw Failure(kInaccessible, "could not make " + printable(path));
+  }
+  struct stat there {};
+  const bool isPipe = stat(path.c_str(), &there) == 0 && S_ISFIFO(there.st_mode);
+  if (!isPipe || access(path.c_str(), R_OK | W_OK) != 0) {
+    throw Failure(kInaccessible,
+                  printable(path) + (isPipe ? " may not be opened" : " is no pipe; --make makes a missing one"));
+  }
+  const int pipe = vexora_openpipe(path.c_str());
+  if (pipe < 0) {
+    throw Failure(kInaccessible, "could not open " + printable(path));
+  }
+  return pipe;
+}
+
+/// Waits for a request.
+std::vector<std::uint8_t> receive(const Source &source, int from) {
+  std::vector<std::uint8_t> bytes(source.layout.size);
+  if (source.pipe.empty()) {
+    if (VexoraReadMsgQueue(from, bytes.data(), static_cast<unsigned>(bytes.size())) != 0) {
+      throw Failure(kInaccessible, "could not read from the queue");
+    }
+    return bytes;
+  }
+  const int got = vexora_readpipe(from, bytes.data(), static_cast<unsigned>(bytes.size()));
+  if (got < 0) {
+    throw Failure(kInaccessible, "could not read from " + printable(source.pipe));
+  }
+  bytes.resize(static_cast<std::size_t>(got));
+  return bytes;
+}
+
+/// Of the pipes only the MUPR consumer's has records of any length.
+bool isShort(const Source &source, const std::vector<std::uint8_t> &bytes) {
+  return bytes.size() < source.layout.size && source.layout.size < VEXORA_PIPE_RECORD_MAX;
+}
+
+void print(Session &session, const Source &source, const std::vector<std::uint8_t> &bytes, bool isFirst) {
+  const bool cut = isShort(source, bytes);
+  session.found(cut ? kFinding : kFine);
+  if (session.json) {
+    std::string text = requestJson(source.layout, bytes).text();
+    text.pop_back();
+    std::cout << (isFirst ? "\n" : ",\n") << text;
+  } else {
+    std::cout << source.layout.name << ", " << bytes.size() << " bytes" << (cut ? coloured(", cut", 31) : "") << "\n"
+              << showRequest(source.layout, bytes);
+  }
+  std::cout.flush();
+}
+
+void watch(Session &session, const Arguments &arguments) {
+  const Source source = sourceOf(session, arguments);
+  if (source.pipe.empty() && !session.root.empty()) {
+    throw Failure(kUsage, "message queues belong to the running system: none can be reached with --root");
+  }
+  const int from =
+      source.pipe.empty() ? VexoraCreateMsgQueue(source.layout.queue) : openPipe(source.pipe, arguments.make);
+  if (from < 0) {
+    throw Failure(kInaccessible, "could not open the queue");
+  }
+  std::cout << (session.json ? "[" : "") << std::flush;
+  asJson = session.json ? 1 : 0;
+  outcomeAtEnd = arguments.count == 0 ? kFine : kFinding;
+  struct sigaction action {};
+  action.sa_handler = endRun;
+  sigaction(SIGALRM, &action, nullptr);
+  sigaction(SIGINT, &action, nullptr);
+  alarm(arguments.seconds);
+  for (unsigned taken = 0; arguments.count == 0 || taken < arguments.count; ++taken) {
+    print(session, source, receive(source, from), taken == 0);
+  }
+  alarm(0);
+  if (!source.pipe.empty()) {
+    static_cast<void>(vexora_closepipe(from));
+  }
+  std::cout << (session.json ? "\n]\n" : "");
+}
+
+}  // namespace
+
+void addWatch(CLI::App &app, Session &session) {
+  const auto arguments = std::make_shared<Arguments>();
+  CLI::App *command =
+      addCommand(app, "watch",
+                 "Takes requests from a queue or pipe and shows their bytes beside their fields. What it takes, its "
+                 "daemon doesn't "
+                 "get: stop the daemon first. Sources are the names of 'send', a queue's key, and a pipe's path.",
+                 "vexora watch mca --count 1 --timeout 5");
+  command->add_option("SOURCE", arguments->source, "Name, key or path")->required();
+  command->add_option("COMPONENT", arguments->component, "Kind and instance of a component monitor")->expected(0, 2);
+  command->add_option("--count", arguments->count, "End after so many requests");
+  command->add_option("--timeout", arguments->seconds,
+                      "End after so many seconds; a finding when --count is not reached");
+  command->add_flag("--make", arguments->make, "Make a pipe that is missing");
+  command->callback([&session, arguments] { watch(session, *arguments); });
+}
+
+}  // namespace vexora::tool
