@@ -61,7 +61,7 @@ void forEachEntry(const fs::path &path, std::error_code &error, Action action) {
   }
   while (!error) {
     errno = 0;
-    const dirent *const entry = readdir(folder.get());  // NOLINT(concurrency-mt-unsafe): no other thread has the stream
+    const dirent *const entry = readdir(folder.get());
     if (entry == nullptr) {
       error.assign(errno, std::generic_category());
       return;

@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <span>
 
 namespace vexora {
 
@@ -24,7 +23,6 @@ class Secret {
   [[nodiscard]] std::uint8_t *data() { return bytes_; }
   [[nodiscard]] const std::uint8_t *data() const { return bytes_; }
   [[nodiscard]] static constexpr std::size_t size() { return Size; }
-  [[nodiscard]] std::span<std::uint8_t, Size> bytes() { return std::span<std::uint8_t, Size>(bytes_); }
 
   /// The buffer as text; terminated when at most Size - 1 bytes were filled.
   [[nodiscard]] char *text() { return reinterpret_cast<char *>(bytes_); }

@@ -6,6 +6,8 @@
 
 #include "config/settings_file.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -192,6 +194,8 @@ bool Cipher::decipher(json_object *member, char *field, std::size_t width) const
 void printRefusal(const char *module, const void *cfg, int cfgSize, const void *dests, int destsSize, int line) {
   std::printf("%s(%d)Invalid input parameters!%p, %d, %p, %d\n", module, line, cfg, cfgSize, dests, destsSize);
 }
+
+bool isThere(const Store &store) { return access(store.path, F_OK) == 0; }
 
 Json parseFile(const Store &store) { return Json(json_object_from_file(store.path)); }
 

@@ -83,6 +83,9 @@ class Cipher {
 void printRefusal(const char *module, const void *cfg, int cfgSize, const void *dests, int destsSize,
                   int line = __builtin_LINE());
 
+/// Whether the store's file exists.
+bool isThere(const Store &store);
+
 /// The store's document as it is in the file; null when it can't be parsed, or had.
 Json parseFile(const Store &store);
 

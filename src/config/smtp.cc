@@ -2,8 +2,6 @@
 //
 // The e-mail alert settings. Nothing in them is enciphered, and the file is written in place.
 
-#include <unistd.h>
-
 #include <cstdio>
 #include <utility>
 
@@ -15,6 +13,7 @@ namespace {
 
 using vexora::Json;
 using vexora::config::Field;
+using vexora::config::isThere;
 using vexora::config::Kind;
 using vexora::config::Store;
 
@@ -64,16 +63,14 @@ bool areRecords(const void *cfg, int cfgSize, const void *dests, int destsSize) 
          destsSize == sizeof(SmtpDestCfgRecord[VEXORA_ALERT_DESTINATIONS]);
 }
 
-bool isThere(const char *path) { return access(path, F_OK) == 0; }
-
 bool restoreMissing() {
-  if (isThere(kStore.path)) {
+  if (isThere(kStore)) {
     return true;
   }
   std::puts("=====11111");
   static_cast<void>(copyFile(kStore.defaultPath, kStore.path));
   std::printf("=====Smtpjsonfilepath:%s\n", kStore.path);
-  return isThere(kStore.path);
+  return isThere(kStore);
 }
 
 }  // namespace

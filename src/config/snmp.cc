@@ -3,8 +3,6 @@
 // The settings of SNMP traps and of the SNMP agent. Their files hold communities and passwords enciphered, and a save
 // puts a new file in the old one's place, so that a load sees one or the other whole.
 
-#include <unistd.h>
-
 #include <cstdio>
 #include <utility>
 
@@ -17,6 +15,7 @@ namespace {
 using vexora::Json;
 using vexora::config::Cipher;
 using vexora::config::Field;
+using vexora::config::isThere;
 using vexora::config::Kind;
 using vexora::config::Store;
 
@@ -97,14 +96,12 @@ void printAgentRefusal(const void *cfg, int cfgSize, int line = __builtin_LINE()
   std::printf("%s(%d)Invalid input parameters!%p, %d\n", kModule, line, cfg, cfgSize);
 }
 
-bool isThere(const char *path) { return access(path, F_OK) == 0; }
-
 bool restoreMissing(const Store &store) {
-  if (isThere(store.path)) {
+  if (isThere(store)) {
     return true;
   }
   static_cast<void>(copyFile(store.defaultPath, store.path));
-  if (isThere(store.path)) {
+  if (isThere(store)) {
     return true;
   }
   LOG_SETTINGS("The %s configure file %s and %s not exist.", store.name, store.path, store.defaultPath);

@@ -147,7 +147,6 @@ TEST_F(ShellCommands, SignalsDoNotCutTheOutput) {
 
 TEST_F(ShellCommands, ChildrenOfOtherThreadsInheritNothing) {
   const auto inherited = [] {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): it is safe in threads here, which is what this is about
     EXPECT_EQ(std::system("ls /proc/self/fd > /var/descriptors"), 0);
     return read("/var/descriptors");
   };

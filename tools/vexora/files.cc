@@ -102,7 +102,7 @@ std::vector<std::uint8_t> readFile(const std::string &path) {
   const Open file(path == kStandard ? STDIN_FILENO : open(resolved.c_str(), O_RDONLY | O_CLOEXEC));
   const auto progress = path == kStandard ? nullptr : std::make_unique<Progress>("reading " + path);
   std::vector<std::uint8_t> content;
-  std::array<std::uint8_t, 1 << 16> piece;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled by each read
+  std::array<std::uint8_t, 1 << 16> piece;
   for (;;) {
     const ssize_t got = file.get() < 0 ? -1 : read(file.get(), piece.data(), piece.size());
     if (got == 0) {

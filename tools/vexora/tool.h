@@ -42,16 +42,18 @@ class Failure : public std::runtime_error {
 /// A JSON value that is built from the inside out: object({{"name", "x"}, {"sizes", array({1, 2})}}).
 class Json {
  public:
-  Json() = default;               // null
-  Json(json_object *taken);       // NOLINT(google-explicit-constructor): takes over a reference
-  Json(bool value);               // NOLINT(google-explicit-constructor): values read as themselves
-  Json(std::int64_t value);       // NOLINT(google-explicit-constructor): as above
-  Json(int value);                // NOLINT(google-explicit-constructor): as above
-  Json(unsigned value);           // NOLINT(google-explicit-constructor): as above
-  Json(double value);             // NOLINT(google-explicit-constructor): as above
-  Json(const char *text);         // NOLINT(google-explicit-constructor): as above
-  Json(std::string_view text);    // NOLINT(google-explicit-constructor): as above
-  Json(const std::string &text);  // NOLINT(google-explicit-constructor): as above
+  Json() = default;  // null
+  // NOLINTBEGIN(google-explicit-constructor): values stand in the lists of object() and array() as themselves
+  Json(json_object *taken);  // takes over a reference
+  Json(bool value);
+  Json(std::int64_t value);
+  Json(int value);
+  Json(unsigned value);
+  Json(double value);
+  Json(const char *text);
+  Json(std::string_view text);
+  Json(const std::string &text);
+  // NOLINTEND(google-explicit-constructor)
   Json(const Json &other);
   Json(Json &&other) noexcept;
   Json &operator=(Json other) noexcept;
