@@ -19,8 +19,9 @@ extern "C" {
  * between calls and nothing is checked but the sizes. A missing file is first copied from "/etc/defconfig/NAME.json".
  *
  * Records have no padding and little-endian numbers; texts end in a NUL inside their field. A load cuts longer texts to
- * their field, keeps a number's low bits, and leaves zeros for what the file lacks. A save stores what a load would
- * give back: a text that fills its field without a NUL loses its last character, and no byte behind the field is read.
+ * their field, keeps the low bits of the 32-bit number that is nearest to the file's, and leaves zeros for what the
+ * file lacks. A save stores what a load would give back: a text that fills its field without a NUL loses its last
+ * character, and no byte behind the field is read.
  *
  * A JSON null counts as missing. Failures are logged through VexoraDebug at level 2 for module "IPMI", refused
  * arguments are printed on standard output. A save that runs out of memory gives -1 and leaves the file alone; one
@@ -210,7 +211,8 @@ extern VEXORA_API int32_t blEventSubScriptionsFlag;
  *                a load and 0 when the file is missing.
  * @param store   four slots; NULL is refused. What they own is freed once the new strings are all there.
  * @return 0; -1 with the store untouched when an argument is NULL, when the file is missing, when it cannot be opened
- *         for reading and writing (told on standard output), or when memory is short (the latch is untouched too).
+ *         for reading and writing (told on standard output), or when it can't be read to its end or memory is short
+ *         (the latch is untouched too).
  */
 VEXORA_API int GetEventSubScriptionFromConfFile(int32_t *loaded, EventSubScriptionRecord *store);
 

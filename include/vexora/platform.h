@@ -213,7 +213,7 @@ VEXORA_API uint8_t cal_zerosum(const uint8_t *data, uint32_t count);
  *
  * @param source            the image; NULL is refused.
  * @param source_size       its size in bytes; less than the header's 8 is refused. Bytes behind the bit stream are
- * fine.
+ *                          fine.
  * @param destination_size  receives the size of the plain data in bytes; NULL is refused.
  * @param scratch_size      receives VEXORA_UEFI_SCRATCH_SIZE; NULL is refused.
  * @return 0; -1, with nothing stored, when an argument is refused or the image is shorter than its header says.

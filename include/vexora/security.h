@@ -47,14 +47,14 @@ VEXORA_API int VexoraPwDecrypt(uint8_t *buf, int len);
 /** Deciphers a base64 text with the caller's key.
  *
  * @param b64     the cipher bytes as base64, NUL-terminated; NULL or empty is refused. What decodes to no bytes gives
- * an empty text. Of more than 255 decoded bytes only the first (their number modulo 256) are deciphered.
+ *                an empty text. Of more than 255 decoded bytes only the first (their number modulo 256) are deciphered.
  * @param out     receives the plain text up to its first zero byte, padded with zeros to `outLen` bytes. Not terminated
  *                when the text has `outLen` bytes or more. Zero-filled when the call fails. NULL is refused; no
- * message.
+ *                message.
  * @param key     what the platform's cipher takes: 56 bytes, or fewer ended by a NUL. NULL or empty is refused.
  * @param outLen  room in `out`, in bytes.
  * @return 0 when deciphered, or when the feature is off, with `out` untouched; -1 when an argument is refused, memory
- * is short or the cipher fails.
+ *         is short or the cipher fails.
  */
 VEXORA_API int VexoraPwDecryptAndCyo(const char *b64, char *out, const uint8_t *key, uint32_t outLen);
 
@@ -86,10 +86,12 @@ struct ec_key_st;
 
 /** Loads a public key, and tells about it on standard output.
  *
- * @param der  a SubjectPublicKeyInfo with an EC key, in DER. Its second byte states the content's length, at most 127;
- *             that many bytes and two more are read, the sum modulo 256, whatever else is in them. NULL is refused.
- * @return the key, which the caller frees with OpenSSL's EC_KEY_free; NULL when `der` is refused or its length is 0 (no
- *         further message), or no valid EC key is in it. A failed call keeps nothing.
+ * @param der  a SubjectPublicKeyInfo with an EC key, in DER. Its second byte states the content's length, at most 127:
+ *             the caller guarantees that many bytes and two more. A larger second byte is no length, and refused; the
+ *             first two bytes are all that is read then. NULL is refused.
+ * @return the key, which the caller frees with OpenSSL's EC_KEY_free; NULL when `der` is NULL or its length 0 (no
+ *         further message), and when no valid EC key is in it ("Key check failed."). A failed call keeps nothing, and
+ *         leaves OpenSSL's error queue as it was.
  *
  * Keys are meant to be on the curve P-256. One on another curve is taken too, if its DER is that short.
  */
@@ -104,7 +106,7 @@ VEXORA_API struct ec_key_st *VexoraECDSAInit(const uint8_t *der);
  *                   refused.
  * @param sigBufLen  bytes in `sig`, none beyond which is read. The signature may be shorter; a longer one is refused.
  * @return 1 when the signature is valid, 0 when not; 255 when an argument is refused, the signature isn't well-formed
- * or the check couldn't be made. Only 1 means that the data is genuine.
+ *         or the check couldn't be made. Only 1 means that the data is genuine. OpenSSL's error queue stays as it was.
  */
 VEXORA_API uint8_t VexoraECDSAwithSHA256Verify(struct ec_key_st *key, const uint8_t *data, int dataLen,
                                                const uint8_t *sig, uint8_t sigBufLen);

@@ -48,7 +48,8 @@ VEXORA_API char *vexora_string_read_file_with_crc32_check(const char *path);
  *
  * @param path  the file; NULL is refused.
  * @return the document, which the caller releases with json_object_put(); NULL when the file can't be read as
- *         vexora_string_read_file tells, or isn't JSON, or holds "null". Anything behind the document is ignored.
+ *         vexora_string_read_file tells, or isn't JSON, or holds "null" or a value within more than 31
+ *         objects and arrays. Anything behind the document is ignored.
  */
 VEXORA_API struct json_object *vexora_json_read_file(const char *path);
 
@@ -109,8 +110,8 @@ VEXORA_API int createIfNotExists(const char *path);
 
 /** Empties a log file, which stays, and removes its rotated copy, whose name has ".1" added.
  *
- * @param path  the log file; NULL is refused. The rotated copy's name is cut to 255 characters: of a longer path's
- * first 255 characters, whatever they name is removed.
+ * @param path  the log file; NULL is refused. The rotated copy's name is cut to 255 characters: of a path of 255
+ *              characters or more, whatever its first 255 characters name is removed, if need be the log itself.
  * @return 0, also when neither exists or can be changed; -1 when `path` is NULL. A file that can't be opened is told
  *         through the platform's debug output.
  */
@@ -178,8 +179,9 @@ VEXORA_API int common_check_ima_file_version_tf_card(const char *folder, const c
  * @param folder       its folder below the mount point, made (mode 0777, reduced by the umask) when missing; NULL is
  *                     refused.
  * @return 0; 1 when there is no card or no mount point; -1 when an argument is NULL, the folder can't be made (told in
- *         the debug log, module "ZELMONITOR"), its files can't be listed, or the copy fails. Everything else is told on
- *         standard output. When the files can't be listed nothing is changed: a copy would overwrite the last image.
+ *         the debug log, module "ZELMONITOR"), its files can't be listed, or the copy fails. All but a NULL argument is
+ *         told on standard output. When the files can't be listed to their end nothing is changed: a copy would
+ *         overwrite the last image.
  */
 VEXORA_API int common_copy_ima_file_to_tf_card(const char *source_path, const char *image_name, const char *folder);
 
@@ -187,7 +189,7 @@ VEXORA_API int common_copy_ima_file_to_tf_card(const char *source_path, const ch
  *
  * @param source_path  the file; NULL is refused.
  * @return 0; 1 when there is no card; -1 when the path is NULL or the copy fails, in which case the card stays mounted.
- *         The last two are told on standard output.
+ *         A missing card and a failed copy are told on standard output.
  */
 VEXORA_API int common_copy_log_to_tf_card(const char *source_path);
 

@@ -408,7 +408,7 @@ VEXORA_API int vexora_valid_digit(const char *text);
 
 /** Checks a password's strength: it mixes three of small letters, capitals, digits and others (the underscore is none
  * of these), and has neither a space nor a control character. Letters are those of the locale. There is no limit to its
- *  length, and without memory for the search it is refused.
+ * length. A kind that can't be searched for, for want of memory, counts as missing.
  *
  * @return 0 or -1.
  */
@@ -475,7 +475,7 @@ VEXORA_API int ValidateSNMPTrapCfgInput(const unsigned char *buffer, int length)
  * @param engineId   must not be NULL.
  * @param maxDigits  at this many digits the check stops; what follows is not looked at. A negative one is no limit.
  * @return 0; 1 for a character that is no hexadecimal digit; 2 for a number of digits that is odd, below 10 or
- * above 48.
+ *         above 48.
  */
 VEXORA_API int ValidateSNMPTrapCfgEngineID(const char *engineId, int maxDigits);
 

@@ -331,7 +331,7 @@ int GetEventSubScriptionFromConfFile(std::int32_t *loaded, EventSubScriptionReco
     return -1;
   }
   // For update, although nothing is written: a file that can't be written back is not loaded.
-  Stream file(std::fopen(kPath, "rb+"));
+  Stream file(std::fopen(kPath, "rb+e"));
   if (!file) {
     std::printf("%s(%d)open file %s err!\n", kModule, __LINE__, kPath);
     return -1;
@@ -358,7 +358,7 @@ int SetEventSubScription2ConfFile(std::uint32_t, const EventSubScriptionRecord *
   if (access(kPath, F_OK) == 0) {
     static_cast<void>(std::remove(kPath));
   }
-  const Stream file(std::fopen(kPath, "w"));
+  const Stream file(std::fopen(kPath, "we"));
   if (!file) {
     std::printf("%s(%d)file open error!\n", kModule, __LINE__);
     return -1;

@@ -18,7 +18,7 @@
 namespace vexora::config {
 namespace {
 
-constexpr int kParseAttempts = 3;  // the one made before it was asked whether the file is there counts
+constexpr int kParseAttempts = 3;  // with the one whose outcome load() is given
 constexpr std::size_t kLongestRecord = sizeof(SmtpCfgRecord);
 constexpr std::size_t kLongestList = sizeof(SmtpDestCfgRecord[VEXORA_ALERT_DESTINATIONS]);
 constexpr std::size_t kLongestSecret = 20;

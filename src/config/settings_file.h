@@ -23,7 +23,7 @@
 namespace vexora::config {
 
 enum class Kind : std::uint8_t {
-  kInteger,    // little-endian in the record; a number too large for it loses its high bits
+  kInteger,    // little-endian in the record; of a number too large for it the low bits of the nearest 32-bit number
   kText,       // NUL-terminated in the record
   kSecret,     // a text that is enciphered in the file
   kCommunity,  // a secret that may also stand in the file as a plain text beginning with "public"

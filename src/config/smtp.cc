@@ -63,10 +63,7 @@ bool areRecords(const void *cfg, int cfgSize, const void *dests, int destsSize) 
          destsSize == sizeof(SmtpDestCfgRecord[VEXORA_ALERT_DESTINATIONS]);
 }
 
-bool restoreMissing() {
-  if (isThere(kStore)) {
-    return true;
-  }
+bool restore() {
   std::puts("=====11111");
   static_cast<void>(copyFile(kStore.defaultPath, kStore.path));
   std::printf("=====Smtpjsonfilepath:%s\n", kStore.path);
@@ -81,9 +78,12 @@ int VexoraGetSmtpTotalConfFromJson(SmtpCfgRecord *cfg, int cfgSize, SmtpDestCfgR
     return -1;
   }
   Json document = vexora::config::parseFile(kStore);
-  if (!document && !restoreMissing()) {
-    LOG_SETTINGS("The Smtp configure file %s not exist.", kStore.path);
-    return -1;
+  if (!document && !isThere(kStore)) {
+    if (!restore()) {
+      LOG_SETTINGS("The Smtp configure file %s not exist.", kStore.path);
+      return -1;
+    }
+    document = vexora::config::parseFile(kStore);
   }
   return vexora::config::load(kStore, std::move(document), cfg, dests);
 }

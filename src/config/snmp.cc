@@ -96,10 +96,7 @@ void printAgentRefusal(const void *cfg, int cfgSize, int line = __builtin_LINE()
   std::printf("%s(%d)Invalid input parameters!%p, %d\n", kModule, line, cfg, cfgSize);
 }
 
-bool restoreMissing(const Store &store) {
-  if (isThere(store)) {
-    return true;
-  }
+bool restore(const Store &store) {
   static_cast<void>(copyFile(store.defaultPath, store.path));
   if (isThere(store)) {
     return true;
@@ -110,8 +107,11 @@ bool restoreMissing(const Store &store) {
 
 int loadRecords(const Store &store, void *record, void *destinations) {
   Json document = vexora::config::parseFile(store);
-  if (!document && !restoreMissing(store)) {
-    return -1;
+  if (!document && !isThere(store)) {
+    if (!restore(store)) {
+      return -1;
+    }
+    document = vexora::config::parseFile(store);
   }
   return vexora::config::load(store, std::move(document), record, destinations);
 }

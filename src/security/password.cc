@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -97,9 +98,10 @@ bool decipherText(const char *base64, const std::uint8_t *key, Secret<kCipherRoo
   return DecryptPassword(cipher.data(), size, plain.data(), size, key) == 0;
 }
 
+/// A marker whose time doesn't fit time_t is there all the same.
 bool isMarked() {
   struct stat status;
-  return stat(kMarker, &status) == 0;
+  return stat(kMarker, &status) == 0 || errno == EOVERFLOW;
 }
 
 }  // namespace

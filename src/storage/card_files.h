@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdio>
 #include <memory>
@@ -38,7 +39,8 @@ class RegularFiles {
   /// Whether the folder could be opened.
   explicit operator bool() const { return folder_ != nullptr; }
 
-  /// The next name, good until the next call; null after the last one, and when the medium gives no more.
+  /// The next name, good until the next call; null after the last one, and when the medium gives no more: errno is
+  /// then not 0.
   const char *next() {
     while (const dirent *const entry = nextEntry()) {
       if (isRegular(*entry)) {
@@ -54,6 +56,7 @@ class RegularFiles {
   };
 
   const dirent *nextEntry() {
+    errno = 0;
     return readdir(folder_.get());  // NOLINT(concurrency-mt-unsafe): no other thread has the stream
   }
 

@@ -7,6 +7,7 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 
@@ -87,7 +88,7 @@ bool listFiles(const char *folder, NameList &names) {
       return false;
     }
   }
-  return true;
+  return errno == 0;
 }
 
 void removeOldImage(const char *folder, const char *name) {

@@ -4,6 +4,7 @@
 
 #include <json-c/json.h>
 
+#include "base/json.h"
 #include "base/owners.h"
 #include "vexora/storage.h"
 
@@ -15,7 +16,8 @@ json_object *readDocument(const char *path, char *(*readText)(const char *)) {
 }
 
 int writeDocument(const char *path, json_object *object, int (*writeText)(const char *, const char *)) {
-  return path != nullptr && object != nullptr ? writeText(path, json_object_to_json_string(object)) : -1;
+  return path != nullptr && object != nullptr ? writeText(path, vexora::wholeText(object, JSON_C_TO_STRING_SPACED))
+                                              : -1;
 }
 
 }  // namespace
