@@ -96,7 +96,7 @@ TEST(Fru, ShowsEveryEncodingAndRecord) {
                            "\"Müller\"  latin-1",
                            "\"12-34.5 \"  bcd-plus",
                            "00ffc1  binary",
-                           "\"\\x1b[2J\"",
+                           R"("\x1b[2J")",
                            "53 (ja)",
                            "\"日😀\"  utf-16",
                            "\"ab\"  latin-1",
@@ -143,7 +143,7 @@ TEST(Fru, AgreesWithTheLibrarysReaders) {
             {"", ""},      {"Müller", "M\xfcller"},          {"IPMI", "\x29\xdc\xa6"},
             {"1", "\x11"}, {"12-34.5 ", "\x12\xb3\x4c\x5a"}, {"日😀", {"\xe5\x65\x3d\xd8\x00\xde", 6}}};
         EXPECT_TRUE(std::any_of(std::begin(known), std::end(known),
-                                [&](const auto &pair) { return pair == std::pair(text, bytes); }))
+                                [&text, &bytes = bytes](const auto &pair) { return pair == std::pair(text, bytes); }))
             << name << ": " << text;
       }
     }

@@ -11,9 +11,10 @@
 #include <cstring>
 #include <iomanip>
 #include <iostream>
+#include <memory>
 #include <optional>
 
-#include "tool.h"
+#include "command.h"
 
 namespace vexora::tool {
 namespace {
@@ -162,32 +163,33 @@ void search(Session &session, const std::vector<std::string> &words) {
   answer(session, records);
 }
 
-void addSearches(CLI::App &advice, Session &session, const std::shared_ptr<Arguments> &arguments) {
-  addCommand(advice, "list", "Lists all records, each with its first line.", "vexora advice list")
-      ->callback([&session] { list(session); });
-  CLI::App *command =
-      addCommand(advice, "search", "Shows the advice that has all the words, in any order and in capitals or not.",
+void addSearches(Command advice, Session &session, const std::shared_ptr<Arguments> &arguments) {
+  advice.add("list", "Lists all records, each with its first line.", "vexora advice list").run([&session] {
+    list(session);
+  });
+  Command command =
+      advice.add("search", "Shows the advice that has all the words, in any order and in capitals or not.",
                  "vexora advice search fan exchange");
-  command->add_option("WORDS", arguments->words, "Words, or parts of them")->required()->type_name("");
-  command->callback([&session, arguments] { search(session, arguments->words); });
+  command.option("WORDS", arguments->words, "Words, or parts of them").required().typeName("");
+  command.run([&session, arguments] { search(session, arguments->words); });
 }
 
 }  // namespace
 
-void addAdvice(CLI::App &app, Session &session) {
-  CLI::App *command = addCommand(app, "advice",
-                                 "Shows what to do about an event.\nTYPE is the sensor's type and CODE the event's, in "
-                                 "decimal, or with 0x in hexadecimal digits. Without a sensor's number the advice for "
-                                 "all of them is shown.",
-                                 "vexora advice 0x04 0xA0 --number 0x10");
-  command->require_subcommand(0, 1);
+void addAdvice(Command app, Session &session) {
+  Command command = app.add("advice",
+                            "Shows what to do about an event.\nTYPE is the sensor's type and CODE the event's, in "
+                            "decimal, or with 0x in hexadecimal digits. Without a sensor's number the advice for "
+                            "all of them is shown.",
+                            "vexora advice 0x04 0xA0 --number 0x10");
+  command.mayTakeCommand();
   auto arguments = std::make_shared<Arguments>();
-  command->add_option("TYPE", arguments->type, "Sensor type")->type_name("");
-  command->add_option("CODE", arguments->code, "Event code")->type_name("");
-  command->add_option("-n,--number", arguments->number, "Sensor number")->type_name("N");
-  addSearches(*command, session, arguments);
-  command->callback([command, &session, arguments] {
-    if (!command->get_subcommands().empty()) {
+  command.option("TYPE", arguments->type, "Sensor type").typeName("");
+  command.option("CODE", arguments->code, "Event code").typeName("");
+  command.option("-n,--number", arguments->number, "Sensor number").typeName("N");
+  addSearches(command, session, arguments);
+  command.run([command, &session, arguments] {
+    if (command.hasCommand()) {
       return;
     }
     if (arguments->code.empty()) {

@@ -10,9 +10,10 @@
 #include <algorithm>
 #include <iomanip>
 #include <iostream>
+#include <memory>
 #include <optional>
 
-#include "tool.h"
+#include "command.h"
 
 namespace vexora::tool {
 namespace {
@@ -150,18 +151,18 @@ void check(Session &session, const Arguments &arguments) {
 
 }  // namespace
 
-void addCheck(CLI::App &app, Session &session) {
-  CLI::App *command = addCommand(app, "check",
-                                 "Checks a value as the daemons do, and says why it is refused.\nA value that begins "
-                                 "with a hyphen needs \"--\" before it. Kinds may also be named by the library's "
-                                 "function or table.",
-                                 "vexora check hostname bmc-7");
+void addCheck(Command app, Session &session) {
+  Command command = app.add("check",
+                            "Checks a value as the daemons do, and says why it is refused.\nA value that begins "
+                            "with a hyphen needs \"--\" before it. Kinds may also be named by the library's "
+                            "function or table.",
+                            "vexora check hostname bmc-7");
   auto arguments = std::make_shared<Arguments>();
-  CLI::Option *everything = command->add_flag("-l,--list", arguments->list, "List the kinds and what they take");
-  CLI::Option *kind = command->add_option("KIND", arguments->kind, "What the value is to be")->type_name("");
-  CLI::Option *value = command->add_option("VALUE", arguments->value, "The value")->type_name("");
-  command->callback([&session, arguments, everything, kind, value] {
-    if (everything->count() == 0 && (kind->count() == 0 || value->count() == 0)) {
+  Option everything = command.flag("-l,--list", arguments->list, "List the kinds and what they take");
+  Option kind = command.option("KIND", arguments->kind, "What the value is to be").typeName("");
+  Option value = command.option("VALUE", arguments->value, "The value").typeName("");
+  command.run([&session, arguments, everything, kind, value] {
+    if (!everything.isGiven() && (!kind.isGiven() || !value.isGiven())) {
       throw Failure(kUsage, "check takes KIND and VALUE, or --list");
     }
     check(session, *arguments);

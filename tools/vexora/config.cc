@@ -3,7 +3,9 @@
 // vexora config: the settings of e-mail alerts, SNMP traps and the SNMP agent.
 #include <algorithm>
 #include <iostream>
+#include <memory>
 
+#include "command.h"
 #include "config_store.h"
 
 namespace vexora::tool {
@@ -209,66 +211,65 @@ void exportTo(const Session &session, const SettingsStore &store, const Argument
   writeFile(arguments.file, document.text());
 }
 
-void addReaders(CLI::App &app, Session &session, const SettingsStore &store,
+void addReaders(Command app, Session &session, const SettingsStore &store,
                 const std::shared_ptr<Arguments> &arguments) {
   const std::string command = std::string("vexora config ") + store.name;
-  CLI::App *shown = addCommand(app, "show",
-                               "Shows every field, secrets masked. What begins with \"destN.\" belongs to "
-                               "the Nth destination.",
-                               command + " show");
-  shown->add_flag("--secrets", arguments->secrets, "Show communities and passwords in plain");
-  shown->callback([&session, &store, arguments] { show(session, store, *arguments); });
-  addCommand(app, "check",
-             "Checks every field with the library's validators, and the file for what a load cuts, replaces or can't "
-             "decipher. Each finding is named.",
-             command + " check")
-      ->callback([&session, &store] { check(session, store); });
-  CLI::App *exported = addCommand(app, "export", "Writes the settings as JSON, secrets left out unless asked for.",
-                                  command + " export settings.json");
-  exported->add_option("FILE", arguments->file, "File to write, standard output without one");
-  exported->add_flag("--secrets", arguments->secrets, "With communities and passwords, in plain");
-  exported->callback([&session, &store, arguments] { exportTo(session, store, *arguments); });
+  Command shown = app.add("show",
+                          "Shows every field, secrets masked. What begins with \"destN.\" belongs to "
+                          "the Nth destination.",
+                          command + " show");
+  shown.flag("--secrets", arguments->secrets, "Show communities and passwords in plain");
+  shown.run([&session, &store, arguments] { show(session, store, *arguments); });
+  app.add("check",
+          "Checks every field with the library's validators, and the file for what a load cuts, replaces or can't "
+          "decipher. Each finding is named.",
+          command + " check")
+      .run([&session, &store] { check(session, store); });
+  Command exported = app.add("export", "Writes the settings as JSON, secrets left out unless asked for.",
+                             command + " export settings.json");
+  exported.option("FILE", arguments->file, "File to write, standard output without one");
+  exported.flag("--secrets", arguments->secrets, "With communities and passwords, in plain");
+  exported.run([&session, &store, arguments] { exportTo(session, store, *arguments); });
 }
 
-void addWriters(CLI::App &app, Session &session, const SettingsStore &store,
-                const std::shared_ptr<Arguments> &arguments, const char *change) {
+void addWriters(Command app, Session &session, const SettingsStore &store, const std::shared_ptr<Arguments> &arguments,
+                const char *change) {
   const std::string command = std::string("vexora config ") + store.name;
-  CLI::App *changed = addCommand(app, "set",
-                                 "Changes fields, after the library's validators have accepted the values. Numbers may "
-                                 "be given as their words, such as Enable or V3. A missing file is restored from its "
-                                 "default first.",
-                                 command + " set " + change);
-  changed->add_option("FIELD=VALUE", arguments->changes, "Fields as 'show' names them")->required();
-  CLI::App *imported =
-      addCommand(app, "import",
-                 "Takes over the fields of a JSON document, as 'export' writes it; those that it lacks "
-                 "stay as they are. All are taken or none.",
-                 command + " export | " + command + " import -");
-  imported->add_option("FILE", arguments->file, "File to read, - for standard input")->required();
-  for (CLI::App *writer : {changed, imported}) {
-    writer->add_flag("--force", arguments->force,
-                     "Save values that the validators refuse, and lose secrets that don't decipher");
+  Command changed = app.add("set",
+                            "Changes fields, after the library's validators have accepted the values. Numbers may "
+                            "be given as their words, such as Enable or V3. A missing file is restored from its "
+                            "default first.",
+                            command + " set " + change);
+  changed.option("FIELD=VALUE", arguments->changes, "Fields as 'show' names them").required();
+  Command imported = app.add("import",
+                             "Takes over the fields of a JSON document, as 'export' writes it; those that it lacks "
+                             "stay as they are. All are taken or none.",
+                             command + " export | " + command + " import -");
+  imported.option("FILE", arguments->file, "File to read, - for standard input").required();
+  for (Command writer : {changed, imported}) {
+    writer.flag("--force", arguments->force,
+                "Save values that the validators refuse, and lose secrets that don't decipher");
   }
-  changed->callback([&session, &store, arguments] { set(session, store, *arguments); });
-  imported->callback([&session, &store, arguments] { import(session, store, *arguments); });
+  changed.run([&session, &store, arguments] { set(session, store, *arguments); });
+  imported.run([&session, &store, arguments] { import(session, store, *arguments); });
 }
 
 }  // namespace
 
-void addConfig(CLI::App &app, Session &session) {
-  CLI::App *config = addCommand(app, "config", "Shows, checks and changes the settings of e-mail and SNMP.",
-                                "vexora config smtp show");
-  config->require_subcommand(1);
+void addConfig(Command app, Session &session) {
+  Command config =
+      app.add("config", "Shows, checks and changes the settings of e-mail and SNMP.", "vexora config smtp show");
+  config.needsCommand();
   constexpr const char *kChanges[] = {"SmtpPort=587 EnableSTARTTLS=Enable dest1.EmailAddress=ops@example.com",
                                       "TrapVersion=V3 dest1.Destination=192.0.2.7", "SnmpV3Enable=Enable"};
   const char *const *change = kChanges;
   for (const SettingsStore &store : settingsStores()) {
     const auto arguments = std::make_shared<Arguments>();
-    CLI::App *command = addCommand(*config, store.name, std::string("Settings of ") + store.title + ", " + store.path,
-                                   std::string("vexora config ") + store.name + " check");
-    command->require_subcommand(1);
-    addReaders(*command, session, store, arguments);
-    addWriters(*command, session, store, arguments, *change++);
+    Command command = config.add(store.name, std::string("Settings of ") + store.title + ", " + store.path,
+                                 std::string("vexora config ") + store.name + " check");
+    command.needsCommand();
+    addReaders(command, session, store, arguments);
+    addWriters(command, session, store, arguments, *change++);
   }
 }
 

@@ -5,11 +5,12 @@
 #include <array>
 #include <deque>
 #include <iostream>
+#include <memory>
 #include <regex>
 
 #include <vexora/config.h>
 
-#include "tool.h"
+#include "command.h"
 
 namespace vexora::tool {
 namespace {
@@ -228,29 +229,28 @@ void render(const Session &session, const std::string &path) {
 
 }  // namespace
 
-void addEvent(CLI::App &app, Session &session) {
-  CLI::App *command = addCommand(
-      app, "event",
-      "Makes and checks the Redfish document of an event. The event is a JSON object of strings: id, "
-      "eventType, eventId, severity, eventTimestamp, message, messageId, context and serverIdentity, and the "
-      "arrays messageArgs (2), originOfCondition (32), oemKey and oemValue (11).",
-      "echo '{\"id\":\"7\",\"eventType\":\"Alert\",\"messageId\":\"Alert.1.0.Fan\"}' | vexora event check -");
-  command->require_subcommand(1);
+void addEvent(Command app, Session &session) {
+  Command command =
+      app.add("event",
+              "Makes and checks the Redfish document of an event. The event is a JSON object of strings: id, "
+              "eventType, eventId, severity, eventTimestamp, message, messageId, context and serverIdentity, and the "
+              "arrays messageArgs (2), originOfCondition (32), oemKey and oemValue (11).",
+              R"(echo '{"id":"7","eventType":"Alert","messageId":"Alert.1.0.Fan"}' | vexora event check -)");
+  command.needsCommand();
   const auto path = std::make_shared<std::string>();
-  CLI::App *rendered =
-      addCommand(*command, "render", "Writes the document, indented; with --json byte for byte as it is pushed.",
-                 "echo '{\"id\":\"7\",\"eventType\":\"Alert\"}' | vexora event render -");
-  CLI::App *checked =
-      addCommand(*command, "check",
-                 "Checks the properties that a receiver requires, the form of the others, and what the "
-                 "document would cut.",
-                 "echo '{\"id\":\"7\",\"eventType\":\"Alert\",\"messageId\":\"Alert.1.0.Fan\"}' | vexora "
-                 "event check -");
-  for (CLI::App *one : {rendered, checked}) {
-    one->add_option("FILE", *path, "Event, - for standard input")->required();
+  Command rendered = command.add("render", "Writes the document, indented; with --json byte for byte as it is pushed.",
+                                 R"(echo '{"id":"7","eventType":"Alert"}' | vexora event render -)");
+  Command checked =
+      command.add("check",
+                  "Checks the properties that a receiver requires, the form of the others, and what the "
+                  "document would cut.",
+                  "echo '{\"id\":\"7\",\"eventType\":\"Alert\",\"messageId\":\"Alert.1.0.Fan\"}' | vexora "
+                  "event check -");
+  for (Command one : {rendered, checked}) {
+    one.option("FILE", *path, "Event, - for standard input").required();
   }
-  rendered->callback([&session, path] { render(session, *path); });
-  checked->callback([&session, path] { check(session, *path); });
+  rendered.run([&session, path] { render(session, *path); });
+  checked.run([&session, path] { check(session, *path); });
 }
 
 }  // namespace vexora::tool

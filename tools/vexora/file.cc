@@ -10,8 +10,10 @@
 #include <array>
 #include <iostream>
 #include <limits>
+#include <memory>
 
-#include "tool.h"
+#include "command.h"
+#include "progress.h"
 
 namespace vexora::tool {
 namespace {
@@ -109,33 +111,33 @@ void verify(Session &session, const std::string &path) {
   }
 }
 
-void addPair(CLI::App &file, const char *name, const char *description, const char *example,
+void addPair(Command file, const char *name, const char *description, const char *example,
              void (*work)(const std::string &, const std::string &)) {
-  CLI::App *command = addCommand(file, name, description, example);
+  Command command = file.add(name, description, example);
   auto paths = std::make_shared<std::pair<std::string, std::string>>();
-  command->add_option("FROM", paths->first, "File to read, - for standard input")->required()->type_name("");
-  command->add_option("TO", paths->second, "File to write, - for standard output")->required()->type_name("");
-  command->callback([paths, work] { work(paths->first, paths->second); });
+  command.option("FROM", paths->first, "File to read, - for standard input").required().typeName("");
+  command.option("TO", paths->second, "File to write, - for standard output").required().typeName("");
+  command.run([paths, work] { work(paths->first, paths->second); });
 }
 
 }  // namespace
 
-void addFile(CLI::App &app, Session &session) {
-  CLI::App *file = addCommand(app, "file",
-                              "Puts files into the CRC32 envelope, takes them out and verifies them.\nThe checksum is "
-                              "that of the platform's library: boards whose makers chose another one write files that "
-                              "a workstation calls damaged.",
-                              "printf '{}' | vexora file wrap - - | vexora file verify -");
-  file->require_subcommand(1);
-  addPair(*file, "wrap", "Writes a file with the checksum of another one, and its content.",
+void addFile(Command app, Session &session) {
+  Command file = app.add("file",
+                         "Puts files into the CRC32 envelope, takes them out and verifies them.\nThe checksum is "
+                         "that of the platform's library: boards whose makers chose another one write files that "
+                         "a workstation calls damaged.",
+                         "printf '{}' | vexora file wrap - - | vexora file verify -");
+  file.needsCommand();
+  addPair(file, "wrap", "Writes a file with the checksum of another one, and its content.",
           "printf 'text' | vexora file wrap - /tmp/guarded", wrap);
-  addPair(*file, "unwrap", "Writes the content of a guarded file, unless that is damaged.",
+  addPair(file, "unwrap", "Writes the content of a guarded file, unless that is damaged.",
           "printf 'text' | vexora file wrap - - | vexora file unwrap - -", unwrap);
-  CLI::App *command = addCommand(*file, "verify", "Compares a guarded file's checksum with its content.",
-                                 "printf 'text' | vexora file wrap - - | vexora file verify -");
+  Command command = file.add("verify", "Compares a guarded file's checksum with its content.",
+                             "printf 'text' | vexora file wrap - - | vexora file verify -");
   auto path = std::make_shared<std::string>();
-  command->add_option("FILE", *path, "File to read, - for standard input")->required()->type_name("");
-  command->callback([&session, path] { verify(session, *path); });
+  command.option("FILE", *path, "File to read, - for standard input").required().typeName("");
+  command.run([&session, path] { verify(session, *path); });
 }
 
 }  // namespace vexora::tool

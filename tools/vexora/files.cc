@@ -12,6 +12,7 @@
 #include <cstring>
 #include <utility>
 
+#include "progress.h"
 #include "root.h"
 #include "tool.h"
 

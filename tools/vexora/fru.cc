@@ -4,10 +4,10 @@
 #include <cstdio>
 #include <memory>
 
+#include "command.h"
 #include "fru_json.h"
 #include "fru_set.h"
 #include "fru_show.h"
-#include "tool.h"
 
 namespace vexora::tool {
 namespace {
@@ -145,50 +145,49 @@ void set(const Session &session, const Arguments &arguments) {
   finish(session, arguments, fru::serialise(parsed.image), done);
 }
 
-void addOutput(CLI::App &command, Arguments &arguments) {
-  command.add_option("-o,--output", arguments.output, "File to make; \"-\" for standard output")
-      ->type_name("FILE")
-      ->required();
+void addOutput(Command command, Arguments &arguments) {
+  command.option("-o,--output", arguments.output, "File to make; \"-\" for standard output")
+      .typeName("FILE")
+      .required();
 }
 
-void addAsOf(CLI::App &command, Arguments &arguments) {
-  command.add_option("--as-of", arguments.asOf, "Takes this for today, where the clock is not set")->type_name("DATE");
+void addAsOf(Command command, Arguments &arguments) {
+  command.option("--as-of", arguments.asOf, "Takes this for today, where the clock is not set").typeName("DATE");
 }
 
 }  // namespace
 
-void addFru(CLI::App &app, Session &session) {
+void addFru(Command app, Session &session) {
   auto arguments = std::make_shared<Arguments>();
   const std::string make = kMake;
-  CLI::App *group =
-      addCommand(app, "fru", "Shows, checks and makes FRU inventory images.", make + "- | vexora fru show -");
-  group->require_subcommand(1);
+  Command group = app.add("fru", "Shows, checks and makes FRU inventory images.", make + "- | vexora fru show -");
+  group.needsCommand();
 
-  CLI::App *showing = addCommand(*group, "show", kShow, make + "- | vexora fru show -");
-  showing->add_option("IMAGE", arguments->input, kImageHelp)->required();
-  addAsOf(*showing, *arguments);
-  showing->callback([&session, arguments] { show(session, *arguments); });
+  Command showing = group.add("show", kShow, make + "- | vexora fru show -");
+  showing.option("IMAGE", arguments->input, kImageHelp).required();
+  addAsOf(showing, *arguments);
+  showing.run([&session, arguments] { show(session, *arguments); });
 
-  CLI::App *verifying = addCommand(*group, "verify", kVerify, make + "- | vexora fru verify -");
-  verifying->add_option("IMAGE", arguments->input, kImageHelp)->required();
-  verifying->callback([&session, arguments] { verify(session, *arguments); });
+  Command verifying = group.add("verify", kVerify, make + "- | vexora fru verify -");
+  verifying.option("IMAGE", arguments->input, kImageHelp).required();
+  verifying.run([&session, arguments] { verify(session, *arguments); });
 
-  CLI::App *building = addCommand(*group, "build", kBuild, make + "board.fru");
-  building->add_option("DESCRIPTION", arguments->input, "JSON file; standard input when left out");
-  addOutput(*building, *arguments);
-  building->callback([&session, arguments] { build(session, *arguments); });
+  Command building = group.add("build", kBuild, make + "board.fru");
+  building.option("DESCRIPTION", arguments->input, "JSON file; standard input when left out");
+  addOutput(building, *arguments);
+  building.run([&session, arguments] { build(session, *arguments); });
 
-  CLI::App *setting = addCommand(*group, "set", kSet,
-                                 make +
-                                     "- | vexora fru set - board.serial-number=B43 board.custom.1=blue -o - |\n"
-                                     "    vexora fru show -");
-  setting->add_option("IMAGE", arguments->input, kImageHelp)->required();
-  setting->add_option("FIELD=VALUE", arguments->assignments, "Fields and their new values")->required();
-  setting->add_option("--encoding", arguments->encoding, "Encoding of the new values; binary is given in hexadecimal")
-      ->check(CLI::IsMember({"binary", "bcd-plus", "six-bit", "latin-1", "utf-16"}));
-  setting->add_flag("--grow", arguments->grow, "Lets the image become longer");
-  addOutput(*setting, *arguments);
-  setting->callback([&session, arguments] { set(session, *arguments); });
+  Command setting = group.add("set", kSet,
+                              make +
+                                  "- | vexora fru set - board.serial-number=B43 board.custom.1=blue -o - |\n"
+                                  "    vexora fru show -");
+  setting.option("IMAGE", arguments->input, kImageHelp).required();
+  setting.option("FIELD=VALUE", arguments->assignments, "Fields and their new values").required();
+  setting.option("--encoding", arguments->encoding, "Encoding of the new values; binary is given in hexadecimal")
+      .isOneOf({"binary", "bcd-plus", "six-bit", "latin-1", "utf-16"});
+  setting.flag("--grow", arguments->grow, "Lets the image become longer");
+  addOutput(setting, *arguments);
+  setting.run([&session, arguments] { set(session, *arguments); });
 }
 
 }  // namespace vexora::tool

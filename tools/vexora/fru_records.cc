@@ -43,14 +43,16 @@ struct Item {
   std::size_t size;
   const char *unit = "";
   unsigned decimals = 0;  // 2: it counts hundredths of the unit
-  bool isSigned = false;
   unsigned firstBit = 0;
-  unsigned bits = 0;          // 0: all of them
+  unsigned bits = 0;  // 0: all of them
+  bool isSigned = false;
   bool mayBeUnknown = false;  // all bits set
   std::span<const char *const> words = {};
 };
 
-constexpr Item volts(const char *name, std::size_t at) { return {name, at, 2, "V", 2, true}; }
+constexpr Item volts(const char *name, std::size_t at) {
+  return {.name = name, .at = at, .size = 2, .unit = "V", .decimals = 2, .isSigned = true};
+}
 
 constexpr Item kPowerSupply[] = {
     {.name = "Capacity", .at = 0, .size = 2, .unit = "W", .bits = 12},

@@ -6,13 +6,12 @@
 #include <memory>
 #include <sstream>
 
-#include "tool.h"
+#include "command.h"
 
 namespace vexora::tool {
 namespace {
 
 constexpr std::size_t kWidth = 100;
-constexpr std::string_view kExample = "Example:\n  ";
 
 std::string firstSentence(const std::string &text) {
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -251,14 +250,13 @@ void layHelpOut(CLI::App &app) {
 }
 
 void addHelp(CLI::App &app) {
-  CLI::App *help =
-      addCommand(app, "help", "Writes the manual page or the shell's completion.", "vexora help man | man -l -");
-  help->require_subcommand(1);
-  addCommand(*help, "man", "Writes the manual page.", "vexora help man | man -l -")->callback([&app] {
-    printManual(app);
+  Command help =
+      Command(&app).add("help", "Writes the manual page or the shell's completion.", "vexora help man | man -l -");
+  help.needsCommand();
+  help.add("man", "Writes the manual page.", "vexora help man | man -l -").run([&app] { printManual(app); });
+  help.add("completion", "Writes the completion for bash.", "eval \"$(vexora help completion)\"").run([&app] {
+    printCompletion(app);
   });
-  addCommand(*help, "completion", "Writes the completion for bash.", "eval \"$(vexora help completion)\"")
-      ->callback([&app] { printCompletion(app); });
 }
 
 }  // namespace vexora::tool

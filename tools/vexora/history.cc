@@ -10,13 +10,13 @@
 #include <string>
 #include <vector>
 
+#include "command.h"
 #include "history_chart.h"
 #include "history_file.h"
 #include "history_plot.h"
 #include "history_record.h"
 #include "history_report.h"
 #include "history_time.h"
-#include "tool.h"
 
 namespace vexora::tool {
 namespace {
@@ -68,55 +68,54 @@ Selection select(const Session &session, const Range &range) {
   return selection;
 }
 
-void addFileOption(CLI::App &command, std::string &file) {
-  command.add_option("--file", file, "Read this data file instead of the board's " + std::string(kDataFile))
-      ->type_name("FILE");
+void addFileOption(Command command, std::string &file) {
+  command.option("--file", file, "Read this data file instead of the board's " + std::string(kDataFile))
+      .typeName("FILE");
 }
 
-std::shared_ptr<Range> addRange(CLI::App &command) {
+std::shared_ptr<Range> addRange(Command command) {
   auto range = std::make_shared<Range>();
-  command.add_option("--from", range->from, std::string("First moment: ") + kMomentForms)->type_name("MOMENT");
-  command.add_option("--to", range->to, "First moment that is left out, in the same forms")->type_name("MOMENT");
-  command.add_flag("--utc", range->utc, "Read and show times in UTC instead of this machine's time zone");
-  command.add_flag("--signed", range->hasSign, "Figures from 32768 on are negative ones: a sensor that goes below 0");
+  command.option("--from", range->from, std::string("First moment: ") + kMomentForms).typeName("MOMENT");
+  command.option("--to", range->to, "First moment that is left out, in the same forms").typeName("MOMENT");
+  command.flag("--utc", range->utc, "Read and show times in UTC instead of this machine's time zone");
+  command.flag("--signed", range->hasSign, "Figures from 32768 on are negative ones: a sensor that goes below 0");
   addFileOption(command, range->file);
   return range;
 }
 
-void addShow(CLI::App &history, Session &session) {
-  CLI::App *command =
-      addCommand(history, "show", "Lists the hourly records of a time range, and where some are missing.",
-                 "vexora history show --from 24h --utc");
-  command->callback([&session, range = addRange(*command)] {
+void addShow(Command history, Session &session) {
+  Command command = history.add("show", "Lists the hourly records of a time range, and where some are missing.",
+                                "vexora history show --from 24h --utc");
+  command.run([&session, range = addRange(command)] {
     const Selection selection = select(session, *range);
     print(session.json ? jsonOf(selection.records).text() : tableOf(selection.records, range->utc));
   });
 }
 
-void addStats(CLI::App &history, Session &session) {
-  CLI::App *command = addCommand(history, "stats",
-                                 "Sums a time range up: each sensor's minimum and maximum with their hours, the "
-                                 "average of its hourly averages, and the gaps.",
-                                 "vexora history stats --from 7d");
-  command->callback([&session, range = addRange(*command)] {
+void addStats(Command history, Session &session) {
+  Command command = history.add("stats",
+                                "Sums a time range up: each sensor's minimum and maximum with their hours, the "
+                                "average of its hourly averages, and the gaps.",
+                                "vexora history stats --from 7d");
+  command.run([&session, range = addRange(command)] {
     const Selection selection = select(session, *range);
     print(session.json ? statisticsJsonOf(selection.records).text() : statisticsOf(selection.records, range->utc));
   });
 }
 
-void addExport(CLI::App &history, Session &session) {
+void addExport(Command history, Session &session) {
   struct Export {
     bool csv = false;
     std::string output = "-";
   };
-  CLI::App *command = addCommand(history, "export",
-                                 "Writes the records of a time range for other programs, as comma-separated values "
-                                 "(--csv) or as JSON (--json).",
-                                 "vexora history export --csv --utc history.csv");
+  Command command = history.add("export",
+                                "Writes the records of a time range for other programs, as comma-separated values "
+                                "(--csv) or as JSON (--json).",
+                                "vexora history export --csv --utc history.csv");
   auto options = std::make_shared<Export>();
-  command->add_flag("--csv", options->csv, "Comma-separated values, with a line of names first");
-  command->add_option("OUTPUT", options->output, "The file to write; standard output without it")->type_name("FILE");
-  command->callback([&session, options, range = addRange(*command)] {
+  command.flag("--csv", options->csv, "Comma-separated values, with a line of names first");
+  command.option("OUTPUT", options->output, "The file to write; standard output without it").typeName("FILE");
+  command.run([&session, options, range = addRange(command)] {
     if (options->csv == session.json) {
       throw Failure(kUsage, "one of --csv and --json is needed");
     }
@@ -160,38 +159,38 @@ void plot(Session &session, const Range &range, const Plot &files) {
   }
 }
 
-void addPlot(CLI::App &history, Session &session) {
-  CLI::App *command = addCommand(history, "plot",
-                                 "Draws both sensors over a time range: their hourly averages as a line, minimum to "
-                                 "maximum as a band, and the gaps. Without a file the chart appears in the terminal.",
+void addPlot(Command history, Session &session) {
+  Command command = history.add("plot",
+                                "Draws both sensors over a time range: their hourly averages as a line, minimum to "
+                                "maximum as a band, and the gaps. Without a file the chart appears in the terminal.",
 #if VEXORA_TOOLS_PLOT
-                                 "vexora history plot --from 7d --svg history.svg --png history.png");
+                                "vexora history plot --from 7d --svg history.svg --png history.png");
 #else
-                                 "vexora history plot --from 7d");
+                                "vexora history plot --from 7d");
 #endif
   auto files = std::make_shared<Plot>();
 #if VEXORA_TOOLS_PLOT
-  command->add_option("--svg", files->svg, "Write a scalable picture")->type_name("FILE");
-  command->add_option("--png", files->png, "Write a picture of 2400 by 1580 points")->type_name("FILE");
+  command.option("--svg", files->svg, "Write a scalable picture").typeName("FILE");
+  command.option("--png", files->png, "Write a picture of 2400 by 1580 points").typeName("FILE");
 #endif
-  command->callback([&session, files, range = addRange(*command)] { plot(session, *range, *files); });
+  command.run([&session, files, range = addRange(command)] { plot(session, *range, *files); });
 }
 
-void addVerify(CLI::App &history, Session &session) {
+void addVerify(Command history, Session &session) {
   struct Verify {
     std::string file;
     bool utc = false;
   };
-  CLI::App *command = addCommand(
-      history, "verify",
+  Command command = history.add(
+      "verify",
       "Looks for damage in the data file and changes nothing: the header (header, size, ring), records out of order "
       "(order), missing hours (gap), jumps of the board's clock (clock) and damaged records (record), each with its "
       "place in the file. Exit status 1 tells that there was something.",
       "vexora history verify --utc");
   auto options = std::make_shared<Verify>();
-  addFileOption(*command, options->file);
-  command->add_flag("--utc", options->utc, "Show times in UTC instead of this machine's time zone");
-  command->callback([&session, options] {
+  addFileOption(command, options->file);
+  command.flag("--utc", options->utc, "Show times in UTC instead of this machine's time zone");
+  command.run([&session, options] {
     const std::string path = pathOf(session, options->file);
     const DataFile file = parseDataFile(readFile(path), Sign::kNone);
     const std::vector<Finding> findings = verify(file, std::time(nullptr));
@@ -200,9 +199,9 @@ void addVerify(CLI::App &history, Session &session) {
   });
 }
 
-void addRecord(CLI::App &history, Session &session) {
-  CLI::App *command = addCommand(
-      history, "record",
+void addRecord(Command history, Session &session) {
+  Command command = history.add(
+      "record",
       "Samples both sensors as the board's recorder does, and stores a record when the hour changes: the first sample "
       "makes one at once. Ends after --count samples or by Ctrl-C. Not to be run beside the board's own recorder, "
       "which "
@@ -210,27 +209,25 @@ void addRecord(CLI::App &history, Session &session) {
       "before the first sample.",
       "vexora history record --every 60 --count 10");
   auto options = std::make_shared<RecordOptions>();
-  command->add_option("--every", options->every, "Seconds from one sample to the next")
-      ->required()
-      ->type_name("SECONDS")
-      ->check(CLI::Range(1U, 86400U));
-  command->add_option("--count", options->count, "Number of samples")
-      ->type_name("N")
-      ->check(CLI::Range(1U, 1000000000U));
-  command->add_flag("--replace", options->replace, "Give up a damaged file, or one ahead of the clock");
-  command->callback([&session, options] { record(session, *options); });
+  command.option("--every", options->every, "Seconds from one sample to the next")
+      .required()
+      .typeName("SECONDS")
+      .isBetween(1U, 86400U);
+  command.option("--count", options->count, "Number of samples").typeName("N").isBetween(1U, 1000000000U);
+  command.flag("--replace", options->replace, "Give up a damaged file, or one ahead of the clock");
+  command.run([&session, options] { record(session, *options); });
 }
 
 }  // namespace
 
-void addHistory(CLI::App &app, Session &session) {
-  CLI::App *history = addCommand(app, "history",
-                                 "The hourly records of the sensors 0x7000 and 0x3009: lists, statistics, charts, "
-                                 "damage, and recording.",
-                                 "vexora history stats --from 7d");
-  history->require_subcommand(1);
+void addHistory(Command app, Session &session) {
+  Command history = app.add("history",
+                            "The hourly records of the sensors 0x7000 and 0x3009: lists, statistics, charts, "
+                            "damage, and recording.",
+                            "vexora history stats --from 7d");
+  history.needsCommand();
   for (const auto add : {addShow, addStats, addPlot, addExport, addVerify, addRecord}) {
-    add(*history, session);
+    add(history, session);
   }
 }
 

@@ -63,7 +63,7 @@ Json momentJson(std::int64_t time) { return object({{"time", time}, {"utc", isoS
 Json extremeJson(int value, const Record &record) { return momentJson(record.time).add("value", value); }
 
 std::string place(const Finding &finding, bool utc) {
-  const std::string offset = "offset " + std::to_string(finding.offset);
+  std::string offset = "offset " + std::to_string(finding.offset);
   if (!finding.record) {
     return offset;
   }

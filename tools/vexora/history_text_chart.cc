@@ -31,7 +31,8 @@ Marks marksOfTerminal() {
     const char *value = std::getenv(name);
     if (value != nullptr && *value != '\0') {
       const std::string_view locale(value);
-      const bool isUtf8 = locale.find("UTF-8") != locale.npos || locale.find("utf8") != locale.npos;
+      const bool isUtf8 =
+          locale.find("UTF-8") != std::string_view::npos || locale.find("utf8") != std::string_view::npos;
       return isUtf8 ? Marks{"•", "│"} : Marks{"*", "|"};
     }
   }

@@ -12,9 +12,10 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <memory>
 
+#include "command.h"
 #include "log.h"
-#include "tool.h"
 
 namespace vexora::tool {
 namespace {
@@ -194,33 +195,33 @@ void choose(Session &session, const std::array<std::string_view, Count> &words, 
   show(session);
 }
 
-void addModules(CLI::App &log, Session &session, bool on) {
-  CLI::App *command = on ? addCommand(log, "on", "Switches modules on, by files in /conf/vexora_debug.",
-                                      "vexora log on ZELMONITOR IPMI")
-                         : addCommand(log, "off", "Switches modules off.", "vexora log off ZELMONITOR");
+void addModules(Command log, Session &session, bool on) {
+  Command command =
+      on ? log.add("on", "Switches modules on, by files in /conf/vexora_debug.", "vexora log on ZELMONITOR IPMI")
+         : log.add("off", "Switches modules off.", "vexora log off ZELMONITOR");
   auto modules = std::make_shared<std::vector<std::string>>();
-  command->add_option("MODULE", *modules, "Modules, such as DEV, IPMI, REDFISH, SNMP, ZELMONITOR or CPLD")->required();
-  command->callback([&session, modules, on] { turn(session, *modules, on); });
+  command.option("MODULE", *modules, "Modules, such as DEV, IPMI, REDFISH, SNMP, ZELMONITOR or CPLD").required();
+  command.run([&session, modules, on] { turn(session, *modules, on); });
 }
 
 template <std::size_t Count>
-void addChoice(CLI::App *command, Session &session, const std::array<std::string_view, Count> &words,
+void addChoice(Command command, Session &session, const std::array<std::string_view, Count> &words,
                std::string_view prefix, const char *argument) {
   std::vector<std::string> allowed(words.begin(), words.end());
   allowed.emplace_back(kNone);
   auto word = std::make_shared<std::string>();
-  command->add_option(argument, *word, "One of these words")->required()->check(CLI::IsMember(allowed));
-  command->callback([&session, &words, prefix, word] { choose(session, words, prefix, *word); });
+  command.option(argument, *word, "One of these words").required().isOneOf(allowed);
+  command.run([&session, &words, prefix, word] { choose(session, words, prefix, *word); });
 }
 
-void addReload(CLI::App &log, Session &session) {
-  CLI::App *command = addCommand(log, "reload",
-                                 "Makes running processes look at the switches again, or stops that.\nWhile it is on, "
-                                 "each log call of each process reads the files.",
-                                 "vexora log reload on");
+void addReload(Command log, Session &session) {
+  Command command = log.add("reload",
+                            "Makes running processes look at the switches again, or stops that.\nWhile it is on, "
+                            "each log call of each process reads the files.",
+                            "vexora log reload on");
   auto word = std::make_shared<std::string>();
-  command->add_option("STATE", *word, "on or off")->required()->check(CLI::IsMember({"on", "off"}));
-  command->callback([&session, word] {
+  command.option("STATE", *word, "on or off").required().isOneOf({"on", "off"});
+  command.run([&session, word] {
     *word == "on" ? make(session, kReload) : unmake(session, kReload);
     show(session);
   });
@@ -228,28 +229,28 @@ void addReload(CLI::App &log, Session &session) {
 
 }  // namespace
 
-void addLog(CLI::App &app, Session &session) {
-  CLI::App *log = addCommand(app, "log",
-                             "Shows and sets the debug log's switches.\nWithout a command: the level, the path and the "
-                             "modules that are switched on, and why less may be printed than they say.",
-                             "vexora log");
-  log->require_subcommand(0, 1);
-  log->callback([log, &session] {
-    if (log->get_subcommands().empty()) {
+void addLog(Command app, Session &session) {
+  Command log = app.add("log",
+                        "Shows and sets the debug log's switches.\nWithout a command: the level, the path and the "
+                        "modules that are switched on, and why less may be printed than they say.",
+                        "vexora log");
+  log.mayTakeCommand();
+  log.run([log, &session] {
+    if (!log.hasCommand()) {
       show(session);
     }
   });
-  addModules(*log, session, true);
-  addModules(*log, session, false);
-  addChoice(addCommand(*log, "level", "Sets the lowest level that is printed.", "vexora log level warning"), session,
-            kLevels, "LEVEL_", "LEVEL");
-  addChoice(addCommand(*log, "path",
-                       "Sets where records go.\n\"serial\" and \"both\" print to the process's standard output; to "
-                       "\"log\" nothing is printed.",
-                       "vexora log path serial"),
+  addModules(log, session, true);
+  addModules(log, session, false);
+  addChoice(log.add("level", "Sets the lowest level that is printed.", "vexora log level warning"), session, kLevels,
+            "LEVEL_", "LEVEL");
+  addChoice(log.add("path",
+                    "Sets where records go.\n\"serial\" and \"both\" print to the process's standard output; to "
+                    "\"log\" nothing is printed.",
+                    "vexora log path serial"),
             session, kPaths, "PATH_", "PATH");
-  addReload(*log, session);
-  addTail(*log, session);
+  addReload(log, session);
+  addTail(log, session);
 }
 
 }  // namespace vexora::tool

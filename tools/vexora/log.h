@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "tool.h"
+#include "command.h"
 
 namespace vexora::tool {
 
 /// Adds "log tail".
-void addTail(CLI::App &log, Session &session);
+void addTail(Command log, Session &session);
 
 }  // namespace vexora::tool

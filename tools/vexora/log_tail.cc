@@ -12,9 +12,10 @@
 #include <algorithm>
 #include <array>
 #include <iostream>
+#include <memory>
 
+#include "command.h"
 #include "log.h"
-#include "tool.h"
 
 namespace vexora::tool {
 namespace {
@@ -136,16 +137,16 @@ void tail(const Session &session, unsigned count, bool once) {
 
 }  // namespace
 
-void addTail(CLI::App &log, Session &session) {
-  CLI::App *command = addCommand(log, "tail",
-                                 "Follows the watchdog log, until interrupted.\nThe last lines come first. With --json "
-                                 "these are all, as what goes on has no end.",
-                                 "vexora log tail --lines 20 --once");
+void addTail(Command log, Session &session) {
+  Command command = log.add("tail",
+                            "Follows the watchdog log, until interrupted.\nThe last lines come first. With --json "
+                            "these are all, as what goes on has no end.",
+                            "vexora log tail --lines 20 --once");
   auto lines = std::make_shared<unsigned>(10);
   auto once = std::make_shared<bool>(false);
-  command->add_option("-n,--lines", *lines, "Lines to begin with, 10 unless told")->type_name("N");
-  command->add_flag("--once", *once, "Show the last lines only");
-  command->callback([&session, lines, once] { tail(session, *lines, *once); });
+  command.option("-n,--lines", *lines, "Lines to begin with, 10 unless told").typeName("N");
+  command.flag("--once", *once, "Show the last lines only");
+  command.run([&session, lines, once] { tail(session, *lines, *once); });
 }
 
 }  // namespace vexora::tool

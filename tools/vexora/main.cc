@@ -6,9 +6,9 @@
 #include <cstdio>
 #include <exception>
 
+#include "command.h"
 #include "help.h"
 #include "root.h"
-#include "tool.h"
 
 namespace {
 
@@ -35,7 +35,7 @@ void addCommands(CLI::App &app, Session &session) {
        {vexora::tool::addLog, vexora::tool::addHistory, vexora::tool::addFru, vexora::tool::addUefi,
         vexora::tool::addConfig, vexora::tool::addSubscriptions, vexora::tool::addEvent, vexora::tool::addAdvice,
         vexora::tool::addCheck, vexora::tool::addSend, vexora::tool::addFile, vexora::tool::addSignature}) {
-    add(app, session);
+    add(vexora::tool::Command(&app), session);
   }
   vexora::tool::addHelp(app);
 }

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <mutex>
 
+#include "progress.h"
 #include "tool.h"
 
 namespace vexora::tool {

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <ctime>
 #include <iostream>
+#include <memory>
 
 #include <vexora/ipc.h>
 
@@ -213,33 +214,32 @@ constexpr Kind kKinds[] = {
     {"raid", "Sends a status of two bytes to the RAID replacement monitor.", "1 2", raid, false},
 };
 
-void addKind(CLI::App &app, Session &session, const Kind &kind) {
+void addKind(Command app, Session &session, const Kind &kind) {
   const auto arguments = std::make_shared<Arguments>();
   const std::string name = kind.name;
-  CLI::App *command =
-      addCommand(app, name, kind.description,
-                 "vexora send " + name + (*kind.example != '\0' ? " " : "") + kind.example + " --dry-run");
-  command->add_flag("--dry-run,-n", arguments->dryRun, "Show the request, and don't send it");
+  Command command = app.add(name, kind.description,
+                            "vexora send " + name + (*kind.example != '\0' ? " " : "") + kind.example + " --dry-run");
+  command.flag("--dry-run,-n", arguments->dryRun, "Show the request, and don't send it");
   if (name == "component") {
-    command->add_option("KIND", arguments->kind, "Component kind")->required();
-    command->add_option("INSTANCE", arguments->instance, "Instance number")->required();
-    command->add_option("COMMAND", arguments->command, "Command code")->required()->check(CLI::Range(0, 0xFFFF));
-    command->add_option("--flag", arguments->flag, "Response flag");
-    command->add_flag("--multi", arguments->multi, "To the monitor that serves all instances of the kind");
+    command.option("KIND", arguments->kind, "Component kind").required();
+    command.option("INSTANCE", arguments->instance, "Instance number").required();
+    command.option("COMMAND", arguments->command, "Command code").required().isBetween(0, 0xFFFF);
+    command.option("--flag", arguments->flag, "Response flag");
+    command.flag("--multi", arguments->multi, "To the monitor that serves all instances of the kind");
   }
   if (name == "raid") {
-    command->add_option("FIRST", arguments->first, "First byte")->required()->check(CLI::Range(0, 0xFF));
-    command->add_option("SECOND", arguments->second, "Second byte")->required()->check(CLI::Range(0, 0xFF));
+    command.option("FIRST", arguments->first, "First byte").required().isBetween(0, 0xFF);
+    command.option("SECOND", arguments->second, "Second byte").required().isBetween(0, 0xFF);
   }
   if (kind.hasData) {
-    CLI::Option *hex = command->add_option("BYTES", arguments->hex, "Data in hexadecimal digits; zeros follow");
-    command->add_option("--file", arguments->file, "Data from a file, - for standard input")->excludes(hex);
+    Option hex = command.option("BYTES", arguments->hex, "Data in hexadecimal digits; zeros follow");
+    command.option("--file", arguments->file, "Data from a file, - for standard input").excludes(hex);
   }
   if (name == "sel") {
-    command->add_option("--task-failure", arguments->taskFailure, "The record of a task's failure, of three data bytes")
-        ->expected(3);
+    command.option("--task-failure", arguments->taskFailure, "The record of a task's failure, of three data bytes")
+        .takes(3, 3);
   }
-  command->callback([&session, &kind, arguments] {
+  command.run([&session, &kind, arguments] {
     deliver(session, kind.make(*arguments, *findLayout(kind.name)), arguments->dryRun);
   });
 }
@@ -252,14 +252,14 @@ std::string componentPipe(unsigned kind, unsigned instance) {
   return path;
 }
 
-void addSend(CLI::App &app, Session &session) {
-  CLI::App *send = addCommand(app, "send",
-                              "Sends a request to a daemon, and shows its bytes beside its fields. A request to a pipe "
-                              "goes out only when somebody has the pipe open.",
-                              "vexora send sel 20 00 00 18 02 00 05 01 06 07 --dry-run");
-  send->require_subcommand(1);
+void addSend(Command app, Session &session) {
+  Command send = app.add("send",
+                         "Sends a request to a daemon, and shows its bytes beside its fields. A request to a pipe "
+                         "goes out only when somebody has the pipe open.",
+                         "vexora send sel 20 00 00 18 02 00 05 01 06 07 --dry-run");
+  send.needsCommand();
   for (const Kind &kind : kKinds) {
-    addKind(*send, session, kind);
+    addKind(send, session, kind);
   }
   addWatch(app, session);
 }

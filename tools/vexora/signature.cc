@@ -14,9 +14,11 @@
 #include <cstring>
 #include <iostream>
 #include <limits>
+#include <memory>
 
+#include "command.h"
+#include "progress.h"
 #include "root.h"
-#include "tool.h"
 
 namespace vexora::tool {
 namespace {
@@ -154,35 +156,32 @@ void digest(const Session &session, const std::vector<std::string> &files) {
   }
 }
 
-void addMd5(CLI::App &app, Session &session) {
-  CLI::App *command = addCommand(app, "md5",
-                                 "Prints the MD5 digests of files.\nThey find accidents, not attacks: against those "
-                                 "there are signatures.",
-                                 "echo firmware | vexora md5 -");
+void addMd5(Command app, Session &session) {
+  Command command = app.add("md5",
+                            "Prints the MD5 digests of files.\nThey find accidents, not attacks: against those "
+                            "there are signatures.",
+                            "echo firmware | vexora md5 -");
   auto files = std::make_shared<std::vector<std::string>>();
-  command->add_option("FILE", *files, "Files to read, - for standard input")->required()->type_name("");
-  command->callback([&session, files] { digest(session, *files); });
+  command.option("FILE", *files, "Files to read, - for standard input").required().typeName("");
+  command.run([&session, files] { digest(session, *files); });
 }
 
 }  // namespace
 
-void addSignature(CLI::App &app, Session &session) {
-  CLI::App *signature = addCommand(app, "signature", "Verifies signatures of files.", "vexora signature verify --help");
-  signature->require_subcommand(1);
-  CLI::App *command =
-      addCommand(*signature, "verify",
-                 "Verifies a file's ECDSA signature over SHA-256.\nOnly \"valid\" means that the file is genuine.",
-                 "openssl ecparam -name prime256v1 -genkey -noout -out /tmp/key && echo firmware >/tmp/image\n"
-                 "  openssl ec -in /tmp/key -pubout -out /tmp/public && openssl dgst -sha256 -sign /tmp/key -out "
-                 "/tmp/sig /tmp/image\n"
-                 "  vexora signature verify --key /tmp/public --signature /tmp/sig /tmp/image");
+void addSignature(Command app, Session &session) {
+  Command signature = app.add("signature", "Verifies signatures of files.", "vexora signature verify --help");
+  signature.needsCommand();
+  Command command = signature.add(
+      "verify", "Verifies a file's ECDSA signature over SHA-256.\nOnly \"valid\" means that the file is genuine.",
+      "openssl ecparam -name prime256v1 -genkey -noout -out /tmp/key && echo firmware >/tmp/image\n"
+      "  openssl ec -in /tmp/key -pubout -out /tmp/public && openssl dgst -sha256 -sign /tmp/key -out "
+      "/tmp/sig /tmp/image\n"
+      "  vexora signature verify --key /tmp/public --signature /tmp/sig /tmp/image");
   auto arguments = std::make_shared<Arguments>();
-  command->add_option("FILE", arguments->file, "The signed file")->required()->type_name("");
-  command->add_option("-k,--key", arguments->key, "The maker's public key, in DER or PEM")
-      ->required()
-      ->type_name("FILE");
-  command->add_option("-s,--signature", arguments->signature, "The signature, in DER")->required()->type_name("FILE");
-  command->callback([&session, arguments] { verify(session, *arguments); });
+  command.option("FILE", arguments->file, "The signed file").required().typeName("");
+  command.option("-k,--key", arguments->key, "The maker's public key, in DER or PEM").required().typeName("FILE");
+  command.option("-s,--signature", arguments->signature, "The signature, in DER").required().typeName("FILE");
+  command.run([&session, arguments] { verify(session, *arguments); });
   addMd5(app, session);
 }
 

@@ -7,8 +7,8 @@
 
 #include <vexora/config.h>
 
+#include "command.h"
 #include "subscriptions_lines.h"
-#include "tool.h"
 
 namespace vexora::tool {
 namespace {
@@ -134,18 +134,19 @@ void check(Session &session) {
 
 }  // namespace
 
-void addSubscriptions(CLI::App &app, Session &session) {
-  CLI::App *command = addCommand(app, "subscriptions",
-                                 "Shows and checks the destinations that events are pushed to: up to four, in "
-                                 "/conf/eventsubscriptions.conf.",
-                                 "vexora subscriptions show");
-  command->require_subcommand(1);
-  addCommand(*command, "show", "Shows the slots as the library loads them.", "vexora subscriptions show")
-      ->callback([&session] { show(session); });
-  addCommand(*command, "check",
-             "Names each line that the loader cuts, ignores or reads differently from what its author meant.",
-             "vexora subscriptions check")
-      ->callback([&session] { check(session); });
+void addSubscriptions(Command app, Session &session) {
+  Command command = app.add("subscriptions",
+                            "Shows and checks the destinations that events are pushed to: up to four, in "
+                            "/conf/eventsubscriptions.conf.",
+                            "vexora subscriptions show");
+  command.needsCommand();
+  command.add("show", "Shows the slots as the library loads them.", "vexora subscriptions show").run([&session] {
+    show(session);
+  });
+  command
+      .add("check", "Names each line that the loader cuts, ignores or reads differently from what its author meant.",
+           "vexora subscriptions check")
+      .run([&session] { check(session); });
 }
 
 }  // namespace vexora::tool

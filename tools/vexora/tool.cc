@@ -13,8 +13,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "help.h"
-
 namespace vexora::tool {
 namespace {
 
@@ -187,13 +185,6 @@ std::string hexDump(std::span<const std::uint8_t> bytes) {
     dump += "  |" + characters + "|\n";
   }
   return dump;
-}
-
-CLI::App *addCommand(CLI::App &parent, const std::string &name, const std::string &description,
-                     const std::string &example) {
-  CLI::App *command = parent.add_subcommand(name, description);
-  command->footer(example.empty() ? example : "Example:\n  " + example);
-  return command;
 }
 
 }  // namespace vexora::tool

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the commands of the tool share. A command reads its arguments through CLI11, prints its answer in readable form
-// or, with --json, as one JSON document, and leaves its outcome in the session. It throws Failure where it can't go on.
+// What the commands of the tool share. A command prints its answer in readable form or, with --json, as one JSON
+// document, and leaves its outcome in the session. It throws Failure where it can't go on.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <initializer_list>
@@ -12,12 +11,10 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include <json-c/json.h>
-#include <CLI/CLI.hpp>
 
 namespace vexora::tool {
 
@@ -103,24 +100,6 @@ std::size_t utf8Length(std::string_view text);
 /// A text with control characters made visible, so that foreign bytes can't steer the terminal.
 std::string printable(std::string_view text);
 
-/// Tells on standard error, when that is a terminal, what takes more than a second, until it goes.
-class Progress {
- public:
-  explicit Progress(std::string what);
-  ~Progress();
-  Progress(const Progress &) = delete;
-  Progress &operator=(const Progress &) = delete;
-  void at(std::uint64_t done, std::uint64_t of);  // shown as a percentage
-
- private:
-  void show(const std::stop_token &stop);
-
-  std::string what_;
-  int terminal_ = -1;
-  std::atomic<int> percent_ = -1;
-  std::jthread thread_;
-};
-
 /// A file's content, "-" for standard input; throws Failure(kInaccessible).
 std::vector<std::uint8_t> readFile(const std::string &path);
 
@@ -134,23 +113,5 @@ std::string captured(const std::function<void()> &work);
 
 /// "00000000  50 4b ...  |PK..|" lines.
 std::string hexDump(std::span<const std::uint8_t> bytes);
-
-/// Adds a command whose help ends with an example that works when pasted.
-CLI::App *addCommand(CLI::App &parent, const std::string &name, const std::string &description,
-                     const std::string &example);
-
-// One function a group of commands; each in the file of its name.
-void addLog(CLI::App &app, Session &session);
-void addHistory(CLI::App &app, Session &session);
-void addFru(CLI::App &app, Session &session);
-void addUefi(CLI::App &app, Session &session);
-void addConfig(CLI::App &app, Session &session);
-void addSubscriptions(CLI::App &app, Session &session);
-void addEvent(CLI::App &app, Session &session);
-void addAdvice(CLI::App &app, Session &session);
-void addCheck(CLI::App &app, Session &session);
-void addSend(CLI::App &app, Session &session);
-void addFile(CLI::App &app, Session &session);
-void addSignature(CLI::App &app, Session &session);
 
 }  // namespace vexora::tool

@@ -2,11 +2,13 @@
 //
 // vexora uefi: compressed firmware images.
 #include <iostream>
+#include <memory>
 #include <optional>
 
 #include <vexora/platform.h>
 
-#include "tool.h"
+#include "command.h"
+#include "progress.h"
 #include "uefi/encoder.h"
 
 namespace vexora::tool {
@@ -152,33 +154,32 @@ void pack(const Session &session, const Arguments &arguments) {
 
 }  // namespace
 
-void addUefi(CLI::App &app, Session &session) {
-  CLI::App *command = addCommand(app, "uefi", "Looks into, unpacks and packs compressed UEFI images.",
-                                 "vexora uefi pack /etc/passwd passwd.lz --form tiano");
-  command->require_subcommand(1);
+void addUefi(Command app, Session &session) {
+  Command command = app.add("uefi", "Looks into, unpacks and packs compressed UEFI images.",
+                            "vexora uefi pack /etc/passwd passwd.lz --form tiano");
+  command.needsCommand();
   const auto arguments = std::make_shared<Arguments>();
-  const CLI::IsMember forms({kForms[0].name, kForms[1].name});
-  const auto addFiles = [&](CLI::App *one) {
-    one->add_option("INPUT", arguments->input, "File to read, - for standard input")->required();
-    one->add_option("OUTPUT", arguments->output, "File to write, - for standard output")->required();
+  const std::vector<std::string> forms({kForms[0].name, kForms[1].name});
+  const auto addFiles = [&](Command one) {
+    one.option("INPUT", arguments->input, "File to read, - for standard input").required();
+    one.option("OUTPUT", arguments->output, "File to write, - for standard output").required();
   };
   const std::string make = "vexora uefi pack /etc/passwd passwd.lz --form tiano && ";
-  CLI::App *told = addCommand(*command, "info", "Tells an image's sizes, and the forms in which it decompresses.",
-                              make + "vexora uefi info passwd.lz");
-  told->add_option("IMAGE", arguments->input, "Image, - for standard input")->required();
-  CLI::App *unpacked =
-      addCommand(*command, "unpack", "Decompresses an image.", make + "vexora uefi unpack passwd.lz -");
+  Command told = command.add("info", "Tells an image's sizes, and the forms in which it decompresses.",
+                             make + "vexora uefi info passwd.lz");
+  told.option("IMAGE", arguments->input, "Image, - for standard input").required();
+  Command unpacked = command.add("unpack", "Decompresses an image.", make + "vexora uefi unpack passwd.lz -");
   addFiles(unpacked);
-  unpacked->add_option("--form", arguments->form, "Form of the image, where both are possible")->check(forms);
-  CLI::App *packed = addCommand(*command, "pack", "Compresses a file into an image.",
-                                "vexora uefi pack /etc/passwd passwd.lz --form tiano");
+  unpacked.option("--form", arguments->form, "Form of the image, where both are possible").isOneOf(forms);
+  Command packed =
+      command.add("pack", "Compresses a file into an image.", "vexora uefi pack /etc/passwd passwd.lz --form tiano");
   addFiles(packed);
-  packed->add_option("--form", arguments->form, "Form of the image: distances up to 8 KiB (uefi) or 512 KiB (tiano)")
-      ->required()
-      ->check(forms);
-  told->callback([&session, arguments] { info(session, *arguments); });
-  unpacked->callback([&session, arguments] { unpack(session, *arguments); });
-  packed->callback([&session, arguments] { pack(session, *arguments); });
+  packed.option("--form", arguments->form, "Form of the image: distances up to 8 KiB (uefi) or 512 KiB (tiano)")
+      .required()
+      .isOneOf(forms);
+  told.run([&session, arguments] { info(session, *arguments); });
+  unpacked.run([&session, arguments] { unpack(session, *arguments); });
+  packed.run([&session, arguments] { pack(session, *arguments); });
 }
 
 }  // namespace vexora::tool

@@ -11,6 +11,7 @@
 #include <csignal>
 #include <cstring>
 #include <iostream>
+#include <memory>
 #include <optional>
 
 #include <vexora/ipc.h>
@@ -164,21 +165,20 @@ void watch(Session &session, const Arguments &arguments) {
 
 }  // namespace
 
-void addWatch(CLI::App &app, Session &session) {
+void addWatch(Command app, Session &session) {
   const auto arguments = std::make_shared<Arguments>();
-  CLI::App *command =
-      addCommand(app, "watch",
-                 "Takes requests from a queue or pipe and shows their bytes beside their fields. What it takes, its "
-                 "daemon doesn't "
-                 "get: stop the daemon first. Sources are the names of 'send', a queue's key, and a pipe's path.",
-                 "vexora watch mca --count 1 --timeout 5");
-  command->add_option("SOURCE", arguments->source, "Name, key or path")->required();
-  command->add_option("COMPONENT", arguments->component, "Kind and instance of a component monitor")->expected(0, 2);
-  command->add_option("--count", arguments->count, "End after so many requests");
-  command->add_option("--timeout", arguments->seconds,
-                      "End after so many seconds; a finding when --count is not reached");
-  command->add_flag("--make", arguments->make, "Make a pipe that is missing");
-  command->callback([&session, arguments] { watch(session, *arguments); });
+  Command command =
+      app.add("watch",
+              "Takes requests from a queue or pipe and shows their bytes beside their fields. What it takes, its "
+              "daemon doesn't "
+              "get: stop the daemon first. Sources are the names of 'send', a queue's key, and a pipe's path.",
+              "vexora watch mca --count 1 --timeout 5");
+  command.option("SOURCE", arguments->source, "Name, key or path").required();
+  command.option("COMPONENT", arguments->component, "Kind and instance of a component monitor").takes(0, 2);
+  command.option("--count", arguments->count, "End after so many requests");
+  command.option("--timeout", arguments->seconds, "End after so many seconds; a finding when --count is not reached");
+  command.flag("--make", arguments->make, "Make a pipe that is missing");
+  command.run([&session, arguments] { watch(session, *arguments); });
 }
 
 }  // namespace vexora::tool

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "tool.h"
+#include "command.h"
 
 namespace vexora::tool {
 
 /// The path of a component monitor's pipe; instance 0 is the monitor of all instances.
 std::string componentPipe(unsigned kind, unsigned instance);
 
-void addWatch(CLI::App &app, Session &session);
+void addWatch(Command app, Session &session);
 
 }  // namespace vexora::tool
