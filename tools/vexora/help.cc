@@ -251,9 +251,9 @@ void layHelpOut(CLI::App &app) {
 
 void addHelp(CLI::App &app) {
   Command help =
-      Command(&app).add("help", "Writes the manual page or the shell's completion.", "vexora help man | man -l -");
+      Command(&app).add("help", "Writes the manual page or the shell's completion.", "vexora help man >vexora.1");
   help.needsCommand();
-  help.add("man", "Writes the manual page.", "vexora help man | man -l -").run([&app] { printManual(app); });
+  help.add("man", "Writes the manual page.", "vexora help man >vexora.1").run([&app] { printManual(app); });
   help.add("completion", "Writes the completion for bash.", "eval \"$(vexora help completion)\"").run([&app] {
     printCompletion(app);
   });

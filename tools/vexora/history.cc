@@ -207,7 +207,7 @@ void addRecord(Command history, Session &session) {
       "which "
       "would overwrite the same file. A file that the recorder would give up, damaged or ahead of the clock, stops it "
       "before the first sample.",
-      "vexora history record --every 60 --count 10");
+      "vexora history record --every 2 --count 3");
   auto options = std::make_shared<RecordOptions>();
   command.option("--every", options->every, "Seconds from one sample to the next")
       .required()

@@ -19,6 +19,8 @@
 namespace vexora::tool::history {
 namespace {
 
+constexpr std::int32_t kNoHourYet = 24;
+
 volatile std::sig_atomic_t stopped = 0;
 
 void stop(int /*signal*/) { stopped = 1; }
@@ -56,6 +58,7 @@ void begin(const std::string &path, bool replace) {
     // The library takes an old file from the future as it is, to fail at the first record.
     result = !loss.empty() && InitHistoryDatFile() != 0 ? -1 : historyDataInit();
   });
+  RecTmpData.last_record_hour = kNoHourYet;  // as the library has it from the first sample on
   if (result != 0) {
     throw Failure(kInaccessible, "cannot begin a history in " + path + ":\n" + messages);
   }
@@ -72,17 +75,16 @@ vexora_history_record newestRecord() {
 
 /// What a call did: the library tells no more than that it didn't fail.
 Event takeSample(const std::string &path) {
-  const std::uint32_t newest = newestRecord().query_time;
-  const std::uint32_t samples = RecTmpData.sensor_7000.samples;
+  const vexora_history_hour before = RecTmpData;
   int result = 0;
   const std::string messages = captured([&] { result = historyDataRecord(); });
   if (result != 0) {
     throw Failure(kInaccessible, "the record could not be stored, and " + path + " is given up:\n" + messages);
   }
-  if (newestRecord().query_time != newest) {
+  if (RecTmpData.last_record_hour != before.last_record_hour && RecTmpData.last_record_hour != kNoHourYet) {
     return Event::kRecord;
   }
-  return RecTmpData.sensor_7000.samples > samples ? Event::kSample : Event::kNoReading;
+  return RecTmpData.sensor_7000.samples > before.sensor_7000.samples ? Event::kSample : Event::kNoReading;
 }
 
 std::string details(Event event) {
