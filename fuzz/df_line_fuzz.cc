@@ -2,16 +2,12 @@
 //
 // What `df -k` prints, through the look at the card's mount: an input is the output of every `df`. The answer must be
 // that of a splitter which takes each line apart by hand.
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <ctime>
 #include <string>
 #include <string_view>
 
+#include "target.h"
 #include "vexora/storage.h"
 
 namespace {
@@ -46,9 +42,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   output = {reinterpret_cast<const char *>(data), size};
   char place[VEXORA_CARD_MOUNT_POINT_SIZE] = "~";
   std::int64_t room = -7;
-  if (CheckTFCardMountStatus(place, &room) != 0) {
-    std::abort();
-  }
+  require(CheckTFCardMountStatus(place, &room) == 0, "a look");
   std::string_view expectedPlace = "~";
   std::int64_t expectedRoom = -7;
   for (std::string_view rest = output; !rest.empty();) {
@@ -66,8 +60,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
       break;
     }
   }
-  if (place != expectedPlace || room != expectedRoom) {
-    std::abort();
-  }
+  require(place == expectedPlace && room == expectedRoom, "the splitter's answer");
   return 0;
 }

@@ -3,17 +3,12 @@
 // Event subscription files, compared with a plain model that reads them by the platform's own scanner: the patterns in
 // which the format was first written down. What was loaded is also written and freed.
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <array>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <string>
 
+#include "target.h"
 #include "vexora/config.h"
 
 namespace {
@@ -21,13 +16,6 @@ namespace {
 constexpr const char *kFile = "/conf/eventsubscriptions.conf";
 
 using Section = std::map<std::string, std::string>;
-
-void require(bool holds, const char *what) {
-  if (!holds) {
-    std::fprintf(stderr, "does not hold: %s\n", what);
-    std::abort();
-  }
-}
 
 std::array<Section, 4> readByModel(const std::uint8_t *data, std::size_t size) {
   std::array<Section, 4> sections;
@@ -78,9 +66,7 @@ void expectSlot(const EventSubScriptionRecord &slot, Section &section) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-  const int fd = open(kFile, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR);
-  require(write(fd, data, size) == static_cast<ssize_t>(size), "the file can be made");
-  close(fd);
+  putFile(kFile, data, size);
   blEventSubScriptionsFlag = 0;
   require(GetEventSubScriptionFromConfFile(&blEventSubScriptionsFlag, stEventSubScriptionStore) == 0, "a load");
   auto sections = readByModel(data, size);

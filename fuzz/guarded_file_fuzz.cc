@@ -4,29 +4,21 @@
 // odd, the four after it, where a guarded file has its checksum, are made right first.
 #include <json-c/json.h>
 
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 
 #include "firmware/checksum.h"
+#include "target.h"
 #include "vexora/storage.h"
 
 namespace {
 
 constexpr const char *kFile = "/var/file";
 
-void require(bool holds) {
-  if (!holds) {
-    std::abort();
-  }
-}
-
 /// Whether a block is there when it has to be, with the text and a zero behind it. Releases it.
 void check(char *block, bool expected, std::string_view text) {
-  require((block != nullptr) == expected);
-  require(!expected || (std::memcmp(block, text.data(), text.size()) == 0 && block[text.size()] == '\0'));
+  require((block != nullptr) == expected, "a block where there is one to give");
+  require(!expected || (std::memcmp(block, text.data(), text.size()) == 0 && block[text.size()] == '\0'), "the text");
   std::free(block);
 }
 
@@ -41,13 +33,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     std::memcpy(content.data(), &crc, sizeof crc);
   }
   const bool guarded = !text.empty() && std::memcmp(content.data(), &crc, sizeof crc) == 0;
-  std::FILE *const file = std::fopen(kFile, "wbe");
-  require(std::fwrite(content.data(), 1, content.size(), file) == content.size() && std::fclose(file) == 0);
+  putFile(kFile, content.data(), content.size());
   check(vexora_string_read_file(kFile), !content.empty(), content);
   check(vexora_string_read_file_with_crc32_check(kFile), guarded, text);
   check(fileread(kFile), true, content);
   json_object *const document = vexora_json_read_file_with_crc32_check(kFile);
-  require(document == nullptr || guarded);
+  require(document == nullptr || guarded, "no document of a damaged file");
   json_object_put(document);
   return 0;
 }

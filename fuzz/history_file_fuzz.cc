@@ -16,130 +16,51 @@
 //
 // Each record's averages hold its slot, so that an answer tells which records it is made of.
 
-#include <fcntl.h>
-#include <sanitizer/asan_interface.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
-#include <cstddef>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <span>
+#include <tuple>
 
-#include "firmware/unix.h"
-#include "vexora/history.h"
-
-namespace {
-
-constexpr std::uint32_t kCapacity = 8760;
-constexpr std::size_t kRecordSize = 28;
-constexpr std::size_t kHeaderSize = 20;
-constexpr std::size_t kSlotsSize = 245'280;
-constexpr std::size_t kFileSize = 245'300;
-constexpr std::size_t kTrailingSize = 100;
-constexpr std::uint32_t kHourSeconds = 3600;
-constexpr std::uint32_t kFirstTime = 1'700'000'000;
-constexpr const char *kDataFile = "/extlog/syslog/history_data.dat";
-
-constexpr std::size_t kRequestRoom = 16;
-constexpr std::size_t kAnswerHeader = 5;
-
-void require(bool holds, const char *what) {
-  if (!holds) {
-    std::fprintf(stderr, "does not hold: %s\n", what);
-    std::abort();
-  }
-}
-
-std::uint32_t little32(const std::uint8_t *at) {
-  return at[0] | std::uint32_t{at[1]} << 8 | std::uint32_t{at[2]} << 16 | std::uint32_t{at[3]} << 24;
-}
-
-struct Header {
-  std::uint32_t head;
-  std::uint32_t tail;
-  std::uint32_t itemSize;
-  std::uint32_t capacity;
-  std::uint32_t count;
-
-  bool operator==(const Header &) const = default;
-};
-
-constexpr Header kFreshHeader = {0, kCapacity - 1, kRecordSize, kCapacity, 0};
-
-using Image = std::array<std::uint8_t, kFileSize + kTrailingSize>;
-
-/// Slots whose records know their number.
-Image makeImage(std::uint32_t firstTime, std::uint32_t secondsApart) {
-  Image image{};
-  for (std::uint32_t slot = 0; slot < kCapacity; ++slot) {
-    vexora_history_record record{};
-    record.sensor_7000.average = record.sensor_3009.average = static_cast<std::uint16_t>(slot);
-    record.time = record.query_time = firstTime + slot * secondsApart;
-    std::memcpy(&image[kHeaderSize + slot * kRecordSize], &record, sizeof record);
-  }
-  return image;
-}
-
-Image timeless = makeImage(0, 0);
-Image hourly = makeImage(kFirstTime, kHourSeconds);
-Image fresh = [] {
-  Image image{};
-  std::memcpy(image.data(), &kFreshHeader, sizeof kFreshHeader);
-  return image;
-}();
-
-/// The data file as it has to be.
-struct File {
-  Image *image = &fresh;
-  std::size_t size = kFileSize;
-
-  [[nodiscard]] Header header() const {
-    Header header{};
-    std::memcpy(&header, image->data(), sizeof header);
-    return header;
-  }
-
-  /// Whether the library has to accept it.
-  [[nodiscard]] bool isOurs() const {
-    const Header h = header();
-    return size >= kFileSize && h.head < kCapacity && h.tail < kCapacity && h.itemSize == kRecordSize &&
-           h.capacity == kCapacity && h.count <= kCapacity;
-  }
-
-  [[nodiscard]] std::uint8_t *slot(std::size_t number) const {
-    return &(*image)[kHeaderSize + number % kCapacity * kRecordSize];
-  }
-
-  [[nodiscard]] std::uint32_t timeOf(std::size_t number) const { return little32(slot(number) + 24); }
-
-  void put() const {
-    const int fd = open(kDataFile, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR);
-    require(write(fd, image->data(), size) == static_cast<ssize_t>(size), "the data file can be made");
-    close(fd);
-  }
-
-  [[nodiscard]] bool isThere() const {
-    static Image found;
-    const int fd = open(kDataFile, O_RDONLY | O_CLOEXEC);
-    const ssize_t length = read(fd, found.data(), found.size());
-    close(fd);
-    return length == static_cast<ssize_t>(size) && std::memcmp(found.data(), image->data(), size) == 0;
-  }
-};
-
-File file;
-
-}  // namespace
+#include "../tests/history/query_model.h"
+#include "target.h"
 
 // Reports of bad files, of which there are thousands a second.
 extern "C" void XDBG_LINUXAPP_DbgOut(int, const char *, ...) {}
 
 namespace {
+
+using vexora::test::Image;
+using vexora::test::kImageSize;
+using vexora::test::kSlots;
+using vexora::test::Query;
+using vexora::test::reference;
+
+constexpr const char *kDataFile = "/extlog/syslog/history_data.dat";
+constexpr std::size_t kTrailingSize = 100;
+constexpr std::size_t kRequestRoom = 16;
+
+/// Slots whose records know their number.
+Image makeImage(std::uint32_t firstTime, std::uint32_t secondsApart) {
+  Image image;
+  for (std::uint32_t slot = 0; slot < kSlots; ++slot) {
+    vexora_history_record &record = image.slots[slot];
+    record.sensor_7000.average = record.sensor_3009.average = static_cast<std::uint16_t>(slot);
+    record.time = record.query_time = firstTime + slot * secondsApart;
+  }
+  return image;
+}
+
+const Image kTimeless = makeImage(0, 0);
+const Image kHourly = makeImage(1'700'000'000, 3600);
+const Image kFresh;
+const std::string kFreshFile = kFresh.bytes();
+
+/// Whether the library has to accept a file of this size with the image.
+bool isOurs(const Image &image, std::size_t size) {
+  return size >= kImageSize && image.head < kSlots && image.tail < kSlots && image.itemSize == 28 &&
+         image.capacity == kSlots && image.count <= kSlots;
+}
 
 /// Reads an input's fields; zeros behind its end.
 class Input {
@@ -148,11 +69,11 @@ class Input {
 
   [[nodiscard]] bool isEmpty() const { return rest_.empty(); }
 
-  template <std::size_t Size>
-  std::array<std::uint8_t, Size> take() {
-    std::array<std::uint8_t, Size> field{};
-    const std::size_t taken = std::min(Size, rest_.size());
-    std::copy_n(rest_.begin(), taken, field.begin());
+  template <typename Field>
+  Field take() {
+    Field field{};
+    const std::size_t taken = std::min(sizeof field, rest_.size());
+    std::memcpy(&field, rest_.data(), taken);
     rest_ = rest_.subspan(taken);
     return field;
   }
@@ -161,203 +82,103 @@ class Input {
   std::span<const std::uint8_t> rest_;
 };
 
-/// Changes single records' times for as long as it lives.
-class ChangedTimes {
- public:
-  explicit ChangedTimes(Input &input) {
-    while (!input.isEmpty() && used_ < changes_.size()) {
-      const auto where = input.take<2>();
-      const auto time = input.take<4>();
-      std::uint8_t *const at = file.slot(where[0] | std::size_t{where[1]} << 8) + 20;
-      Change &change = changes_[used_++];
-      change.at = at;
-      std::copy_n(at, change.before.size(), change.before.begin());
-      std::copy_n(time.begin(), time.size(), at);
-      std::copy_n(time.begin(), time.size(), at + time.size());
-    }
-  }
-  ChangedTimes(const ChangedTimes &) = delete;
-  ChangedTimes &operator=(const ChangedTimes &) = delete;
-  ~ChangedTimes() {
-    while (used_ > 0) {
-      const Change &change = changes_[--used_];
-      std::copy_n(change.before.begin(), change.before.size(), change.at);
-    }
-  }
-
- private:
-  struct Change {
-    std::uint8_t *at = nullptr;
-    std::array<std::uint8_t, 8> before{};
-  };
-
-  std::array<Change, 1024> changes_{};
-  std::size_t used_ = 0;
-};
-
-struct Query {
-  std::uint32_t type;
-  std::uint32_t start;
-  std::uint32_t end;
-
-  [[nodiscard]] std::size_t entrySize() const { return type == 4 ? 28 : 22; }
-  [[nodiscard]] bool isValid() const { return end > start && (type == 0 || type == 1 || type == 4); }
-};
-
-/// Room for the entries that a file can give and not a byte more; the rest is out of bounds.
-class Room {
- public:
-  explicit Room(std::size_t size) : size_(size) { ASAN_POISON_MEMORY_REGION(bytes() + size_, kMost - size_); }
-  Room(const Room &) = delete;
-  Room &operator=(const Room &) = delete;
-  ~Room() { ASAN_UNPOISON_MEMORY_REGION(bytes(), kMost); }
-
-  static std::uint8_t *bytes() { return storage.data(); }
-
- private:
-  static constexpr std::size_t kMost = kAnswerHeader + kSlotsSize + 3;  // a multiple of 8, as the poison is
-  alignas(8) static inline std::array<std::uint8_t, kMost> storage{};
-
-  std::size_t size_;
-};
-
-std::size_t roomFor(const Query &query) {
-  return file.isOurs() && query.isValid() ? file.header().count * query.entrySize() : 0;
+/// Answers stand in blocks of their size, so that a byte beyond them ends the run.
+void queryFile(const Query &query, const vexora::test::QueryAnswer &expected) {
+  std::vector<char> room(expected.entries.size());
+  vexora::test::QueryAnswer answer;
+  answer.result = getHistoryData(room.data() == nullptr ? &answer.entries : static_cast<void *>(room.data()),
+                                 query.type, query.start, query.end, &answer.count);
+  answer.entries.assign(room.begin(), room.end());
+  require(answer == expected, "an answer has the file's records of the range");
 }
 
-bool isEntryOf(const std::uint8_t *entry, const std::uint8_t *record, const Query &query) {
-  if (query.type == 4) {
-    return std::memcmp(entry, record, kRecordSize) == 0;
-  }
-  const std::uint8_t *const statistics = query.type == 0 ? record + 6 : record;
-  return std::memcmp(entry, statistics, 6) == 0 && std::memcmp(entry + 6, record + 12, 16) == 0;
+/// What the recorder has in its file after a start.
+const std::string &fileNow() {
+  static std::string bytes;
+  bytes.resize(kImageSize + kTrailingSize);
+  const int fd = open(kDataFile, O_RDONLY | O_CLOEXEC);
+  bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(read(fd, bytes.data(), bytes.size()), 0)));
+  close(fd);
+  return bytes;
 }
 
-/// The entries have to be the file's records one after the other, all before the end, and the last one's successor
-/// must be what stopped them.
-void checkEntries(const Query &query, std::size_t number, const std::uint8_t *entries) {
-  const Header header = file.header();
-  const std::size_t firstSlot = entries[0] | std::size_t{entries[1]} << 8;
-  const std::size_t position = (firstSlot + kCapacity - header.head) % kCapacity;
-  require(position + number <= header.count, "the entries are records that the file counts");
-  for (std::size_t i = 0; i < number; ++i) {
-    require(isEntryOf(entries + i * query.entrySize(), file.slot(firstSlot + i), query), "an entry is its record");
-    require(file.timeOf(firstSlot + i) < query.end, "an entry is from before the end");
-  }
-  require(position + number == header.count || file.timeOf(firstSlot + number) >= query.end, "no record is left out");
-}
-
-/// What a query may answer to the file. `countBefore` is what its caller's count was.
-void checkAnswer(const Query &query, int result, std::uint32_t countBefore, std::uint32_t count,
-                 const std::uint8_t *entries) {
-  if (!file.isOurs() || !query.isValid()) {
-    require(result == -1 && count == countBefore, "a refused query leaves its count alone");
-    return;
-  }
-  const Header header = file.header();
-  if (query.start > file.timeOf(header.tail) || query.end < file.timeOf(header.head)) {
-    require(result == 0 && count == 0, "a range outside the records has none");
-    return;
-  }
-  if (result == -1) {
-    require(header.count == 0 && count == countBefore, "only a file without records has no first one");
-    return;
-  }
-  const std::size_t number = count - countBefore;
-  require(number <= header.count, "no more entries than records");
-  require(static_cast<std::size_t>(result) == number * query.entrySize(), "the entries' bytes");
-  if (number > 0) {
-    checkEntries(query, number, entries);
-  }
-}
-
-void queryFile(const Query &query) {
-  constexpr std::uint32_t kCountBefore = 7;
-  const Room room(roomFor(query));
-  std::uint32_t count = kCountBefore;
-  const int result = getHistoryData(Room::bytes(), query.type, query.start, query.end, &count);
-  checkAnswer(query, result, kCountBefore, count, Room::bytes());
-}
-
-void startRecorder() {
-  const bool wasOurs = file.isOurs();
+void startRecorder(const std::string &expected) {
   RecTmpData.last_record_hour = 24;
   require(historyDataInit() == 0, "a bad file is no error");
-  if (!wasOurs) {
-    file = {};
-  }
-  require(file.isThere(), "a bad file is replaced by an empty one, and no other");
-  Header header{};
-  std::memcpy(&header, HistoryDataRing, sizeof header);
-  require(header == file.header(), "the cache has the file's header");
-  require(std::memcmp(HistoryDataRing->storage, file.slot(0), kSlotsSize) == 0, "the cache has the file's slots");
+  require(fileNow() == expected, "a bad file is replaced by an empty one, and no other");
+  require(std::memcmp(HistoryDataRing, expected.data(), 20) == 0, "the cache has the file's header");
+  require(std::memcmp(HistoryDataRing->storage, &expected[20], kImageSize - 20) == 0, "the cache has the file's slots");
   require(RecTmpData.last_record_hour == 0, "no hour is in progress");
 }
 
-std::uint8_t expectedCode(std::span<const std::uint8_t> request) {
-  if (request.empty()) {
-    return 0xC7;
-  }
-  if (request[0] > 2) {
-    return 0xC9;
-  }
-  return request.size() == (request[0] == 1 ? 10U : 1U) ? 0x00 : 0xC7;
+std::string numbered(std::uint32_t number) {
+  std::string bytes(5, '\0');
+  std::memcpy(&bytes[1], &number, sizeof number);
+  return bytes;
 }
 
-/// Gives the command a request of exactly its length.
-int command(std::span<const std::uint8_t> request) {
-  alignas(8) std::array<std::uint8_t, kRequestRoom> bytes{};
-  std::copy(request.begin(), request.end(), bytes.begin());
-  ASAN_POISON_MEMORY_REGION(bytes.data() + request.size(), bytes.size() - request.size());
-  const int length =
-      VexoraHistoryRecordDataOper(bytes.data(), static_cast<std::uint32_t>(request.size()), Room::bytes());
-  ASAN_UNPOISON_MEMORY_REGION(bytes.data(), bytes.size());
-  return length;
+std::string expectedAnswer(const std::string &request, const Query &query, const Image &image) {
+  const auto operation = static_cast<unsigned char>(request[0]);
+  if (!request.empty() && operation > 2) {
+    return "\xC9";
+  }
+  if (request.size() != (operation == 1 ? 10U : 1U)) {
+    return "\xC7";
+  }
+  if (operation == 1) {
+    const auto found = reference(image, query, 0);
+    return found.result == -1 ? "\xCC" : numbered(found.count) + found.entries;
+  }
+  return operation == 0 ? numbered(image.count) : std::string(1, '\0');
 }
 
-void runCommand(std::span<const std::uint8_t> request, const Query &query) {
-  const std::uint32_t records = file.header().count;
-  const std::uint8_t expected = expectedCode(request);
-  const bool isQuery = expected == 0x00 && request[0] == 1;
-  const Room room(isQuery ? kAnswerHeader + roomFor(query) : kAnswerHeader);
-  const int length = command(request);
-  const std::uint8_t *const answer = Room::bytes();
-  if (isQuery && answer[0] == 0xCC) {
-    require(length == 1, "a failed query answers with its code alone");
-    checkAnswer(query, -1, 0, 0, nullptr);
-    return;
-  }
-  require(answer[0] == expected, "the completion code");
-  if (isQuery) {
-    checkAnswer(query, length - static_cast<int>(kAnswerHeader), 0, little32(answer + 1), answer + kAnswerHeader);
-  } else if (expected == 0x00 && request[0] == 0) {
-    require(length == kAnswerHeader && little32(answer + 1) == records, "the number of records");
-  } else {
-    require(length == 1, "an answer of its code alone");
-    require((access(kDataFile, F_OK) == 0) == (expected != 0x00), "a clear removes the file, and nothing else does");
-  }
+void runCommand(const std::string &request, const std::string &expected) {
+  const std::vector<std::uint8_t> exact(request.begin(), request.end());
+  std::vector<std::uint8_t> answer(expected.size());
+  std::uint8_t nothing = 0;
+  const int length = VexoraHistoryRecordDataOper(exact.empty() ? &nothing : exact.data(),
+                                                 static_cast<std::uint32_t>(exact.size()), answer.data());
+  require(length == static_cast<int>(answer.size()), "the answer's length");
+  require(std::equal(answer.begin(), answer.end(), expected.begin(),
+                     [](std::uint8_t is, char should) { return is == static_cast<std::uint8_t>(should); }),
+          "the answer");
+  const bool clears = request == "\2";
+  require((access(kDataFile, F_OK) == 0) != clears, "a clear removes the file, and nothing else does");
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+  static Image image;
+  static std::string file;
   Input input({data, size});
-  const std::size_t requestLength = input.take<1>()[0] % (kRequestRoom + 1);
-  const auto request = input.take<kRequestRoom>();
-  const auto header = input.take<kHeaderSize>();
-  const std::uint8_t choices = input.take<1>()[0];
-  file.image = (choices & 1) == 0 ? &timeless : &hourly;
-  file.size = std::min<std::size_t>(little32(input.take<4>().data()), kFileSize + kTrailingSize);
-  std::copy(header.begin(), header.end(), file.image->begin());
-  const ChangedTimes changedTimes(input);
-  file.put();
-
-  const Query query = {request[1], little32(&request[2]), little32(&request[6])};
-  if ((choices & 2) == 0) {
-    queryFile(query);
-  } else {
-    startRecorder();
-    runCommand(std::span(request).first(requestLength), query);
+  const std::size_t requestLength = input.take<std::uint8_t>() % (kRequestRoom + 1);
+  const auto request = input.take<std::array<char, kRequestRoom>>();
+  const auto header = input.take<std::array<std::uint32_t, 5>>();
+  const auto choices = input.take<std::uint8_t>();
+  const std::size_t fileSize = std::min<std::size_t>(input.take<std::uint32_t>(), kImageSize + kTrailingSize);
+  image = (choices & 1) == 0 ? kTimeless : kHourly;
+  std::tie(image.head, image.tail, image.itemSize, image.capacity, image.count) = std::tuple_cat(header);
+  while (!input.isEmpty()) {
+    vexora_history_record &record = image.slots[input.take<std::uint16_t>() % kSlots];
+    record.time = record.query_time = input.take<std::uint32_t>();
   }
+  file.assign(kImageSize + kTrailingSize, '\0');
+  std::memcpy(&file[0], &header, sizeof header);
+  std::memcpy(&file[sizeof header], image.slots.data(), kImageSize - sizeof header);
+  file.resize(fileSize);
+  putFile(kDataFile, file.data(), file.size());
+  Query query{static_cast<std::uint8_t>(request[1]), 0, 0};
+  std::memcpy(&query.start, &request[2], sizeof query.start);
+  std::memcpy(&query.end, &request[6], sizeof query.end);
+  const bool ours = isOurs(image, fileSize);
+  if ((choices & 2) == 0) {
+    queryFile(query, ours ? reference(image, query) : vexora::test::QueryAnswer{});
+    return 0;
+  }
+  const Image &used = ours ? image : kFresh;
+  startRecorder(ours ? file : kFreshFile);
+  const std::string command(request.data(), requestLength);
+  runCommand(command, expectedAnswer(command, query, used));
   return 0;
 }

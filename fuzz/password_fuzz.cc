@@ -3,20 +3,18 @@
 // Base64 texts to decipher. The first byte is the room for the plain text, the rest the text.
 
 #include <algorithm>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
 #include "firmware/featuredefine.h"
+#include "target.h"
 #include "vexora/security.h"
 
 extern "C" int IsFeatureEnabled(const char *) { return 1; }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-  static const bool isQuiet = std::freopen("/dev/null", "w", stdout) != nullptr;
-  if (!isQuiet || size < 1) {
+  throwOutputAway();
+  if (size < 1) {
     return 0;
   }
   const std::string text(data + 1, data + size);
@@ -27,8 +25,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   const auto end = std::find(out.begin(), rest, '\0');
   const bool isPadded = *rest == '~' && std::all_of(end, rest, [](char character) { return character == '\0'; });
   const bool isEmptyText = text.c_str()[0] == '\0';
-  if (!isPadded || result != (isEmptyText ? -1 : 0) || (isEmptyText && end != out.begin())) {
-    std::abort();
-  }
+  require(isPadded && result == (isEmptyText ? -1 : 0), "the room is filled with zeros");
+  require(!isEmptyText || end == out.begin(), "no text gives none");
   return 0;
 }

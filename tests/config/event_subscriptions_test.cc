@@ -2,7 +2,6 @@
 // The event subscriptions: the file that a store is written to, and what a store is read from files that people edit.
 
 #include <cstring>
-#include <string>
 
 #include "support/faults.h"
 #include "support/files.h"
@@ -163,17 +162,15 @@ TEST_F(EventSubscriptions, SelectorsFreeTheirFieldsOnly) {
   for (int what = 1; what <= 9; ++what) {
     ASSERT_EQ(load(full), 0);
     EXPECT_EQ(dwEventSubScriptionStoreMemFree(0, 1, what, store), 0);
-    const auto freed = [&](int selector) { return what == selector || what == 9; };
-    EXPECT_EQ(store[0].destaddr == nullptr, freed(1)) << what;
-    EXPECT_EQ(store[0].type == 0, freed(2)) << what;
-    EXPECT_EQ(store[0].hcontent == nullptr, freed(3)) << what;
-    EXPECT_EQ(store[0].hxauth == nullptr, freed(3)) << what;
-    EXPECT_EQ(store[0].context == nullptr, freed(4)) << what;
-    EXPECT_EQ(store[0].protocal == nullptr, freed(5)) << what;
-    for (const int i : {0, 31}) {
-      EXPECT_EQ(store[0].messageid[i] == nullptr, freed(6)) << what;
-      EXPECT_EQ(store[0].resource[i] == nullptr, freed(7)) << what;
+    const EventSubScriptionRecord &slot = store[0];
+    const std::pair<const char *, int> fields[] = {
+        {slot.destaddr, 1},      {slot.hcontent, 3},    {slot.hxauth, 3},
+        {slot.context, 4},       {slot.protocal, 5},    {slot.messageid[0], 6},
+        {slot.messageid[31], 6}, {slot.resource[0], 7}, {slot.resource[31], 7}};
+    for (const auto &[field, selector] : fields) {
+      EXPECT_EQ(field == nullptr, what == selector || what == 9) << what << " of " << selector;
     }
+    EXPECT_EQ(slot.type == 0, what == 2 || what == 9);
     EXPECT_EQ(store[0].present, what == 9 ? 0 : 1);
     EXPECT_EQ(destination(1) + store[1].resource[31], "<d>v");
   }

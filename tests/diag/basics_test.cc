@@ -11,7 +11,6 @@
 #include <cerrno>
 #include <climits>
 #include <cstdarg>
-#include <ctime>
 #include <deque>
 
 #include "support/files.h"

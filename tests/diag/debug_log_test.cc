@@ -10,9 +10,7 @@
 #include <atomic>
 #include <cerrno>
 #include <climits>
-#include <csignal>
 #include <cstdio>
-#include <ctime>
 #include <filesystem>
 
 #include "support/files.h"

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
 
 #include "firmware/aes.h"
 #include "firmware/blowfish.h"
@@ -43,43 +42,19 @@ TEST_F(Platform, ChecksumAndBase64AreTheUsualOnes) {
   }
 }
 
-TEST_F(Platform, AesMatchesThePublishedVectorAndPadsEveryLength) {
+// Other lengths, and damaged texts, go through the settings' secrets.
+TEST_F(Platform, AesMatchesThePublishedVector) {
   const Bytes key = {0x60, 0x3d, 0xeb, 0x10, 0x15, 0xca, 0x71, 0xbe, 0x2b, 0x73, 0xae, 0xf0, 0x85, 0x7d, 0x77, 0x81,
                      0x1f, 0x35, 0x2c, 0x07, 0x3b, 0x61, 0x08, 0xd7, 0x2d, 0x98, 0x10, 0xa3, 0x09, 0x14, 0xdf, 0xf4};
   const Bytes vector = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
   const Bytes plain = {0x6b, 0xc1, 0xbe, 0xe2, 0x2e, 0x40, 0x9f, 0x96, 0xe9, 0x3d, 0x7e, 0x11, 0x73, 0x93, 0x17, 0x2a};
   const Bytes block = {0xf5, 0x8c, 0x4c, 0x04, 0xd6, 0xe5, 0xf1, 0xba, 0x77, 0x9e, 0xab, 0xfb, 0x5f, 0x7b, 0xfb, 0xd6};
-  for (const int length : {0, 1, 15, 16}) {
-    Bytes cipher(48, 0xEE);
-    int cipherLength = -1;
-    ASSERT_EQ(AES_EncryptData(plain.data(), length, cipher.data(), &cipherLength, key.data(), vector.data()), 0);
-    EXPECT_EQ(cipherLength, length / 16 * 16 + 16);
-    EXPECT_EQ(cipher[static_cast<size_t>(cipherLength)], 0xEE) << "wrote past its end";
-    if (length == 16) {
-      EXPECT_EQ(Bytes(cipher.begin(), cipher.begin() + 16), block);
-    }
-    Bytes back(33, 0xEE);
-    int backLength = -1;
-    ASSERT_EQ(AES_DecryptData(cipher.data(), cipherLength, back.data(), &backLength, key.data(), vector.data()), 0);
-    EXPECT_EQ(backLength, length);
-    Bytes expected(plain.begin(), plain.begin() + length);
-    expected.resize(33, 0xEE);
-    EXPECT_EQ(back, expected);
-  }
-}
-
-TEST_F(Platform, AesRefusesDamagedTextAndLeavesTheOutputsAlone) {
-  const Bytes plain(20, 'x'), key(32, 'k'), vector(16, 'v');
-  Bytes cipher(32), back(32, 0xEE);
-  int length = 0;
-  ASSERT_EQ(AES_EncryptData(plain.data(), 20, cipher.data(), &length, key.data(), vector.data()), 0);
-  cipher[15] ^= 0x80;  // turns the last padding byte, 12, into 140
-  length = 77;
-  for (const int wrongLength : {32, 31, 0, -16}) {
-    EXPECT_NE(AES_DecryptData(cipher.data(), wrongLength, back.data(), &length, key.data(), vector.data()), 0);
-  }
-  EXPECT_EQ(back, Bytes(32, 0xEE));
-  EXPECT_EQ(length, 77);
+  Bytes cipher(33, 0xEE);
+  int length = -1;
+  ASSERT_EQ(AES_EncryptData(plain.data(), 16, cipher.data(), &length, key.data(), vector.data()), 0);
+  EXPECT_EQ(length, 32) << "a block of padding";
+  EXPECT_EQ(cipher[32], 0xEE) << "wrote past its end";
+  EXPECT_EQ(Bytes(cipher.begin(), cipher.begin() + 16), block);
 }
 
 TEST_F(Platform, KeysComeFromTheirFilesOrFail) {
@@ -87,11 +62,9 @@ TEST_F(Platform, KeysComeFromTheirFilesOrFail) {
   write("/conf/platform_aes_key", std::string(32, 'k'));
   EXPECT_EQ(AES_GetEncryptKey(key.data(), 32), 0);
   EXPECT_EQ(key, Bytes(32, 'k'));
-  for (const size_t wrongSize : {0U, 31U, 33U}) {
-    write("/conf/platform_aes_key", std::string(wrongSize, 'k'));
-    EXPECT_NE(AES_GetEncryptKey(key.data(), 32), 0) << wrongSize;
-    EXPECT_EQ(key, Bytes(32, 0)) << wrongSize;
-  }
+  write("/conf/platform_aes_key", std::string(33, 'k'));
+  EXPECT_NE(AES_GetEncryptKey(key.data(), 32), 0);
+  EXPECT_EQ(key, Bytes(32, 0));
   Bytes passwordKey(FIRMWARE_PASSWORD_KEY_SIZE, 0xEE);
   EXPECT_EQ(getEncryptKey(passwordKey.data()), 0);
   EXPECT_EQ(std::count(passwordKey.begin(), passwordKey.end(), 0), 0) << "the development key is 56 bytes long";
@@ -99,25 +72,14 @@ TEST_F(Platform, KeysComeFromTheirFilesOrFail) {
   EXPECT_NE(AES_GetInitialVector(key.data(), 16), 0) << "a folder is not a missing file";
 }
 
-TEST_F(Platform, PasswordCipherMatchesThePublishedVectorAndKeepsLengths) {
+TEST_F(Platform, PasswordCipherMatchesThePublishedVector) {
   const Bytes zeros(8), expected = {0x24, 0x59, 0x46, 0x88, 0x57, 0x54, 0x36, 0x9A, 0xEE};
   Bytes cipher(9, 0xEE);
   const Bytes published = {0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF, 0};
   // A first block of zeros enciphers to the plain cipher's block of zeros.
   ASSERT_EQ(EncryptPassword(zeros.data(), 8, cipher.data(), 8, published.data()), 0);
   EXPECT_EQ(cipher, expected);
-  Bytes key(FIRMWARE_PASSWORD_KEY_SIZE);
-  ASSERT_EQ(getEncryptKey(key.data()), 0);
-  for (const int length : {0, 1, 8, 13, 64, 255}) {
-    const auto size = static_cast<uint8_t>(length);
-    const Bytes password(255, 'p');
-    Bytes text = password;
-    ASSERT_EQ(EncryptPassword(text.data(), size, text.data(), size, key.data()), 0);
-    EXPECT_EQ(text == password, length == 0);
-    ASSERT_EQ(DecryptPassword(text.data(), size, text.data(), size, key.data()), 0);
-    EXPECT_EQ(text, password);
-  }
-  EXPECT_NE(EncryptPassword(zeros.data(), 8, cipher.data(), 7, key.data()), 0);
+  EXPECT_NE(EncryptPassword(zeros.data(), 8, cipher.data(), 7, published.data()), 0);
 }
 
 TEST_F(Platform, FeaturesAndGpioLinesAreTheirFiles) {

@@ -9,77 +9,15 @@
 
 #include <dlfcn.h>
 
-#include <algorithm>
-#include <cstdint>
-#include <cstring>
-#include <ctime>
-
+#include "history/query_model.h"
 #include "support/files.h"
 #include "support/platform.h"
 #include "support/process.h"
-#include "vexora/history.h"
 
 namespace vexora::test {
 
 inline const std::string kDataFile = "/extlog/syslog/history_data.dat";
 inline const std::string kTemporaryFile = "/extlog/syslog/tmp_history_data.dat";
-inline constexpr std::uint32_t kSlots = 8760;
-inline constexpr std::size_t kImageSize = 245'300;
-inline constexpr std::time_t kHour = 3600;
-inline constexpr std::time_t kNoon = 1'709'208'000;  // 2024-02-29 12:00:00 UTC
-
-using Record = vexora_history_record;
-
-// A data file: the header's five numbers, then the slots.
-struct Image {
-  std::uint32_t head = 0;
-  std::uint32_t tail = kSlots - 1;
-  std::uint32_t itemSize = 28;
-  std::uint32_t capacity = kSlots;
-  std::uint32_t count = 0;
-  std::vector<Record> slots = std::vector<Record>(kSlots);
-
-  Image &push(const Record &record) {
-    tail = (tail + 1) % kSlots;
-    slots[tail] = record;
-    count += count < kSlots ? 1 : 0;
-    head = count < kSlots ? 0 : (tail + 1) % kSlots;
-    return *this;
-  }
-  [[nodiscard]] std::string bytes() const {
-    const std::uint32_t header[] = {head, tail, itemSize, capacity, count};
-    std::string all(kImageSize, '\0');
-    std::memcpy(all.data(), header, sizeof header);
-    std::memcpy(&all[sizeof header], slots.data(), kSlots * sizeof(Record));
-    return all;
-  }
-};
-
-// A record of some moment of UTC, with figures that depend on it.
-inline Record recordAt(std::time_t moment) {
-  const auto seconds = static_cast<std::uint32_t>(moment);
-  const auto figure = [seconds](std::uint32_t shift) { return static_cast<std::uint16_t>(seconds / 60 + shift); };
-  const auto part = [](int value) { return static_cast<std::uint16_t>(value); };
-  std::tm utc{};
-  gmtime_r(&moment, &utc);
-  return {.sensor_7000 = {figure(0), figure(1), figure(2)},
-          .sensor_3009 = {figure(3), figure(4), figure(5)},
-          .hour = part(utc.tm_hour),
-          .day = part(utc.tm_mday),
-          .month = part(utc.tm_mon + 1),
-          .year = part(utc.tm_year + 1900),
-          .time = seconds,
-          .query_time = seconds};
-}
-
-// Hourly records, the first one at `first`.
-inline Image hourly(unsigned number, std::time_t first) {
-  Image image;
-  for (unsigned i = 0; i < number; ++i) {
-    image.push(recordAt(first + static_cast<std::time_t>(i) * kHour));
-  }
-  return image;
-}
 
 // The newest record of the data file.
 inline Record newestRecord() {
@@ -99,24 +37,9 @@ inline std::string cacheBytes() {
   return image.bytes();
 }
 
-// A message of the recorder, as it should arrive; `report` puts LINE where a line number is.
+// A message of the recorder, as it should arrive.
 inline PlatformMessage report(int level, const std::string &text) {
   return {level, "[libvexora_hisotry_data_interface:LINE]" + text};
-}
-
-// A text with the first number after a colon, a line's, replaced by LINE.
-inline std::string withoutLine(const std::string &text) {
-  const std::size_t at = text.find_first_of("123456789", text.find(':'));
-  const std::size_t end = text.find_first_not_of("0123456789", at);
-  return at == std::string::npos ? text : text.substr(0, at) + "LINE" + text.substr(std::min(end, text.size()));
-}
-
-inline std::vector<PlatformMessage> takeReports(PlatformLog &log) {
-  std::vector<PlatformMessage> messages = log.take();
-  for (PlatformMessage &message : messages) {
-    message.text = withoutLine(message.text);
-  }
-  return messages;
 }
 
 // The two sensors, which this program has in place of the platform's library.
@@ -144,7 +67,6 @@ class Board {
     sensors.sensor7000 = sensor7000;
     return sample();
   }
-  std::vector<PlatformMessage> takeReports() { return test::takeReports(log); }
 
   FixedClock clock;
   PlatformLog log;

@@ -4,7 +4,6 @@
 #include <limits>
 
 #include "history/board.h"
-#include "support/faults.h"
 
 namespace {
 bool localTimeFails = false;
@@ -45,7 +44,7 @@ BOARD_TEST(History, FirstSampleOfAProcessClosesARecord) {
   const vexora_history_hour nextHour{{}, {}, 18};
   EXPECT_EQ(std::memcmp(&RecTmpData, &nextHour, sizeof nextHour), 0);
   EXPECT_EQ(sensors.calls, (decltype(sensors.calls){{0x3009, 0.0, 1}, {0x7000, 0.0, 1}}));
-  EXPECT_EQ(board.takeReports(), kNoReports);
+  EXPECT_EQ(board.log.take(), kNoReports);
 }
 
 BOARD_TEST(History, RoundsReadings) {
@@ -139,8 +138,7 @@ TEST(History, MergesWithARecordOfTheSameHourAfterARestart) {
 
 BOARD_TEST(History, LoadsTheInstalledSensorLibraryAndSkipsSamplesWhileBusy) {
   installSensorLibrary();
-  setReading(0x3009, 20.6);
-  setReading(0x7000, 300.75);
+  write("/var/ipmipdk_readings", "0x3009 20.6\n0x7000 300.75\n");
   sensors.library = "/usr/local/lib/libipmipdk.so";
   start(board);
   EXPECT_EQ(newestRecord().sensor_3009.average, 21);
@@ -173,7 +171,7 @@ BOARD_TEST(History, LosesOnlyTheSampleWhenASensorFails) {
     EXPECT_EQ(RecTmpData.sensor_7000.samples, 0U);
     EXPECT_TRUE(read(kDataFile) == before);
   }
-  EXPECT_EQ(board.takeReports(), kNoReports);
+  EXPECT_EQ(board.log.take(), kNoReports);
 }
 
 BOARD_TEST(History, SaysSoWhenThereIsNoLocalTime) {
@@ -195,7 +193,7 @@ BOARD_TEST(History, GivesUpTheFileButNotTheSamplesWhileTheClockIsSetBack) {
   for (int n = 1; n <= 2; ++n) {
     write(kDataFile, "there");
     EXPECT_EQ(board.sampleAt(kNoon + kHour - 3 + n, 10 * n, n), -1);
-    EXPECT_EQ(board.takeReports(), (std::vector{kEarly, kGivenUp}));
+    EXPECT_EQ(board.log.take(), (std::vector{kEarly, kGivenUp}));
     EXPECT_FALSE(exists(kDataFile));
     EXPECT_TRUE(cacheBytes() == hourly(2, kNoon).bytes());
     EXPECT_EQ(RecTmpData.sensor_3009.samples, static_cast<std::uint32_t>(n));
@@ -206,41 +204,21 @@ BOARD_TEST(History, GivesUpTheFileButNotTheSamplesWhileTheClockIsSetBack) {
   EXPECT_EQ(figures(newestRecord().sensor_3009), (Figures{30, 60, 10}));
 }
 
-BOARD_TEST(History, TriesAgainAfterAFullDisk) {
-  start(board);
-  board.sampleAt(kNoon + 60, 10, 1);
-  {
-    const FailCall diskIsFull("fwrite", 2, ENOSPC);
-    EXPECT_EQ(board.sampleAt(kNoon + kHour, 20, 1), -1);
-  }
-  EXPECT_EQ(board.takeReports(), (std::vector{kNotWritten, kGivenUp}));
-  EXPECT_FALSE(exists(kDataFile));
-  EXPECT_TRUE(exists(kTemporaryFile));
-  EXPECT_EQ(progress(RecTmpData.sensor_3009), (Figures{2, 30, 20, 10}));
-  EXPECT_EQ(RecTmpData.last_record_hour, 12);
-  EXPECT_EQ(board.sampleAt(kNoon + kHour + 60, 60, 1), 0);
-  EXPECT_EQ(HistoryDataRing->count, 2U);
-  // The record of the failed attempt, 15, is in the cache: this one, 30, merges with it.
-  EXPECT_EQ(figures(newestRecord().sensor_3009), (Figures{22, 60, 10}));
-  EXPECT_FALSE(exists(kTemporaryFile));
-  EXPECT_EQ(board.takeReports(), kNoReports);
-}
-
 // The three ways in which there is nothing to add a record to.
 BOARD_TEST(History, GivesUpWithoutAUsableCache) {
   write(kDataFile, "there");
   EXPECT_EQ(board.sample(), -1);
   EXPECT_FALSE(exists(kDataFile));
-  EXPECT_EQ(board.takeReports(), std::vector{kGivenUp});
+  EXPECT_EQ(board.log.take(), std::vector{kGivenUp});
   ASSERT_EQ(historyDataInit(), 0);
   RecTmpData.last_record_hour = 24;
   pthread_mutex_t *const lock = std::exchange(HistoryDataRing->lock, nullptr);
   EXPECT_EQ(board.sample(), -1);
-  EXPECT_EQ(board.takeReports(), std::vector{kGivenUp});
+  EXPECT_EQ(board.log.take(), std::vector{kGivenUp});
   HistoryDataRing->lock = lock;
   // In the first hour of the epoch an empty ring's slot looks like a record to merge with.
   EXPECT_EQ(board.sampleAt(100, 1, 1), -1);
-  EXPECT_EQ(board.takeReports(), std::vector{kGivenUp});
+  EXPECT_EQ(board.log.take(), std::vector{kGivenUp});
   EXPECT_EQ(HistoryDataRing->count, 0U);
   EXPECT_EQ(RecTmpData.sensor_3009.samples, 2U);
 }

@@ -6,9 +6,7 @@
 #include <cstdio>
 #include <map>
 #include <sstream>
-#include <string>
 #include <tuple>
-#include <vector>
 
 #include "support/files.h"
 #include "vexora/platform.h"

@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/mman.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -12,6 +10,7 @@
 #include <span>
 #include <string>
 #include <tuple>
+#include <vector>
 
 #include "base/bytes.h"
 #include "support/process.h"
@@ -25,7 +24,6 @@ using uefi::Version;
 
 constexpr char kUntouched = 'U';
 const std::string kUntouchedScratch(13'376, kUntouched);
-constexpr std::size_t kPage = 65'536;
 const std::string kMargin(33, '\xFF');  // odd, so that no area is aligned
 
 // Bytes with sentinels on both sides.
@@ -54,21 +52,14 @@ struct Outcome {
 template <typename Form>
 Outcome decompress(const std::string &image, Form form) {
   const auto version = static_cast<unsigned>(form);
-  // The image ends where the memory does.
-  const std::size_t room = (image.size() / kPage + 1) * kPage;
-  void *const pages = mmap(nullptr, room + kPage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  char *const end = static_cast<char *>(pages) + room;
-  const char *const source = std::copy_backward(image.begin(), image.end(), end);
-  EXPECT_EQ(mprotect(pages, room, PROT_READ) | mprotect(end, kPage, PROT_NONE), 0);
-
+  const std::vector<char> source(image.begin(), image.end());  // not a byte more
   Area destination(std::string(loadLittle32(reinterpret_cast<const std::uint8_t *>(&image[4])), kUntouched));
   Area scratch(kUntouchedScratch);
   int result = -2;
   const std::string output = capturedOutput([&] {
-    result = version == 1 ? UefiDecompress(source, destination.data(), scratch.data())
-                          : UefiTianoDecompress(source, destination.data(), scratch.data(), version);
+    result = version == 1 ? UefiDecompress(source.data(), destination.data(), scratch.data())
+                          : UefiTianoDecompress(source.data(), destination.data(), scratch.data(), version);
   });
-  munmap(pages, room + kPage);
   return {result, destination.contents(), output, scratch.contents()};
 }
 

@@ -2,12 +2,12 @@
 // Passwords with the stand-in's cipher, signatures that OpenSSL makes, digests by a copy of libcrypto at the board's
 // path.
 #include <dlfcn.h>
+#include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/x509.h>
 
 #include <memory>
 #include <tuple>
-#include <vector>
 
 #include "base/owners.h"
 #include "firmware/blowfish.h"
@@ -95,10 +95,29 @@ TEST_F(Security, PasswordIsDecipheredFromBase64) {
   }
 }
 
+#ifndef VEXORA_SANITIZED
+TEST_F(Security, TextIsClearedWhenItCantBeDeciphered) {
+  switchOn();
+  const auto of = [&](const char *text, const std::uint8_t *with, bool fails) {
+    return seen("~~~", [&](std::uint8_t *out) {
+      const FailCall noMemory("calloc", fails ? 1 : kNever, ENOMEM);
+      return VexoraPwDecryptAndCyo(text, reinterpret_cast<char *>(out), with, 2);
+    });
+  };
+  const std::string cleared("\0\0~", 3);
+  EXPECT_EQ(of("YWJj", bytes(key), true), Seen(-1, cleared, "Error in decrypting the password.\n", 255));
+  EXPECT_EQ(of(nullptr, bytes(key), false), Seen(-1, cleared, "the encryption Password input error. quitting...\n", 0));
+  EXPECT_EQ(of("YWJj", nullptr, false), Seen(-1, cleared, "the encryption key input error. quitting...\n", 0));
+  EXPECT_EQ(VexoraPwDecryptAndCyo("YWJj", nullptr, bytes(key), 2), -1);
+}
+#endif
+
 TEST_F(Security, PlainPasswordIsRefusedWhereTheMarkerIs) {
   EXPECT_EQ(std::tuple(GetEncryptCtrl(), CheckEncryptValid(0), CheckEncryptValid(1)), std::tuple(0, 0, 0));
   touch("/var/blowfish");
   EXPECT_EQ(std::tuple(GetEncryptCtrl(), CheckEncryptValid(0), CheckEncryptValid(1)), std::tuple(1, -1, 0));
+  const FailCall year2038("stat", 1, EOVERFLOW);  // what a marker from then on gives where time_t has 32 bits
+  EXPECT_EQ(CheckEncryptValid(0), -1);
 }
 
 TEST_F(Security, HexTextNeedsRoomForItsTerminator) {
@@ -147,6 +166,7 @@ TEST_F(Security, SignatureIsVerifiedWithASoundKey) {
     EXPECT_EQ(capturedOutput([&] { EXPECT_EQ(VexoraECDSAInit(cut.data()), nullptr); }),
               "Init ECDSA\n" + (length == 0 ? "" : told));
   }
+  EXPECT_EQ(ERR_peek_error(), 0U);
 }
 
 std::string digestOf(std::string_view text) {
@@ -188,6 +208,8 @@ TEST_F(Security, Md5DigestsTheNextBytesOrLeavesTheBufferAlone) {
       EXPECT_EQ(digested(0, 100), Seen(-1, untouched, messages[slot], 0));
       g_Md5Initialize[slot] = {slot, "none"};
       EXPECT_EQ(digested(0, 100), Seen(-1, untouched, "error in initializing openssl library", 0));
+      g_Md5Initialize[slot] = {3, "MD5_Init"};
+      EXPECT_EQ(vexora_initialize_md5library(), -1);
       g_Md5Initialize[slot] = before;
     }
     EXPECT_EQ(dl_md5, nullptr);

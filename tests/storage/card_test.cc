@@ -49,11 +49,6 @@ class Card : public ChannelTest {
     }
     seen.output += '|' + (exists("/var/commands") ? read("/var/commands") : "");
     remove("/var/commands");
-    for (auto &[level, text, maintenance] : seen.reports) {
-      if (const std::size_t at = text.find("][") + 2; maintenance) {
-        text.replace(at, text.find(']', at) - at, "LINE");
-      }
-    }
     return seen;
   }
   // A look at the mount, with what it wrote.
@@ -107,6 +102,13 @@ TEST_F(Card, VersionBeginsWithItsImage) {
     EXPECT_EQ(outcome(common_check_ima_file_version_tf_card, "fw", version), Outcome{result}) << file;
     remove(kFolder);
   }
+  makeFolder(kFolder);
+  const FailCall fault("opendir", 1, ENOMEM);
+  EXPECT_EQ(outcome(common_check_ima_file_version_tf_card, "fw", "fw"),
+            (Outcome{-1, "Cannot open directory /mnt/sdmmc0p2/fw\n"}));
+  EXPECT_EQ(common_check_ima_file_version_tf_card(nullptr, "fw") + common_check_ima_file_version_tf_card("fw", nullptr),
+            -2);
+  remove(kFolder);
   const std::string missing = "[Info]:<2024-05-01T13:45:07>/mnt/sdmmc0p2/%s is not exist in TF Card\n\n";
   EXPECT_EQ(outcome(common_check_ima_file_version_tf_card, "%s", "fw"), (Outcome{2, missing}));
 }
@@ -124,6 +126,12 @@ TEST_F(Card, KeepsTwoGenerationsOfOneImage) {
     EXPECT_EQ(read(kFolder + name + ".old") + std::to_string(list(kFolder).size()), "last3");
   }
   write(kFolder + "x.old.new", "");
+  {
+    const FailCall fault("remove", 1, EIO);
+    EXPECT_EQ(outcome(common_copy_ima_file_to_tf_card, "/var/source", "y", "fw").output,
+              "Unlink " + kFolder + "x.old.new fail in TF card.\n");
+  }
+  write(kFolder + "x.old.new", "");
   const std::string texts = "Rename x.old.new to " + kFolder + "x.old.old fail in TF card.\nCopy %s to " + kFolder +
                             "fw.new fail in TF card.\n";
   EXPECT_EQ(outcome(common_copy_ima_file_to_tf_card, "%s", "fw", "fw"), (Outcome{-1, texts}));
@@ -136,6 +144,8 @@ TEST_F(Card, FolderThatCannotBeListedKeepsItsImages) {
     EXPECT_EQ(capturedOutput([] { common_copy_ima_file_to_tf_card("/var/source", "fw", "fw"); }),
               "Cannot open directory /mnt/sdmmc0p2/fw\n");
   }
+  const FailCall fault("readdir", 2, EIO);
+  EXPECT_EQ(outcome(common_copy_ima_file_to_tf_card, "/var/source", "fw", "fw").result, -1);
   EXPECT_EQ(read(kFolder + "fw.new"), "last");
   const std::string deep = "no/" + std::string(200, 'd');  // cut to 127 characters with the mount point
   const std::string cut = "create /mnt/sdmmc0p2/" + deep.substr(0, 113) + " in TF card fail.\n\n";
@@ -160,6 +170,11 @@ TEST_F(Card, DocumentsFillTheRoomThereIs) {
 TEST_F(Card, WithoutAMountIsMountedInThreeAttempts) {
   answer("df", R"(printf '/dev/mmcblk0p1\n 1 2 3 4%% /m\n/dev/mmcblk0p12 1 2 3 4%% /m\n/dev/mmcblk0p1 1 2 3\n\n')");
   EXPECT_EQ(look(), (Outcome{0, "|0|" + kRemount3 + "~ -7"}));
+  // The rest of a line that is too long is no line, and a long field is cut.
+  answer("df",
+         "printf '%0256d/dev/mmcblk0p1 1 2 3 4%% /no\\n' 0; echo /dev/mmcblk0p1 1 2 5 4% /" + std::string(40, 'm'));
+  EXPECT_EQ(look(), (Outcome{0, "|0|df -k\n/" + std::string(30, 'm') + " 5"}));
+  answer("df", ":");
   answer("mount", "exit 32");
   answer("umount", "exit 1");
   Outcome failed = {32 << 8, "|8192|" + kRemount3 + kRemount3 + kRemount3 + "~ -7"};

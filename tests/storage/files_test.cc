@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <json-c/json.h>
 
+#include <sys/stat.h>
+
 #include <climits>
 #include <cstring>
+#include <filesystem>
+#include <tuple>
 
 #include "ipc/channels.h"
 #include "support/faults.h"
@@ -59,7 +63,8 @@ TEST_F(Files, DocumentsComeBackAndOtherTextsDoNot) {
   EXPECT_EQ(text(kReadGuarded(kFile)), R"({ "a": [ 1, null, "\u0000%s" ] })");
   json_object *const again = vexora_json_read_file_with_crc32_check(kFile);
   EXPECT_TRUE(json_object_equal(again, object) && json_object_put(again) + json_object_put(object) == 2);
-  for (const std::string &other : {std::string("{\"a\":"), std::string("null"), std::string(32, '[')}) {
+  for (const std::string &other :
+       {std::string("{\"a\":"), std::string("null"), std::string(33, '[') + std::string(33, ']')}) {
     EXPECT_EQ(vexora_string_write_2_file(kFile, other.c_str()), 0);
     EXPECT_EQ(vexora_json_read_file(kFile), nullptr) << other;
   }
@@ -96,6 +101,17 @@ TEST_F(Files, FaultsGiveNothingOrWhatTheReaderRefuses) {
   EXPECT_EQ(outcome([] { return 0; }).reports, noBlock);
 #endif
   int result = 0;
+#ifndef VEXORA_SANITIZED
+  json_object *const large = json_object_new_array();
+  for (int n = 0; n < 3000; ++n) {
+    json_object_array_add(large, json_object_new_int(n));
+  }
+  const auto writingLarge = [&] { result = vexora_json_write_2_file_with_crc32_check(kFile, large); };
+  const auto untouched = [&](unsigned n) { EXPECT_EQ(std::to_string(result) + read(kFile), "-1" + kGuarded) << n; };
+  EXPECT_GT(failEach(kAnyAllocation, ENOMEM, writingLarge, untouched), 2U);
+  EXPECT_EQ(std::tuple(result, json_object_put(large)), std::tuple(0, 1));
+  write(kFile, kGuarded);
+#endif
   const auto writing = [&] { result = vexora_string_write_2_file_with_crc32_check(kFile, "other"); };
   const auto after = [&](int expected, const char *left) {
     return [&, expected, left](unsigned) { EXPECT_TRUE(result == expected && text(kReadGuarded(kFile)) == left); };
@@ -108,7 +124,9 @@ TEST_F(Files, FoldersAndLogs) {
   const Messages notMade = {{132, "[libvexora_basefunction:LINE]Creation dir: /var/no/%s Failed"}};
   const Messages notOpened = {{130, "[libvexora_fileoperator:LINE]Error in open /var/%s, errno=21\n"}};
   EXPECT_EQ(outcome(createIfNotExists, "/var/no/%s"), (Outcome{-1, "", notMade}));
+  umask(0);
   EXPECT_EQ(createIfNotExists("/var/%s") + createIfNotExists("/var/%s") + createIfNotExists("/dev/null"), 0);
+  EXPECT_EQ(std::filesystem::status("/var/%s").permissions(), std::filesystem::perms(0755));
   EXPECT_EQ(outcome(vexora_delete_logfile, "/var/%s"), (Outcome{0, "", notOpened}));
   const std::string cut = "/var/" + std::string(200, 'n') + "/" + std::string(49, 'n');  // 255 characters
   for (const std::string &path : {cut, cut + "ame", std::string("/var/log"), std::string("/var/log.1")}) {

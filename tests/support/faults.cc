@@ -53,10 +53,7 @@ FailCall::FailCall(std::string_view call, unsigned nth, int error, Strike strike
 FailCall::~FailCall() { armed = nullptr; }
 
 bool FailCall::strikes(std::string_view call, std::string_view group) {
-  if (call_ != call && call_ != group) {
-    return false;
-  }
-  if (++seen_ < nth_ || (seen_ > nth_ && strike_ != Strike::kFromThenOn)) {
+  if ((call_ != call && call_ != group) || ++seen_ != nth_) {
     return false;
   }
   struck_ = true;
@@ -108,6 +105,8 @@ INTERPOSE_OPEN(open64)
 INTERPOSE(std::FILE *, fopen, "fopen", (const char *path, const char *mode), (path, mode), , nullptr)
 INTERPOSE(std::FILE *, fopen64, "fopen", (const char *path, const char *mode), (path, mode), , nullptr)
 INTERPOSE(DIR *, opendir, "opendir", (const char *path), (path), , nullptr)
+INTERPOSE(dirent *, readdir, "readdir", (DIR * folder), (folder), , nullptr)
+INTERPOSE(dirent64 *, readdir64, "readdir", (DIR * folder), (folder), , nullptr)
 
 INTERPOSE(std::size_t, fread, "fread", (void *data, std::size_t size, std::size_t count, std::FILE *file),
           (data, size, count, file), , (markFailed(file), 0))
@@ -116,9 +115,7 @@ INTERPOSE(std::size_t, __fread_chk, "fread",
           (data, room, size, count, file), , (markFailed(file), 0))
 INTERPOSE(std::size_t, fwrite, "fwrite", (const void *data, std::size_t size, std::size_t count, std::FILE *file),
           (data, size, count, file), , (markFailed(file), 0))
-INTERPOSE(int, fputs, "fputs", (const char *text, std::FILE *file), (text, file), , (markFailed(file), EOF))
 INTERPOSE(int, fflush, "fflush", (std::FILE * file), (file), , (file != nullptr ? markFailed(file) : void(), EOF))
-INTERPOSE(int, fseeko64, "fseek", (std::FILE * file, off64_t offset, int whence), (file, offset, whence), , -1)
 // A failed close has closed all the same.
 INTERPOSE(int, fclose, "fclose", (std::FILE * file), (file), , (real(file), EOF))
 INTERPOSE(int, close, "close", (int fd), (fd), , (real(fd), -1))
@@ -130,9 +127,7 @@ INTERPOSE(ssize_t, write, "write", (int fd, const void *data, std::size_t size),
 
 INTERPOSE(int, fsync, "fsync", (int fd), (fd), , -1)
 INTERPOSE(int, rename, "rename", (const char *from, const char *to), (from, to), noexcept, -1)
-INTERPOSE(int, unlink, "unlink", (const char *path), (path), noexcept, -1)
 INTERPOSE(int, remove, "remove", (const char *path), (path), noexcept, -1)
-INTERPOSE(int, mkdir, "mkdir", (const char *path, mode_t mode), (path, mode), noexcept, -1)
 INTERPOSE(int, access, "access", (const char *path, int mode), (path, mode), noexcept, -1)
 INTERPOSE(int, stat64, "stat", (const char *path, struct stat64 *out), (path, out), noexcept, -1)
 

@@ -9,10 +9,9 @@
 //            [&] { result = historyDataInit(); },
 //            [&](unsigned n) { EXPECT_EQ(read(kFile), before) << "write " << n; });
 //
-// Calls known by name: open, fopen, fread, fwrite, fputs, fflush, fseek, fclose, fsync, close, read, write, rename,
-// unlink, remove, mkdir, stat, access, opendir, malloc, calloc, realloc, pthread_mutex_init. A name covers the variants
-// that one source word compiles to (64-bit offsets, fortified forms). The three heap calls exist only in builds without
-// sanitizers.
+// Calls known by name: open, fopen, fread, fwrite, fflush, fclose, fsync, close, read, write, rename, remove, stat,
+// access, opendir, readdir, malloc, calloc, realloc, pthread_mutex_init. A name covers the variants that one source
+// word compiles to (64-bit offsets, fortified forms). The three heap calls exist only in builds without sanitizers.
 #pragma once
 
 #include <climits>
@@ -29,9 +28,8 @@ inline constexpr std::string_view kAnyAllocation = "any allocation";
 inline constexpr unsigned kNever = UINT_MAX;
 
 enum class Strike {
-  kOnce,        // the nth call fails, later ones work again
-  kFromThenOn,  // the nth call and all later ones fail: a disk that is full
-  kKill,        // the process dies by SIGKILL just before the nth call
+  kOnce,  // the nth call fails, later ones work again
+  kKill,  // the process dies by SIGKILL just before the nth call
 };
 
 // Armed while it lives; one a thread at a time.
@@ -62,11 +60,11 @@ class FailCall {
 // Repeats `call` with its 1st, 2nd, 3rd ... use of `name` failing, and `check(n)` after each with the fault lifted,
 // until `call` gets through untouched. Returns how many failures were struck, so that a test can expect some.
 template <typename Call, typename Check>
-unsigned failEach(std::string_view name, int error, Call call, Check check, Strike strike = Strike::kOnce) {
+unsigned failEach(std::string_view name, int error, Call call, Check check) {
   for (unsigned n = 1;; ++n) {
     bool struck = false;
     {
-      FailCall fault(name, n, error, strike);
+      FailCall fault(name, n, error);
       call();
       struck = fault.struck();
     }
@@ -75,14 +73,6 @@ unsigned failEach(std::string_view name, int error, Call call, Check check, Stri
     }
     check(n);
   }
-}
-
-// How many times `call` uses `name`.
-template <typename Call>
-unsigned countCalls(std::string_view name, Call call) {
-  FailCall counter(name, kNever, 0);
-  call();
-  return counter.seen();
 }
 
 // Heap blocks of this thread now, less those at construction; 0 after a call that leaks nothing. Builds without

@@ -42,7 +42,7 @@ void clearFolder(const fs::path &folder) {
 }  // namespace
 
 void write(const std::string &path, std::string_view contents) {
-  fs::create_directories(fs::path(path).parent_path());
+  fs::create_directories(fs::absolute(path).parent_path());
   std::ofstream file(path, std::ios::binary | std::ios::trunc);
   file.write(contents.data(), static_cast<std::streamsize>(contents.size()));
   file.close();

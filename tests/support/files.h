@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Files of the private root, in one word each. Whole contents travel as strings; every path is absolute. Failures of
-// the helpers themselves throw, which ends the test with the reason.
+// Files of the private root, in one word each. Whole contents travel as strings. Failures of the helpers themselves
+// throw, which ends the test with the reason.
 #pragma once
 
 #include <string>

@@ -5,9 +5,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <filesystem>
-#include <map>
 #include <mutex>
-#include <sstream>
 #include <utility>
 
 #include "support/files.h"
@@ -23,8 +21,6 @@ std::atomic<bool> clockFixed = false;
 std::atomic<std::time_t> clockNow = 0;
 
 constexpr const char *kSensorLibrary = "/usr/local/lib/libipmipdk.so";
-constexpr const char *kReadingsFile = "/var/ipmipdk_readings";
-std::map<unsigned, double> readings;
 
 thread_local int harnessDepth = 0;
 
@@ -34,13 +30,26 @@ void deliver(int level, bool maintenance, const char *format, std::va_list argum
   std::vsnprintf(text, sizeof text, format, arguments);
   const std::lock_guard hold(messagesLock);
   if (collecting) {
-    messages.push_back({level, text, maintenance});
+    messages.push_back({level, withoutLine(text), maintenance});
   } else {
     std::fprintf(stderr, "%s %d: %s\n", maintenance ? "maintenance" : "debug", level, text);
   }
 }
 
 }  // namespace
+
+std::string withoutLine(std::string text) {
+  std::string line;
+  for (std::size_t at = 0; (at = text.find_first_of(":([ ", at)) != std::string::npos;) {
+    ++at;
+    const std::string digits = text.substr(at, text.find_first_not_of("0123456789", at) - at);
+    if (!digits.empty() && (line.empty() || digits == line)) {
+      line = digits;
+      text.replace(at, digits.size(), "LINE");
+    }
+  }
+  return text;
+}
 
 PlatformLog::PlatformLog() {
   const std::lock_guard hold(messagesLock);
@@ -69,20 +78,9 @@ void FixedClock::set(std::time_t now) {
 
 void FixedClock::advance(std::time_t seconds) { clockNow += seconds; }
 
-std::time_t FixedClock::now() const { return clockNow; }
-
 void installSensorLibrary() {
   remove(kSensorLibrary);
   std::filesystem::create_symlink(VEXORA_SENSOR_LIBRARY, kSensorLibrary);
-}
-
-void setReading(unsigned sensor, double value) {
-  readings[sensor] = value;
-  std::ostringstream text;
-  for (const auto &[known, reading] : readings) {
-    text << std::hex << known << ' ' << reading << '\n';
-  }
-  write(kReadingsFile, text.str());
 }
 
 InHarness::InHarness() { ++harnessDepth; }

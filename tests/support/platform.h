@@ -27,6 +27,10 @@ struct PlatformMessage {
   bool operator==(const PlatformMessage &) const = default;
 };
 
+// Puts LINE for the source line, different in every version, that a message tells first of all numbers, also where it
+// tells it again.
+std::string withoutLine(std::string text);
+
 // Collects the platform's debug output while it lives; one at a time. Without one, messages go to standard error.
 class PlatformLog {
  public:
@@ -35,7 +39,7 @@ class PlatformLog {
   PlatformLog(const PlatformLog &) = delete;
   PlatformLog &operator=(const PlatformLog &) = delete;
 
-  // What arrived since the construction or the last take().
+  // What arrived since the construction or the last take(), without source lines.
   std::vector<PlatformMessage> take();
 };
 
@@ -50,15 +54,10 @@ class FixedClock {
 
   void set(std::time_t now);
   void advance(std::time_t seconds);
-  [[nodiscard]] std::time_t now() const;
 };
 
-// Puts the stand-in sensor library where the library under test looks for it. Its readings come from the file that
-// setReading() and setReadings() write.
+// Puts the stand-in sensor library where the library under test looks for it. Its readings come from a file of /var.
 void installSensorLibrary();
-
-// The sensor answers `value` until changed; other sensors keep theirs.
-void setReading(unsigned sensor, double value);
 
 // While one lives, the thread's calls are the test's own: call faults (faults.h) let them through.
 class InHarness {

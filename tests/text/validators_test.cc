@@ -28,7 +28,7 @@ std::string told(Result (*call)(Parameters...), std::type_identity_t<Parameters>
   for (const PlatformMessage &message : log.take()) {
     text += std::to_string(message.level) + message.text;
   }
-  return std::to_string(result) + " " + std::regex_replace(text, std::regex("([: ])[0-9]+\\]"), "$1LINE]");
+  return std::to_string(result) + " " + std::regex_replace(text, std::regex(" [0-9]+\\]"), " LINE]");
 }
 
 // All texts of up to five characters, every byte at every position of the sample, and long runs alone and at its ends.
@@ -102,6 +102,16 @@ TEST(Validators, TellWhatIsWrong) {
   for (const auto &[seen, expected] : rows) {
     EXPECT_EQ(seen, expected);
   }
+}
+
+TEST(Validators, KnowTheDeviceTypes) {
+  std::string known;
+  for (unsigned type = 0; type < 512; ++type) {
+    known.append(ValidateSNMPTrapCfgDeviceType(type) == 0 ? 1 : 0, static_cast<char>(type));
+  }
+  EXPECT_EQ(known,
+            "\x04\x05\x07\x08\x0A\x0B\x0C\x0D\x0F\x10\x11\x12\x14\x15\x17\x18\x19\x1B\x1D\x1E\x1F\x20\x22\x23\x27\x28"
+            "\xC9\xD0\xD1\xD2\xD3\xD5\xD7\xFF");
 }
 
 template <typename Value>

@@ -2,51 +2,17 @@
 //
 // `vexora fru` as a person at the bench uses it. Images are written out byte by byte here; the library's own readers
 // are the witnesses for what the tool shows and makes.
-#include <json-c/json.h>
-#include <sys/wait.h>
-
-#include <algorithm>
 #include <array>
-#include <cstdio>
-#include <fstream>
 #include <functional>
-#include <iterator>
-#include <memory>
 #include <numeric>
-#include <string>
-#include <vector>
 
-#include <gtest/gtest.h>
-
+#include "tools/tool.h"
 #include "vexora/platform.h"
 
 namespace vexora::test {
 namespace {
 
-struct Answer {
-  int status;
-  std::string text;
-};
-
-Answer shell(const std::string &command) {
-  FILE *pipe = popen(command.c_str(), "r");
-  std::string text;
-  std::array<char, 4096> piece{};
-  for (std::size_t got = 0; (got = std::fread(piece.data(), 1, piece.size(), pipe)) > 0;) {
-    text.append(piece.data(), got);
-  }
-  const int status = pclose(pipe);
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, text};
-}
-
-Answer fru(const std::string &arguments) { return shell(VEXORA_TOOL " fru " + arguments + " 2>&1"); }
-
-void write(const std::string &path, const std::string &content) { std::ofstream(path, std::ios::binary) << content; }
-
-std::string read(const std::string &path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
+Answer fru(const std::string &arguments) { return shell(VEXORA_TOOL " fru " + arguments); }
 
 bool has(const std::string &text, const std::string &part) { return text.find(part) != std::string::npos; }
 
@@ -116,43 +82,6 @@ TEST(Fru, ShowsEveryEncodingAndRecord) {
   EXPECT_EQ(verified.text, "no faults in 5 areas, 200 bytes\n");
 }
 
-// Each text of `show --json`, encoded here where that is simple, against the library's bytes.
-TEST(Fru, AgreesWithTheLibrarysReaders) {
-  write("image", image());
-  const std::unique_ptr<json_object, decltype(&json_object_put)> document(
-      json_tokener_parse(fru("show --json image").text.c_str()), json_object_put);
-  json_object *areas = json_object_object_get(document.get(), "areas");
-  const std::tuple<std::size_t, Getter, std::vector<const char *>> readers[] = {
-      {0, vexora_get_fru_chassis_info, {"part-number", "serial-number"}},
-      {1, vexora_get_fru_board_info, {"manufacturer", "product-name", "serial-number", "part-number"}},
-      {2,
-       vexora_get_fru_product_info,
-       {"manufacturer", "product-name", "part-number", "version", "serial-number", "asset-tag"}}};
-  for (const auto &[area, getter, names] : readers) {
-    json_object *fields = json_object_object_get(json_object_array_get_idx(areas, area), "fields");
-    for (int number = 2 - static_cast<int>(area / 2); const char *name : names) {
-      const auto [typeLength, bytes] = field(getter, image(), number++);
-      json_object *shown = json_object_object_get(fields, name);
-      const std::string text = json_object_get_string(json_object_object_get(shown, "text"));
-      EXPECT_EQ(json_object_get_int(json_object_object_get(shown, "type")), typeLength >> 6) << name;
-      const std::string encoding = json_object_get_string(json_object_object_get(shown, "encoding"));
-      if (encoding == "latin-1" && text != "Müller") {
-        EXPECT_EQ(text, bytes) << name;
-      } else {
-        const std::pair<std::string, std::string> known[] = {
-            {"", ""},      {"Müller", "M\xfcller"},          {"IPMI", "\x29\xdc\xa6"},
-            {"1", "\x11"}, {"12-34.5 ", "\x12\xb3\x4c\x5a"}, {"日😀", {"\xe5\x65\x3d\xd8\x00\xde", 6}}};
-        EXPECT_TRUE(std::any_of(std::begin(known), std::end(known),
-                                [&text, &bytes = bytes](const auto &pair) { return pair == std::pair(text, bytes); }))
-            << name << ": " << text;
-      }
-    }
-  }
-  json_object *board = json_object_array_get_idx(areas, 1);
-  EXPECT_EQ(json_object_get_int(json_object_object_get(board, "minutes")), 0x332211);
-  EXPECT_EQ(field(vexora_get_fru_board_info, image(), VEXORA_FRU_BOARD_DATE).second, "\x11\x22\x33");
-}
-
 TEST(Fru, DescriptionGivesTheSameImageAgain) {
   std::string odd = image();
   odd[64] = '\x9d';   // a custom field's last byte: not text in any case
@@ -170,10 +99,7 @@ TEST(Fru, DescriptionGivesTheSameImageAgain) {
 
 TEST(Fru, SetLaysOutAnew) {
   write("image", image());
-  const Answer set =
-      fru("set image board.manufacturer='A longer name of 30 characters' board.date=2027-11-24T20:17Z "
-          "product.language=25 product.custom.1=7 --encoding latin-1 -o new");
-  EXPECT_EQ(set.status, 1) << set.text;  // the single byte is no text
+  EXPECT_TRUE(has(fru("set image product.custom.1=7 --encoding latin-1 -o never").text, "has no latin-1"));
   const Answer longer =
       fru("set image board.manufacturer='A longer name of 30 characters' "
           "board.date=2027-11-24T20:17Z product.custom.1=7 chassis.type=1 -o new");
@@ -265,7 +191,7 @@ TEST(Fru, DamagedImagesAreNeitherSetNorBuiltByAccident) {
   write("damaged", bytes);
   EXPECT_TRUE(has(fru("set damaged board.part-number=P2 -o never").text, "area-checksum: chassis"));
   EXPECT_EQ(fru("show --json damaged | " VEXORA_TOOL " fru build -o never").status, 1);
-  EXPECT_TRUE(read("never").empty());
+  EXPECT_FALSE(exists("never"));
   EXPECT_EQ(fru("show --json damaged | grep -v exact | " VEXORA_TOOL " fru build -o repaired").status, 0);
   EXPECT_EQ(fru("verify repaired").status, 0);
 }
@@ -322,7 +248,7 @@ TEST(Fru, WrongDescriptionsAndNamesAreRefused) {
     EXPECT_EQ(fru(arguments).status, status) << arguments;
   }
   EXPECT_EQ(read("grown").size(), 232U);
-  EXPECT_TRUE(read("never").empty());
+  EXPECT_FALSE(exists("never"));
 }
 
 TEST(Fru, ExamplesOfTheHelpWorkWhenPasted) {
@@ -330,7 +256,7 @@ TEST(Fru, ExamplesOfTheHelpWorkWhenPasted) {
     const std::string help = fru(command + "--help").text;
     const std::string example = help.substr(help.find("Example:\n") + 9);
     write("example", "vexora() { " VEXORA_TOOL " \"$@\"; }\n" + example);
-    const Answer pasted = shell("sh -e example 2>&1");
+    const Answer pasted = shell("sh -e example");
     EXPECT_EQ(pasted.status, 0) << example << pasted.text;
     EXPECT_TRUE(command == "set " ? has(pasted.text, "\"blue\"") && has(pasted.text, "\"B43\"") : !pasted.text.empty());
   }

@@ -2,37 +2,15 @@
 //
 // `vexora history` as a person at the bench uses it: on a board's own data file, on a damaged one, and as a recorder.
 
-#include <sys/wait.h>
-
-#include <cstdio>
-#include <cstring>
-#include <functional>
 #include <regex>
-#include <string>
-#include <vector>
 
 #include "history/board.h"
+#include "tools/tool.h"
 
 namespace vexora::test {
 namespace {
 
-struct Answer {
-  int status;
-  std::string text;  // standard output and standard error
-};
-
-Answer run(const std::string &command) {
-  FILE *pipe = popen((command + " 2>&1").c_str(), "r");
-  std::string text;
-  char piece[4096];
-  for (std::size_t got = 0; (got = std::fread(piece, 1, sizeof piece, pipe)) > 0;) {
-    text.append(piece, got);
-  }
-  const int status = pclose(pipe);
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, text};
-}
-
-Answer history(const std::string &arguments) { return run(VEXORA_TOOL " history " + arguments); }
+Answer history(const std::string &arguments) { return shell(VEXORA_TOOL " history " + arguments); }
 
 std::size_t count(const std::string &text, const std::string &pattern) {
   const std::regex expression(pattern);
@@ -163,9 +141,10 @@ TEST_F(HistoryTool, DrawsBothSensorsWithTheirGap) {
     EXPECT_EQ(count(svg, std::string("fill:rgb\\(") + colour + "\\);fill-opacity:0.3;\" d=\"M "), 2U + 1);
   }
   // The inlet goes up and down each hour: every record shows as a point, 10 before the gap and 33 behind.
-  const std::string line = "stroke-width:1.5;[^/]*80%,30%,10%[^/]* d=\"M [^L\"]*(L [^L\"]*)";
-  EXPECT_EQ(count(svg, line + "{9}\""), 1U);
-  EXPECT_EQ(count(svg, line + "{32}\""), 1U);
+  for (const char *turns : {"{9}", "{32}"}) {
+    EXPECT_EQ(count(svg, std::string("stroke-width:1.5;[^/]*80%,30%,10%[^/]* d=\"M [^L\"]*(L [^L\"]*)") + turns + '"'),
+              1U);
+  }
   EXPECT_EQ(count(svg, "fill:rgb\\(95%,93%,80%\\)"), 2U * 2);  // a gap and its legend in each panel
   for (const char *label : {"Sensor 0x7000", "Sensor 0x3009", "hourly average", "minimum to maximum", "no records",
                             "2024-02-29", "2024-03-01", "18:00", "350"}) {
@@ -179,7 +158,7 @@ TEST_F(HistoryTool, DrawsBothSensorsWithTheirGap) {
 
 TEST_F(HistoryTool, ChartsOnATerminalOnly) {
   EXPECT_EQ(history("plot").status, 2);
-  const Answer chart = run("TERM=xterm NO_COLOR=1 script -qec '" VEXORA_TOOL " history plot --utc' /dev/null");
+  const Answer chart = shell("TERM=xterm NO_COLOR=1 script -qec '" VEXORA_TOOL " history plot --utc' /dev/null");
   EXPECT_EQ(chart.status, 0);
   EXPECT_EQ(count(chart.text, "sensor 0x7000"), 1U) << chart.text;
   EXPECT_EQ(count(chart.text, " +\\|[^\n]*\\.\\.\\.[^\n]*\n"), 2U);  // the gap, along the bottom of both
