@@ -12,6 +12,8 @@ list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES VEXORA_ARMEL_DIR)
 
 set(CMAKE_C_COMPILER arm-linux-gnueabi-gcc)
 set(CMAKE_CXX_COMPILER arm-linux-gnueabi-g++)
+# No notes on C++ objects of compilers before GCC 7.1, whose calls differ.
+set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
 set(CMAKE_SYSROOT "${armel_dir}/sysroot")
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm-static -L "${armel_dir}/runtime")
 

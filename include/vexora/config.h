@@ -207,7 +207,7 @@ extern VEXORA_API int32_t blEventSubScriptionsFlag;
  * section lacks gives an empty string, a section that the file lacks gives an unused slot of empty strings, and "N/A"
  * gives NULL. Lines longer than 127 characters are read as several.
  *
- * @param loaded  the latch, normally &blEventSubScriptionsFlag; NULL is refused. At 1 nothing is read. Becomes 1 after
+ * @param loaded  the latch, normally blEventSubScriptionsFlag; NULL is refused. At 1 nothing is read. Becomes 1 after
  *                a load and 0 when the file is missing.
  * @param store   four slots; NULL is refused. What they own is freed once the new strings are all there.
  * @return 0; -1 with the store untouched when an argument is NULL, when the file is missing, when it cannot be opened
@@ -264,7 +264,7 @@ typedef struct EventArray {
  */
 VEXORA_API void EventArrayMemInit(EventArray *record);
 
-/** Writes the Redfish Event resource (#Event.v1_1_0.Event) of one event, as JSON text.
+/** Writes the Redfish Event resource (Event.v1_1_0.Event) of one event, as JSON text.
  *
  * Every value is cut to 127 bytes, the path in "@odata.id" included; absent ones are the string "null", id and context
  * too. An absent originOfCondition or oemKey before a present one leaves a JSON null in its place.

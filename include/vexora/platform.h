@@ -68,9 +68,10 @@ VEXORA_API int GetIdlAdviserArrayNum(void);
  */
 VEXORA_API int GetIdlAdviserArray(uint8_t *dst);
 
-/* Variables that the programs of the firmware share through the library: zero and NULL when it is loaded. The programs
- * own them, give them their meaning and serialise their use; the library neither reads nor writes them. */
-
+/** @name Shared variables
+ * @{ */
+/** One of the variables that the programs of the firmware share through the library: zero or NULL when it is loaded.
+ * The programs own them, give them their meaning and serialise their use; the library neither reads nor writes them. */
 extern VEXORA_API int32_t DEVICE_COOLING_EVENT_OFFSET;
 extern VEXORA_API int32_t DEVICE_TYPE_ACPI_EVENT_OFFSET;
 extern VEXORA_API int32_t DEVICE_TYPE_ADDIN_CARD_OFFSET;
@@ -106,6 +107,7 @@ extern VEXORA_API void *pISCSIAttemptParamBuf;
 extern VEXORA_API void *pInitiatorParamBuf;
 extern VEXORA_API void *pTargetParamBuf;
 extern VEXORA_API void *pVersionParamBuf;
+/** @} */
 
 /* FRU inventory images, as the IPMI Platform Management FRU Information Storage Definition 1.0 has them.
  *

@@ -2,16 +2,45 @@
 /* A daemon's view of the installed library: something of every public header, in C. */
 #include <stdint.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
+#include <vexora/config.h>
 #include <vexora/containers.h>
 #include <vexora/diag.h>
 #include <vexora/history.h>
+#include <vexora/ipc.h>
+#include <vexora/platform.h>
+#include <vexora/security.h>
+#include <vexora/storage.h>
+#include <vexora/text.h>
 
 static int expect(int holds, const char *what) {
   if (!holds) {
     fprintf(stderr, "wrong: %s\n", what);
   }
   return holds ? 0 : 1;
+}
+
+/* Files in, words and numbers out: the families without state of their own. */
+static int stateless(void) {
+  const uint8_t bytes[] = {0x0A, 0xF5};
+  char digits[5] = "";
+  float volts = 0;
+  EventArray event;
+  int wrong = 0;
+
+  memset(&event, 0xFF, sizeof event);
+  EventArrayMemInit(&event);
+  wrong += expect(event.message == NULL, "config");
+  wrong += expect(vexora_openpipe(NULL) == -1, "ipc");
+  wrong += expect(PMBUS_LinearFormatDataCalc(12, 31, &volts) == 0 && volts > 5.9F && volts < 6.1F, "platform");
+  wrong += expect(vexora_convert_hextostr(bytes, digits, 2, 5) == 0 && strcmp(digits, "0af5") == 0, "security");
+  wrong += expect(vexora_isvalid_ipv4("10.0.0.1") == 0 && vexora_isvalid_ipv4("10.0.0.256") == -1, "text");
+  wrong += expect(vexora_string_write_2_file("/extlog/syslog/note", "kept") == 0, "storage, writing");
+  char *text = vexora_string_read_file("/extlog/syslog/note");
+  wrong += expect(text != NULL && strcmp(text, "kept") == 0, "storage, reading");
+  free(text);
+  return wrong;
 }
 
 int main(void) {
@@ -37,5 +66,5 @@ int main(void) {
   wrong += expect(historyDataInit() == 0, "history");
   wrong += expect(HistoryDataRing != NULL && HistoryDataRing->count == 0, "history ring");
   wrong += expect(VexoraHistoryRecordDataOper(request, 1, response) == 5 && response[0] == 0, "count command");
-  return wrong;
+  return wrong + stateless();
 }
