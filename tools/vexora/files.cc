@@ -101,16 +101,20 @@ std::vector<std::uint8_t> readFile(const std::string &path) {
   const std::string resolved = path == kStandard ? path : ownPath(path);
   const OwnFiles own;
   const Open file(path == kStandard ? STDIN_FILENO : open(resolved.c_str(), O_RDONLY | O_CLOEXEC));
+  const std::string name = path == kStandard ? "standard input" : path;
+  if (file.get() < 0) {
+    fail(name, "read");
+  }
   const auto progress = path == kStandard ? nullptr : std::make_unique<Progress>("reading " + path);
   std::vector<std::uint8_t> content;
   std::array<std::uint8_t, 1 << 16> piece;
   for (;;) {
-    const ssize_t got = file.get() < 0 ? -1 : read(file.get(), piece.data(), piece.size());
+    const ssize_t got = read(file.get(), piece.data(), piece.size());
     if (got == 0) {
       return content;
     }
-    if (got < 0 && (file.get() < 0 || errno != EINTR)) {
-      fail(path == kStandard ? "standard input" : path, "read");
+    if (got < 0 && errno != EINTR) {
+      fail(name, "read");
     }
     content.insert(content.end(), piece.begin(), piece.begin() + (got < 0 ? 0 : got));
   }

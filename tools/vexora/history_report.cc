@@ -133,7 +133,7 @@ std::string statisticsOf(std::span<const Record> records, bool utc) {
                             stamp(records.back().time, utc).c_str(), zoneName(utc));
   text += gaps == 0 ? "gaps     none\n"
                     : format("gaps     %u, together %s without a record\n", gaps, duration(missing * kHour).c_str());
-  text += format("\n%-8s %9s  %-28s  %-28s\n", "sensor", "average", "minimum", "maximum");
+  text += format("\n%-8s %9s  %-28s  %s\n", "sensor", "average", "minimum", "maximum");
   for (const Sensor &sensor : kSensors) {
     const Summary summary = summarise(records, sensor.figures);
     text += format("%-8s %9.1f  %-7d %-20s  %-7d %s\n", sensor.name, summary.average,
