@@ -173,6 +173,7 @@ TEST(Fru, EachKindOfFaultIsNamed) {
        }},
       {"unused-space: board at 68", put(70, 7, 32, 79)},
       {"unused-space: image at 125", put(125, 7, 0, 0)}};
+  const std::string help = fru("verify --help").text;
   for (const auto &[told, edit] : faults) {
     std::string bytes = image();
     edit(bytes);
@@ -181,7 +182,11 @@ TEST(Fru, EachKindOfFaultIsNamed) {
     EXPECT_EQ(answer.status, 1) << told;
     EXPECT_TRUE(has(answer.text, told)) << told << "\n" << answer.text;
     const std::string kind = told.substr(0, told.find(':'));
-    EXPECT_TRUE(has(fru("--json verify damaged").text, "\"class\": \"" + kind + "\"")) << told;
+    const Answer classed = fru("--json verify --status-by-class damaged");
+    EXPECT_TRUE(has(classed.text, "\"class\": \"" + kind + "\"")) << told;
+    const std::size_t number = help.find("\n  " + std::to_string(classed.status) + "  ") + 7;
+    const std::string first = help.substr(number, help.find(' ', number) - number);
+    EXPECT_TRUE(has(classed.text, "\"class\": \"" + first + "\"")) << told << ", " << classed.status;
   }
 }
 
@@ -196,7 +201,8 @@ TEST(Fru, DamagedImagesAreNeitherSetNorBuiltByAccident) {
   EXPECT_EQ(fru("verify repaired").status, 0);
 }
 
-// Of every third length, and with every third byte turned over: never a crash, and no damage to what a checksum covers goes unseen.
+// Of every third length, and with every third byte turned over: never a crash, and no damage to what a checksum covers
+// goes unseen.
 TEST(Fru, HostileImagesAreFindings) {
   for (std::size_t i = 0; i < image().size(); i += 3) {
     std::string turned = image();

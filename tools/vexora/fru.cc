@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // vexora fru: looks into FRU images, checks them, and makes new ones.
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 
@@ -26,24 +27,27 @@ constexpr const char *kShow =
     "(first on 2027-11-24): of the dates that a count means, the latest that is not in the future is shown. With "
     "--json it is a description that `vexora fru build` makes the same image from.";
 
+constexpr int kStatusOfFirstClass = 10;  // as the help numbers them
+
 constexpr const char *kVerify =
     "Checks a FRU image: each checksum, each area's bounds, overlaps, the fields' ends, what bytes mean, and space "
-    "that should be empty. A fault is told with its class, place and offset, and makes the exit status 1. Classes:\n"
-    "  size              too short for a header, or larger than 1 MiB\n"
-    "  header-version    the header's format is not known; no area is read\n"
-    "  header-checksum   \n"
-    "  reserved          bits are set that have to be 0\n"
-    "  area-bounds       an area begins or ends beyond the image, or has no length\n"
-    "  area-overlap      an area begins inside another one\n"
-    "  area-version      an area's format is not known; it is not read\n"
-    "  area-checksum     \n"
-    "  field-end         a field runs past its area, or the end marker is missing or too early\n"
-    "  field-encoding    bytes have no meaning in a field's encoding\n"
-    "  record-bounds     a multi-record runs past the image\n"
-    "  record-checksum   of its header, behind which nothing is read, or of its data\n"
-    "  record-version    a multi-record's format is not known\n"
-    "  record-end        no multi-record is marked as the last\n"
-    "  unused-space      not 00h behind an area's fields, or neither 00h nor FFh where no area is";
+    "that should be empty. A fault is told with its class, place and offset, and makes the exit status 1; with "
+    "--status-by-class it is the number of the first class here that there is a fault of:\n"
+    "  10  size              too short for a header, or larger than 1 MiB\n"
+    "  11  header-version    the header's format is not known; no area is read\n"
+    "  12  header-checksum   \n"
+    "  13  reserved          bits are set that have to be 0\n"
+    "  14  area-bounds       an area begins or ends beyond the image, or has no length\n"
+    "  15  area-overlap      an area begins inside another one\n"
+    "  16  area-version      an area's format is not known; it is not read\n"
+    "  17  area-checksum     \n"
+    "  18  field-end         a field runs past its area, or the end marker is missing or too early\n"
+    "  19  field-encoding    bytes have no meaning in a field's encoding\n"
+    "  20  record-bounds     a multi-record runs past the image\n"
+    "  21  record-checksum   of its header, behind which nothing is read, or of its data\n"
+    "  22  record-version    a multi-record's format is not known\n"
+    "  23  record-end        no multi-record is marked as the last\n"
+    "  24  unused-space      not 00h behind an area's fields, or neither 00h nor FFh where no area is";
 
 constexpr const char *kBuild =
     "Makes a FRU image from a JSON description, such as `vexora fru show --json` gives. Areas stand in the order of "
@@ -69,6 +73,7 @@ struct Arguments {
   std::string encoding;
   std::string asOf;
   bool grow = false;
+  bool statusByClass = false;
 };
 
 Minute today(const Arguments &arguments) {
@@ -100,7 +105,12 @@ void verify(Session &session, const Arguments &arguments) {
   } else {
     print(parsed.faults.empty() ? good : fru::readable(parsed.faults));
   }
-  session.found(parsed.faults.empty() ? kFine : kFinding);
+  const auto first = std::min_element(parsed.faults.begin(), parsed.faults.end(),
+                                      [](const fru::Fault &a, const fru::Fault &b) { return a.kind < b.kind; });
+  if (first != parsed.faults.end()) {
+    session.found(kFinding);
+    session.findingStatus = arguments.statusByClass ? kStatusOfFirstClass + static_cast<int>(first->kind) : kFinding;
+  }
 }
 
 /// Writes the image, and tells so where it doesn't go to standard output itself.
@@ -170,6 +180,7 @@ void addFru(Command app, Session &session) {
 
   Command verifying = group.add("verify", kVerify, make + "- | vexora fru verify -");
   verifying.option("IMAGE", arguments->input, kImageHelp).required();
+  verifying.flag("--status-by-class", arguments->statusByClass, "Let the exit status tell the class");
   verifying.run([&session, arguments] { verify(session, *arguments); });
 
   Command building = group.add("build", kBuild, make + "board.fru");

@@ -55,7 +55,10 @@ int run(int argc, char **argv) {
     std::fprintf(stderr, "vexora: %s\n", failure.what());
     return failure.outcome();
   }
-  return std::fflush(stdout) == 0 ? session.outcome : vexora::tool::kInaccessible;
+  if (std::fflush(stdout) != 0) {
+    return vexora::tool::kInaccessible;
+  }
+  return session.outcome == vexora::tool::kFinding ? session.findingStatus : session.outcome;
 }
 
 }  // namespace

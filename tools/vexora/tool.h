@@ -77,6 +77,7 @@ struct Session {
   bool json = false;  // --json
   std::string root;   // --root, without a slash at its end; empty for "/"
   Outcome outcome = kFine;
+  int findingStatus = kFinding;  // the exit status of a finding, for a command that tells them apart
 
   /// A fixed path of the board, inside the root.
   [[nodiscard]] std::string path(std::string_view absolute) const { return root + std::string(absolute); }
