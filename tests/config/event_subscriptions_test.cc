@@ -93,7 +93,7 @@ TEST_F(EventSubscriptions, LinesMeanWhatTheyAlwaysDid) {
       {"[]\ndestaddr=no header\n", "<>"},
       {"[open\ndestaddr=a\n", "<a>"},
       {"[", "<>"},
-      {"[s]\ndestaddr=" + tooLong + "\n", '<' + std::string(118, 'x') + '>'},
+      {"[s]\ndestaddr=" + tooLong + "\n", "<" + std::string(118, 'x') + ">"},
       {"[s]\n;" + std::string(126, 'c') + "destaddr=behind a long line\n", "<behind a long line>"},
       {"[s]\ndestaddr=a" + std::string(1, '\0') + "b\n", "<a>"},
   };

@@ -347,6 +347,11 @@ TEST_F(SettingsFiles, AFailedWriteIsNoFailedSave) {
     EXPECT_EQ(read(kSmtp), kSmtpFile) << call;
     EXPECT_EQ(read(kTrap), trapFile) << call;
   }
+  trapAfter.cfg.EventLevelLimit = 3;  // a move that fails leaves the old document, with the new one beside it
+  const FailCall noMove("rename", 1, EIO);
+  EXPECT_EQ(trapAfter.save(), 0);
+  EXPECT_EQ(read(kTrap), trapFile);
+  EXPECT_EQ(memberOf(read(kTrap + std::string(".bak")), "EventLevelLimit"), "\"EventLevelLimit\":3");
 }
 
 #ifndef VEXORA_SANITIZED

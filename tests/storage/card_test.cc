@@ -84,6 +84,12 @@ TEST_F(Card, ThatIsMissingIsTold) {
   const std::string report = "[vexora_tf_card:LINE]/dev/mmcblk0:check TF card fail, no such file or directory.";
   const std::string printed =
       "TFCARD_DEVICE:check TF card fail, no such device./dev/mmcblk0:check TF card fail, no such file or directory.";
+  remove("/mnt/sdmmc0p2");
+  const std::string place = "Check TF card fail, no such file or directory.";
+  EXPECT_EQ(all(callAll),
+            (Outcome{1,
+                     "TFCARD_MOUNT_DIR:check TF card fail, no such file or directory." + place + "|1|2|2|",
+                     {{132, "[vexora_tf_card:LINE]" + place}}}));
   remove("/dev/mmcblk0p1");
   remove("/dev/mmcblk0");
   EXPECT_EQ(all(callAll), (Outcome{1, printed + "|1|1|1|", {{132, report}}}));
@@ -147,6 +153,9 @@ TEST_F(Card, FolderThatCannotBeListedKeepsItsImages) {
   const FailCall fault("readdir", 2, EIO);
   EXPECT_EQ(outcome(common_copy_ima_file_to_tf_card, "/var/source", "fw", "fw").result, -1);
   EXPECT_EQ(read(kFolder + "fw.new"), "last");
+  umask(0);
+  EXPECT_EQ(common_copy_ima_file_to_tf_card("/var/source", "fw", "made"), 0);
+  EXPECT_EQ(std::filesystem::status("/mnt/sdmmc0p2/made").permissions(), std::filesystem::perms(0777));
   const std::string deep = "no/" + std::string(200, 'd');  // cut to 127 characters with the mount point
   const std::string cut = "create /mnt/sdmmc0p2/" + deep.substr(0, 113) + " in TF card fail.\n\n";
   EXPECT_EQ(outcome(common_copy_ima_file_to_tf_card, "/var/source", "fw", deep.c_str()),

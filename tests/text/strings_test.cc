@@ -64,7 +64,7 @@ TEST(Strings, AreCopiedWithinTheirBounds) {
   int count = 9;
   split_c(list, ",", tokens, &count, 0);
   EXPECT_EQ(std::tuple(count, tokens[0], tokens[1], std::string(list, 6)),
-            std::tuple(1, &list[0], nullptr, std::string("a\0b\0c", 6)));
+            std::tuple(1, &list[0], nullptr, std::string("a\0b\0c\0", 6)));
   copy = escaper(copy, "it's a\\b");
   EXPECT_STREQ(copy, R"(it\'s a\\b)");
   EXPECT_EQ(escaper(copy, nullptr), nullptr);
