@@ -10,6 +10,8 @@ if(VEXORA_SANITIZE)
   endif()
   add_compile_options(${sanitize})
   add_compile_definitions(VEXORA_SANITIZED)
+  # gcc 12 sees uninitialised members in <regex> once a sanitizer is in the way of its analysis.
+  add_compile_options($<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-maybe-uninitialized>)
   add_link_options(${sanitize})
 endif()
 

@@ -24,7 +24,7 @@ using Record = vexora_idl_advice;
 // A record for all sensors of its type.
 constexpr unsigned kAnySensor = 0xFF;
 
-struct Arguments {
+struct AdviceArguments {
   std::string type;
   std::string code;
   std::string number;
@@ -50,14 +50,14 @@ unsigned readByte(const std::string &name, const std::string &text) {
   return value;
 }
 
-std::string hex(unsigned value) {
+std::string hexOf(unsigned value) {
   std::array<char, 8> text{};
   std::snprintf(text.data(), text.size(), "0x%02X", value);
   return text.data();
 }
 
 std::string sensorOf(const Record &record) {
-  return record.sensor_number == kAnySensor ? "any" : hex(record.sensor_number);
+  return record.sensor_number == kAnySensor ? "any" : hexOf(record.sensor_number);
 }
 
 std::string textOf(const Record &record) { return {record.advice, strnlen(record.advice, sizeof record.advice)}; }
@@ -97,7 +97,7 @@ void answer(Session &session, const std::vector<Record> &records) {
     return;
   }
   for (const Record &record : records) {
-    std::cout << coloured("type " + hex(record.sensor_type) + ", code " + hex(record.event_code) + ", sensor " +
+    std::cout << coloured("type " + hexOf(record.sensor_type) + ", code " + hexOf(record.event_code) + ", sensor " +
                               sensorOf(record) + ", level " + std::to_string(record.level),
                           1)
               << "\n";
@@ -111,7 +111,7 @@ void answer(Session &session, const std::vector<Record> &records) {
 }
 
 /// With a sensor's number its own advice; the advice for any sensor where it has none.
-void look(Session &session, const Arguments &arguments) {
+void look(Session &session, const AdviceArguments &arguments) {
   const unsigned type = readByte("TYPE", arguments.type);
   const unsigned code = readByte("CODE", arguments.code);
   std::vector<Record> records = table();
@@ -128,7 +128,7 @@ void look(Session &session, const Arguments &arguments) {
   answer(session, records);
 }
 
-void list(Session &session) {
+void listAll(Session &session) {
   const std::vector<Record> records = table();
   if (session.json) {
     answer(session, records);
@@ -140,7 +140,7 @@ void list(Session &session) {
     std::string line = lines.empty() ? "" : printable(lines.front());
     const std::size_t room = isTerminal() ? std::max(terminalWidth(), 60U) - 28 : line.size();
     line = line.size() > room ? line.substr(0, room) + "~" : line;
-    std::cout << hex(record.sensor_type) << "  " << hex(record.event_code) << "  " << std::left << std::setw(6)
+    std::cout << hexOf(record.sensor_type) << "  " << hexOf(record.event_code) << "  " << std::left << std::setw(6)
               << sensorOf(record) << "  " << std::right << std::setw(5) << unsigned{record.level} << "  " << line
               << "\n";
   }
@@ -163,9 +163,9 @@ void search(Session &session, const std::vector<std::string> &words) {
   answer(session, records);
 }
 
-void addSearches(Command advice, Session &session, const std::shared_ptr<Arguments> &arguments) {
+void addSearches(Command advice, Session &session, const std::shared_ptr<AdviceArguments> &arguments) {
   advice.add("list", "Lists all records, each with its first line.", "vexora advice list").run([&session] {
-    list(session);
+    listAll(session);
   });
   Command command =
       advice.add("search", "Shows the advice that has all the words, in any order and in capitals or not.",
@@ -183,7 +183,7 @@ void addAdvice(Command app, Session &session) {
                             "all of them is shown.",
                             "vexora advice 0x04 0xA0 --number 0x10");
   command.mayTakeCommand();
-  auto arguments = std::make_shared<Arguments>();
+  auto arguments = std::make_shared<AdviceArguments>();
   command.option("TYPE", arguments->type, "Sensor type").typeName("");
   command.option("CODE", arguments->code, "Event code").typeName("");
   command.option("-n,--number", arguments->number, "Sensor number").typeName("N");

@@ -21,7 +21,7 @@ namespace {
 // Beginnings of longer values aren't tried.
 constexpr std::size_t kMostBeginnings = 4096;
 
-struct Arguments {
+struct CheckArguments {
   std::string kind;
   std::string value;
   bool list = false;
@@ -104,7 +104,7 @@ void checkBy(Session &session, const WordTable &table, const std::string &value)
   session.found(kFinding);
 }
 
-void list(const Session &session) {
+void listKinds(const Session &session) {
   Json kinds = array();
   for (const Validator &validator : validators()) {
     kinds.append(object({{"kind", validator.name}, {"function", validator.function}, {"takes", validator.rule}}));
@@ -129,9 +129,9 @@ void list(const Session &session) {
   }
 }
 
-void check(Session &session, const Arguments &arguments) {
+void check(Session &session, const CheckArguments &arguments) {
   if (arguments.list) {
-    list(session);
+    listKinds(session);
     return;
   }
   for (const Validator &validator : validators()) {
@@ -157,7 +157,7 @@ void addCheck(Command app, Session &session) {
                             "with a hyphen needs \"--\" before it. Kinds may also be named by the library's "
                             "function or table.",
                             "vexora check hostname bmc-7");
-  auto arguments = std::make_shared<Arguments>();
+  auto arguments = std::make_shared<CheckArguments>();
   Option everything = command.flag("-l,--list", arguments->list, "List the kinds and what they take");
   Option kind = command.option("KIND", arguments->kind, "What the value is to be").typeName("");
   Option value = command.option("VALUE", arguments->value, "The value").typeName("");

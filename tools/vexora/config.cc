@@ -11,7 +11,7 @@
 namespace vexora::tool {
 namespace {
 
-struct Arguments {
+struct ConfigArguments {
   bool secrets = false;
   bool force = false;
   std::string file = "-";
@@ -58,7 +58,7 @@ void report(Session &session, const std::vector<Finding> &findings, const std::s
   std::cout << (findings.empty() ? fine + "\n" : "");
 }
 
-void show(const Session &session, const SettingsStore &store, const Arguments &arguments) {
+void show(const Session &session, const SettingsStore &store, const ConfigArguments &arguments) {
   Settings settings(store);
   settings.load(session, false);
   if (session.json) {
@@ -83,7 +83,7 @@ void check(Session &session, const SettingsStore &store) {
 
 /// Saves the changed settings unless one was refused. What lies in the file beyond the library's reach would be lost.
 void finish(Session &session, const SettingsStore &store, Settings &settings, const std::vector<Finding> &findings,
-            const Arguments &arguments) {
+            const ConfigArguments &arguments) {
   if (!findings.empty() && !arguments.force) {
     report(session, findings, "");
     std::cerr << "vexora: nothing was changed\n";
@@ -111,7 +111,7 @@ const Setting &settingNamed(const std::vector<Setting> &all, const std::string &
   return *found;
 }
 
-void set(Session &session, const SettingsStore &store, const Arguments &arguments) {
+void set(Session &session, const SettingsStore &store, const ConfigArguments &arguments) {
   Settings settings(store);
   settings.load(session, true);
   std::vector<Finding> findings;
@@ -171,7 +171,7 @@ void refuseUnknownMembers(const Json &document, const SettingsStore &store) {
   }
 }
 
-void import(Session &session, const SettingsStore &store, const Arguments &arguments) {
+void import(Session &session, const SettingsStore &store, const ConfigArguments &arguments) {
   const std::vector<std::uint8_t> bytes = readFile(arguments.file);
   const Json document = Json::parse(std::string(bytes.begin(), bytes.end()), arguments.file);
   if (!json_object_is_type(document.get(), json_type_object)) {
@@ -199,7 +199,7 @@ void import(Session &session, const SettingsStore &store, const Arguments &argum
 }
 
 /// Without its secrets, unless they are asked for; an import leaves alone what the document lacks.
-void exportTo(const Session &session, const SettingsStore &store, const Arguments &arguments) {
+void exportTo(const Session &session, const SettingsStore &store, const ConfigArguments &arguments) {
   Settings settings(store);
   settings.load(session, false);
   const Json document = settings.document(true);
@@ -212,7 +212,7 @@ void exportTo(const Session &session, const SettingsStore &store, const Argument
 }
 
 void addReaders(Command app, Session &session, const SettingsStore &store,
-                const std::shared_ptr<Arguments> &arguments) {
+                const std::shared_ptr<ConfigArguments> &arguments) {
   const std::string command = std::string("vexora config ") + store.name;
   Command shown = app.add("show",
                           "Shows every field, secrets masked. What begins with \"destN.\" belongs to "
@@ -232,14 +232,14 @@ void addReaders(Command app, Session &session, const SettingsStore &store,
   exported.run([&session, &store, arguments] { exportTo(session, store, *arguments); });
 }
 
-void addWriters(Command app, Session &session, const SettingsStore &store, const std::shared_ptr<Arguments> &arguments,
-                const char *change) {
+void addWriters(Command app, Session &session, const SettingsStore &store,
+                const std::shared_ptr<ConfigArguments> &arguments) {
   const std::string command = std::string("vexora config ") + store.name;
   Command changed = app.add("set",
                             "Changes fields, after the library's validators have accepted the values. Numbers may "
                             "be given as their words, such as Enable or V3. A missing file is restored from its "
                             "default first.",
-                            command + " set " + change);
+                            command + " set " + store.change);
   changed.option("FIELD=VALUE", arguments->changes, "Fields as 'show' names them").required();
   Command imported = app.add("import",
                              "Takes over the fields of a JSON document, as 'export' writes it; those that it lacks "
@@ -260,16 +260,13 @@ void addConfig(Command app, Session &session) {
   Command config =
       app.add("config", "Shows, checks and changes the settings of e-mail and SNMP.", "vexora config smtp show");
   config.needsCommand();
-  constexpr const char *kChanges[] = {"SmtpPort=587 EnableSTARTTLS=Enable dest1.EmailAddress=ops@example.com",
-                                      "TrapVersion=V3 dest1.Destination=192.0.2.7", "SnmpV3Enable=Enable"};
-  const char *const *change = kChanges;
   for (const SettingsStore &store : settingsStores()) {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<ConfigArguments>();
     Command command = config.add(store.name, std::string("Settings of ") + store.title + ", " + store.path,
                                  std::string("vexora config ") + store.name + " check");
     command.needsCommand();
     addReaders(command, session, store, arguments);
-    addWriters(command, session, store, arguments, *change++);
+    addWriters(command, session, store, arguments);
   }
 }
 

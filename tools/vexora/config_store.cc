@@ -101,17 +101,19 @@ int saveAgent(const std::uint8_t *record, int size, const std::uint8_t * /*list*
 }
 
 constexpr SettingsStore kStores[] = {
-    {"smtp", "e-mail alerts", "/conf/SmtpCfg.json", "SmtpCfg", kSmtpFields, sizeof(SmtpCfgRecord), "SmtpDestCfg",
-     kRecipientFields, sizeof(SmtpDestCfgRecord),
+    {"smtp", "e-mail alerts", "/conf/SmtpCfg.json",
+     "SmtpPort=587 EnableSTARTTLS=Enable dest1.EmailAddress=ops@example.com", "SmtpCfg", kSmtpFields,
+     sizeof(SmtpCfgRecord), "SmtpDestCfg", kRecipientFields, sizeof(SmtpDestCfgRecord),
      withList<VexoraGetSmtpTotalConfFromJson, SmtpCfgRecord, SmtpDestCfgRecord>,
      withListOut<VexoraSetSmtpTotalConfToJson, SmtpCfgRecord, SmtpDestCfgRecord>},
-    {"trap", "SNMP traps", "/conf/SnmpTrapCfg.json", "SnmpTrapCfg", kTrapFields, sizeof(SnmpTrapCfgRecord),
-     "SnmpTrapDestCfg", kDestinationFields, sizeof(SnmpTrapDestCfgRecord),
+    {"trap", "SNMP traps", "/conf/SnmpTrapCfg.json", "TrapVersion=V3 dest1.Destination=192.0.2.7", "SnmpTrapCfg",
+     kTrapFields, sizeof(SnmpTrapCfgRecord), "SnmpTrapDestCfg", kDestinationFields, sizeof(SnmpTrapDestCfgRecord),
      withList<VexoraGetSnmpTotalConfFromJson, SnmpTrapCfgRecord, SnmpTrapDestCfgRecord>,
      withListOut<VexoraSetSnmpTotalConfToJson, SnmpTrapCfgRecord, SnmpTrapDestCfgRecord>},
     {"agent",
      "the SNMP agent",
      "/conf/SnmpAgentCfg.json",
+     "SnmpV3Enable=Enable",
      "SnmpCfg",
      kAgentFields,
      sizeof(SnmpAgentCfgRecord),

@@ -40,6 +40,7 @@ struct SettingsStore {
   const char *name;
   const char *title;
   const char *path;
+  const char *change;  // an example for "set"
   const char *section;
   std::span<const SettingField> fields;
   std::size_t recordSize;

@@ -42,7 +42,7 @@ struct ListMember {
   std::span<const char *> (*texts)(EventArray &event);
 };
 
-constexpr ListMember kLists[] = {
+constexpr ListMember kTextArrays[] = {
     {"messageArgs", [](EventArray &event) { return std::span<const char *>(event.messageArgs); }},
     {"originOfCondition", [](EventArray &event) { return std::span<const char *>(event.originOfCondition); }},
     {"oemKey", [](EventArray &event) { return std::span<const char *>(event.oemKey); }},
@@ -88,7 +88,7 @@ class Event {
         return;
       }
     }
-    for (const ListMember &member : kLists) {
+    for (const ListMember &member : kTextArrays) {
       if (key == member.key) {
         takeList(key, value, member.texts(event_));
         return;
@@ -163,7 +163,7 @@ bool hasGaps(std::span<const char *> texts) {
 }
 
 void checkLists(EventArray event, std::vector<EventFinding> &findings) {
-  for (const ListMember &member : kLists) {
+  for (const ListMember &member : kTextArrays) {
     const std::span<const char *> texts = member.texts(event);
     const std::string_view key = member.key;
     if ((key == "originOfCondition" || key == "oemKey") && hasGaps(texts)) {

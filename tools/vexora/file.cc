@@ -29,7 +29,7 @@ struct Envelope {
   std::string damage;  // empty when there is none
 };
 
-std::string hex(std::uint32_t value) {
+std::string checksumText(std::uint32_t value) {
   std::array<char, 12> text{};
   std::snprintf(text.data(), text.size(), "0x%08x", static_cast<unsigned>(value));
   return text.data();
@@ -55,7 +55,8 @@ Envelope look(const std::string &path, const Bytes &file) {
   envelope.content = std::span(file).subspan(kHeader);
   envelope.computed = checksum(path, envelope.content);
   if (envelope.stored != envelope.computed) {
-    envelope.damage = "the checksum is " + hex(envelope.stored) + ", the content's is " + hex(envelope.computed);
+    envelope.damage =
+        "the checksum is " + checksumText(envelope.stored) + ", the content's is " + checksumText(envelope.computed);
   }
   return envelope;
 }
@@ -95,7 +96,7 @@ void verify(Session &session, const std::string &path) {
     Json document = object({{"file", path}, {"whole", envelope.damage.empty()}});
     if (file.size() > kHeader) {
       document.add("contentLength", Json(static_cast<std::int64_t>(envelope.content.size())));
-      document.add("storedChecksum", hex(envelope.stored)).add("checksum", hex(envelope.computed));
+      document.add("storedChecksum", checksumText(envelope.stored)).add("checksum", checksumText(envelope.computed));
       document.add("firstZeroByte", cut ? Json(end) : Json());
     }
     std::cout << document.add("damage", envelope.damage.empty() ? Json() : Json(envelope.damage)).text();
@@ -103,7 +104,7 @@ void verify(Session &session, const std::string &path) {
   }
   std::cout << printable(path) << ": "
             << (envelope.damage.empty() ? coloured("whole", 32) + ", " + std::to_string(envelope.content.size()) +
-                                              " bytes of content, checksum " + hex(envelope.stored)
+                                              " bytes of content, checksum " + checksumText(envelope.stored)
                                         : coloured("damaged", 31) + ": " + envelope.damage)
             << "\n";
   if (cut) {

@@ -8,10 +8,9 @@
 namespace vexora::tool::fru {
 namespace {
 
-using std::chrono::days;
-using std::chrono::minutes;
+namespace chrono = std::chrono;
 
-constexpr Minute kEpoch = std::chrono::sys_days(std::chrono::year(1996) / 1 / 1);
+constexpr Minute kEpoch = chrono::sys_days(chrono::year(1996) / 1 / 1);
 
 /// Takes a number of as many digits off the front of a text.
 std::optional<unsigned> takeNumber(std::string_view &text, std::size_t digits) {
@@ -36,9 +35,9 @@ bool take(std::string_view &text, std::string_view anyOf) {
 }
 
 /// "T23:59Z", or nothing at all.
-std::optional<minutes> takeTime(std::string_view &text) {
+std::optional<chrono::minutes> takeTime(std::string_view &text) {
   if (text.empty()) {
-    return minutes(0);
+    return chrono::minutes(0);
   }
   const bool begun = take(text, "T ");
   const auto hour = begun ? takeNumber(text, 2) : std::nullopt;
@@ -47,7 +46,7 @@ std::optional<minutes> takeTime(std::string_view &text) {
   if (!minute || *hour > 23 || *minute > 59) {
     return std::nullopt;
   }
-  return minutes(*hour * 60 + *minute);
+  return chrono::minutes(*hour * 60 + *minute);
 }
 
 }  // namespace
@@ -56,10 +55,10 @@ std::optional<Date> dateOf(std::uint32_t count, Minute today) {
   if (count == 0) {
     return std::nullopt;
   }
-  Date date = {kEpoch + minutes(count)};
+  Date date = {kEpoch + chrono::minutes(count)};
   date.future = date.at > today;
-  while (today - date.at >= minutes(kMinuteCounts)) {
-    date.at += minutes(kMinuteCounts);
+  while (today - date.at >= chrono::minutes(kMinuteCounts)) {
+    date.at += chrono::minutes(kMinuteCounts);
     ++date.wraps;
   }
   return date;
@@ -72,8 +71,8 @@ std::optional<std::uint32_t> minutesOf(Minute date) {
 }
 
 std::string toText(Minute date) {
-  const auto day = std::chrono::floor<days>(date);
-  const std::chrono::year_month_day ymd(day);
+  const auto day = chrono::floor<chrono::days>(date);
+  const chrono::year_month_day ymd(day);
   const auto time = static_cast<int>((date - day).count());
   std::array<char, 48> text{};
   std::snprintf(text.data(), text.size(), "%04d-%02u-%02uT%02d:%02dZ", static_cast<int>(ymd.year()),
@@ -89,9 +88,8 @@ std::optional<Minute> toMinute(std::string_view text) {
   if (!time || !text.empty()) {
     return std::nullopt;
   }
-  const std::chrono::year_month_day date(std::chrono::year(static_cast<int>(*year)), std::chrono::month(*month),
-                                         std::chrono::day(*day));
-  return date.ok() ? std::optional(std::chrono::sys_days(date) + *time) : std::nullopt;
+  const chrono::year_month_day date(chrono::year(static_cast<int>(*year)), chrono::month(*month), chrono::day(*day));
+  return date.ok() ? std::optional(chrono::sys_days(date) + *time) : std::nullopt;
 }
 
 }  // namespace vexora::tool::fru

@@ -75,7 +75,7 @@ void addFileOption(Command command, std::string &file) {
 
 std::shared_ptr<Range> addRange(Command command) {
   auto range = std::make_shared<Range>();
-  command.option("--from", range->from, std::string("First moment: ") + kMomentForms).typeName("MOMENT");
+  command.option("--from", range->from, "First moment: " + std::string(kMomentForms)).typeName("MOMENT");
   command.option("--to", range->to, "First moment that is left out, in the same forms").typeName("MOMENT");
   command.flag("--utc", range->utc, "Read and show times in UTC instead of this machine's time zone");
   command.flag("--signed", range->hasSign, "Figures from 32768 on are negative ones: a sensor that goes below 0");

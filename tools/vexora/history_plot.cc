@@ -9,6 +9,7 @@
 #include <cairo-svg.h>
 #include <cairo.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
@@ -61,14 +62,14 @@ class Pen {
   Pen(cairo_surface_t *surface, Picture kind) : kind_(kind), context_(cairo_create(surface)) {}
 
   [[nodiscard]] cairo_t *get() const { return context_.get(); }
-  void use(const Colour &colour, double opacity = 1) {
+  void use(const Colour &colour, double opacity = 1) const {
     cairo_set_source_rgba(get(), colour.red, colour.green, colour.blue, opacity);
   }
-  void fillRectangle(double left, double top, double right, double bottom) {
+  void fillRectangle(double left, double top, double right, double bottom) const {
     cairo_rectangle(get(), left, top, right - left, bottom - top);
     cairo_fill(get());
   }
-  void line(double fromX, double fromY, double toX, double toY) {
+  void line(double fromX, double fromY, double toX, double toY) const {
     cairo_move_to(get(), fromX, fromY);
     cairo_line_to(get(), toX, toY);
     cairo_stroke(get());
@@ -77,8 +78,8 @@ class Pen {
   void text(double x, double y, Anchor anchor, double size, const std::string &words) {
     if (kind_ == Picture::kSvg) {
       std::array<char, 128> start{};
-      std::snprintf(start.data(), start.size(), "<text x=\"%.1f\" y=\"%.1f\" font-size=\"%.0f\" text-anchor=\"%s\">", x,
-                    y, size, kAnchors[static_cast<std::size_t>(anchor)]);
+      std::snprintf(start.data(), start.size(), R"(<text x="%.1f" y="%.1f" font-size="%.0f" text-anchor="%s">)", x, y,
+                    size, kAnchors[static_cast<std::size_t>(anchor)]);
       texts_ += start.data() + words + "</text>\n";
       return;
     }
@@ -168,9 +169,8 @@ class PanelDrawing {
     for (const Point &point : run) {
       cairo_line_to(pen_.get(), x(point.time) + half, y(point.maximum));
     }
-    for (auto point = run.rbegin(); point != run.rend(); ++point) {
-      cairo_line_to(pen_.get(), x(point->time) + half, y(point->minimum));
-    }
+    std::for_each(run.rbegin(), run.rend(),
+                  [&](const Point &point) { cairo_line_to(pen_.get(), x(point.time) + half, y(point.minimum)); });
     cairo_line_to(pen_.get(), x(run.front().time) - half, y(run.front().minimum));
     cairo_close_path(pen_.get());
     pen_.use(colour_, kBandOpacity);

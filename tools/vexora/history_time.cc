@@ -9,6 +9,7 @@
 #include <string_view>
 #include <utility>
 
+#include "history_file.h"
 #include "tool.h"
 
 namespace vexora::tool::history {
@@ -16,8 +17,6 @@ namespace {
 
 namespace chrono = std::chrono;
 
-constexpr std::int64_t kHour = 3600;
-constexpr std::int64_t kDay = 24 * kHour;
 constexpr const char *kForms[] = {"%Y-%m-%d", "%Y-%m-%d %H:%M", "%Y-%m-%dT%H:%M", "%Y-%m-%d %H:%M:%S",
                                   "%Y-%m-%dT%H:%M:%S"};
 

@@ -20,7 +20,7 @@
 namespace vexora::tool {
 namespace {
 
-constexpr std::string_view kFolder = "/extlog/syslog";
+constexpr std::string_view kLogFolder = "/extlog/syslog";
 constexpr std::string_view kFile = "/extlog/syslog/WDT.log";
 
 // Where changes aren't notified, such as on some network file systems.
@@ -131,7 +131,7 @@ void tail(const Session &session, unsigned count, bool once) {
   }
   std::cout.flush();
   if (!once) {
-    follow(session.path(kFolder), follower);
+    follow(session.path(kLogFolder), follower);
   }
 }
 

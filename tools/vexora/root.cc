@@ -72,12 +72,13 @@ std::string resolve(std::string rest, Last last) {
     if (name == "..") {
       inside.erase(std::min(inside.rfind('/'), inside.size()));
     } else if (name != ".") {
-      const std::string next = inside + "/" + name;
+      std::string next = inside;
+      next.append("/").append(name);
       const bool asItself = rest.empty() && last == Last::kItself;
       const auto target = asItself ? std::nullopt : readLink(root + next);
       if (target) {
         ++links;
-        rest = *target + "/" + rest;
+        rest.insert(0, *target + "/");
         inside = target->front() == '/' ? "" : inside;
       } else {
         inside = next;

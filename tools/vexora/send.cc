@@ -27,7 +27,7 @@ constexpr std::size_t kIdlRecord = 220;
 constexpr std::size_t kIdlTime = 8;
 constexpr std::size_t kSelRecord = 10;
 
-struct Arguments {
+struct SendArguments {
   bool dryRun = false;
   bool multi = false;
   std::vector<std::string> hex;
@@ -52,7 +52,7 @@ struct Request {
 using Bytes = std::vector<std::uint8_t>;
 
 /// The bytes that were given, `most` of them at the most.
-Bytes givenBytes(const Arguments &arguments, std::size_t most) {
+Bytes givenBytes(const SendArguments &arguments, std::size_t most) {
   std::string text;
   for (const std::string &piece : arguments.hex) {
     text += piece;
@@ -78,7 +78,7 @@ void put32(Bytes &bytes, std::size_t at, std::uint32_t value) {
   }
 }
 
-Request mca(const Arguments &arguments, const RequestLayout &layout) {
+Request mca(const SendArguments &arguments, const RequestLayout &layout) {
   Bytes request = givenBytes(arguments, kMcaRequest);
   request.resize(kMcaRequest);
   Bytes bytes = framed(layout, 4, request);
@@ -86,7 +86,7 @@ Request mca(const Arguments &arguments, const RequestLayout &layout) {
   return {&layout, bytes, [request] { return VexoraPostReqToMCA(request.data()); }};
 }
 
-Request idl(const Arguments &arguments, const RequestLayout &layout) {
+Request idl(const SendArguments &arguments, const RequestLayout &layout) {
   Bytes record = givenBytes(arguments, kIdlRecord);
   record.resize(kIdlRecord);
   if (record[0] > 1) {
@@ -101,11 +101,11 @@ Request idl(const Arguments &arguments, const RequestLayout &layout) {
   return {&layout, framed(layout, 4, record), [record] { return VexoraPostReqToIDL(record.data()); }};
 }
 
-Request oneKeyLog(const Arguments & /*arguments*/, const RequestLayout &layout) {
+Request oneKeyLog(const SendArguments & /*arguments*/, const RequestLayout &layout) {
   return {&layout, framed(layout, 0, {3}), [] { return VexoraPostReqToOneKeyLog(); }};
 }
 
-Request sel(const Arguments &arguments, const RequestLayout &layout) {
+Request sel(const SendArguments &arguments, const RequestLayout &layout) {
   Bytes record = givenBytes(arguments, kSelRecord);
   if (const std::vector<unsigned> &data = arguments.taskFailure; !data.empty()) {
     const auto low = [&](std::size_t i) { return static_cast<std::uint8_t>(data[i]); };
@@ -117,7 +117,7 @@ Request sel(const Arguments &arguments, const RequestLayout &layout) {
   return {&layout, framed(layout, 2, record), [record] { return VexoraAddSELToIPMIMain(record.data()); }};
 }
 
-Request mupr(const Arguments &arguments, const RequestLayout &layout) {
+Request mupr(const SendArguments &arguments, const RequestLayout &layout) {
   const Bytes data = givenBytes(arguments, layout.size);
   if (data.empty()) {
     throw Failure(kUsage, "no data: give hexadecimal bytes or --file");
@@ -125,7 +125,7 @@ Request mupr(const Arguments &arguments, const RequestLayout &layout) {
   return {&layout, data, [data] { return VexoraPostMuprData(data.data(), static_cast<unsigned>(data.size())); }};
 }
 
-Request component(const Arguments &arguments, const RequestLayout &layout) {
+Request component(const SendArguments &arguments, const RequestLayout &layout) {
   const Bytes data = givenBytes(arguments, VEXORA_COMPONENT_DATA_MAX);
   Bytes bytes = framed(layout, 12, data);
   bytes[0] = static_cast<std::uint8_t>(arguments.command);
@@ -141,7 +141,7 @@ Request component(const Arguments &arguments, const RequestLayout &layout) {
   return {&layout, bytes, send, componentPipe(arguments.kind, arguments.multi ? 0 : arguments.instance)};
 }
 
-Request raid(const Arguments &arguments, const RequestLayout &layout) {
+Request raid(const SendArguments &arguments, const RequestLayout &layout) {
   const unsigned first = arguments.first;
   const unsigned second = arguments.second;
   return {&layout, {static_cast<std::uint8_t>(first), static_cast<std::uint8_t>(second)}, [=] {
@@ -196,7 +196,7 @@ struct Kind {
   const char *name;
   const char *description;
   const char *example;
-  Request (*make)(const Arguments &arguments, const RequestLayout &layout);
+  Request (*make)(const SendArguments &arguments, const RequestLayout &layout);
   bool hasData;
 };
 
@@ -215,7 +215,7 @@ constexpr Kind kKinds[] = {
 };
 
 void addKind(Command app, Session &session, const Kind &kind) {
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<SendArguments>();
   const std::string name = kind.name;
   Command command = app.add(name, kind.description,
                             "vexora send " + name + (*kind.example != '\0' ? " " : "") + kind.example + " --dry-run");

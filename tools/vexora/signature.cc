@@ -26,10 +26,10 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 
 // A length in the one byte that the library reads of a key or a signature.
-constexpr std::size_t kHeader = 2;
+constexpr std::size_t kDerHeader = 2;
 constexpr std::size_t kLongestContent = 127;
 
-struct Arguments {
+struct SignatureArguments {
   std::string file;
   std::string key;
   std::string signature;
@@ -65,7 +65,7 @@ Bytes inDer(const Bytes &file) {
 Key loadKey(const std::string &path) {
   const Bytes der = inDer(readFile(path));
   // The library believes the length that the key states.
-  if (der.size() < kHeader || der[1] > kLongestContent || der.size() < kHeader + der[1]) {
+  if (der.size() < kDerHeader || der[1] > kLongestContent || der.size() < kDerHeader + der[1]) {
     throw Failure(kFinding, printable(path) + ": no EC public key in DER or PEM with at most " +
                                 std::to_string(kLongestContent) + " bytes of content");
   }
@@ -77,7 +77,7 @@ Key loadKey(const std::string &path) {
   return key;
 }
 
-std::uint8_t verdictOn(const Arguments &arguments) {
+std::uint8_t verdictOn(const SignatureArguments &arguments) {
   const Key key = loadKey(arguments.key);
   const Bytes signature = readFile(arguments.signature);
   if (signature.size() > std::numeric_limits<std::uint8_t>::max()) {
@@ -92,7 +92,7 @@ std::uint8_t verdictOn(const Arguments &arguments) {
                                      static_cast<std::uint8_t>(signature.size()));
 }
 
-void verify(Session &session, const Arguments &arguments) {
+void verify(Session &session, const SignatureArguments &arguments) {
   constexpr std::uint8_t kValid = 1;
   constexpr std::uint8_t kInvalid = 0;
   const std::uint8_t verdict = verdictOn(arguments);
@@ -177,7 +177,7 @@ void addSignature(Command app, Session &session) {
       "  openssl ec -in /tmp/key -pubout -out /tmp/public && openssl dgst -sha256 -sign /tmp/key -out "
       "/tmp/sig /tmp/image\n"
       "  vexora signature verify --key /tmp/public --signature /tmp/sig /tmp/image");
-  auto arguments = std::make_shared<Arguments>();
+  auto arguments = std::make_shared<SignatureArguments>();
   command.option("FILE", arguments->file, "The signed file").required().typeName("");
   command.option("-k,--key", arguments->key, "The maker's public key, in DER or PEM").required().typeName("FILE");
   command.option("-s,--signature", arguments->signature, "The signature, in DER").required().typeName("FILE");

@@ -164,16 +164,16 @@ std::string captured(const std::function<void()> &work) {
 }
 
 std::string hexDump(std::span<const std::uint8_t> bytes) {
-  constexpr std::size_t kWidth = 16;
+  constexpr std::size_t kBytesInRow = 16;
   std::string dump;
-  for (std::size_t at = 0; at < bytes.size(); at += kWidth) {
-    const auto row = bytes.subspan(at, std::min(kWidth, bytes.size() - at));
+  for (std::size_t at = 0; at < bytes.size(); at += kBytesInRow) {
+    const auto row = bytes.subspan(at, std::min(kBytesInRow, bytes.size() - at));
     std::array<char, 24> piece{};
     std::snprintf(piece.data(), piece.size(), "%08zx ", at);
     dump += piece.data();
     std::string characters;
-    for (std::size_t i = 0; i < kWidth; ++i) {
-      dump += i == kWidth / 2 ? " " : "";
+    for (std::size_t i = 0; i < kBytesInRow; ++i) {
+      dump += i == kBytesInRow / 2 ? " " : "";
       if (i >= row.size()) {
         dump += "   ";
         continue;

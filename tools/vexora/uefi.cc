@@ -14,7 +14,7 @@
 namespace vexora::tool {
 namespace {
 
-constexpr std::size_t kHeader = 8;
+constexpr std::size_t kImageHeader = 8;
 // More than any flash holds: a header that says so is damaged.
 constexpr std::uint32_t kMostPlain = 1U << 30;
 
@@ -25,7 +25,7 @@ struct Form {
 
 constexpr Form kForms[] = {{"uefi", VEXORA_UEFI_FORM}, {"tiano", VEXORA_TIANO_FORM}};
 
-struct Arguments {
+struct UefiArguments {
   std::string input;
   std::string output;
   std::string form;
@@ -52,10 +52,10 @@ Header headerOf(const Bytes &image, const std::string &path) {
   std::uint32_t scratch = 0;
   const bool fits = image.size() <= UINT32_MAX;
   if (!fits || UefiDecompressGetInfo(image.data(), static_cast<std::uint32_t>(image.size()), &plain, &scratch) != 0) {
-    const bool hasHeader = image.size() >= kHeader;
+    const bool hasHeader = image.size() >= kImageHeader;
     throw Failure(kFinding, printable(path) + ": " +
                                 (hasHeader ? "has " + std::to_string(image.size()) + " bytes, and its header says " +
-                                                 std::to_string(std::uint64_t{little32(image, 0)} + kHeader)
+                                                 std::to_string(std::uint64_t{little32(image, 0)} + kImageHeader)
                                            : "too short for a header"));
   }
   if (plain > kMostPlain) {
@@ -74,11 +74,11 @@ std::optional<Bytes> decompress(const Bytes &image, const Header &header, const 
   return result == 0 ? std::optional(std::move(plain)) : std::nullopt;
 }
 
-void info(Session &session, const Arguments &arguments) {
+void info(Session &session, const UefiArguments &arguments) {
   const Bytes image = readFile(arguments.input);
   const Header header = headerOf(image, arguments.input);
   const Progress progress("decompressing");
-  const std::size_t behind = image.size() - kHeader - header.compressed;
+  const std::size_t behind = image.size() - kImageHeader - header.compressed;
   Json forms = array();
   std::string names;
   for (const Form &form : kForms) {
@@ -103,7 +103,7 @@ void info(Session &session, const Arguments &arguments) {
 }
 
 /// An image doesn't tell its form: where both work out to different data, the user has to.
-void unpack(const Session & /*session*/, const Arguments &arguments) {
+void unpack(const Session & /*session*/, const UefiArguments &arguments) {
   const Bytes image = readFile(arguments.input);
   const Header header = headerOf(image, arguments.input);
   const Progress progress("decompressing");
@@ -117,7 +117,9 @@ void unpack(const Session & /*session*/, const Arguments &arguments) {
       throw Failure(kFinding,
                     printable(arguments.input) + " decompresses in both forms, to different data: say --form");
     }
-    found = plain ? std::move(plain) : std::move(found);
+    if (plain) {
+      found = std::move(plain);
+    }
   }
   if (!found) {
     throw Failure(kFinding, printable(arguments.input) + " does not decompress" +
@@ -126,7 +128,7 @@ void unpack(const Session & /*session*/, const Arguments &arguments) {
   writeFile(arguments.output, *found);
 }
 
-void pack(const Session &session, const Arguments &arguments) {
+void pack(const Session &session, const UefiArguments &arguments) {
   const Bytes plain = readFile(arguments.input);
   const Progress progress("compressing");
   const Form &form = arguments.form == kForms[0].name ? kForms[0] : kForms[1];
@@ -158,7 +160,7 @@ void addUefi(Command app, Session &session) {
   Command command = app.add("uefi", "Looks into, unpacks and packs compressed UEFI images.",
                             "vexora uefi pack /etc/passwd passwd.lz --form tiano");
   command.needsCommand();
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<UefiArguments>();
   const std::vector<std::string> forms({kForms[0].name, kForms[1].name});
   const auto addFiles = [&](Command one) {
     one.option("INPUT", arguments->input, "File to read, - for standard input").required();

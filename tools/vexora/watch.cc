@@ -23,7 +23,7 @@ namespace {
 
 constexpr RequestField kAnything[] = {{"data", 0, VEXORA_PIPE_RECORD_MAX, false}};
 
-struct Arguments {
+struct WatchArguments {
   std::string source;
   std::vector<unsigned> component;
   unsigned count = 0;
@@ -54,7 +54,7 @@ std::optional<int> keyOf(const std::string &text) {
   return error == std::errc() && end == text.data() + text.size() ? std::optional(key) : std::nullopt;
 }
 
-Source sourceOf(const Session &session, const Arguments &arguments) {
+Source sourceOf(const Session &session, const WatchArguments &arguments) {
   const RequestLayout *known = findLayout(arguments.source);
   if ((known != nullptr && std::strcmp(known->name, "component") == 0) != (arguments.component.size() == 2)) {
     throw Failure(kUsage, "KIND and INSTANCE belong to component, both");
@@ -135,7 +135,7 @@ void print(Session &session, const Source &source, const std::vector<std::uint8_
   std::cout.flush();
 }
 
-void watch(Session &session, const Arguments &arguments) {
+void watch(Session &session, const WatchArguments &arguments) {
   const Source source = sourceOf(session, arguments);
   if (source.pipe.empty() && !session.root.empty()) {
     throw Failure(kUsage, "message queues belong to the running system: none can be reached with --root");
@@ -166,7 +166,7 @@ void watch(Session &session, const Arguments &arguments) {
 }  // namespace
 
 void addWatch(Command app, Session &session) {
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<WatchArguments>();
   Command command =
       app.add("watch",
               "Takes requests from a queue or pipe and shows their bytes beside their fields. What it takes, its "
