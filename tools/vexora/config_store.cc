@@ -169,11 +169,11 @@ std::string textOf(json_object *value) {
   return {json_object_get_string(value), static_cast<std::size_t>(json_object_get_string_len(value))};
 }
 
-// NOLINTNEXTLINE(readability-non-const-parameter): the settings are written through it
-void addEntry(std::vector<Setting> &all, std::span<const SettingField> fields, std::uint8_t *record, int entry) {
+void addEntry(std::vector<Setting> &all, std::span<const SettingField> fields, std::span<std::uint8_t> record,
+              int entry) {
   const std::string prefix = entry < 0 ? "" : "dest" + std::to_string(entry + 1) + ".";
   for (const SettingField &field : fields) {
-    all.push_back({prefix + field.key, &field, record + field.offset, record[fields.front().offset] != 0, entry});
+    all.push_back({prefix + field.key, &field, &record[field.offset], record[fields.front().offset] != 0, entry});
   }
 }
 
@@ -292,9 +292,10 @@ void Settings::save(const Session &session) {
 
 std::vector<Setting> Settings::all() {
   std::vector<Setting> all;
-  addEntry(all, store_.fields, record_.data(), -1);
+  addEntry(all, store_.fields, record_, -1);
   for (int entry = 0; store_.list != nullptr && entry < VEXORA_ALERT_DESTINATIONS; ++entry) {
-    addEntry(all, store_.listFields, list_.data() + static_cast<std::size_t>(entry) * store_.entrySize, entry);
+    addEntry(all, store_.listFields, std::span(list_).subspan(static_cast<std::size_t>(entry) * store_.entrySize),
+             entry);
   }
   return all;
 }

@@ -123,7 +123,7 @@ Led::Led(const char *path, Last last) : path_(path) {
 
 std::string ownPath(const std::string &path) {
   const OwnFiles own;
-  return std::string(Led(path.c_str()));
+  return Led(path.c_str()).get();
 }
 
 OwnFiles::OwnFiles() { ++ownFiles; }

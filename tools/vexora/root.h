@@ -24,7 +24,7 @@ enum class Last { kFollowed, kItself };
 class Led {
  public:
   explicit Led(const char *path, Last last = Last::kFollowed);
-  operator const char *() const { return path_; }  // NOLINT(google-explicit-constructor): stands for the path
+  [[nodiscard]] const char *get() const { return path_; }
 
  private:
   std::string room_;

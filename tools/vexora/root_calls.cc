@@ -70,7 +70,7 @@ bool refusesCommand() {
     return real arguments;                                                                 \
   }
 
-#define ITSELF(path) Led(path, Last::kItself)
+#define ITSELF(path) Led(path, Last::kItself).get()
 
 extern "C" {
 
@@ -91,53 +91,54 @@ char *__realpath_chk(const char *path, char *out, std::size_t room) noexcept;
 ssize_t __readlink_chk(const char *path, char *out, std::size_t size, std::size_t room) noexcept;
 int safe_system(const char *command);
 
-LEAD_OPEN(open, (const char *path, int flags, ...), (Led(path, lastOf(flags)), flags, mode))
-LEAD_OPEN(open64, (const char *path, int flags, ...), (Led(path, lastOf(flags)), flags, mode))
-LEAD_OPEN(openat, (int folder, const char *path, int flags, ...), (folder, Led(path, lastOf(flags)), flags, mode))
-LEAD_OPEN(openat64, (int folder, const char *path, int flags, ...), (folder, Led(path, lastOf(flags)), flags, mode))
-LEAD(int, __open_2, (const char *path, int flags), (Led(path, lastOf(flags)), flags), )
-LEAD(int, __open64_2, (const char *path, int flags), (Led(path, lastOf(flags)), flags), )
-LEAD(int, __openat_2, (int folder, const char *path, int flags), (folder, Led(path, lastOf(flags)), flags), )
-LEAD(int, __openat64_2, (int folder, const char *path, int flags), (folder, Led(path, lastOf(flags)), flags), )
-LEAD(int, creat, (const char *path, mode_t mode), (Led(path), mode), )
-LEAD(int, creat64, (const char *path, mode_t mode), (Led(path), mode), )
+LEAD_OPEN(open, (const char *path, int flags, ...), (Led(path, lastOf(flags)).get(), flags, mode))
+LEAD_OPEN(open64, (const char *path, int flags, ...), (Led(path, lastOf(flags)).get(), flags, mode))
+LEAD_OPEN(openat, (int folder, const char *path, int flags, ...), (folder, Led(path, lastOf(flags)).get(), flags, mode))
+LEAD_OPEN(openat64, (int folder, const char *path, int flags, ...),
+          (folder, Led(path, lastOf(flags)).get(), flags, mode))
+LEAD(int, __open_2, (const char *path, int flags), (Led(path, lastOf(flags)).get(), flags), )
+LEAD(int, __open64_2, (const char *path, int flags), (Led(path, lastOf(flags)).get(), flags), )
+LEAD(int, __openat_2, (int folder, const char *path, int flags), (folder, Led(path, lastOf(flags)).get(), flags), )
+LEAD(int, __openat64_2, (int folder, const char *path, int flags), (folder, Led(path, lastOf(flags)).get(), flags), )
+LEAD(int, creat, (const char *path, mode_t mode), (Led(path).get(), mode), )
+LEAD(int, creat64, (const char *path, mode_t mode), (Led(path).get(), mode), )
 
-LEAD(std::FILE *, fopen, (const char *path, const char *mode), (Led(path), mode), )
-LEAD(std::FILE *, fopen64, (const char *path, const char *mode), (Led(path), mode), )
-LEAD(std::FILE *, freopen, (const char *path, const char *mode, std::FILE *file), (Led(path), mode, file), )
-LEAD(std::FILE *, freopen64, (const char *path, const char *mode, std::FILE *file), (Led(path), mode, file), )
-LEAD(DIR *, opendir, (const char *path), (Led(path)), )
+LEAD(std::FILE *, fopen, (const char *path, const char *mode), (Led(path).get(), mode), )
+LEAD(std::FILE *, fopen64, (const char *path, const char *mode), (Led(path).get(), mode), )
+LEAD(std::FILE *, freopen, (const char *path, const char *mode, std::FILE *file), (Led(path).get(), mode, file), )
+LEAD(std::FILE *, freopen64, (const char *path, const char *mode, std::FILE *file), (Led(path).get(), mode, file), )
+LEAD(DIR *, opendir, (const char *path), (Led(path).get()), )
 
-LEAD(int, access, (const char *path, int mode), (Led(path), mode), noexcept)
-LEAD(int, euidaccess, (const char *path, int mode), (Led(path), mode), noexcept)
+LEAD(int, access, (const char *path, int mode), (Led(path).get(), mode), noexcept)
+LEAD(int, euidaccess, (const char *path, int mode), (Led(path).get(), mode), noexcept)
 LEAD(int, faccessat, (int folder, const char *path, int mode, int flags),
-     (folder, Led(path, lastAt(flags)), mode, flags), noexcept)
-LEAD(int, stat, (const char *path, struct stat *out), (Led(path), out), noexcept)
-LEAD(int, stat64, (const char *path, struct stat64 *out), (Led(path), out), noexcept)
-LEAD(int, __stat64_time64, (const char *path, void *out), (Led(path), out), noexcept)
+     (folder, Led(path, lastAt(flags)).get(), mode, flags), noexcept)
+LEAD(int, stat, (const char *path, struct stat *out), (Led(path).get(), out), noexcept)
+LEAD(int, stat64, (const char *path, struct stat64 *out), (Led(path).get(), out), noexcept)
+LEAD(int, __stat64_time64, (const char *path, void *out), (Led(path).get(), out), noexcept)
 LEAD(int, lstat, (const char *path, struct stat *out), (ITSELF(path), out), noexcept)
 LEAD(int, lstat64, (const char *path, struct stat64 *out), (ITSELF(path), out), noexcept)
 LEAD(int, __lstat64_time64, (const char *path, void *out), (ITSELF(path), out), noexcept)
 LEAD(int, fstatat, (int folder, const char *path, struct stat *out, int flags),
-     (folder, Led(path, lastAt(flags)), out, flags), noexcept)
+     (folder, Led(path, lastAt(flags)).get(), out, flags), noexcept)
 LEAD(int, fstatat64, (int folder, const char *path, struct stat64 *out, int flags),
-     (folder, Led(path, lastAt(flags)), out, flags), noexcept)
+     (folder, Led(path, lastAt(flags)).get(), out, flags), noexcept)
 LEAD(int, __fstatat64_time64, (int folder, const char *path, void *out, int flags),
-     (folder, Led(path, lastAt(flags)), out, flags), noexcept)
+     (folder, Led(path, lastAt(flags)).get(), out, flags), noexcept)
 LEAD(int, statx, (int folder, const char *path, int flags, unsigned mask, struct statx *out),
-     (folder, Led(path, lastAt(flags)), flags, mask, out), noexcept)
-LEAD(int, __xstat, (int version, const char *path, struct stat *out), (version, Led(path), out), noexcept)
-LEAD(int, __xstat64, (int version, const char *path, struct stat64 *out), (version, Led(path), out), noexcept)
+     (folder, Led(path, lastAt(flags)).get(), flags, mask, out), noexcept)
+LEAD(int, __xstat, (int version, const char *path, struct stat *out), (version, Led(path).get(), out), noexcept)
+LEAD(int, __xstat64, (int version, const char *path, struct stat64 *out), (version, Led(path).get(), out), noexcept)
 LEAD(int, __lxstat, (int version, const char *path, struct stat *out), (version, ITSELF(path), out), noexcept)
 LEAD(int, __lxstat64, (int version, const char *path, struct stat64 *out), (version, ITSELF(path), out), noexcept)
 LEAD(int, __fxstatat, (int version, int folder, const char *path, struct stat *out, int flags),
-     (version, folder, Led(path, lastAt(flags)), out, flags), noexcept)
+     (version, folder, Led(path, lastAt(flags)).get(), out, flags), noexcept)
 LEAD(int, __fxstatat64, (int version, int folder, const char *path, struct stat64 *out, int flags),
-     (version, folder, Led(path, lastAt(flags)), out, flags), noexcept)
-LEAD(int, statfs, (const char *path, struct statfs *out), (Led(path), out), noexcept)
-LEAD(int, statfs64, (const char *path, struct statfs64 *out), (Led(path), out), noexcept)
-LEAD(int, statvfs, (const char *path, struct statvfs *out), (Led(path), out), noexcept)
-LEAD(int, statvfs64, (const char *path, struct statvfs64 *out), (Led(path), out), noexcept)
+     (version, folder, Led(path, lastAt(flags)).get(), out, flags), noexcept)
+LEAD(int, statfs, (const char *path, struct statfs *out), (Led(path).get(), out), noexcept)
+LEAD(int, statfs64, (const char *path, struct statfs64 *out), (Led(path).get(), out), noexcept)
+LEAD(int, statvfs, (const char *path, struct statvfs *out), (Led(path).get(), out), noexcept)
+LEAD(int, statvfs64, (const char *path, struct statvfs64 *out), (Led(path).get(), out), noexcept)
 
 LEAD(int, mkdir, (const char *path, mode_t mode), (ITSELF(path), mode), noexcept)
 LEAD(int, mkdirat, (int folder, const char *path, mode_t mode), (folder, ITSELF(path), mode), noexcept)
@@ -157,15 +158,15 @@ LEAD(int, unlink, (const char *path), (ITSELF(path)), noexcept)
 LEAD(int, unlinkat, (int folder, const char *path, int flags), (folder, ITSELF(path), flags), noexcept)
 LEAD(int, remove, (const char *path), (ITSELF(path)), noexcept)
 LEAD(int, rmdir, (const char *path), (ITSELF(path)), noexcept)
-LEAD(int, chmod, (const char *path, mode_t mode), (Led(path), mode), noexcept)
-LEAD(int, chown, (const char *path, uid_t user, gid_t group), (Led(path), user, group), noexcept)
-LEAD(int, truncate, (const char *path, off_t size), (Led(path), size), noexcept)
-LEAD(int, truncate64, (const char *path, off64_t size), (Led(path), size), noexcept)
+LEAD(int, chmod, (const char *path, mode_t mode), (Led(path).get(), mode), noexcept)
+LEAD(int, chown, (const char *path, uid_t user, gid_t group), (Led(path).get(), user, group), noexcept)
+LEAD(int, truncate, (const char *path, off_t size), (Led(path).get(), size), noexcept)
+LEAD(int, truncate64, (const char *path, off64_t size), (Led(path).get(), size), noexcept)
 LEAD(ssize_t, readlink, (const char *path, char *out, std::size_t size), (ITSELF(path), out, size), noexcept)
 LEAD(ssize_t, __readlink_chk, (const char *path, char *out, std::size_t size, std::size_t room),
      (ITSELF(path), out, size, room), noexcept)
-LEAD(char *, realpath, (const char *path, char *out), (Led(path), out), noexcept)
-LEAD(char *, __realpath_chk, (const char *path, char *out, std::size_t room), (Led(path), out, room), noexcept)
+LEAD(char *, realpath, (const char *path, char *out), (Led(path).get(), out), noexcept)
+LEAD(char *, __realpath_chk, (const char *path, char *out, std::size_t room), (Led(path).get(), out, room), noexcept)
 
 int system(const char *command) {
   static auto *const real = next(&system, "system");
