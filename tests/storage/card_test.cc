@@ -181,7 +181,7 @@ TEST_F(Card, WithoutAMountIsMountedInThreeAttempts) {
   EXPECT_EQ(look(), (Outcome{0, "|0|" + kRemount3 + "~ -7"}));
   // The rest of a line that is too long is no line, and a long field is cut.
   answer("df",
-         "printf '%0256d/dev/mmcblk0p1 1 2 3 4%% /no\\n' 0; echo /dev/mmcblk0p1 1 2 5 4% /" + std::string(40, 'm'));
+         "printf '%0255d/dev/mmcblk0p1 1 2 3 4%% /no\\n' 0; echo /dev/mmcblk0p1 1 2 5 4% /" + std::string(40, 'm'));
   EXPECT_EQ(look(), (Outcome{0, "|0|df -k\n/" + std::string(30, 'm') + " 5"}));
   answer("df", ":");
   answer("mount", "exit 32");
