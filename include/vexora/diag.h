@@ -303,7 +303,7 @@ VEXORA_API unsigned getBits(unsigned value, int high, int low);
  * SIGABRT ends it with 255. The others print a line on standard output and the process goes on, termination requests
  * (SIGTERM, SIGQUIT) included; SIGFPE and SIGCHLD print nothing. A fatal report reaches standard output after what the
  * process had buffered; a step of it that hangs is given up after a second, and the process ends all the same. On an
- * exhausted stack there is no room for a report: the kernel ends the process.
+ * exhausted stack there is no space for a report: the kernel ends the process.
  *
  * @param module_name  the daemon's module in the debug log; copied. NULL is refused, told on standard output.
  * @param length       how many of its characters to keep, at most 31 and never beyond its end; below 0 keeps none.
@@ -313,7 +313,8 @@ VEXORA_API unsigned getBits(unsigned value, int high, int low);
  * function without them.
  *
  * Called once when a daemon starts; a further call replaces the name and installs the handlers again. Callers
- * serialise. The fatal handlers take over SIGALRM and the real-time interval timer, as the process is about to end.
+ * serialise. From a crash until the process ends, the library handles SIGALRM, SIGFPE and SIGTRAP, too, and ignores
+ * those and fatal signals that another process sends; other threads run on meanwhile and are not woken.
  */
 VEXORA_API int VexoraInitSignals(const char *module_name, int length);
 

@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A guarded step ends early by a jump out of a signal handler: the alarm's, or that of the fault that the step ran
+// A guarded step ends early by a jump out of a signal handler: its timer's, or that of the fault that the step ran
 // into. Nothing it held is given back, which is all right only because the process is about to end.
+//
+// The step's signals also arrive from elsewhere: other processes send them, the daemon's own timer fires, other threads
+// crash. The handler tells them apart by their origin, which the handlers installed before don't see; so the reporter
+// replaces them.
 
 #include "diag/guarded.h"
 
@@ -9,48 +13,97 @@
 #include <setjmp.h>
 #include <signal.h>
 #include <sys/syscall.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cstddef>
+#include <ctime>
+#include <iterator>
 
 namespace vexora {
 
 namespace {
 
-constexpr int kLongestStepSeconds = 1;
+constexpr long kLongestStepSeconds = 1;
+constexpr int kStepSignals[] = {SIGALRM, SIGSEGV, SIGBUS, SIGILL, SIGABRT, SIGFPE, SIGTRAP};
 
 constinit std::atomic<long> reporter{0};
 constinit volatile sig_atomic_t stepRuns = 0;
 sigjmp_buf stepEnd;
+int stepTimer;
+struct sigaction actionsBefore[std::size(kStepSignals)];
 
-/// Arms the alarm, or stills it with 0 seconds.
-void setAlarm(int seconds) {
-  itimerval timer{};
-  timer.it_value.tv_sec = seconds;
-  static_cast<void>(setitimer(ITIMER_REAL, &timer, nullptr));
-}
-
-/// The alarm is the process's, so any thread may get it; it is meant for the reporter.
-void onAlarm(int /*signal*/) {
-  if (!isReporter()) {
-    static_cast<void>(syscall(SYS_tgkill, getpid(), reporter.load(), SIGALRM));
-  } else if (stepRuns != 0) {
-    siglongjmp(stepEnd, 1);
+/// Creates the timer of the calling thread: a timer of the process would wake other threads. System calls, because some
+/// C libraries keep a timer in a heap block.
+void createStepTimer() {
+  sigevent event{};
+  event.sigev_notify = SIGEV_THREAD_ID;
+  event.sigev_signo = SIGALRM;
+  event._sigev_un._tid = static_cast<pid_t>(currentThread());
+  event.sigev_value.sival_ptr = &stepTimer;
+  if (syscall(SYS_timer_create, CLOCK_MONOTONIC, &event, &stepTimer) != 0) {
+    stepTimer = -1;  // names no timer: steps are not limited
   }
 }
 
-/// Lets the alarm, and the faults that a step may run into, through the full mask of the fatal handler.
+/// Starts the timer, or stops it with 0 seconds.
+void setStepTimer(long seconds) {
+  const long periodAndStart[] = {0, 0, seconds, 0};  // as this call takes them, whatever the width of time_t
+  static_cast<void>(syscall(SYS_timer_settime, stepTimer, 0, periodAndStart, nullptr));
+}
+
+/// False for the reporter of the process that this one was forked from.
+bool isThreadHere(long thread) { return syscall(SYS_tgkill, getpid(), thread, 0) == 0; }
+
+[[noreturn]] void waitForTheEnd() {
+  for (;;) {
+    pause();
+  }
+}
+
+[[noreturn]] void endStep() {
+  if (stepRuns != 0) {
+    siglongjmp(stepEnd, 1);
+  }
+  _exit(kCrashStatus);
+}
+
+/// Puts the handlers back in a process that was forked during a report, and has the signal handled again by its own.
+void handBack(int signal) {
+  for (std::size_t i = 0; i < std::size(kStepSignals); ++i) {
+    static_cast<void>(sigaction(kStepSignals[i], &actionsBefore[i], nullptr));
+  }
+  static_cast<void>(raise(signal));
+}
+
+void onStepSignal(int signal, siginfo_t *info, void * /*context*/) {
+  if (!isThreadHere(reporter.load())) {
+    handBack(signal);
+    return;
+  }
+  const bool faulted = signal != SIGALRM && info->si_code > SI_USER;
+  const bool aborted = signal == SIGABRT && info->si_code == SI_TKILL && info->si_pid == getpid();
+  const bool timeIsUp = info->si_code == SI_TIMER && info->si_value.sival_ptr == &stepTimer;
+  if (isReporter()) {
+    if (faulted || (stepRuns != 0 && (aborted || timeIsUp))) {
+      endStep();
+    }
+  } else if (faulted || aborted) {
+    waitForTheEnd();
+  }
+}
+
+/// Lets the step's signals through the full mask of the fatal handler.
 void admitStepSignals() {
-  struct sigaction alarmAction {};
-  alarmAction.sa_handler = onAlarm;
-  alarmAction.sa_flags = SA_RESTART;
-  static_cast<void>(sigfillset(&alarmAction.sa_mask));
-  static_cast<void>(sigaction(SIGALRM, &alarmAction, nullptr));
+  struct sigaction action {};
+  action.sa_sigaction = onStepSignal;
+  action.sa_flags = SA_RESTART | SA_SIGINFO;
+  static_cast<void>(sigfillset(&action.sa_mask));
   sigset_t admitted;
   static_cast<void>(sigemptyset(&admitted));
-  for (const int signal : {SIGALRM, SIGSEGV, SIGBUS, SIGILL, SIGABRT, SIGFPE, SIGTRAP}) {
-    static_cast<void>(sigaddset(&admitted, signal));
+  for (std::size_t i = 0; i < std::size(kStepSignals); ++i) {
+    static_cast<void>(sigaction(kStepSignals[i], &action, &actionsBefore[i]));
+    static_cast<void>(sigaddset(&admitted, kStepSignals[i]));
   }
   static_cast<void>(pthread_sigmask(SIG_UNBLOCK, &admitted, nullptr));
 }
@@ -61,36 +114,34 @@ long currentThread() { return syscall(SYS_gettid); }
 
 bool isReporter() { return reporter.load() == currentThread(); }
 
-void becomeReporter(int status) {
+void becomeReporter() {
   // A thread that was cancelled before it crashed would end at the report's first write, and leave the process running.
   static_cast<void>(pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr));
-  long none = 0;
-  if (reporter.compare_exchange_strong(none, currentThread())) {
-    admitStepSignals();
-    return;
-  }
-  if (!isReporter()) {
-    for (;;) {
-      pause();
+  const long self = currentThread();
+  for (long holder = 0; !reporter.compare_exchange_strong(holder, self);) {
+    if (holder == self) {
+      endStep();  // the daemon has installed its handlers again meanwhile
+    }
+    if (isThreadHere(holder)) {
+      waitForTheEnd();
     }
   }
-  if (stepRuns != 0) {
-    siglongjmp(stepEnd, 1);
-  }
-  _exit(status);
+  stepRuns = 0;
+  createStepTimer();
+  admitStepSignals();
 }
 
 bool runGuarded(void (*step)(void *context), void *context) {
   if (sigsetjmp(stepEnd, 1) != 0) {
     stepRuns = 0;
-    setAlarm(0);
+    setStepTimer(0);
     return false;
   }
   stepRuns = 1;
-  setAlarm(kLongestStepSeconds);
+  setStepTimer(kLongestStepSeconds);
   step(context);
   stepRuns = 0;
-  setAlarm(0);
+  setStepTimer(0);
   return true;
 }
 

@@ -7,13 +7,17 @@
 
 namespace vexora {
 
-/// Tells the kernel's id of the calling thread; safe in a signal handler.
+/// Status of a process that crashed.
+inline constexpr int kCrashStatus = 255;
+
+/// Returns the kernel's id of the calling thread; safe in a signal handler.
 long currentThread();
 
-/// Makes the calling thread, inside its fatal handler, the one that reports. Only the first thread of a process gets
-/// past this. Another thread that crashes meanwhile stays here until the process has ended. A fault of the reporting
-/// thread itself ends its guarded step, or the process with `status` where no step is guarded.
-void becomeReporter(int status);
+/// Makes the calling thread, inside its fatal handler, the one that reports. Only the first thread of a process returns
+/// from this. Another thread that crashes meanwhile stays here until the process has ended. From now on a fault or an
+/// abort of the reporting thread ends its guarded step, a fault outside any step ends the process, and what other
+/// processes send ends neither.
+void becomeReporter();
 
 /// True while the calling thread reports a crash.
 bool isReporter();
@@ -21,5 +25,10 @@ bool isReporter();
 /// Runs `step(context)` for at most a second. False when it was cut short. Whatever it should leave behind has to be in
 /// static storage.
 bool runGuarded(void (*step)(void *context), void *context);
+
+template <typename Step>
+bool runGuarded(Step step) {
+  return runGuarded([](void *context) { (*static_cast<Step *>(context))(); }, &step);
+}
 
 }  // namespace vexora

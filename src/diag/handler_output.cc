@@ -19,8 +19,8 @@ namespace {
 
 constexpr int kLongestWaitMs = 1000;
 
-// Stays set where the reporter's write found no room, or was itself cut short.
-constinit volatile bool reportIsStuck = false;
+// The reporter whose write found no room, or was itself cut short. A process forked meanwhile has another one.
+constinit volatile long stuckReporter = 0;
 
 /// Takes back the signal of a write that nobody can read. Its handler would write again, and so without end.
 void dropBrokenPipeSignal() {
@@ -31,7 +31,7 @@ void dropBrokenPipeSignal() {
   static_cast<void>(sigtimedwait(&brokenPipe, nullptr, &atOnce));
 }
 
-/// False when the reader left no room for too long.
+/// False when the reader left no space for too long.
 bool writeAll(std::string_view text) {
   while (!text.empty()) {
     pollfd output{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
@@ -58,9 +58,9 @@ bool writeAll(std::string_view text) {
 void writeFromHandler(std::string_view text) {
   if (!isReporter()) {
     static_cast<void>(writeAll(text));
-  } else if (!reportIsStuck) {
-    reportIsStuck = true;
-    reportIsStuck = !writeAll(text);
+  } else if (const long self = currentThread(); stuckReporter != self) {
+    stuckReporter = self;
+    stuckReporter = writeAll(text) ? 0 : self;
   }
 }
 

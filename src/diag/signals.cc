@@ -30,8 +30,9 @@
 
 namespace {
 
+using vexora::runGuarded;
+
 constexpr int kMostFrames = 100;
-constexpr int kCrashStatus = 255;
 constexpr int kNoBacktraceStatus = 1;
 constexpr unsigned kCritical = 3;
 
@@ -53,48 +54,6 @@ class Interruption {
   const int errno_;
   int cancelState_ = PTHREAD_CANCEL_ENABLE;
 };
-
-struct SignalLine {
-  int signal;
-  const char *line;
-};
-
-constexpr SignalLine kSignalLines[] = {
-    {SIGTRAP, "  Received SIGTRAP\n"}, {SIGUSR1, "  Received SIGUSR1\n"},   {SIGUSR2, "  Received SIGUSR2\n"},
-    {SIGPIPE, "  Received SIGPIPE\n"}, {SIGCONT, "  Received SIGCONT\n"},   {SIGTSTP, "  Received SIGTSTP\n"},
-    {SIGTTIN, "  Received SIGTTIN\n"}, {SIGTTOU, "  Received SIGTTOU\n"},   {SIGURG, "  Received SIGURG\n"},
-    {SIGXCPU, "  Received SIGXCPU\n"}, {SIGXFSZ, "  Received SIGXFSZ\n"},   {SIGVTALRM, "  Received SIGVTALRM\n"},
-    {SIGPROF, "  Received SIGPROF\n"}, {SIGWINCH, "  Received SIGWINCH\n"}, {SIGIO, "  Received SIGIO\n"},
-    {SIGPWR, "  Received SIGPWR\n"},   {SIGTERM, "  Received SIGTERM\n"},
-};
-
-void printReceived(int signal) {
-  const Interruption interruption;
-  for (const SignalLine &known : kSignalLines) {
-    if (known.signal == signal) {
-      vexora::writeFromHandler(known.line);
-    }
-  }
-}
-
-void ignore(int /*signal*/) {}
-
-void onQuit(int /*signal*/) {
-  const Interruption interruption;
-  vexora::writeFromHandler("Received SIGQUIT\n");
-  vexora::debugFromHandler(kCritical, moduleName, "Received SIGQUIT");
-}
-
-void flushStandardOutput(void * /*context*/) { static_cast<void>(std::fflush(stdout)); }
-
-void printAbort(void * /*context*/) { vexora::writeFromHandler("  Received SIGABRT\n"); }
-
-void onAbort(int /*signal*/) {
-  vexora::becomeReporter(kCrashStatus);
-  static_cast<void>(vexora::runGuarded(flushStandardOutput, nullptr));
-  static_cast<void>(vexora::runGuarded(printAbort, nullptr));
-  _exit(kCrashStatus);
-}
 
 /// What differs between the reports of the fatal signals: the wording has grown apart, and stays so.
 struct FatalTexts {
@@ -120,29 +79,19 @@ struct Backtrace {
 
 constinit Backtrace trace{};
 
-void capture(void * /*context*/) { trace.depth = backtrace(trace.frames.data(), kMostFrames); }
-
-void translate(void * /*context*/) { trace.lines = backtrace_symbols(trace.frames.data(), trace.depth); }
-
-void exitNormally(void * /*context*/) {
-  std::perror("backtrace_symbols");
-  std::exit(kNoBacktraceStatus);  // NOLINT(concurrency-mt-unsafe): the exit handlers are to run, whoever else runs
-}
-
-void reportLine(void *context) {
-  const char *const line = static_cast<const char *>(context);
+void reportLine(const char *line) {
   vexora::writeFromHandler(line);
   vexora::writeFromHandler("\n");
   vexora::debugFromHandler(kCritical, moduleName, "%s", line);
 }
 
-/// Translates the frame at `context` without the heap, by way of a pipe. The line is left as it is when that fails.
-void translateOne(void *context) {
+/// Translates a frame without the heap, by way of a pipe. The line is left as it is when that fails.
+void translateOne(void *const *frame) {
   int ends[2];
   if (pipe(ends) != 0) {
     return;
   }
-  backtrace_symbols_fd(static_cast<void *const *>(context), 1, ends[1]);
+  backtrace_symbols_fd(frame, 1, ends[1]);
   close(ends[1]);
   const ssize_t got = read(ends[0], trace.line.data(), trace.line.size() - 1);
   close(ends[0]);
@@ -153,25 +102,30 @@ void translateOne(void *context) {
 }
 
 void reportBacktrace() {
-  static_cast<void>(vexora::runGuarded(capture, nullptr));
-  if (vexora::runGuarded(translate, nullptr)) {
+  runGuarded([] { trace.depth = backtrace(trace.frames.data(), kMostFrames); });
+  if (runGuarded([] { trace.lines = backtrace_symbols(trace.frames.data(), trace.depth); })) {
     if (trace.lines == nullptr) {
-      static_cast<void>(vexora::runGuarded(exitNormally, nullptr));
+      runGuarded([] {
+        std::perror("backtrace_symbols");
+        std::exit(
+            kNoBacktraceStatus);  // NOLINT(concurrency-mt-unsafe): the exit handlers are to run, whoever else runs
+      });
       _exit(kNoBacktraceStatus);
     }
     for (int i = 0; i < trace.depth; ++i) {
-      static_cast<void>(vexora::runGuarded(reportLine, trace.lines[i]));
+      runGuarded([i] { reportLine(trace.lines[i]); });
     }
+    runGuarded([] { std::free(trace.lines); });
     return;
   }
   // The heap is locked or broken, as it is for the rest of the report: the lines stay where they are. Where frames
-  // can't be translated this way either, their addresses are told.
+  // can't be translated this way either, their addresses are reported.
   bool translates = true;
   for (int i = 0; i < trace.depth; ++i) {
     void **const frame = &trace.frames[static_cast<std::size_t>(i)];
     std::snprintf(trace.line.data(), trace.line.size(), "[%p]", *frame);
-    translates = translates && vexora::runGuarded(translateOne, frame);
-    static_cast<void>(vexora::runGuarded(reportLine, trace.line.data()));
+    translates = translates && runGuarded([frame] { translateOne(frame); });
+    runGuarded([] { reportLine(trace.line.data()); });
   }
 }
 
@@ -188,36 +142,81 @@ void reportThread(const FatalTexts &texts) {
   vexora::debugFromHandler(kCritical, moduleName, "%s", texts.endRecord);
 }
 
-void reportThreadOf(void *context) {
-  const int signal = *static_cast<const int *>(context);
+void flushStandardOutput() { static_cast<void>(std::fflush(stdout)); }
+
+void onFatal(int signal) {
+  vexora::becomeReporter();
+  runGuarded(vexora::learnUtcOffset);
+  runGuarded(flushStandardOutput);
+  reportBacktrace();
   for (const FatalTexts &texts : kFatalTexts) {
     if (texts.signal == signal) {
-      reportThread(texts);
+      runGuarded([&texts] { reportThread(texts); });
+    }
+  }
+  _exit(vexora::kCrashStatus);
+}
+
+void printReceived(int signal);
+
+void onAbort(int signal) {
+  vexora::becomeReporter();
+  runGuarded(flushStandardOutput);
+  runGuarded([signal] { printReceived(signal); });
+  _exit(vexora::kCrashStatus);
+}
+
+void onQuit(int signal) {
+  const Interruption interruption;
+  printReceived(signal);
+  vexora::debugFromHandler(kCritical, moduleName, "Received SIGQUIT");
+}
+
+void ignore(int /*signal*/) {}
+
+struct Handling {
+  int signal;
+  void (*handler)(int);
+  const char *line;  // printed by the handler
+};
+
+// In the order of installation. Callers who read SIGURG's handler back find the exported function, which takes no
+// argument and so leaves the signal number alone.
+const Handling kHandlings[] = {
+    {SIGQUIT, onQuit, "Received SIGQUIT\n"},
+    {SIGILL, onFatal, nullptr},
+    {SIGTRAP, printReceived, "  Received SIGTRAP\n"},
+    {SIGABRT, onAbort, "  Received SIGABRT\n"},
+    {SIGBUS, onFatal, nullptr},
+    {SIGFPE, ignore, nullptr},
+    {SIGUSR1, printReceived, "  Received SIGUSR1\n"},
+    {SIGSEGV, onFatal, nullptr},
+    {SIGUSR2, printReceived, "  Received SIGUSR2\n"},
+    {SIGPIPE, printReceived, "  Received SIGPIPE\n"},
+    {SIGCHLD, ignore, nullptr},
+    {SIGCONT, printReceived, "  Received SIGCONT\n"},
+    {SIGTSTP, printReceived, "  Received SIGTSTP\n"},
+    {SIGTTIN, printReceived, "  Received SIGTTIN\n"},
+    {SIGTTOU, printReceived, "  Received SIGTTOU\n"},
+    {SIGURG, reinterpret_cast<void (*)(int)>(sigurg), "  Received SIGURG\n"},
+    {SIGXCPU, printReceived, "  Received SIGXCPU\n"},
+    {SIGXFSZ, printReceived, "  Received SIGXFSZ\n"},
+    {SIGVTALRM, printReceived, "  Received SIGVTALRM\n"},
+    {SIGPROF, printReceived, "  Received SIGPROF\n"},
+    {SIGWINCH, printReceived, "  Received SIGWINCH\n"},
+    {SIGIO, printReceived, "  Received SIGIO\n"},
+    {SIGPWR, printReceived, "  Received SIGPWR\n"},
+    {SIGTERM, printReceived, "  Received SIGTERM\n"},
+};
+
+void printReceived(int signal) {
+  const Interruption interruption;
+  for (const Handling &known : kHandlings) {
+    if (known.signal == signal) {
+      vexora::writeFromHandler(known.line);
     }
   }
 }
-
-void onFatal(int signal) {
-  vexora::becomeReporter(kCrashStatus);
-  static_cast<void>(vexora::runGuarded(flushStandardOutput, nullptr));
-  reportBacktrace();
-  static_cast<void>(vexora::runGuarded(reportThreadOf, &signal));
-  _exit(kCrashStatus);
-}
-
-struct Installation {
-  int signal;
-  void (*handler)(int);
-};
-
-constexpr Installation kInstallations[] = {
-    {SIGQUIT, onQuit},         {SIGILL, onFatal},        {SIGTRAP, printReceived},   {SIGABRT, onAbort},
-    {SIGBUS, onFatal},         {SIGFPE, ignore},         {SIGUSR1, printReceived},   {SIGSEGV, onFatal},
-    {SIGUSR2, printReceived},  {SIGPIPE, printReceived}, {SIGCHLD, ignore},          {SIGCONT, printReceived},
-    {SIGTSTP, printReceived},  {SIGTTIN, printReceived}, {SIGTTOU, printReceived},   {SIGURG, printReceived},
-    {SIGXCPU, printReceived},  {SIGXFSZ, printReceived}, {SIGVTALRM, printReceived}, {SIGPROF, printReceived},
-    {SIGWINCH, printReceived}, {SIGIO, printReceived},   {SIGPWR, printReceived},    {SIGTERM, printReceived},
-};
 
 /// Keeps the first `length` characters, as far as the name and the buffer go.
 void setModuleName(const char *name, int length) {
@@ -256,8 +255,8 @@ int VexoraInitSignals(const char *module_name, int length) {
   }
   setModuleName(module_name, length);
   prime();
-  for (const Installation &installation : kInstallations) {
-    static_cast<void>(InstallSignal(installation.signal, installation.handler));
+  for (const Handling &handling : kHandlings) {
+    static_cast<void>(InstallSignal(handling.signal, handling.handler));
   }
   return 0;
 }

@@ -3,12 +3,17 @@
 // the calls of the C library that a report stands on, and can have each of them fail, fault or hang.
 #include <execinfo.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <latch>
@@ -33,10 +38,19 @@ const std::string kRecord = "[Critical]:<2024-05-01T13:45:07>";
 const std::string kAtExit = "exit handler\n";
 const std::string kLibrary = "libvexora_software_interface.so.1";
 
-enum class Trick { kNone, kFail, kFault, kAbort, kHang };
-volatile Trick atCapture = Trick::kNone;
-volatile Trick atTranslation = Trick::kNone;
-volatile Trick atHeaplessTranslation = Trick::kNone;
+using Trick = void (*)();
+volatile Trick atCapture = nullptr;
+volatile Trick atTranslation = nullptr;
+volatile Trick atHeaplessTranslation = nullptr;
+volatile Trick atFlush = nullptr;
+volatile Trick atOutput = nullptr;
+volatile bool translates = true;
+char *foreignLines[100];  // no block of the heap's
+volatile bool linesAreForeign = false;
+std::atomic<bool> someoneWaits = false;
+
+// The timer that ends a step after a second, which never passes by itself.
+volatile long stepTimer = -1;
 
 // A page that nobody may touch.
 char *volatile nowhere = static_cast<char *>(mmap(nullptr, 1, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
@@ -57,14 +71,77 @@ void faultByInstruction() {
 #endif
 }
 
-void fallFor(Trick trick) {
-  if (trick == Trick::kFault) {
-    faultByAddress();
-  } else if (trick == Trick::kAbort) {
-    std::abort();
+void breakpoint() {
+#ifdef __arm__
+  __asm__ volatile("bkpt");
+#else
+  __asm__ volatile("int3");
+#endif
+}
+
+void play(volatile Trick &trick) {
+  if (trick != nullptr) {
+    trick();
   }
-  while (trick == Trick::kHang) {
+}
+
+void playOnce(volatile Trick &trick) {
+  const Trick now = trick;
+  trick = nullptr;
+  if (now != nullptr) {
+    now();
+  }
+}
+
+void letTheSecondPass() {
+  const long soon[] = {0, 0, 0, 1000000};
+  original(&syscall, "syscall")(SYS_timer_settime, stepTimer, 0, soon, nullptr);
+}
+
+void hang() {
+  letTheSecondPass();
+  for (;;) {
     pause();
+  }
+}
+
+// The signals that end a step, from a process that has nothing to do with it.
+void signalFromElsewhere() {
+  const pid_t process = getpid();
+  const long thread = syscall(SYS_gettid);
+  const pid_t other = fork();
+  if (other == 0) {
+    for (const int signal : {SIGABRT, SIGSEGV, SIGBUS, SIGILL, SIGALRM, SIGFPE, SIGTRAP}) {
+      syscall(SYS_tgkill, process, thread, signal);
+      kill(process, signal);
+    }
+    _exit(0);
+  }
+  waitpid(other, nullptr, 0);
+}
+
+// Alarms of the process's own timers, as they are at their arrival.
+void ownAlarms() {
+  for (const int origin : {SI_KERNEL, SI_TIMER}) {
+    siginfo_t alarm = {};
+    alarm.si_signo = SIGALRM;
+    alarm.si_code = origin;
+    syscall(SYS_rt_tgsigqueueinfo, getpid(), syscall(SYS_gettid), SIGALRM, &alarm);
+  }
+}
+
+void faultInAForkedProcess() {
+  const pid_t other = fork();
+  if (other == 0) {
+    prctl(PR_SET_NAME, "forked");
+    faultByAddress();
+  }
+  waitpid(other, nullptr, 0);
+}
+
+void awaitAnother() {
+  while (!someoneWaits) {
+    std::this_thread::yield();
   }
 }
 
@@ -141,19 +218,24 @@ TEST_F(Signals, OthersPrintTheirLinesAndTheProcessGoesOn) {
 
 TEST_F(Signals, HandlersBlockAllSignalsAndRestartSystemCalls) {
   inFreshProcess([] {
+    struct sigaction installed = {};
+    constexpr int kOthers[] = {SIGHUP, SIGINT, SIGALRM, SIGSYS};
+    for (const int other : kOthers) {
+      signal(other, SIG_DFL);  // the tests may have been started with some of them ignored
+    }
     EXPECT_EQ(VexoraInitSignals("IPMI", 4), 0);
     constexpr int kRestorer = 0x04000000;  // the C library's own
-    struct sigaction installed = {};
     for (const int signal : kInOrder) {
       sigaction(signal, nullptr, &installed);
       EXPECT_NE(installed.sa_handler, SIG_DFL) << signal;
+      EXPECT_EQ(installed.sa_handler == reinterpret_cast<void (*)(int)>(&sigurg), signal == SIGURG) << signal;
       EXPECT_EQ(installed.sa_flags & ~kRestorer, SA_RESTART) << signal;
       for (int blocked = 1; blocked <= SIGSYS; ++blocked) {
         // Whether the two that nobody can block stand in the mask is told differently under emulation.
         EXPECT_TRUE(sigismember(&installed.sa_mask, blocked) == 1 || blocked == SIGKILL || blocked == SIGSTOP);
       }
     }
-    for (const int other : {SIGHUP, SIGINT, SIGALRM, SIGSYS}) {
+    for (const int other : kOthers) {
       sigaction(other, nullptr, &installed);
       EXPECT_EQ(installed.sa_handler, SIG_DFL) << other;
     }
@@ -265,7 +347,7 @@ TEST_F(Signals, FatalOnesReportTheThreadAndItsBacktrace) {
 
 TEST_F(Signals, FailedTranslationExitsNormally) {
   const Ending end = endOf([&] {
-    atTranslation = Trick::kFail;
+    translates = false;
     std::printf("buffered\n");
     faultByAddress();
   });
@@ -278,16 +360,19 @@ void faultWhileOutputIsHeld() {
   const std::thread holder([&] {
     flockfile(stdout);
     held.count_down();
-    fallFor(Trick::kHang);
+    for (;;) {
+      pause();
+    }
   });
   held.wait();
+  atFlush = letTheSecondPass;
   faultByAddress();
 }
 #endif
 
-// The first report waits in its translation, so that the second crash falls into it.
+// The first report waits in its translation for the second crash.
 void faultInTwoThreads() {
-  atTranslation = Trick::kHang;
+  atTranslation = awaitAnother;
   std::latch both(2);
   const std::thread other([&] {
     both.arrive_and_wait();
@@ -298,8 +383,20 @@ void faultInTwoThreads() {
 }
 
 void hangInTranslation() {
-  atTranslation = Trick::kHang;
-  atHeaplessTranslation = Trick::kHang;
+  atTranslation = hang;
+  atHeaplessTranslation = hang;
+  faultByAddress();
+}
+
+void faultWithAnotherPending() {
+  sigset_t both;
+  sigemptyset(&both);
+  sigaddset(&both, SIGSEGV);
+  sigaddset(&both, SIGABRT);
+  pthread_sigmask(SIG_BLOCK, &both, nullptr);
+  raise(SIGABRT);
+  raise(SIGSEGV);  // comes first, as one that faults cause
+  pthread_sigmask(SIG_UNBLOCK, &both, nullptr);
 }
 
 TEST_F(Signals, ReportComesOutWhateverTheFaultInterrupted) {
@@ -313,10 +410,25 @@ TEST_F(Signals, ReportComesOutWhateverTheFaultInterrupted) {
       {"standard output locked by another thread", faultWhileOutputIsHeld, "faultingFunction"},
 #endif
       {"two at once", faultInTwoThreads, ""},
+      {"two pending", faultWithAnotherPending, ""},
       {"thread cancelled", [] { pthread_cancel(pthread_self()), faultByAddress(); }, "faultingFunction"},
-      {"capture faults", [] { atCapture = Trick::kFault, faultByAddress(); }, ""},
-      {"broken heap found", [] { atTranslation = Trick::kAbort, faultByAddress(); }, "faultingFunction"},
-      {"translation hangs", [] { hangInTranslation(), faultByAddress(); }, "\n[0x"},
+      {"capture faults", [] { atCapture = faultByAddress, faultByAddress(); }, ""},
+      {"capture meets a breakpoint", [] { atCapture = breakpoint, faultByAddress(); }, ""},
+      {"capture faults in new handlers",
+       [] {
+         atCapture = [] { VexoraInitSignals("IPMI", 4), faultByAddress(); };
+         faultByAddress();
+       },
+       ""},
+      {"signals of another process", [] { atCapture = signalFromElsewhere, faultByAddress(); }, "faultingFunction"},
+      {"own alarms", [] { atCapture = ownAlarms, faultByAddress(); }, "faultingFunction"},
+      {"fork", [] { atOutput = faultInAForkedProcess, faultByAddress(); }, "(forked) received SIGSEGV\n  IPMI is"},
+      {"broken heap found", [] { atTranslation = std::abort, faultByAddress(); }, "faultingFunction"},
+#ifndef VEXORA_SANITIZED
+      {"broken heap found after the lines", [] { linesAreForeign = true, faultByAddress(); },
+       "free(): invalid pointer"},
+#endif
+      {"translation hangs", hangInTranslation, "\n[0x"},
   };
   switchLogOn();
   for (const auto &row : rows) {
@@ -324,7 +436,8 @@ TEST_F(Signals, ReportComesOutWhateverTheFaultInterrupted) {
     SCOPED_TRACE(std::string(row.what) + "\n" + end.output);
     EXPECT_EQ(end.status, kCrashed);
     EXPECT_NE(end.output.find(row.shown), std::string::npos);
-    const std::string ending = "\n  IPMI is terminating because of SIGSEGV !!!!!\n" + kRecord + "  Thread ";
+    const std::string ending =
+        " (worker) received SIGSEGV\n  IPMI is terminating because of SIGSEGV !!!!!\n" + kRecord + "  Thread ";
     EXPECT_NE(end.output.find(ending), std::string::npos);
     EXPECT_EQ(end.output.find(ending), end.output.rfind(ending));
     EXPECT_TRUE(end.output.ends_with("\n" + kRecord + "  is terminating because of SIGSEGV !!!!!\n\n"));
@@ -338,6 +451,7 @@ TEST_F(Signals, CrashEndsTheProcessThoughNobodyReads) {
     const Ending end = endOf([&] {
       std::printf("buffered\n");
       fillOutput();
+      atFlush = letTheSecondPass;
       raise(signal);
     });
     EXPECT_EQ(end.status, kCrashed);
@@ -346,11 +460,61 @@ TEST_F(Signals, CrashEndsTheProcessThoughNobodyReads) {
 }
 #endif
 
+TEST_F(Signals, ReportWakesNoOtherThread) {
+  const Ending end = endOf([] {
+    const std::thread crashing(hangInTranslation);
+    pause();
+    _exit(0);
+  });
+  EXPECT_EQ(end.status, kCrashed) << end.output;
+}
+
+TEST_F(Signals, ReportShowsTheTimeZoneOfNow) {
+  switchLogOn();
+  const Ending end = endOf([] {
+    setenv("TZ", "XST-05:45", 1);
+    faultByAddress();
+  });
+  EXPECT_NE(end.output.find("[Critical]:<2024-05-01T19:30:07>"), std::string::npos) << end.output;
+  EXPECT_EQ(end.output.find(kRecord), std::string::npos) << end.output;
+}
+
+__attribute__((noinline)) void faultBelow(int frames) {
+  if (frames > 0) {
+    faultBelow(frames - 1);
+  } else {
+    faultByAddress();
+  }
+  __asm__ volatile("");
+}
+
+TEST_F(Signals, BacktraceEndsAfter100Frames) {
+  const Ending end = endOf([] { faultBelow(200); });
+  EXPECT_EQ(std::count(end.output.begin(), end.output.end(), '\n'), 100 + 2) << end.output;
+}
+
+TEST_F(Signals, LineThatNobodyReadsBreaksNoPipe) {
+  inFreshProcess([] {
+    static int broken = 0;
+    const int saved = dup(STDOUT_FILENO);
+    int ends[2];
+    EXPECT_EQ(pipe(ends), 0);
+    close(ends[0]);
+    VexoraInitSignals("IPMI", 4);
+    InstallSignal(SIGPIPE, [](int) { ++broken; });
+    dup2(ends[1], STDOUT_FILENO);
+    raise(SIGUSR1);
+    dup2(saved, STDOUT_FILENO);
+    EXPECT_EQ(broken, 0);
+  });
+}
+
 }  // namespace
 }  // namespace vexora::test
 
-using vexora::test::fallFor;
 using vexora::test::original;
+using vexora::test::play;
+using vexora::test::playOnce;
 
 extern "C" {
 
@@ -360,21 +524,53 @@ const char *__tsan_default_options() { return "report_signal_unsafe=0"; }
 #endif
 
 int backtrace(void **array, int size) {
-  fallFor(vexora::test::atCapture);
+  playOnce(vexora::test::atCapture);
   return original(&backtrace, "backtrace")(array, size);
 }
 
 char **backtrace_symbols(void *const *array, int size) noexcept {
-  fallFor(vexora::test::atTranslation);
-  if (vexora::test::atTranslation == vexora::test::Trick::kFail) {
+  play(vexora::test::atTranslation);
+  if (!vexora::test::translates) {
     errno = ENOMEM;
     return nullptr;
   }
-  return original(&backtrace_symbols, "backtrace_symbols")(array, size);
+  char **const lines = original(&backtrace_symbols, "backtrace_symbols")(array, size);
+  return vexora::test::linesAreForeign ? std::copy_n(lines, size, vexora::test::foreignLines) - size : lines;
 }
 
 void backtrace_symbols_fd(void *const *array, int size, int fd) noexcept {
-  fallFor(vexora::test::atHeaplessTranslation);
+  play(vexora::test::atHeaplessTranslation);
   original(&backtrace_symbols_fd, "backtrace_symbols_fd")(array, size, fd);
+}
+
+int fflush(std::FILE *file) {
+  playOnce(vexora::test::atFlush);
+  return original(&fflush, "fflush")(file);
+}
+
+int poll(pollfd *descriptors, nfds_t count, int timeout) {
+  playOnce(vexora::test::atOutput);
+  return original(&poll, "poll")(descriptors, count, timeout == 1000 ? 0 : timeout);
+}
+
+int pause() {
+  vexora::test::someoneWaits = true;
+  return original(&pause, "pause")();
+}
+
+// The second of a step is held; whatever else is asked for, goes on to the kernel.
+long syscall(long number, ...) noexcept {
+  std::va_list more;
+  va_start(more, number);
+  long arguments[5];
+  for (long &argument : arguments) {
+    argument = va_arg(more, long);
+  }
+  va_end(more);
+  if (number == SYS_timer_settime && reinterpret_cast<const long *>(arguments[2])[2] == 1) {
+    vexora::test::stepTimer = arguments[0];
+    return 0;
+  }
+  return original(&syscall, "syscall")(number, arguments[0], arguments[1], arguments[2], arguments[3], arguments[4]);
 }
 }
