@@ -3,15 +3,15 @@
 // The watchdog log: time-stamped lines appended by any process, in a file that is deleted, never
 // rotated, once it has reached its limit.
 
-#include <sys/stat.h>
-
 #include <cstdarg>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <ctime>
 #include <string_view>
 
 #include "base/calendar.h"
+#include "base/file_size.h"
 #include "base/owners.h"
 #include "diag/log_text.h"
 #include "vexora/diag.h"
@@ -19,7 +19,7 @@
 namespace {
 
 constexpr const char *kPath = "/extlog/syslog/WDT.log";
-constexpr off_t kSizeLimit = 1024 * 1024;
+constexpr std::uint64_t kSizeLimit = 1024 * 1024;
 constexpr std::size_t kPrefixSize = 256;
 
 /// Appends a record. Prefix and text are small enough to leave the stream's buffer in one write, so
@@ -39,11 +39,11 @@ void append(const vexora::LogText &message) {
 }
 
 int deleteWhenFull() {
-  struct stat status {};
-  if (stat(kPath, &status) != 0) {
+  const auto size = vexora::fileSize(kPath);
+  if (!size) {
     return -1;
   }
-  return status.st_size >= kSizeLimit ? std::remove(kPath) : 0;
+  return *size >= kSizeLimit ? std::remove(kPath) : 0;
 }
 
 }  // namespace
