@@ -3,16 +3,16 @@
 // The debug log. Marker files decide what is printed; a process keeps what it read of them in a
 // cache, and a call that prints nothing costs one existence test and a few loads.
 //
-// The cache has to stand a reload in one thread during lookups in others, and a crash report that
-// logs from a signal handler which interrupted either. So nobody ever waits for it:
-//  - there are two copies of the settings. The generation counts the reloads, and its lowest bit
-//    names the copy that holds; a reload fills the other copy, then moves the generation on. A
-//    lookup that finds the generation moved meanwhile may have read a mixture, and looks again;
-//  - a reload reads the files into memory of its own and decides by that. When another reload is
-//    just publishing (perhaps the one that this signal handler interrupted), it leaves the cache
-//    alone and marks it stale, so that the next call reads the files once more.
-// All words are atomic. A copy's words are stored with release and loaded with acquire order, which
-// keeps them on their side of the generation without fences.
+// A thread may reload the cache during lookups in others, and a crash report may log from a signal handler that
+// interrupted either, so nobody ever waits for it:
+//  - there are two copies of the settings. The generation counts the reloads, and its lowest bit names the copy that
+//    holds; a reload fills the other copy, then moves the generation on. A lookup that finds the generation moved
+//    meanwhile may have read a mixture, and looks again;
+//  - a reload reads the files into memory of its own and decides by that. When another reload moved the generation on
+//    while it filled its copy, it fills the one that is free now. For that moment a lookup may meet a mixture of what
+//    the two have read; the last one's settings then hold, whole.
+// All words are atomic. A copy's words are stored with release and loaded with acquire order, which keeps them on their
+// side of the generation without fences.
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -182,10 +182,8 @@ std::optional<int> decide(unsigned level, const char *module, Word word) {
 
 class SettingsCache {
  public:
-  /// True until the settings were published once, and after a reload that couldn't publish.
-  [[nodiscard]] bool wantsReload() const {
-    return generation_.load(std::memory_order_acquire) == 0 || stale_.load(std::memory_order_relaxed);
-  }
+  /// False until the settings were published once.
+  [[nodiscard]] bool isLoaded() const { return generation_.load(std::memory_order_relaxed) != 0; }
 
   /// Calls `look(word)` on a consistent copy and returns what it returned.
   template <typename Look>
@@ -200,28 +198,14 @@ class SettingsCache {
     }
   }
 
-  /// To be called before the files are read, so that a mark set from then on is kept. Returns the reload's turn.
-  std::uint32_t startReload() {
-    stale_.store(false, std::memory_order_relaxed);
-    return turns_.fetch_add(1, std::memory_order_relaxed) + 1;
-  }
-
-  /// Publishes what the reload of that turn has read, unless a later one, which read newer files, was faster.
-  void publish(const Settings &settings, std::uint32_t turn) {
-    if (publishing_.test_and_set(std::memory_order_acquire)) {
-      stale_.store(true, std::memory_order_relaxed);
-      return;
-    }
-    if (static_cast<std::int32_t>(turn - publishedTurn_) > 0) {
-      const std::uint32_t next = generation_.load(std::memory_order_relaxed) + 1;
-      Copy &copy = copies_[next & 1];
+  void publish(const Settings &settings) {
+    std::uint32_t generation = generation_.load(std::memory_order_relaxed);
+    do {
+      Copy &copy = copies_[(generation + 1) & 1];
       for (std::size_t i = 0; i < Settings::kWords; ++i) {
         copy[i].store(settings.words[i], std::memory_order_release);
       }
-      publishedTurn_ = turn;
-      generation_.store(next, std::memory_order_release);
-    }
-    publishing_.clear(std::memory_order_release);
+    } while (!generation_.compare_exchange_strong(generation, generation + 1, std::memory_order_release));
   }
 
  private:
@@ -229,17 +213,12 @@ class SettingsCache {
 
   std::array<Copy, 2> copies_{};
   std::atomic<std::uint32_t> generation_{0};
-  std::atomic<std::uint32_t> turns_{0};
-  std::uint32_t publishedTurn_{0};  // guarded by publishing_
-  std::atomic<bool> stale_{false};
-  std::atomic_flag publishing_{};
 };
 
 constinit SettingsCache cache;
 
 /// Reads all settings from the marker files and publishes them.
 Settings reload() {
-  const std::uint32_t turn = cache.startReload();
   Settings settings;
   // Without a folder the modules switched on before stay so.
   settings.words = cache.consult([](auto word) {
@@ -255,12 +234,12 @@ Settings reload() {
     std::memcpy(&settings.words[1], modules.data(), modules.size());
   }
   settings.words[0] = Settings::packChoices(threshold, GetDebugEanlePath());
-  cache.publish(settings, turn);
+  cache.publish(settings);
   return settings;
 }
 
 std::optional<int> destinationFor(unsigned level, const char *module) {
-  if (cache.wantsReload() || exists(kReloadMarker)) {
+  if (!cache.isLoaded() || exists(kReloadMarker)) {
     const Settings settings = reload();
     return decide(level, module, [&](std::size_t i) { return settings.words[i]; });
   }
