@@ -39,7 +39,9 @@ extern VEXORA_API const char *const DebugSourceFile[6];
  * @param module  the caller's module name, NUL-terminated, compared on its first 15 characters;
  *                NULL is ignored.
  * @param format  printf format of the message, followed by its arguments; NULL is ignored. A format
- *                that the platform cannot render prints nothing.
+ *                that the platform cannot render prints nothing. One that the hardened C library
+ *                takes for an attack ends the process: "%n" in writable memory, or a positional
+ *                argument ("%2$d") that leaves out one before it.
  *
  * An ignored call does not read the settings. `errno` is kept, and "%m" shows the caller's.
  *
@@ -113,7 +115,8 @@ VEXORA_API int TranslateToSyslogLevel(unsigned level);
  * it. The file is deleted as soon as it has reached 1 MiB after a write; the next call starts anew.
  *
  * @param format  printf format of the message, followed by its arguments. NULL, or a format that
- *                the platform cannot render, is refused with -1 and leaves the file alone.
+ *                the platform cannot render, is refused with -1 and leaves the file alone. What
+ *                ends the process in VexoraDebug does so here, too.
  * @return 0 after a normal write, also when the file could not be opened or written but its size
  *         can be read; -1 when the arguments are refused or the size cannot be read afterwards;
  *         when the file had to be deleted, 0 or, when that failed, -1.

@@ -14,8 +14,8 @@ struct LogText {
   std::size_t length;
 
   /// Renders a message. A text without a newline or tab at its end gets a newline, in place of
-  /// its last character when there is no more room. False when the platform can't render the
-  /// format: the text then holds nothing to print.
+  /// its last character when the text is full. False when the platform returns an error: the text
+  /// then holds nothing to print. For some formats the fortified C library ends the process.
   bool render(const char *format, std::va_list arguments) __attribute__((format(printf, 2, 0)));
 };
 

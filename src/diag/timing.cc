@@ -3,6 +3,7 @@
 // Sleeps that signals interrupt but don't shorten. The marker lines tell an engineer at the console
 // that a daemon is being signalled while it sleeps; their trailing blanks are part of them.
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
@@ -16,27 +17,22 @@ namespace {
 /// What the target's 32-bit time holds.
 constexpr unsigned kLongestSleep = std::numeric_limits<std::int32_t>::max();
 
-/// Sleeps; true when a signal ended it, with what is left in the interval.
-bool sleepIsInterrupted(timespec &interval) { return nanosleep(&interval, &interval) == -1 && errno == EINTR; }
-
-void sleepThrough(unsigned seconds) {
-  timespec left{};
-  left.tv_sec = static_cast<time_t>(seconds);
-  bool interrupted = sleepIsInterrupted(left);
-  while (interrupted) {
-    interrupted = sleepIsInterrupted(left);
-    std::puts("vexora_sleep ");
-  }
-}
+/// Sleeps; false when a signal ended it, with what is left in the interval.
+bool sleepEnds(timespec &interval) { return nanosleep(&interval, &interval) == 0 || errno != EINTR; }
 
 }  // namespace
 
 int vexora_sleep(unsigned seconds) {
-  // sleep(3) would tell what is left in whole seconds only, and so end up to a second early at each signal.
-  for (; seconds > kLongestSleep; seconds -= kLongestSleep) {
-    sleepThrough(kLongestSleep);
-  }
-  sleepThrough(seconds);
+  // sleep(3) would return what is left in whole seconds only, and so end up to a second early at each signal.
+  do {
+    const unsigned piece = std::min(seconds, kLongestSleep);
+    seconds -= piece;
+    timespec left{.tv_sec = static_cast<time_t>(piece), .tv_nsec = 0};
+    for (bool ended = sleepEnds(left); !ended;) {
+      ended = sleepEnds(left);
+      std::puts("vexora_sleep ");
+    }
+  } while (seconds > 0);
   return 0;
 }
 
@@ -45,10 +41,8 @@ int vexora_nanosleep(unsigned seconds, long nanoseconds) {
     return -1;
   }
   // More seconds than the platform's time can hold become a negative interval, which it refuses.
-  timespec interval{};
-  interval.tv_sec = static_cast<time_t>(seconds);
-  interval.tv_nsec = nanoseconds;
-  while (sleepIsInterrupted(interval)) {
+  timespec interval{.tv_sec = static_cast<time_t>(seconds), .tv_nsec = nanoseconds};
+  while (!sleepEnds(interval)) {
     std::puts("VexoraNanoSleep ");
   }
   return 0;

@@ -31,6 +31,7 @@ thread_local std::deque<int> script;
 // This thread's sleeps, and whose lock is released in the second one.
 thread_local Intervals slept;
 thread_local LockedElsewhere *releasing = nullptr;
+thread_local bool printsSleeps = false;
 
 int nextStep(const std::string &call) {
   if (call != scriptedCall || script.empty()) {
@@ -189,22 +190,25 @@ TEST(Sleep, GoesOnForWhatAnInterruptionLeft) {
   const auto sleep = [](unsigned seconds) { return [=] { return vexora_sleep(seconds); }; };
   const auto nanosleep = [](unsigned seconds, long rest) { return [=] { return vexora_nanosleep(seconds, rest); }; };
   const std::deque<int> twice = {-EINTR, -EINTR};
-  const std::tuple<Use, std::deque<int>, int, Intervals, std::string> rows[] = {
-      {sleep(12), twice, 0, {{12, 0}, {6, 0}, {3, 0}}, "vexora_sleep \nvexora_sleep \n"},
-      {nanosleep(12, 8), twice, 0, {{12, 8}, {6, 4}, {3, 2}}, "VexoraNanoSleep \nVexoraNanoSleep \n"},
-      {sleep(0x80000001U), {}, 0, {{0x7FFFFFFF, 0}, {2, 0}}, ""},  // more than a 32-bit time holds
-      {sleep(1), {-EINVAL}, 0, {{1, 0}}, ""},
-      {nanosleep(0, 0), {}, -1, {}, ""},
-      {nanosleep(0, 1), {}, 0, {{0, 1}}, ""},
-      {nanosleep(1, -1), {-EINVAL}, 0, {{1, -1}}, ""},
+  const std::tuple<Use, std::deque<int>, int, std::string> rows[] = {
+      {sleep(12), twice, 0, "12 0, 6 0, vexora_sleep \n3 0, vexora_sleep \n"},
+      {nanosleep(12, 8), twice, 0, "12 8, VexoraNanoSleep \n6 4, VexoraNanoSleep \n3 2, "},
+      {sleep(0), {}, 0, "0 0, "},
+      {sleep(0x80000001U), {}, 0, "2147483647 0, 2 0, "},  // more than a 32-bit time holds
+      {sleep(1), {-EINVAL}, 0, "1 0, "},
+      {nanosleep(0, 0), {}, -1, ""},
+      {nanosleep(0, 1), {}, 0, "0 1, "},
+      {nanosleep(1, 0), {}, 0, "1 0, "},
+      {nanosleep(1, -1), {-EINVAL}, 0, "1 -1, "},
   };
-  for (const auto &[call, steps, result, sleeps, output] : rows) {
+  printsSleeps = true;
+  for (const auto &[call, steps, result, output] : rows) {
     EXPECT_EQ(capturedOutput([&, &all = steps, &use = call, expected = result] {
                 EXPECT_EQ(scripted("nanosleep", all, use), expected);
               }),
               output);
-    EXPECT_EQ(slept, sleeps);
   }
+  printsSleeps = false;
 }
 
 TEST(RetryCounter, SaysDoneOnceTheLimitIsReached) {
@@ -278,6 +282,9 @@ int select(int count, fd_set *read, fd_set *write, fd_set *except, timeval *time
 int nanosleep(const timespec *interval, timespec *left) {
   using namespace vexora::test;
   slept.emplace_back(interval->tv_sec, interval->tv_nsec);
+  if (printsSleeps) {
+    std::printf("%ld %ld, ", static_cast<long>(interval->tv_sec), interval->tv_nsec);
+  }
   if (slept.size() == 2 && releasing != nullptr) {
     std::exchange(releasing, nullptr)->release();
   }
