@@ -46,9 +46,9 @@ void createStepTimer() {
   }
 }
 
-/// Starts the timer, or stops it with 0 seconds.
-void setStepTimer(long seconds) {
-  const long periodAndStart[] = {0, 0, seconds, 0};  // as this call takes them, whatever the width of time_t
+/// Starts the timer, perhaps anew. Nothing stops it: between two steps it does nothing.
+void startStepTimer() {
+  const long periodAndStart[] = {0, 0, kLongestStepSeconds, 0};  // as this call takes them, whatever time_t's width
   static_cast<void>(syscall(SYS_timer_settime, stepTimer, 0, periodAndStart, nullptr));
 }
 
@@ -134,14 +134,12 @@ void becomeReporter() {
 bool runGuarded(void (*step)(void *context), void *context) {
   if (sigsetjmp(stepEnd, 1) != 0) {
     stepRuns = 0;
-    setStepTimer(0);
     return false;
   }
+  startStepTimer();
   stepRuns = 1;
-  setStepTimer(kLongestStepSeconds);
   step(context);
   stepRuns = 0;
-  setStepTimer(0);
   return true;
 }
 

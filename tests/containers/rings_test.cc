@@ -276,6 +276,48 @@ TEST(Rings, RefuseUnusableArgumentsAndWaitAMinuteForTheirLock) {
   expectRefusals(queue.get());
 }
 
+TEST(RingList, RefusesWhatItDoesNotHoldWithoutWaitingForItsLock) {
+  const List list = makeList(4, 4);
+  std::string buffer = untouched(16);
+  for (unsigned n = 0; n < 3; ++n) {
+    vexora_ringlist_push(list.get(), buffer.data());
+  }
+  LockedElsewhere held(list->lock);
+  unsigned pauses = 0;
+  duringPause = [&] { ++pauses; };
+  for (const auto &[offset, number] : {std::pair{0U, 0U}, {0U, 4U}, {3U, 1U}, {0xFFFFFFFFU, 2U}}) {
+    EXPECT_EQ(vexora_ringlist_get_counts(list.get(), buffer.data(), offset, number), -1) << offset << " " << number;
+  }
+  for (const int index : {-1, 3}) {
+    EXPECT_EQ(vexora_ringlist_modify_item(list.get(), buffer.data(), index), -1) << index;
+  }
+  EXPECT_EQ(pauses, 0U);
+  held.release();
+}
+
+// What counts is what the thread that held the lock has left.
+TEST(RingQueue, JudgesUnderItsLockWhetherItIsFullOrEmpty) {
+  const Queue queue = makeQueue(4, 4);
+  std::string buffer = untouched(4);
+  const Calls calls = operations(queue.get(), buffer.data());
+  for (std::size_t i = 0; i < 6; ++i) {
+    const std::pair full(2U, 1U);
+    const std::pair half(2U, 0U);
+    const std::pair empty(2U, 2U);
+    for (const bool goesThrough : {true, false}) {
+      const auto refusing = i < 3 ? full : empty;
+      const auto after = goesThrough ? half : refusing;
+      std::tie(queue->head, queue->tail) = goesThrough ? refusing : half;
+      LockedElsewhere held(queue->lock);
+      duringPause = [&] {
+        std::tie(queue->head, queue->tail) = after;
+        held.release();
+      };
+      EXPECT_EQ(calls[i]() != -1, goesThrough) << i;
+    }
+  }
+}
+
 #ifndef VEXORA_SANITIZED
 template <typename Ring>
 void expectAllOrNothing(Ring *(*init)(unsigned, unsigned), int (*release)(Ring *)) {

@@ -45,9 +45,15 @@ volatile Trick atHeaplessTranslation = nullptr;
 volatile Trick atFlush = nullptr;
 volatile Trick atOutput = nullptr;
 volatile bool translates = true;
-char *foreignLines[100];  // no block of the heap's
+alignas(16) char *foreignLines[101];  // the second on isn't aligned as a block of the heap is
 volatile bool linesAreForeign = false;
+std::atomic<bool> reportRuns = false;
 std::atomic<bool> someoneWaits = false;
+volatile int reluctance = 0;  // of the next writes
+volatile int writes = 0;
+// Waits for a reader, counted across processes.
+volatile int *const waits =
+    static_cast<int *>(mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
 
 // The timer that ends a step after a second, which never passes by itself.
 volatile long stepTimer = -1;
@@ -128,6 +134,7 @@ void ownAlarms() {
     alarm.si_code = origin;
     syscall(SYS_rt_tgsigqueueinfo, getpid(), syscall(SYS_gettid), SIGALRM, &alarm);
   }
+  raise(SIGALRM);
 }
 
 void faultInAForkedProcess() {
@@ -198,11 +205,12 @@ TEST_F(Signals, OthersPrintTheirLinesAndTheProcessGoesOn) {
   const auto raiseAll = [] {
     for (const int signal : kInOrder) {
       if (signal != SIGILL && signal != SIGABRT && signal != SIGBUS && signal != SIGSEGV) {
-        errno = ENOTTY;
+        const int before = writes;
         raise(signal);
-        EXPECT_EQ(errno, ENOTTY) << signal;
+        EXPECT_LE(writes, before + 1) << signal;
       }
     }
+    reluctance = 3;
     sigurg();
   };
   std::string expected = "Received SIGQUIT\n";
@@ -212,8 +220,10 @@ TEST_F(Signals, OthersPrintTheirLinesAndTheProcessGoesOn) {
   }
   EXPECT_EQ(endOf(raiseAll), (Ending{0, expected + kAtExit}));
   switchLogOn();
+  setenv("TZ", "XST-05:45", 1);
   EXPECT_EQ(endOf([] { raise(SIGQUIT); }),
-            (Ending{0, "Received SIGQUIT\n" + kRecord + "Received SIGQUIT\n\n" + kAtExit}));
+            (Ending{0, "Received SIGQUIT\n[Critical]:<2024-05-01T19:30:07>Received SIGQUIT\n\n" + kAtExit}));
+  unsetenv("TZ");
 }
 
 TEST_F(Signals, HandlersBlockAllSignalsAndRestartSystemCalls) {
@@ -223,7 +233,10 @@ TEST_F(Signals, HandlersBlockAllSignalsAndRestartSystemCalls) {
     for (const int other : kOthers) {
       signal(other, SIG_DFL);  // the tests may have been started with some of them ignored
     }
+    static bool primed = false;
+    atCapture = [] { primed = true; };
     EXPECT_EQ(VexoraInitSignals("IPMI", 4), 0);
+    EXPECT_TRUE(primed) << "the first backtrace loads a library";
     constexpr int kRestorer = 0x04000000;  // the C library's own
     for (const int signal : kInOrder) {
       sigaction(signal, nullptr, &installed);
@@ -352,6 +365,12 @@ TEST_F(Signals, FailedTranslationExitsNormally) {
     faultByAddress();
   });
   EXPECT_EQ(end, (Ending{1, "buffered\nbacktrace_symbols: Cannot allocate memory\n" + kAtExit}));
+  const Ending hanging = endOf([&] {
+    translates = false;
+    std::atexit(hang);
+    faultByAddress();
+  });
+  EXPECT_EQ(hanging, (Ending{1, "backtrace_symbols: Cannot allocate memory\n"}));
 }
 
 #ifndef __SANITIZE_THREAD__  // it keeps the alarm back while the thread waits inside the C library
@@ -382,6 +401,17 @@ void faultInTwoThreads() {
   nowhere[2] = 1;
 }
 
+void faultWhileAnotherAborts() {
+  atTranslation = [] { reportRuns = true, awaitAnother(); };
+  const std::thread other([] {
+    while (!reportRuns) {
+      std::this_thread::yield();
+    }
+    std::abort();
+  });
+  faultByAddress();
+}
+
 void hangInTranslation() {
   atTranslation = hang;
   atHeaplessTranslation = hang;
@@ -410,6 +440,7 @@ TEST_F(Signals, ReportComesOutWhateverTheFaultInterrupted) {
       {"standard output locked by another thread", faultWhileOutputIsHeld, "faultingFunction"},
 #endif
       {"two at once", faultInTwoThreads, ""},
+      {"another aborts", faultWhileAnotherAborts, "faultingFunction"},
       {"two pending", faultWithAnotherPending, ""},
       {"thread cancelled", [] { pthread_cancel(pthread_self()), faultByAddress(); }, "faultingFunction"},
       {"capture faults", [] { atCapture = faultByAddress, faultByAddress(); }, ""},
@@ -447,15 +478,18 @@ TEST_F(Signals, ReportComesOutWhateverTheFaultInterrupted) {
 #ifndef __SANITIZE_THREAD__  // as above, while a write waits
 TEST_F(Signals, CrashEndsTheProcessThoughNobodyReads) {
   switchLogOn();
-  for (const int signal : {SIGSEGV, SIGABRT}) {
+  const Trick crashes[] = {[] { fillOutput(), raise(SIGSEGV); }, [] { fillOutput(), raise(SIGABRT); },
+                           [] { atOutput = hang, raise(SIGSEGV); }};
+  for (const Trick crash : crashes) {
+    *waits = 0;
     const Ending end = endOf([&] {
-      std::printf("buffered\n");
-      fillOutput();
+      std::printf(".");
       atFlush = letTheSecondPass;
-      raise(signal);
+      crash();
     });
     EXPECT_EQ(end.status, kCrashed);
     EXPECT_EQ(end.output.find_first_not_of('.'), std::string::npos);
+    EXPECT_EQ(*waits, 1) << "from then on nothing is written";
   }
 }
 #endif
@@ -493,7 +527,7 @@ TEST_F(Signals, BacktraceEndsAfter100Frames) {
   EXPECT_EQ(std::count(end.output.begin(), end.output.end(), '\n'), 100 + 2) << end.output;
 }
 
-TEST_F(Signals, LineThatNobodyReadsBreaksNoPipe) {
+TEST_F(Signals, LineThatNobodyReadsIsLostAndNothingElse) {
   inFreshProcess([] {
     static int broken = 0;
     const int saved = dup(STDOUT_FILENO);
@@ -503,9 +537,23 @@ TEST_F(Signals, LineThatNobodyReadsBreaksNoPipe) {
     VexoraInitSignals("IPMI", 4);
     InstallSignal(SIGPIPE, [](int) { ++broken; });
     dup2(ends[1], STDOUT_FILENO);
+    errno = ENOTTY;
     raise(SIGUSR1);
+    close(STDOUT_FILENO);
+    raise(SIGUSR1);
+    const int after = errno;
     dup2(saved, STDOUT_FILENO);
+    EXPECT_EQ(after, ENOTTY);
     EXPECT_EQ(broken, 0);
+    static bool cancelled = true;
+    std::thread([] {
+      pthread_cancel(pthread_self());
+      raise(SIGUSR1);
+      cancelled = false;
+      pthread_testcancel();
+      ADD_FAILURE() << "can't be cancelled";
+    }).join();
+    EXPECT_FALSE(cancelled) << "inside the handler";
   });
 }
 
@@ -535,7 +583,7 @@ char **backtrace_symbols(void *const *array, int size) noexcept {
     return nullptr;
   }
   char **const lines = original(&backtrace_symbols, "backtrace_symbols")(array, size);
-  return vexora::test::linesAreForeign ? std::copy_n(lines, size, vexora::test::foreignLines) - size : lines;
+  return vexora::test::linesAreForeign ? std::copy_n(lines, size, vexora::test::foreignLines + 1) - size : lines;
 }
 
 void backtrace_symbols_fd(void *const *array, int size, int fd) noexcept {
@@ -549,8 +597,20 @@ int fflush(std::FILE *file) {
 }
 
 int poll(pollfd *descriptors, nfds_t count, int timeout) {
+  *vexora::test::waits = *vexora::test::waits + 1;
   playOnce(vexora::test::atOutput);
   return original(&poll, "poll")(descriptors, count, timeout == 1000 ? 0 : timeout);
+}
+
+ssize_t write(int fd, const void *data, std::size_t size) {
+  static auto *const real = original(&write, "write");
+  vexora::test::writes = vexora::test::writes + 1;
+  if (vexora::test::reluctance == 0) {
+    return real(fd, data, size);
+  }
+  vexora::test::reluctance = vexora::test::reluctance - 1;
+  errno = vexora::test::reluctance == 2 ? EAGAIN : EINTR;
+  return vexora::test::reluctance == 0 ? real(fd, data, 3) : -1;
 }
 
 int pause() {
