@@ -6,8 +6,8 @@
 // below the capacity: the copies below hold for those, too.
 //
 // count is read outside the lock, by the argument checks and by callers, so every access to it is
-// atomic. What a check let through stays within the storage even if the list is emptied before the
-// lock is had.
+// atomic. A request that passed the check stays in bounds even if another thread empties the list
+// before we get the lock.
 
 #include "containers/ring_list.h"
 
@@ -131,11 +131,11 @@ int vexora_ringlist_modify_item(vexora_ringlist *list, const void *record, int i
   if (!isUsable(list) || record == nullptr) {
     return -1;
   }
-  if (index < 0 || static_cast<std::uint32_t>(index) >= vexora::recordCount(*list)) {
+  const auto age = static_cast<std::uint32_t>(index);  // below 0, more than any list holds
+  if (age >= vexora::recordCount(*list)) {
     return -1;
   }
   return withRing(*list, [&] {
-    const auto age = static_cast<std::uint32_t>(index);
     vexora::storeRecord(*list, vexora::slotAfter(list->head, age, list->capacity), record);
     return 0;
   });
