@@ -93,7 +93,7 @@ int firstExisting(const char *const (&markers)[Count]) {
 using ModuleTable = std::array<char, kModules * kModuleSize>;
 
 /// Walks a folder's entries in the order in which the platform lists them, without the heap, which
-/// a signal handler couldn't use. Stops when `visit(name)` returns false.
+/// a signal handler can't use. Stops when `visit(name)` returns false.
 template <typename Visit>
 void forEachEntry(int folder, Visit visit) {
   alignas(dirent64) std::array<char, 2048> entries;
@@ -134,18 +134,8 @@ bool loadModules(ModuleTable &table) {
   return true;
 }
 
-/// The settings as words: the first holds threshold and destination, the rest the module table.
-class Settings {
- public:
-  static constexpr std::size_t kWords = 1 + kModules * kWordsPerModule;
-
-  std::array<std::uint32_t, kWords> words{};
-
-  static constexpr std::uint32_t packChoices(int threshold, int destination) {
-    // A missing marker is -1, and 255 as a byte: above every level, and no destination.
-    return static_cast<std::uint8_t>(threshold) | std::uint32_t{static_cast<std::uint8_t>(destination)} << 8;
-  }
-};
+/// The settings as words: the first holds threshold and destination, a byte each, the rest the module table.
+using Settings = std::array<std::uint32_t, 1 + kModules * kWordsPerModule>;
 
 /// A module name as the table holds it: 15 characters at most, padded with zeros. Two names that
 /// agree so are the same to strncmp over 15 characters.
@@ -168,7 +158,7 @@ std::optional<int> decide(unsigned level, const char *module, Word word) {
     return std::nullopt;
   }
   const PaddedName name = padName(module);
-  for (std::size_t slot = 1; slot < Settings::kWords; slot += kWordsPerModule) {
+  for (std::size_t slot = 1; slot < Settings{}.size(); slot += kWordsPerModule) {
     std::size_t equal = 0;
     while (equal < kWordsPerModule && word(slot + equal) == name[equal]) {
       ++equal;
@@ -202,14 +192,14 @@ class SettingsCache {
     std::uint32_t generation = generation_.load(std::memory_order_relaxed);
     do {
       Copy &copy = copies_[(generation + 1) & 1];
-      for (std::size_t i = 0; i < Settings::kWords; ++i) {
-        copy[i].store(settings.words[i], std::memory_order_release);
+      for (std::size_t i = 0; i < copy.size(); ++i) {
+        copy[i].store(settings[i], std::memory_order_release);
       }
     } while (!generation_.compare_exchange_strong(generation, generation + 1, std::memory_order_release));
   }
 
  private:
-  using Copy = std::array<std::atomic<std::uint32_t>, Settings::kWords>;
+  using Copy = std::array<std::atomic<std::uint32_t>, Settings{}.size()>;
 
   std::array<Copy, 2> copies_{};
   std::atomic<std::uint32_t> generation_{0};
@@ -219,21 +209,20 @@ constinit SettingsCache cache;
 
 /// Reads all settings from the marker files and publishes them.
 Settings reload() {
-  Settings settings;
+  const auto threshold = static_cast<std::uint8_t>(GetDebugEanleLevel());
   // Without a folder the modules switched on before stay so.
-  settings.words = cache.consult([](auto word) {
-    std::array<std::uint32_t, Settings::kWords> words;
+  Settings settings = cache.consult([](auto word) {
+    Settings words;
     for (std::size_t i = 0; i < words.size(); ++i) {
       words[i] = word(i);
     }
     return words;
   });
-  const int threshold = GetDebugEanleLevel();
-  ModuleTable modules;
-  if (loadModules(modules)) {
-    std::memcpy(&settings.words[1], modules.data(), modules.size());
+  if (ModuleTable modules; loadModules(modules)) {
+    std::memcpy(&settings[1], modules.data(), modules.size());
   }
-  settings.words[0] = Settings::packChoices(threshold, GetDebugEanlePath());
+  // A missing marker is -1, and 255 as a byte: above every level, and no destination.
+  settings[0] = threshold | std::uint32_t{static_cast<std::uint8_t>(GetDebugEanlePath())} << 8;
   cache.publish(settings);
   return settings;
 }
@@ -241,7 +230,7 @@ Settings reload() {
 std::optional<int> destinationFor(unsigned level, const char *module) {
   if (!cache.isLoaded() || exists(kReloadMarker)) {
     const Settings settings = reload();
-    return decide(level, module, [&](std::size_t i) { return settings.words[i]; });
+    return decide(level, module, [&](std::size_t i) { return settings[i]; });
   }
   return cache.consult([&](auto word) { return decide(level, module, word); });
 }

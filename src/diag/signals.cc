@@ -101,15 +101,16 @@ void translateOne(void *const *frame) {
   }
 }
 
+void exitNormally() {
+  std::perror("backtrace_symbols");
+  std::exit(kNoBacktraceStatus);  // NOLINT(concurrency-mt-unsafe): the exit handlers are to run, whoever else runs
+}
+
 void reportBacktrace() {
   runGuarded([] { trace.depth = backtrace(trace.frames.data(), kMostFrames); });
   if (runGuarded([] { trace.lines = backtrace_symbols(trace.frames.data(), trace.depth); })) {
     if (trace.lines == nullptr) {
-      runGuarded([] {
-        std::perror("backtrace_symbols");
-        std::exit(
-            kNoBacktraceStatus);  // NOLINT(concurrency-mt-unsafe): the exit handlers are to run, whoever else runs
-      });
+      runGuarded(exitNormally);
       _exit(kNoBacktraceStatus);
     }
     for (int i = 0; i < trace.depth; ++i) {
