@@ -62,8 +62,8 @@ extern VEXORA_API vexora_history_hour RecTmpData;
 
 /** Creates the data file, or replaces its content, with an empty history, written in place.
  *
- * @return 0; -1 when memory is short or the file cannot be opened (it is left as it was) or written
- *         (no half-written file is left: it is removed).
+ * @return 0; -1 when memory is short or the file cannot be opened (it stays as it was) or written
+ *         (it stays as far as it was written: the next start replaces what is not whole).
  */
 VEXORA_API int InitHistoryDatFile(void);
 

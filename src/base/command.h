@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Commands of the system's shell whose output is read. Their descriptors are close-on-exec, for the sake of children
-// that other threads start.
+// Commands of the system's shell whose output is read.
 #pragma once
 
 #include <cerrno>

@@ -57,7 +57,7 @@ int InitHistoryDataCache() {
     HISTORY_REPORT(vexora::kReportFailure, "Init HistoryDataRing fail");
     return -1;
   }
-  vexora::Stream file(std::fopen(kDataFile, "rb"));
+  vexora::Stream file(std::fopen(kDataFile, "rbe"));
   if (!file) {
     HISTORY_REPORT(vexora::kReportFailure, "Open History Dat File Fail");
     dropCache();

@@ -5,8 +5,6 @@
 
 #include "history/data_file.h"
 
-#include <cstring>
-
 #include "base/owners.h"
 
 namespace vexora::history {
@@ -47,41 +45,18 @@ ReadResult readImage(std::FILE *file, vexora_ringlist &ring) {
 
 WriteResult writeImage(std::FILE *file, const vexora_ringlist &ring) {
   const Header header{ring.head, ring.tail, ring.item_size, ring.capacity, ring.count};
-  if (std::fwrite(&header, sizeof header, 1, file) != 1 || std::fflush(file) != 0) {
+  if (std::fwrite(&header, sizeof header, 1, file) != 1) {
     return WriteResult::HeaderFailed;
   }
-  if (std::fwrite(ring.storage, kSlotsSize, 1, file) != 1 || std::fflush(file) != 0) {
-    return WriteResult::SlotsFailed;
-  }
-  return WriteResult::Whole;
+  // A header that a full disk can't take shows at the first flush, which comes with the slots.
+  const bool whole =
+      std::fflush(file) == 0 && std::fwrite(ring.storage, kSlotsSize, 1, file) == 1 && std::fflush(file) == 0;
+  return whole ? WriteResult::Whole : WriteResult::SlotsFailed;
 }
 
 }  // namespace vexora::history
 
 using namespace vexora::history;
-
-namespace {
-
-/// Fills the opened data file with the image of an empty ring; reports what failed.
-bool writeFreshImage(vexora::Stream file, const vexora_ringlist &empty) {
-  WriteResult result = writeImage(file.get(), empty);
-  if (std::fclose(file.release()) != 0 && result == WriteResult::Whole) {
-    result = WriteResult::SlotsFailed;
-  }
-  switch (result) {
-    case WriteResult::HeaderFailed:
-      HISTORY_REPORT(vexora::kReportFailure, "Open History Data Head To File Fail");
-      return false;
-    case WriteResult::SlotsFailed:
-      HISTORY_REPORT(vexora::kReportFailure, "Open History Data To File Fail");
-      return false;
-    case WriteResult::Whole:
-      break;
-  }
-  return true;
-}
-
-}  // namespace
 
 int InitHistoryDatFile() {
   const vexora::RingList empty = makeRing();
@@ -89,14 +64,20 @@ int InitHistoryDatFile() {
     HISTORY_REPORT(vexora::kReportFailure, "Init HistoryDataRing fail");
     return -1;
   }
-  vexora::Stream file(std::fopen(kDataFile, "wb"));
+  vexora::Stream file(std::fopen(kDataFile, "wbe"));
   if (!file) {
     HISTORY_REPORT(vexora::kReportFailure, "Open History Dat File Fail");
     return -1;
   }
-  if (!writeFreshImage(std::move(file), *empty)) {
-    // Half an image is worth nothing, and what it takes may be what a full disk lacks.
-    static_cast<void>(std::remove(kDataFile));
+  // Half an image stays: the next start finds it damaged and tries again.
+  const WriteResult written = writeImage(file.get(), *empty);
+  const bool closed = std::fclose(file.release()) == 0;
+  if (written == WriteResult::HeaderFailed) {
+    HISTORY_REPORT(vexora::kReportFailure, "Open History Data Head To File Fail");
+    return -1;
+  }
+  if (written == WriteResult::SlotsFailed || !closed) {
+    HISTORY_REPORT(vexora::kReportFailure, "Open History Data To File Fail");
     return -1;
   }
   return 0;

@@ -30,7 +30,7 @@ class Records {
   /// Reads the data file; `isLoaded` tells whether it was there, whole and ours.
   Records() {
     busyFlag().store(kBusy);
-    vexora::Stream file(std::fopen(kDataFile, "rb"));
+    vexora::Stream file(std::fopen(kDataFile, "rbe"));
     if (file) {
       // From malloc: zeros would only be overwritten by the file.
       slots_.reset(static_cast<std::byte *>(std::malloc(kSlotsSize)));

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -138,14 +139,19 @@ bool addToRing(vexora_ringlist &ring, const vexora_history_record &record) {
   return true;
 }
 
+/// Waits until the medium has what was written. Some file systems can't sync: that is no failure, which would cost the
+/// data file.
+bool reachesMedium(int fd) {
+  return vexora::retryInterrupted([fd] { return fsync(fd); }) == 0 || errno == EINVAL || errno == ENOSYS;
+}
+
 /// Writes the image to the temporary file and on to the medium.
 bool writeTemporaryFile(const vexora_ringlist &ring) {
-  vexora::Stream file(std::fopen(kTemporaryFile, "wb"));
+  vexora::Stream file(std::fopen(kTemporaryFile, "wbe"));
   if (!file) {
     return false;
   }
-  const bool written = writeImage(file.get(), ring) == WriteResult::Whole &&
-                       vexora::retryInterrupted([&] { return fsync(fileno(file.get())); }) == 0;
+  const bool written = writeImage(file.get(), ring) == WriteResult::Whole && reachesMedium(fileno(file.get()));
   return std::fclose(file.release()) == 0 && written;
 }
 
@@ -155,7 +161,7 @@ void syncFolder() {
   const vexora::Descriptor folder(
       vexora::retryInterrupted([] { return open(kFolder, O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
   if (folder) {
-    static_cast<void>(vexora::retryInterrupted([&] { return fsync(folder.get()); }));
+    static_cast<void>(reachesMedium(folder.get()));
   }
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The data file: what a start makes of any, and what a writer that fails or dies leaves behind.
+#include <fcntl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -39,9 +40,7 @@ const PlatformMessage kNotCreated = report(130, "Init History Dat File Fail");
 const PlatformMessage kNoHeader = report(130, "Read History Dat File Head Fail, Reinit History Dat File");
 const PlatformMessage kForeignHeader = report(130, "History Dat File Head Param Error, Reinit History Dat File");
 const PlatformMessage kNoSlots = report(130, "Read History Dat File Data Fail, Reinit History Dat File");
-#ifndef VEXORA_SANITIZED
 const PlatformMessage kNoRing = report(130, "Init HistoryDataRing fail");
-#endif
 
 void freeCache() { vexora_ringlist_free(std::exchange(HistoryDataRing, nullptr)); }
 
@@ -138,73 +137,137 @@ TEST_F(HistoryFile, ThatCannotBeOpenedOrReplacedLeavesNoCache) {
   EXPECT_EQ(openDescriptors(), descriptors);
 }
 
-TEST_F(HistoryFile, IsNotLeftHalfWritten) {
-  const std::pair<const char *, std::vector<PlatformMessage>> rows[] = {
-      // the reports by the number of the call
-      {"fwrite", {kHeaderNotWritten, kSlotsNotWritten}},
-      {"fflush", {kHeaderNotWritten, kSlotsNotWritten}},
-      {"fclose", {kSlotsNotWritten}},
-      {"fopen", {kNotOpened}}};
-  for (const auto &[call, reports] : rows) {
-    SCOPED_TRACE(call);
-    int result = 0;
-    const int descriptors = openDescriptors();
-    const auto check = [&, &expected = reports](unsigned n) {
-      EXPECT_EQ(result, -1);
-      EXPECT_EQ(log_.take(), std::vector{expected.at(n - 1)});
-      EXPECT_FALSE(exists(kDataFile));
-      EXPECT_EQ(openDescriptors(), descriptors);
-    };
-    EXPECT_EQ(failEach(
-                  call, ENOSPC, [&] { result = InitHistoryDatFile(); }, check),
-              reports.size());
-    EXPECT_EQ(result, 0);
-    remove(kDataFile);
+// A letter for each report of a start.
+std::string letters(const std::vector<PlatformMessage> &reports) {
+  const std::pair<PlatformMessage, char> known[] = {
+      {kNotOpened, 'o'}, {kNotCreated, 'c'}, {kHeaderNotWritten, 'H'}, {kSlotsNotWritten, 'S'}, {kNoHeader, 'h'},
+      {kNoSlots, 's'},   {kNoRing, 'r'}};
+  std::string word;
+  for (const PlatformMessage &report : reports) {
+    word += std::ranges::find(known, report, [](const auto &pair) { return pair.first; })->second;
   }
+  return word;
 }
 
-#ifndef VEXORA_SANITIZED
-TEST_F(HistoryFile, StartsOrFailsCleanlyWithoutMemory) {
-  const std::string kept = hourly(9, kNoon).bytes();
-  const int descriptors = openDescriptors();
-  for (const bool fresh : {false, true}) {
-    const auto restore = [&] { fresh ? remove(kDataFile) : write(kDataFile, kept); };
-    const std::string &whole = fresh ? kFreshFile : kept;
-    const HeapWatch heap;
-    int result = 0;
-    restore();
-    const auto check = [&](unsigned n) {
-      const auto reports = log_.take();
-      EXPECT_EQ(reports.empty(), result == 0) << n;
-      EXPECT_TRUE(n > 3 || reports == (fresh ? std::vector{kNoRing, kNotCreated} : std::vector{kNoRing})) << n;
-      EXPECT_EQ(HistoryDataRing != nullptr, result == 0) << n;
-      EXPECT_TRUE(result == -1 || cacheBytes() == whole) << n;
-      EXPECT_TRUE(exists(kDataFile) ? read(kDataFile) == whole : fresh) << n;
+TEST_F(HistoryFile, StartsOrFailsCleanlyAndStaysForTheNextStart) {
+  struct Row {
+    std::string file;
+    std::vector<std::string> reports;  // by the number of the failing call: access, what writes, what reads
+    std::string withoutRing;
+  };
+  const Row rows[] = {{"", {"", "oc", "Hc", "Sc", "Sc", "Sc", "Sc", "o", "h", "s", ""}, "rc"},
+                      {hourly(9, kNoon).bytes(), {"", "o", "h", "s", ""}, "r"},
+                      {"cut", {"", "o", "h", "h", "ho", "hH", "hS", "hS", "hS", "hS"}, "r"}};
+  for (const auto &[file, reports, withoutRing] : rows) {
+    const auto restore = [&, &contents = file] {
       freeCache();
+      contents.empty() ? remove(kDataFile) : write(kDataFile, contents);
+      log_.take();
+    };
+    const auto failIn = [&, &row = reports, &noRing = withoutRing, missing = file.empty()](std::string_view group) {
+      int result = 0;
+      const int descriptors = openDescriptors();
+      const auto check = [&](unsigned n) {
+        SCOPED_TRACE(testing::Message() << row.size() << " calls, " << group << ' ' << n);
+        const std::string now = letters(log_.take());
+        const bool calls = group == kAnyFileCall;
+        EXPECT_TRUE(now == (calls ? row.at(n - 1) : noRing) || (!calls && n > 3)) << now;
+        const bool started = now.empty() || now.back() == 'h' || now.back() == 's';
+        EXPECT_EQ(result, started ? 0 : -1);
+        EXPECT_EQ(HistoryDataRing != nullptr, started);
+        EXPECT_TRUE(!started || read(kDataFile) == cacheBytes());
+        EXPECT_EQ(exists(kDataFile), !missing || (now != "oc" && now != "rc"));
+        EXPECT_EQ(openDescriptors(), descriptors);
+        EXPECT_EQ(historyDataInit(), 0);
+        EXPECT_TRUE(read(kDataFile) == cacheBytes());
+        restore();
+      };
+      restore();
+      EXPECT_GT(failEach(
+                    group, ENOSPC, [&] { result = historyDataInit(); }, check),
+                group == kAnyFileCall ? row.size() - 1 : 3);
+      EXPECT_EQ(result, 0);
       restore();
     };
-    EXPECT_GT(failEach(
-                  kAnyAllocation, ENOMEM, [&] { result = historyDataInit(); }, check),
-              3U);
-    EXPECT_EQ(result, 0);
-    EXPECT_EQ(historyDataInit(), 0) << "a second time, which frees the cache of the first";
-    freeCache();
+    failIn(kAnyFileCall);
+#ifndef VEXORA_SANITIZED
+    const HeapWatch heap;
+    failIn(kAnyAllocation);
     EXPECT_EQ(heap.growth(), 0);
-  }
-  EXPECT_EQ(openDescriptors(), descriptors);
-}
 #endif
+  }
+}
 
-// The recorder's folder at one moment of a rewrite: what this process has open there, and what is in place.
-std::string lookAround() {
+// A query of all that a file of three records holds, for a caller whose count was 7 before.
+std::uint32_t queriedCount;
+int query() {
+  static Record room[3];
+  queriedCount = 7;
+  return getHistoryData(room, 4, 1, 0xFFFFFFFF, &queriedCount);
+}
+
+TEST_F(HistoryFile, ThatCannotBeReadFailsAQueryCleanly) {
+  const std::string file = hourly(3, kNoon).bytes();
+  write(kDataFile, file);
+  const int descriptors = openDescriptors();
+  const HeapWatch heap;
+  int result = 0;
+  const auto check = [&](unsigned n) {
+    EXPECT_EQ(result, -1) << n;
+    EXPECT_EQ(queriedCount, 7U) << n;
+    EXPECT_EQ(getHistoryDataFlag, 0) << n;
+    EXPECT_EQ(openDescriptors(), descriptors) << n;
+  };
+  for (const auto &[call, failures] : {std::pair{"fopen", 1U},
+#ifndef VEXORA_SANITIZED
+                                       {kAnyAllocation.data(), 2U},
+#endif
+                                       {"fread", 2U}}) {
+    EXPECT_EQ(failEach(
+                  call, EIO, [&] { result = query(); }, check),
+              failures)
+        << call;
+    EXPECT_EQ(result, 3 * 28);
+    EXPECT_EQ(queriedCount, 10U);
+  }
+#ifndef VEXORA_SANITIZED
+  EXPECT_EQ(heap.growth(), 0);
+#endif
+  EXPECT_TRUE(read(kDataFile) == file);
+  EXPECT_EQ(log_.take(), kNoReports);
+}
+
+// What this process has open of the recorder's, and no child inherits.
+std::string openFiles() {
   std::string seen;
   for (const std::string &number : list("/proc/self/fd")) {
     char target[256] = {};
     if (readlink(("/proc/self/fd/" + number).c_str(), target, sizeof target - 1) > 0 &&
         std::string_view(target).starts_with("/extlog/syslog")) {
       seen.append(target).append(" is open, ");
+      EXPECT_EQ(fcntl(std::stoi(number), F_GETFD), FD_CLOEXEC) << target;
     }
   }
+  return seen;
+}
+
+TEST_F(HistoryFile, IsOpenForThisProcessAlone) {
+  std::string seen;
+  insteadOfDying = [&] { seen = openFiles(); };
+  const std::pair<const char *, int (*)()> rows[] = {
+      {"fwrite", InitHistoryDatFile}, {"fread", InitHistoryDataCache}, {"fread", query}};
+  for (const auto &[call, work] : rows) {
+    seen.clear();
+    const FailCall moment(call, 1, EIO, Strike::kKill);
+    work();
+    EXPECT_EQ(seen, kDataFile + " is open, ") << call;
+  }
+  insteadOfDying = {};
+}
+
+// The recorder's folder at one moment of a rewrite: what this process has open there, and what is in place.
+std::string lookAround() {
+  std::string seen = openFiles();
   // A clear that finds its way in here would have its removed file brought back by the rename.
   std::thread([] { EXPECT_EQ(pthread_mutex_trylock(HistoryDataRing->lock), EBUSY); }).join();
   const std::string image = cacheBytes();
@@ -235,29 +298,20 @@ BOARD_TEST(PowerCut, FailingCallsLeaveNoFileOrAWholeOne) {
   ASSERT_EQ(historyDataInit(), 0);
   ASSERT_EQ(board.sample(), 0);
   sensors.calls.reserve(1000);
-  const std::pair<std::string_view, std::vector<int>> rows[] = {
-  // the results by the number of the failing call
-#ifndef VEXORA_SANITIZED
-      {kAnyAllocation, {}},  // the C library's own, not all of which matter
-#endif
-      {"fopen", {-1}},      {"fwrite", {-1, -1}},
-      {"fflush", {-1, -1}}, {"fsync", {-1, 0}},  // once the new file has its name, nothing takes it back
-      {"fclose", {-1}},     {"rename", {-1}},
-      {"open", {0}},        {"close", {0}}};
-  for (const auto &[call, results] : rows) {
+  const auto failIn = [&](std::string_view call, const std::vector<int> &results) {
     int result = -1;
     const int descriptors = openDescriptors();
-    const HeapWatch heap;
     const auto sample = [&] {
       board.clock.advance(kHour);
       result = board.sample();
     };
-    const auto check = [&, &expected = results, name = call](unsigned n) {
-      SCOPED_TRACE(testing::Message() << name << ' ' << n);
-      EXPECT_EQ(result, expected.empty() ? result : expected.at(n - 1));
+    const auto check = [&](unsigned n) {
+      SCOPED_TRACE(testing::Message() << call << ' ' << n);
+      EXPECT_EQ(result, results.empty() ? result : results.at(n - 1));
       const bool stored = result == 0;
       EXPECT_EQ(board.log.take(), stored ? kNoReports : (std::vector{kNotWritten, kGivenUp}));
       EXPECT_EQ(exists(kDataFile), stored);
+      EXPECT_TRUE(results.empty() || exists(kTemporaryFile) == (!stored && call != "fopen"));
       EXPECT_TRUE(!stored || read(kDataFile) == cacheBytes());
       EXPECT_EQ(RecTmpData.sensor_3009.samples, stored ? 0U : 1U);
       EXPECT_EQ(openDescriptors(), descriptors);
@@ -269,13 +323,28 @@ BOARD_TEST(PowerCut, FailingCallsLeaveNoFileOrAWholeOne) {
     };
     const unsigned failures = failEach(call, EIO, sample, check);
     EXPECT_TRUE(results.empty() ? failures > 0 : failures == results.size()) << call;
+  };
+  failIn("fopen", {-1});  // once before the heap is watched: what C library and test framework make and keep
+  const std::pair<std::string_view, std::vector<int>> rows[] = {
+  // the results by the number of the failing call
 #ifndef VEXORA_SANITIZED
-    EXPECT_EQ(heap.growth(), 0);
+      {kAnyAllocation, {}},  // the C library's own, not all of which matter
+#endif
+      {"fwrite", {-1, -1}}, {"fflush", {-1, -1}}, {"fsync", {-1, 0}},  // the new file, once it has its name, stays
+      {"fclose", {-1}},     {"rename", {-1}},     {"open", {0}},      {"close", {0}}};
+  for (const auto &[call, results] : rows) {
+    const HeapWatch heap;
+    failIn(call, results);
+#ifndef VEXORA_SANITIZED
+    EXPECT_EQ(heap.growth(), 0) << call;
 #endif
   }
-  const FailCall interrupted("fsync", 1, EINTR);
-  board.clock.advance(kHour);
-  EXPECT_EQ(board.sample(), 0);
+  // Interrupted, or refused by a medium that can't be synced.
+  for (const int error : {EINTR, EINVAL, ENOSYS}) {
+    const FailCall notSynced("fsync", 1, error);
+    board.clock.advance(kHour);
+    EXPECT_EQ(board.sample(), 0) << error;
+  }
 }
 
 TEST(PowerCut, AWriterKilledBeforeAnyCallLeavesTheOldImageOrTheNew) {

@@ -27,6 +27,12 @@ struct PlatformMessage {
   bool operator==(const PlatformMessage &) const = default;
 };
 
+template <typename Stream>
+Stream &operator<<(Stream &stream, const PlatformMessage &message) {
+  stream << (message.maintenance ? "maintenance " : "") << message.level << " \"" << message.text << '"';
+  return stream;
+}
+
 // Puts LINE for the source line, different in every version, that a message tells first of all numbers, also where it
 // tells it again.
 std::string withoutLine(std::string text);
@@ -71,9 +77,3 @@ class InHarness {
 };
 
 }  // namespace vexora::test
-
-template <typename Stream>
-Stream &operator<<(Stream &stream, const vexora::test::PlatformMessage &message) {
-  stream << (message.maintenance ? "maintenance " : "") << message.level << " \"" << message.text << '"';
-  return stream;
-}
