@@ -24,24 +24,29 @@ void dropCache() {
   HistoryDataRing = nullptr;
 }
 
-/// Reads the data file into the cache, reporting what is wrong with it.
-ReadResult loadCache(vexora::Stream file) {
-  const ReadResult result = readImage(file.get(), *HistoryDataRing);
+/// Reads the data file into the cache; reports what is wrong with it. Only a whole image gives the ring its header, but
+/// the slots may be partly overwritten by any.
+bool loadCache(vexora::Stream file, vexora_ringlist &ring) {
+  Header header{};
+  const ReadResult result = readImage(file.get(), header, ring.storage);
   file.reset();
   switch (result) {
     case ReadResult::NoHeader:
       HISTORY_REPORT(vexora::kReportFailure, "Read History Dat File Head Fail, Reinit History Dat File");
-      break;
+      return false;
     case ReadResult::ForeignHeader:
       HISTORY_REPORT(vexora::kReportFailure, "History Dat File Head Param Error, Reinit History Dat File");
-      break;
+      return false;
     case ReadResult::NoSlots:
       HISTORY_REPORT(vexora::kReportFailure, "Read History Dat File Data Fail, Reinit History Dat File");
-      break;
+      return false;
     case ReadResult::Whole:
       break;
   }
-  return result;
+  ring.head = header.head;
+  ring.tail = header.tail;
+  ring.count = header.count;
+  return true;
 }
 
 }  // namespace
@@ -63,10 +68,9 @@ int InitHistoryDataCache() {
     dropCache();
     return -1;
   }
-  if (loadCache(std::move(file)) == ReadResult::Whole) {
+  if (loadCache(std::move(file), *HistoryDataRing)) {
     return 0;
   }
-  // A failed read may have filled part of the slots: empty the cache as the new file is empty.
   if (InitHistoryDatFile() != 0 || vexora_ringlist_flush(HistoryDataRing) != 0) {
     dropCache();
     return -1;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The history data file: 20 bytes of header and 8760 slots of 28 bytes, all little-endian. There is
-// no checksum; what a file says of its shape is the only proof that it is one.
+// no checksum: the header check is the only one.
 
 #include "history/data_file.h"
 
@@ -30,17 +30,6 @@ ReadResult readImage(std::FILE *file, Header &header, void *slots) {
     return ReadResult::ForeignHeader;
   }
   return std::fread(slots, kSlotsSize, 1, file) == 1 ? ReadResult::Whole : ReadResult::NoSlots;
-}
-
-ReadResult readImage(std::FILE *file, vexora_ringlist &ring) {
-  Header header{};
-  const ReadResult result = readImage(file, header, ring.storage);
-  if (result == ReadResult::Whole) {
-    ring.head = header.head;
-    ring.tail = header.tail;
-    ring.count = header.count;
-  }
-  return result;
 }
 
 WriteResult writeImage(std::FILE *file, const vexora_ringlist &ring) {

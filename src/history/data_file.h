@@ -21,6 +21,7 @@ inline constexpr const char *kTemporaryFile = "/extlog/syslog/tmp_history_data.d
 
 inline constexpr std::uint32_t kRecordSize = 28;
 inline constexpr std::uint32_t kCapacity = 365 * 24;
+inline constexpr std::uint32_t kHourSeconds = 3600;
 
 // The file is an image of memory: the ring's first five fields, then its storage.
 inline constexpr std::size_t kHeaderSize = 20;
@@ -43,7 +44,7 @@ RingList makeRing();
 
 enum class ReadResult { Whole, NoHeader, ForeignHeader, NoSlots };
 
-/// The first five fields of a ring, as they stand in the file.
+/// The first five fields of a ring, as the file has them.
 struct Header {
   std::uint32_t head;
   std::uint32_t tail;
@@ -53,12 +54,8 @@ struct Header {
 };
 static_assert(sizeof(Header) == kHeaderSize);
 
-/// Reads an image's header and slots.
+/// Reads and checks an image's header, then reads its slots.
 ReadResult readImage(std::FILE *file, Header &header, void *slots);
-
-/// Reads an image into a ring. The header has to prove itself before it reaches the ring; the slots
-/// may be partly overwritten unless the result is Whole.
-ReadResult readImage(std::FILE *file, vexora_ringlist &ring);
 
 enum class WriteResult { Whole, HeaderFailed, SlotsFailed };
 

@@ -22,8 +22,6 @@ using namespace vexora::history;
 
 namespace {
 
-constexpr std::uint32_t kHourSeconds = 3600;
-
 /// The data file's content, read for one query into memory that no other thread sees.
 class Records {
  public:
@@ -51,7 +49,7 @@ class Records {
     return slot(vexora::slotAfter(header_.head, age, kCapacity));
   }
 
-  /// The records from a position on that stand one after the other, up to the newest or the last slot.
+  /// The records from a position on that lie in one run of slots, up to the newest or the last slot.
   [[nodiscard]] std::span<const std::byte> runFrom(std::int32_t position) const {
     const std::byte *const first = at(position);
     const auto untilWrap = static_cast<std::size_t>(slots_.get() + kSlotsSize - first);
@@ -87,18 +85,10 @@ std::int32_t firstPosition(const Records &records, std::uint32_t start) {
     return 0;
   }
   const std::int32_t last = records.count() - 1;
-  const std::uint32_t estimate = (start - oldest) / kHourSeconds + 1;
-  std::int32_t position = 0;
-  if (estimate > static_cast<std::uint32_t>(last) || last < 0) {
-    position = last;
-    if (position <= 1) {
-      return position;
-    }
-  } else {
-    position = static_cast<std::int32_t>(estimate);
-    if (position == 1) {
-      return position;
-    }
+  const auto estimate = static_cast<std::int32_t>((start - oldest) / kHourSeconds + 1);
+  std::int32_t position = std::min(estimate, last);
+  if (position <= 1) {
+    return position;
   }
   while (position > 0 && start < records.timeAt(position - 1)) {
     --position;

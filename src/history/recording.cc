@@ -35,7 +35,6 @@ namespace {
 constexpr int kSensor3009 = 0x3009;
 constexpr int kSensor7000 = 0x7000;
 constexpr int kNoHourYet = 24;
-constexpr std::uint32_t kHourSeconds = 3600;
 
 /// What the recorder remembers between samples beside the exported statistics. One thread samples.
 struct RecorderState {
@@ -47,7 +46,7 @@ struct RecorderState {
 constinit RecorderState state;
 
 /// Drops the fraction. A number outside the range becomes its nearest bound and a NaN 0, as the
-/// target's own conversion has it.
+/// target's own conversion does it.
 std::int32_t truncateToInt(double value) {
   using Limits = std::numeric_limits<std::int32_t>;
   if (std::isnan(value)) {
@@ -201,7 +200,8 @@ Sample takeSample(std::time_t &now, std::tm &local) {
   }
   now = std::time(nullptr);
   tzset();
-  if (localtime_r(&now, &local) == nullptr) {
+  // time() fails beyond what time_t holds; a record of that "time" would make every later one look early.
+  if (now == -1 || localtime_r(&now, &local) == nullptr) {
     return Sample::kNoTime;
   }
   if (!state.started) {

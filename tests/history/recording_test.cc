@@ -176,15 +176,19 @@ BOARD_TEST(History, LosesOnlyTheSampleWhenASensorFails) {
 
 BOARD_TEST(History, SaysSoWhenThereIsNoLocalTime) {
   ASSERT_EQ(historyDataInit(), 0);
-  int result = 0;
-  localTimeFails = true;
-  const std::string output = capturedOutput([&] { result = board.sample(); });
-  localTimeFails = false;
-  EXPECT_EQ(result, -1);
-  EXPECT_EQ(withoutLine(output), "Localtime return null func:historyDataRecord line:LINE\n");
-  EXPECT_EQ(sensors.calls.size(), 0U);
-  EXPECT_EQ(sensors.unloads, 1);
-  EXPECT_EQ(RecTmpData.last_record_hour, 0);
+  for (const std::time_t now : {kNoon, std::time_t{-1}}) {  // -1: a clock beyond what the C library's time holds
+    int result = 0;
+    localTimeFails = now == kNoon;
+    board.clock.set(now);
+    sensors.unloads = 0;
+    const std::string output = capturedOutput([&] { result = board.sample(); });
+    localTimeFails = false;
+    EXPECT_EQ(result, -1) << now;
+    EXPECT_EQ(withoutLine(output), "Localtime return null func:historyDataRecord line:LINE\n") << now;
+    EXPECT_EQ(sensors.calls.size(), 0U) << now;
+    EXPECT_EQ(sensors.unloads, 1) << now;
+    EXPECT_EQ(RecTmpData.last_record_hour, 0) << now;
+  }
 }
 
 BOARD_TEST(History, GivesUpTheFileButNotTheSamplesWhileTheClockIsSetBack) {
