@@ -44,6 +44,9 @@ BOARD_TEST(History, FirstSampleOfAProcessClosesARecord) {
   const vexora_history_hour nextHour{{}, {}, 18};
   EXPECT_EQ(std::memcmp(&RecTmpData, &nextHour, sizeof nextHour), 0);
   EXPECT_EQ(sensors.calls, (decltype(sensors.calls){{0x3009, 0.0, 1}, {0x7000, 0.0, 1}}));
+  setenv("TZ", "XYZ-3", 1);  // as an operator changes it under a running daemon
+  EXPECT_EQ(board.sampleAt(kNoon + kHour, 0, 0), 0);
+  EXPECT_EQ(newestRecord().hour, 16);
   EXPECT_EQ(board.log.take(), kNoReports);
 }
 
@@ -100,30 +103,51 @@ BOARD_TEST(History, ClosesTheHourWithTheFirstSampleOfTheNext) {
   EXPECT_EQ(figures(newestRecord().sensor_7000), (Figures{23'332, 0xFFFF, 4464}));
 }
 
+// Neither that the hour in progress has its first samples, nor that the process has its first record.
+BOARD_TEST(History, ASecondStartForgetsOnlyTheExportedStatistics) {
+  start(board);
+  board.sampleAt(kNoon, 40, 40);
+  ASSERT_EQ(historyDataInit(), 0);
+  EXPECT_EQ(board.sampleAt(kNoon + 12 * kHour, 30, 30), 0);
+  EXPECT_EQ(progress(RecTmpData.sensor_3009), (Figures{1, 30, 30, 0}));
+  EXPECT_EQ(progress(RecTmpData.sensor_7000), (Figures{1, 30, 30, 0}));
+  EXPECT_EQ(HistoryDataRing->count, 1U) << "midnight is the hour of the last record now";
+}
+
 TEST(History, MergesWithARecordOfTheSameHourAfterARestart) {
   struct Row {
-    std::time_t age;  // of the newest record at the first sample
+    std::time_t now;
+    std::time_t age;  // of the newest record
     std::uint16_t hour;
     bool merged;
   };
-  const Row rows[] = {{0, 12, true}, {3599, 12, true}, {3600, 12, false}, {600, 11, false}};
+  constexpr std::time_t kNow = kNoon + 1800;
+  constexpr auto kBeyondSigned = static_cast<std::time_t>(0x80000001);
+  const Row rows[] = {{kNow, 0, 12, true},
+                      {kNow, 3599, 12, true},
+                      {kNow, 3600, 12, false},
+                      {kNow, 600, 11, false},
+                      {kBeyondSigned, 3600, 12, false}};
   for (const Row &row : rows) {
-    SCOPED_TRACE(testing::Message() << "age " << row.age << ", hour " << row.hour);
+    SCOPED_TRACE(testing::Message() << row.now << ", age " << row.age << ", hour " << row.hour);
     clearRoot();
     Image image = hourly(2, kNoon - 48 * kHour);
-    Record newest = recordAt(kNoon + 1800 - row.age);
+    Record newest = recordAt(row.now);
+    newest.query_time -= static_cast<std::uint32_t>(row.age);
+    newest.time = 0xFFFFFFFF;  // which nothing compares
     newest.sensor_3009 = {20, 22, 18};
-    newest.sensor_7000 = {0xFFFE, 7, 0xFFFB};
+    newest.sensor_7000 = {0xFFFE, 0x8007, 0xFFFB};
     newest.hour = row.hour;
     image.push(newest);
     write(kDataFile, image.bytes());
     inFreshProcess([&]() noexcept {
       Board board;
       ASSERT_EQ(historyDataInit(), 0);
-      EXPECT_EQ(board.sampleAt(kNoon + 1800, 25, 5), 0);
-      Record expected = recordAt(kNoon + 1800);
+      EXPECT_EQ(board.sampleAt(row.now, 25, 5), 0);
+      Record expected = recordAt(row.now);
       expected.sensor_3009 = row.merged ? vexora_history_statistics{22, 25, 18} : vexora_history_statistics{25, 25, 25};
-      expected.sensor_7000 = row.merged ? vexora_history_statistics{0x8001, 7, 5} : vexora_history_statistics{5, 5, 5};
+      expected.sensor_7000 =
+          row.merged ? vexora_history_statistics{0x8001, 0x8007, 5} : vexora_history_statistics{5, 5, 5};
       if (row.merged) {
         image.slots[2] = expected;
       } else {
