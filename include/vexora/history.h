@@ -70,7 +70,7 @@ VEXORA_API int InitHistoryDatFile(void);
 /** Loads the data file into a new cache, creating a missing file and replacing a damaged one.
  *
  * A cache loaded before is freed. A file that is short or carries foreign header values is replaced
- * by an empty history and is no error; bytes behind the image are ignored.
+ * by an empty history and is no error; bytes after the image are ignored.
  *
  * @return 0; -1 when a missing file cannot be created (the cache stays as it was), or when memory
  *         is short, the file cannot be opened for reading or a damaged one not be replaced (the
@@ -96,14 +96,14 @@ VEXORA_API int historyDataInit(void);
  * do not fit a signed 32-bit number count as its nearest bound, and one that is no number as 0.
  *
  * @return 0 after a sample, also when the sensors could not be read, and while a query or clear is
- *         busy; -1 when the local time cannot be had, or when a record could not be stored: the
+ *         busy; -1 when the local time is not available, or when a record could not be stored: the
  *         data file is then removed, cache and statistics stay, and the next call tries again.
  *
  * One thread samples; queries and clears may come from others. Blocks for the file's rewrite.
  */
 VEXORA_API int historyDataRecord(void);
 
-/** Tells how many records the cache holds.
+/** Reports how many records the cache holds.
  *
  * @param count  receives the number; must be valid.
  * @return 0; -1 when there is no cache: `count` is then untouched.
@@ -112,8 +112,8 @@ VEXORA_API int getHistoryDataNum(uint32_t *count);
 
 /** Reads the records of a time range from the data file.
  *
- * @param out    receives the entries, packed one after the other; NULL is refused. The room is not
- *               known here: the caller provides for every record in the range, at most 8760 entries
+ * @param out    receives the entries, packed one after the other; NULL is refused. Its size is not
+ *               known here: it has to hold every record in the range, at most 8760 entries
  *               (192,720 bytes for types 0 and 1, 245,280 for type 4).
  * @param type   0: sensor 0x3009 and times, 22 bytes; 1: sensor 0x7000 and times, 22 bytes; 4: the
  *               whole record, 28 bytes. Others are refused.
@@ -126,7 +126,8 @@ VEXORA_API int getHistoryDataNum(uint32_t *count);
  * @return the bytes written to `out`; -1 when an argument is refused or the file is missing,
  *         damaged or cannot be read, or memory is short (`out` and `count` are then untouched).
  *
- * Safe from any thread. getHistoryDataFlag is 1 while it reads the file.
+ * Safe from any thread. getHistoryDataFlag is 1 while it reads the file; of two queries at the same time, the first to
+ * end clears it for both. Each answers one image, whole, even when the file is replaced or removed meanwhile.
  */
 VEXORA_API int getHistoryData(void *out, uint32_t type, uint32_t start, uint32_t end, uint32_t *count);
 
@@ -142,13 +143,13 @@ VEXORA_API int clearHistoryData(void);
  * Requests: {0} asks for the number of records, {1, type, start (4 bytes), end (4 bytes)} for
  * records as getHistoryData gives them, {2} clears the history. An answer begins with an IPMI
  * completion code: 0x00; 0xC7 when the length does not fit the request; 0xC9 for another first
- * byte; 0xCC when the call behind it failed. After 0x00 a count answers with the number (4 bytes),
+ * byte; 0xCC when the call that it leads to failed. After 0x00 a count answers with the number (4 bytes),
  * a query with the number of entries (4 bytes) and the entries.
  *
  * @param request         the request; NULL is refused. With length 0 the answer is 0xC7.
  * @param request_length  its bytes.
- * @param response        receives the answer; NULL is refused. A query needs 5 bytes and the
- *                        entries' room; on failure only the first byte is part of the answer.
+ * @param response        receives the answer; NULL is refused. A query needs 5 bytes and
+ *                        those of its entries; on failure only the first byte is part of the answer.
  * @return the answer's length in bytes; 0 when a pointer is NULL: nothing is written then.
  */
 VEXORA_API int VexoraHistoryRecordDataOper(const uint8_t *request, uint32_t request_length, uint8_t *response);

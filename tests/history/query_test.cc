@@ -194,6 +194,7 @@ TEST_F(HistoryQuery, CommandAnswersWithCompletionCodes) {
                  {"\xFF\4" + range, "\xC9"},
                  {"\1\2" + range, "\xCC"},
                  {"\1\4" + backward, "\xCC"},
+                 {"\1\4" + std::string("\1\0\0\0\2\0\0\0", 8), std::string(5, '\0')},
                  {count, std::string("\0\x38\x22\0\0", 5)},
                  {"\1\4" + range, std::string("\0\1\0\0\0", 5) + entry},
                  {std::string("\1\0", 2) + range, std::string("\0\1\0\0\0", 5) + entry.substr(6)},
