@@ -16,7 +16,8 @@ extern "C" {
  * Pipes are opened read-write on both sides, so opening never waits for a partner. A record is at most
  * VEXORA_PIPE_RECORD_MAX bytes and goes out in one write, so records of several writers never mix. Failures are told on
  * standard output or through the platform's debug output; bad arguments are refused silently. All calls are safe from
- * any thread, and no signal makes one fail. */
+ * any thread, and no signal makes one fail. Descriptors of pipes are not close-on-exec: a program that the process
+ * starts inherits them, and so keeps a pipe open, unless the caller sets FD_CLOEXEC. */
 
 /** Longest record that can be written, in bytes. */
 #define VEXORA_PIPE_RECORD_MAX 1025
@@ -24,7 +25,8 @@ extern "C" {
 /** Makes a FIFO, mode 0777 reduced by the umask, unless its path exists already.
  *
  * @param path  the FIFO's path; NULL is refused.
- * @return 0 when it was made, or when anything at all exists there; -1 when it could not be made.
+ * @return 0 when it was made, or when anything at all exists there; -1 when it could not be made, also when the path is
+ *         a link that leads nowhere.
  */
 VEXORA_API int vexora_create_pipe(const char *path);
 

@@ -53,8 +53,9 @@ int vexora_create_pipe(const char *path) {
   if (path == nullptr) {
     return -1;
   }
-  // Of two first senders, one finds that the other has just made the pipe.
-  if (exists(path) || mkfifo(path, kPipeMode) == 0 || errno == EEXIST) {
+  // Of two first senders, one finds that the other has just made the pipe. A link that leads nowhere is in the way too,
+  // but is no pipe.
+  if (exists(path) || mkfifo(path, kPipeMode) == 0 || (errno == EEXIST && exists(path))) {
     return 0;
   }
   std::printf("Could not create pipe : %s\n", path);
@@ -122,7 +123,7 @@ int vexora_writepipe(const char *path, const void *data, unsigned size) {
   if (path == nullptr || data == nullptr || size > VEXORA_PIPE_RECORD_MAX) {
     return -1;
   }
-  if (!exists(path) && vexora_create_pipe(path) != 0) {
+  if (vexora_create_pipe(path) != 0) {
     IPC_REPORT("Unable to create pipe %s --------------- %s %s %d\n", path, kIpcModule, __func__, __LINE__);
     return -1;
   }

@@ -44,6 +44,11 @@ Outcome reported(const std::string &text, const std::string &output = "") {
   return {-1, output, {{130, "[" + kModule + ":LINE]" + text}}};
 }
 
+// What vexora_writepipe reports.
+Outcome unwritten(const std::string &text, const std::string &output = "") {
+  return reported(text + kModule + " vexora_writepipe LINE\n", output);
+}
+
 class Pipes : public ChannelTest {
  protected:
   void SetUp() override {
@@ -76,6 +81,15 @@ TEST_F(Pipes, CreationMakesAFifoOrLeavesWhateverExists) {
   EXPECT_EQ(read("/var/file"), "kept");
   EXPECT_EQ(outcome(vexora_create_pipe, kNoFolder), (Outcome{-1, "Could not create pipe : /var/none/pipe\n"}));
   EXPECT_EQ(outcome(vexora_create_pipe, nullptr), Outcome{-1});
+  for (const char *target : {"/var/none", "/var/link"}) {  // nowhere, and to itself
+    ASSERT_EQ(symlink(target, "/var/link"), 0);
+    const std::string unmade = "Could not create pipe : /var/link\n";
+    EXPECT_EQ(outcome(vexora_create_pipe, "/var/link"), (Outcome{-1, unmade})) << target;
+    EXPECT_EQ(outcome(vexora_writepipe, "/var/link", "x", 1),
+              unwritten("Unable to create pipe /var/link --------------- ", unmade))
+        << target;
+    remove("/var/link");
+  }
   const FailCall lookedTooEarly("access", 1, ENOENT);  // of two first senders the later finds the pipe
   EXPECT_EQ(outcome(vexora_create_pipe, kPipe), Outcome{});
   EXPECT_TRUE(lookedTooEarly.struck());
@@ -174,21 +188,18 @@ TEST_F(Pipes, RecordsGoOutWholeInOneWrite) {
 }
 
 TEST_F(Pipes, WritingReportsEachFailureAndByPathMakesAMissingFifo) {
-  const auto failed = [](const std::string &text, const std::string &output = "") {
-    return reported(text + kModule + " vexora_writepipe LINE\n", output);
-  };
   EXPECT_EQ(
       outcome(vexora_writepipe, kNoFolder, "x", 1),
-      failed("Unable to create pipe /var/none/pipe --------------- ", "Could not create pipe : /var/none/pipe\n"));
+      unwritten("Unable to create pipe /var/none/pipe --------------- ", "Could not create pipe : /var/none/pipe\n"));
   placeUnopenable(kPipe);
   EXPECT_EQ(outcome(vexora_writepipe, kPipe, "x", 1),
-            failed("Unable to open the command pipe::/var/pipe --------------"));
+            unwritten("Unable to open the command pipe::/var/pipe --------------"));
   EXPECT_TRUE(exists(kPipe)) << "only opening removes";
   remove(kPipe);
   EXPECT_EQ(outcome(vexora_writepipe, kPipe, "lost", 4), Outcome{});
   const PipeOwner pipe(kPipe);
   const FailCall fault("write", 1, EIO);
-  EXPECT_EQ(outcome(vexora_writepipe, kPipe, "x", 1), failed("Unable to write into /var/pipe pipe ---------------"));
+  EXPECT_EQ(outcome(vexora_writepipe, kPipe, "x", 1), unwritten("Unable to write into /var/pipe pipe ---------------"));
   pipe.fill();
   for (const int fd : {kNoDescriptor, pipe.fd()}) {
     EXPECT_EQ(outcome(vexora_writepipe_with_fd, fd, "x", 1), (Outcome{-1, "Unable to write into pipe\n"}));
