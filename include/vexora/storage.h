@@ -93,15 +93,16 @@ VEXORA_API int vexora_json_write_2_file_with_crc32_check(const char *path, struc
  *
  * @param path  the file; NULL is refused.
  * @return its last VEXORA_FILE_TAIL_MAX bytes, all of a shorter file, and a terminator, which the caller releases with
- *         free(); zeros where bytes can't be read, so that an empty or unreadable file gives an empty text. NULL when
- * it can't be opened or has no end to seek, as a pipe; or when memory is short, which is told through the platform's
- * debug output.
+ *         free(); zeros where bytes can't be read, so that an empty or unreadable file, or a folder, gives an empty
+ *         text. NULL when it can't be opened or has no position, as a pipe; or when memory is short, which is reported
+ *         through the platform's debug output.
  *
  * Opening a pipe waits for a writer.
  */
 VEXORA_API char *fileread(const char *path);
 
-/** Makes a folder, mode 0755 reduced by the umask, unless anything exists at its path.
+/** Makes a folder, mode 0755 reduced by the umask, unless anything exists at its path, by the process's effective
+ *  rights.
  *
  * @param path  the folder, whose parent must exist; NULL is refused.
  * @return 0 when something is there; -1 when it can't be made, which is told through the platform's debug output.

@@ -65,8 +65,10 @@ class RegularFiles {
     if (entry.d_type != DT_UNKNOWN) {
       return entry.d_type == DT_REG;
     }
-    struct stat status {};
-    return fstatat(dirfd(folder_.get()), entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(status.st_mode);
+    // Asks for the type alone: fstatat() refuses what is dated past 2038 where the C library's times have 32 bits.
+    struct statx status;
+    return statx(dirfd(folder_.get()), entry.d_name, AT_SYMLINK_NOFOLLOW, STATX_TYPE, &status) == 0 &&
+           S_ISREG(status.stx_mode);
   }
 
   std::unique_ptr<DIR, CloseFolder> folder_;

@@ -4,8 +4,6 @@
 // processor's order, and the text. There is no magic, no version and no length, so the checksum is the only proof that
 // a file is one, and the file's size tells the text's.
 
-#include <sys/stat.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -13,6 +11,7 @@
 #include <cstring>
 #include <limits>
 
+#include "base/file_size.h"
 #include "base/owners.h"
 #include "base/report.h"
 #include "firmware/checksum.h"
@@ -46,15 +45,14 @@ Stream openUnbuffered(const char *path, const char *mode) {
 /// Finds out how long a file's text is; false when there is none, or more than memory or a checksum can take. What has
 /// no size is thereby never opened, which for a pipe would mean to wait for a writer.
 bool textLength(const char *path, Envelope envelope, std::size_t &length) {
-  struct stat status {};
-  if (stat(path, &status) != 0 || status.st_size <= static_cast<off_t>(headerSize(envelope))) {
+  const std::uint64_t size = vexora::fileSize(path).value_or(0);
+  if (size <= headerSize(envelope)) {
     return false;
   }
-  const std::uint64_t size = static_cast<std::uint64_t>(status.st_size) - headerSize(envelope);
-  const bool fits = size < std::numeric_limits<std::size_t>::max() &&
-                    (envelope == Envelope::None || size <= std::numeric_limits<unsigned>::max());
-  length = fits ? static_cast<std::size_t>(size) : 0;
-  return fits;
+  const std::uint64_t text = size - headerSize(envelope);
+  length = static_cast<std::size_t>(text);
+  return text < std::numeric_limits<std::size_t>::max() &&
+         (envelope == Envelope::None || text <= std::numeric_limits<unsigned>::max());
 }
 
 char *readText(const char *path, Envelope envelope) {
@@ -117,7 +115,9 @@ char *fileread(const char *path) {
   if (!file) {
     return nullptr;
   }
-  const off_t size = fseeko(file.get(), 0, SEEK_END) == 0 ? ftello(file.get()) : -1;
+  // Without an end to seek, as a folder on some file systems, there is still a position, at the beginning.
+  static_cast<void>(fseeko(file.get(), 0, SEEK_END));
+  const off_t size = ftello(file.get());
   if (size < 0) {
     return nullptr;
   }

@@ -78,6 +78,9 @@ TEST_F(Files, TailOfAFileOfAnySize) {
   }
   ASSERT_EQ(truncate(kFile, off_t{5} << 30), 0);
   EXPECT_EQ(text(fileread(kFile)) + text(fileread(nullptr)), "no block");
+  const PipeOwner pipe("/var/pipe");
+  EXPECT_EQ(fileread("/var/pipe"), nullptr) << "no position";
+  EXPECT_EQ(text(fileread("/var")) + text(fileread("/proc")) + text(fileread("/dev/zero")), "") << "no end to seek";
 }
 
 TEST_F(Files, FaultsGiveNothingOrWhatTheReaderRefuses) {
@@ -88,10 +91,11 @@ TEST_F(Files, FaultsGiveNothingOrWhatTheReaderRefuses) {
   };
   const auto reading = [&] { block = kReadGuarded(kFile); };
   const auto readingTail = [&] { block = fileread(kFile); };
-  for (const char *call : {"stat", "fopen", "fread"}) {
+  for (const char *call : {"statx", "fopen", "fread"}) {
     EXPECT_GT(failEach(call, EIO, reading, expect("no block")), 0U) << call;
     EXPECT_EQ(text(block), "123456789");
   }
+  EXPECT_EQ(failEach("stat", EOVERFLOW, reading, expect("dated past 2038")), 0U);
   EXPECT_EQ(failEach("fread", EIO, readingTail, expect("")), 1U);
   EXPECT_EQ(text(block), kGuarded);
 #ifndef VEXORA_SANITIZED
@@ -124,6 +128,15 @@ TEST_F(Files, FoldersAndLogs) {
   const Messages notMade = {{132, "[libvexora_basefunction:LINE]Creation dir: /var/no/%s Failed"}};
   const Messages notOpened = {{130, "[libvexora_fileoperator:LINE]Error in open /var/%s, errno=21\n"}};
   EXPECT_EQ(outcome(createIfNotExists, "/var/no/%s"), (Outcome{-1, "", notMade}));
+  for (const auto &[call, error] : {std::pair{"access", EACCES}, {"stat", EOVERFLOW}}) {
+    write("/var/log", "kept by a look with the real user's rights, or with 32 bits for times past 2038");
+    EXPECT_EQ(failEach(
+                  call, error, [] { EXPECT_EQ(createIfNotExists("/dev/null") + vexora_delete_logfile("/var/log"), 0); },
+                  [](unsigned) {}),
+              0U)
+        << call;
+    EXPECT_EQ(read("/var/log"), "") << call;
+  }
   umask(0);
   EXPECT_EQ(createIfNotExists("/var/%s") + createIfNotExists("/var/%s") + createIfNotExists("/dev/null"), 0);
   EXPECT_EQ(std::filesystem::status("/var/%s").permissions(), std::filesystem::perms(0755));

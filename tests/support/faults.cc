@@ -130,6 +130,8 @@ INTERPOSE(int, rename, "rename", (const char *from, const char *to), (from, to),
 INTERPOSE(int, remove, "remove", (const char *path), (path), noexcept, -1)
 INTERPOSE(int, access, "access", (const char *path, int mode), (path, mode), noexcept, -1)
 INTERPOSE(int, stat64, "stat", (const char *path, struct stat64 *out), (path, out), noexcept, -1)
+INTERPOSE(int, statx, "statx", (int fd, const char *path, int flags, unsigned mask, struct statx *out),
+          (fd, path, flags, mask, out), noexcept, -1)
 
 int pthread_mutex_init(pthread_mutex_t *mutex, const pthread_mutexattr_t *attributes) noexcept {
   static auto *const real = original(&pthread_mutex_init, "pthread_mutex_init");

@@ -10,8 +10,9 @@
 //            [&](unsigned n) { EXPECT_EQ(read(kFile), before) << "write " << n; });
 //
 // Calls known by name: open, fopen, fread, fwrite, fflush, fclose, fsync, close, read, write, rename, remove, stat,
-// access, opendir, readdir, malloc, calloc, realloc, pthread_mutex_init. A name covers the variants that one source
-// word compiles to (64-bit offsets, fortified forms). The three heap calls exist only in builds without sanitizers.
+// statx, access, opendir, readdir, malloc, calloc, realloc, pthread_mutex_init. A name covers the variants that one
+// source word compiles to (64-bit offsets, fortified forms). The three heap calls exist only in builds without
+// sanitizers.
 #pragma once
 
 #include <climits>
