@@ -19,15 +19,15 @@ using Command = std::unique_ptr<std::FILE, WaitForCommand>;
 
 inline Command startCommand(const char *command) { return Command(popen(command, "re")); }
 
-/// Reads at most `size` bytes, up to a newline when asked to stop there. Signals don't end it, zero bytes count like
-/// any other; less than asked for means that the output ended.
-inline std::size_t readOutput(std::FILE *output, char *buffer, std::size_t size, bool stopAtNewline) {
+/// Reads at most `size` bytes, and none after a `delimiter`. Signals don't end it, zero bytes count like any other;
+/// less than asked for means that the output ended.
+inline std::size_t readOutput(std::FILE *output, char *buffer, std::size_t size, int delimiter = EOF) {
   std::size_t length = 0;
   while (length < size) {
     const int character = std::getc(output);
     if (character != EOF) {
       buffer[length++] = static_cast<char>(character);
-      if (stopAtNewline && character == '\n') {
+      if (character == delimiter) {
         break;
       }
     } else if (std::ferror(output) != 0 && errno == EINTR) {

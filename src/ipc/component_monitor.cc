@@ -35,9 +35,25 @@ static_assert(offsetof(Command, instance) == 2 && offsetof(Command, responseFlag
 
 constexpr unsigned kAllInstances = 0;
 
-int send(unsigned kind, unsigned pipeInstance, const Command &command) {
+/// False when the length is refused.
+bool build(Command &command, unsigned instance, int code, const void *data, int length, unsigned responseFlag) {
+  if (length < 0 || length > VEXORA_COMPONENT_DATA_MAX) {
+    MONITOR_REPORT("Input parameters error!\n");
+    return false;
+  }
+  command.code = static_cast<std::uint16_t>(code);
+  command.instance = static_cast<std::uint8_t>(instance);
+  command.responseFlag = responseFlag;
+  if (data != nullptr) {
+    command.dataLength = static_cast<std::uint32_t>(length);
+    std::memcpy(command.data, data, command.dataLength);
+  }
+  return true;
+}
+
+int send(const Command &command, unsigned kind, unsigned instance) {
   char pipe[64];
-  std::snprintf(pipe, sizeof pipe, "/var/compmonreq%02x%02x", kind, pipeInstance);
+  std::snprintf(pipe, sizeof pipe, "/var/compmonreq%02x%02x", kind, instance);
   if (access(pipe, F_OK) != 0) {
     MONITOR_PIPE_REPORT("Pipe %s is not exsist!\n", pipe);
     return -1;
@@ -55,32 +71,16 @@ int send(unsigned kind, unsigned pipeInstance, const Command &command) {
   return result;
 }
 
-/// Puts the command together and sends it; -1 when the length is refused.
-int buildAndSend(unsigned kind, unsigned pipeInstance, unsigned instance, int code, const void *data, int length,
-                 unsigned responseFlag) {
-  if (length < 0 || length > VEXORA_COMPONENT_DATA_MAX) {
-    MONITOR_REPORT("Input parameters error!\n");
-    return -1;
-  }
-  Command command{};
-  command.code = static_cast<std::uint16_t>(code);
-  command.instance = static_cast<std::uint8_t>(instance);
-  command.responseFlag = responseFlag;
-  if (data != nullptr && length != 0) {
-    command.dataLength = static_cast<std::uint32_t>(length);
-    std::memcpy(command.data, data, command.dataLength);
-  }
-  return send(kind, pipeInstance, command);
-}
-
 }  // namespace
 
 int VexoraSendCompMonCmdWithRespFlag(unsigned kind, unsigned instance, int command, const void *data, int length,
                                      unsigned response_flag) {
-  return buildAndSend(kind, instance, instance, command, data, length, response_flag);
+  Command built{};
+  return build(built, instance, command, data, length, response_flag) ? send(built, kind, instance) : -1;
 }
 
 int VexoraSendCompMonCmdWithMultiMode(unsigned kind, unsigned instance, int command, const void *data, int length,
                                       unsigned response_flag) {
-  return buildAndSend(kind, kAllInstances, instance, command, data, length, response_flag);
+  Command built{};
+  return build(built, instance, command, data, length, response_flag) ? send(built, kind, kAllInstances) : -1;
 }

@@ -5,7 +5,6 @@
 
 #include <sys/prctl.h>
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -40,15 +39,6 @@ constexpr std::uint8_t kOneKeyLogCollect = 0x03;
 constexpr std::size_t kSelRecordSize = 10;
 constexpr std::size_t kSelRecordOffset = 2;
 
-using QueueRequest = std::array<std::uint8_t, kQueueRequestSize>;
-using SelRecord = std::array<std::uint8_t, kSelRecordSize>;
-using IpmiMainRequest = std::array<std::uint8_t, kSelRecordOffset + kSelRecordSize>;
-using OneKeyLogRequest = std::array<std::uint8_t, kOneKeyLogRequestSize>;
-
-static_assert(sizeof(QueueRequest) == 260 && kRecordOffset + kMcaRecordSize == 260);
-static_assert(kRecordOffset + kIdlRecordSize + 36 == sizeof(QueueRequest) && kRecordOffset + kIdlTimeOffset == 12);
-static_assert(sizeof(SelRecord) == 10 && sizeof(IpmiMainRequest) == 12 && sizeof(OneKeyLogRequest) == 260);
-
 /// Seconds since the epoch as the local clock shows them: the low 32 bits of the time plus the zone's offset.
 std::uint32_t localSeconds() {
   const std::time_t now = std::time(nullptr);
@@ -66,16 +56,16 @@ int VexoraPostReqToMCA(const void *request) {
   if (request == nullptr) {
     return -1;
   }
-  QueueRequest payload{kMcaRequest};
+  std::uint8_t payload[kQueueRequestSize] = {kMcaRequest};
   std::memcpy(&payload[kRecordOffset], request, kMcaRecordSize);
-  return VexoraWriteMsgQueue(kMcaQueueKey, payload.data(), kQueueRequestSize);
+  return VexoraWriteMsgQueue(kMcaQueueKey, payload, sizeof payload);
 }
 
 int VexoraPostReqToIDL(const void *record) {
   if (record == nullptr) {
     return -1;
   }
-  QueueRequest payload{};
+  std::uint8_t payload[kQueueRequestSize] = {};
   std::memcpy(&payload[kRecordOffset], record, kIdlRecordSize);
   const std::uint8_t logType = payload[kRecordOffset];
   if (logType > kIdlTimedLog) {
@@ -85,12 +75,12 @@ int VexoraPostReqToIDL(const void *record) {
   if (logType == kIdlTimedLog) {
     storeLittle32(&payload[kRecordOffset + kIdlTimeOffset], localSeconds());
   }
-  return VexoraWriteMsgQueue(kIdlQueueKey, payload.data(), kQueueRequestSize);
+  return VexoraWriteMsgQueue(kIdlQueueKey, payload, sizeof payload);
 }
 
 int VexoraPostReqToOneKeyLog() {
-  const OneKeyLogRequest request{kOneKeyLogCollect};
-  return vexora_writepipe(kOneKeyLogPipe, request.data(), kOneKeyLogRequestSize);
+  const std::uint8_t request[kOneKeyLogRequestSize] = {kOneKeyLogCollect};
+  return vexora_writepipe(kOneKeyLogPipe, request, sizeof request);
 }
 
 int VexoraPostMuprData(const void *data, unsigned size) { return vexora_writepipe(kMuprPipe, data, size); }
@@ -99,16 +89,16 @@ int VexoraAddSELToIPMIMain(const void *record) {
   if (record == nullptr) {
     return -1;
   }
-  IpmiMainRequest request{};
+  std::uint8_t request[kSelRecordOffset + kSelRecordSize] = {};
   std::memcpy(&request[kSelRecordOffset], record, kSelRecordSize);
-  return vexora_writepipe(kIpmiMainPipe, request.data(), request.size());
+  return vexora_writepipe(kIpmiMainPipe, request, sizeof request);
 }
 
 int VexoraAddTaskFailToSEL(unsigned first, unsigned second, unsigned third) {
   static_cast<void>(prctl(PR_SET_NAME, "VexoraAddTaskFailToSEL", 0, 0, 0));
-  const SelRecord record = {
+  const std::uint8_t record[kSelRecordSize] = {
       0x20, 0x00, 0x00, 0x18, 0x02, 0x00, lowByte(first), 0x01, lowByte(second), lowByte(third),
   };
-  static_cast<void>(VexoraAddSELToIPMIMain(record.data()));
+  static_cast<void>(VexoraAddSELToIPMIMain(record));
   return 0;
 }

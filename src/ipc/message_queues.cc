@@ -23,36 +23,18 @@
 namespace {
 
 constexpr int kQueueFlags = IPC_CREAT | 0666;
-constexpr std::uint8_t kTypeMark = 0x01;
-// The payload's bytes that travel in the type, behind the mark, and are made up for by zeros at the text's end.
-constexpr std::size_t kBytesInType = 3;
+constexpr std::uint8_t kMark = 0x01;
+constexpr std::size_t kTypeSize = 4;
 constexpr std::size_t kMostText = VEXORA_QUEUE_PAYLOAD_MAX + 1;
+
+/// A message on the wire: the mark, then the payload. Its first four bytes are the type, the rest is the text.
+using Record = std::uint8_t[kTypeSize + kMostText];
 
 /// A message as the platform's calls take it.
 struct PlatformMessage {
   long type;
   std::uint8_t text[kMostText];
 };
-static_assert(offsetof(PlatformMessage, text) == sizeof(long));
-
-void pack(PlatformMessage &message, const std::uint8_t *payload, std::size_t size) {
-  std::uint8_t type[1 + kBytesInType] = {kTypeMark};
-  const std::size_t inType = std::min(size, kBytesInType);
-  std::memcpy(&type[1], payload, inType);
-  // Through 32 bits: a payload that makes a negative type there is refused on every machine.
-  message.type = static_cast<std::int32_t>(vexora::loadLittle32(type));
-  std::memcpy(message.text, payload + inType, size - inType);
-  std::memset(message.text + size - inType, 0, inType);
-}
-
-/// Fills the start of `payload`, which holds zeros.
-void unpack(const PlatformMessage &message, std::size_t textSize, std::uint8_t *payload, std::size_t size) {
-  std::uint8_t type[1 + kBytesInType];
-  vexora::storeLittle32(type, static_cast<std::uint32_t>(message.type));
-  const std::size_t fromType = std::min(size, kBytesInType);
-  std::memcpy(payload, &type[1], fromType);
-  std::memcpy(payload + fromType, message.text, std::min(size - fromType, textSize));
-}
 
 }  // namespace
 
@@ -73,8 +55,12 @@ int VexoraWriteMsgQueue(int key, const void *payload, unsigned size) {
   if (queue == -1) {
     return -1;
   }
-  PlatformMessage message;
-  pack(message, static_cast<const std::uint8_t *>(payload), size);
+  Record record = {kMark};
+  std::memcpy(&record[1], payload, size);
+  PlatformMessage message{};
+  // Through 32 bits: a payload that makes a negative type there is refused on every machine.
+  message.type = static_cast<std::int32_t>(vexora::loadLittle32(record));
+  std::memcpy(message.text, &record[kTypeSize], size);
   if (sigwrap_msgsnd(queue, &message, size, IPC_NOWAIT) == -1) {
     LOG_CRITICAL("Send MsgQueue Error MsgId:%d;ErrNo:%d", queue, errno);
     return -1;
@@ -88,7 +74,7 @@ int VexoraReadMsgQueue(int queue, void *buffer, unsigned size) {
     return -1;
   }
   std::memset(buffer, 0, size);
-  PlatformMessage message;
+  PlatformMessage message{};
   const ssize_t result = sigwrap_msgrcv(queue, &message, kMostText, 0, 0);
   if (result < 0) {
     const int error = errno;
@@ -96,7 +82,9 @@ int VexoraReadMsgQueue(int queue, void *buffer, unsigned size) {
     LOG_CRITICAL("Read the msgid date error: msgid=%d, RetVal=%d;errorNo:%d\n", queue, -1, error);
     return -1;
   }
-  unpack(message, static_cast<std::size_t>(result), static_cast<std::uint8_t *>(buffer),
-         std::min<std::size_t>(size, VEXORA_QUEUE_PAYLOAD_MAX));
+  Record record;
+  vexora::storeLittle32(record, static_cast<std::uint32_t>(message.type));
+  std::memcpy(&record[kTypeSize], message.text, sizeof message.text);
+  std::memcpy(buffer, &record[1], std::min<std::size_t>(size, VEXORA_QUEUE_PAYLOAD_MAX));
   return 0;
 }

@@ -6,7 +6,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <array>
 #include <cstdint>
 #include <iterator>
 
@@ -23,9 +22,6 @@ constexpr const char *kPipe = "/var/raid_replace_moni_cmd_pipe";
 constexpr const char *kSemaphore = "raid_moni_pipe_key";
 
 constexpr const char *kHealthLevels[] = {"info", "warning", "critical", "alert"};
-
-using Status = std::array<std::uint8_t, 2>;
-static_assert(sizeof(Status) == 2);
 
 /// A turn of the senders, given back at the end of the scope.
 class Turn {
@@ -56,8 +52,8 @@ int SendRaidMonitorStatusToPipe(unsigned first, unsigned second) {
     RAID_REPORT("Unable to open %s pipe\n");
     return -1;
   }
-  const Status status = {static_cast<std::uint8_t>(first), static_cast<std::uint8_t>(second)};
-  if (write(pipe.get(), status.data(), status.size()) != static_cast<ssize_t>(status.size())) {
+  const std::uint8_t status[] = {static_cast<std::uint8_t>(first), static_cast<std::uint8_t>(second)};
+  if (write(pipe.get(), status, sizeof status) != sizeof status) {
     RAID_REPORT("Unable to write into %s pipe\n");
     return -1;
   }

@@ -25,7 +25,7 @@ constexpr std::size_t kLineBuffer = 500;
 bool copyOutput(std::FILE *output, std::FILE *file) {
   std::array<char, kLineBuffer> line;
   for (;;) {
-    const std::size_t length = vexora::readOutput(output, line.data(), line.size() - 1, true);
+    const std::size_t length = vexora::readOutput(output, line.data(), line.size() - 1, '\n');
     if (length == 0) {
       return true;
     }
@@ -62,7 +62,7 @@ int VexoraCommandToBuff(const char *command, char *buffer, int size) {
     LOG_CRITICAL("popen failed.\n");
     return -1;
   }
-  const std::size_t length = vexora::readOutput(output.get(), buffer, static_cast<std::size_t>(size) - 1, true);
+  const std::size_t length = vexora::readOutput(output.get(), buffer, static_cast<std::size_t>(size) - 1, '\n');
   // A buffer of one byte has room for the terminator alone.
   if (length != 0 || size == 1) {
     buffer[length] = '\0';
@@ -79,7 +79,7 @@ int VexoraCommandToBuffEx(const char *command, void *buffer, unsigned size) {
     std::puts("popen failed.");
     return -1;
   }
-  static_cast<void>(vexora::readOutput(output.get(), static_cast<char *>(buffer), size, false));
+  static_cast<void>(vexora::readOutput(output.get(), static_cast<char *>(buffer), size));
   return 0;
 }
 

@@ -21,6 +21,8 @@ using namespace vexora::storage;
 constexpr int kMaintenanceFailure = 178;
 constexpr int kMaintenanceWarning = 180;
 
+/// The function's name in the messages of a remount.
+constexpr const char *kCheck = "CheckTFCardMountStatus";
 constexpr const char *kRemountPoint = "/mnt/sdmmc0p3";
 constexpr int kRemounts = 3;
 constexpr long kAfterUnmountMicroseconds = 500;
@@ -54,14 +56,14 @@ void pause(long microseconds) {
 
 /// Reads a line without its newline; what it has no room for is passed over. False after the last one.
 bool readLine(std::FILE *output, char (&line)[kDfLineSize]) {
-  std::size_t length = vexora::readOutput(output, line, sizeof line - 1, true);
+  std::size_t length = vexora::readOutput(output, line, sizeof line - 1, '\n');
   if (length == 0) {
     return false;
   }
   if (line[length - 1] == '\n') {
     --length;
   } else {
-    for (char passed = '\0'; passed != '\n' && vexora::readOutput(output, &passed, 1, false) == 1;) {
+    for (char passed = '\0'; passed != '\n' && vexora::readOutput(output, &passed, 1) == 1;) {
     }
   }
   line[length] = '\0';
@@ -79,14 +81,19 @@ bool findMount(std::FILE *output, const char *device, DfLine &found) {
   return false;
 }
 
-enum class Search { Found, NotMounted, Failed };
-
-Search findMount(const char *device, DfLine &found) {
-  const vexora::Command output = vexora::startCommand("df -k");
-  if (!output) {
-    return Search::Failed;
+/// Mounts the device where nothing else is; 0, or the mount command's wait status.
+int remount(const char *device) {
+  if (unmount(kRemountPoint) != 0) {
+    XDBG_LINUXAPP_MaintenceOut(kMaintenanceWarning, "[%s][%d]umount %s failed!\n", kCheck, __LINE__, kRemountPoint);
   }
-  return findMount(output.get(), device, found) ? Search::Found : Search::NotMounted;
+  pause(kAfterUnmountMicroseconds);
+  const int status = mount(device, kRemountPoint);
+  if (status != 0) {
+    XDBG_LINUXAPP_MaintenceOut(kMaintenanceWarning, "[%s][%d]mount %s on %s failed!\n", kCheck, __LINE__, device,
+                               kRemountPoint);
+    pause(kAfterMountMicroseconds);
+  }
+  return status;
 }
 
 }  // namespace
@@ -129,14 +136,14 @@ int CheckTFCardMountStatus(char *mount_point, int64_t *available_kib) {
     XDBG_LINUXAPP_MaintenceOut(kMaintenanceFailure, "[%s][%d]TF Card not Exist!\n", kCardModule, __LINE__);
     return -1;
   }
-  int mounted = -1;
-  for (int round = 0; round < kRemounts && mounted != 0; ++round) {
-    DfLine found;
-    const Search search = findMount(device, found);
-    if (search == Search::Failed) {
+  int status = -1;
+  for (int round = 0; round < kRemounts && status != 0; ++round) {
+    vexora::Command output = vexora::startCommand("df -k");
+    if (!output) {
       return -1;
     }
-    if (search == Search::Found) {
+    DfLine found;
+    if (findMount(output.get(), device, found)) {
       if (mount_point != nullptr) {
         std::memcpy(mount_point, found.mountPoint, std::strlen(found.mountPoint) + 1);
       }
@@ -145,16 +152,8 @@ int CheckTFCardMountStatus(char *mount_point, int64_t *available_kib) {
       }
       return 0;
     }
-    if (unmount(kRemountPoint) != 0) {
-      XDBG_LINUXAPP_MaintenceOut(kMaintenanceWarning, "[%s][%d]umount %s failed!\n", __func__, __LINE__, kRemountPoint);
-    }
-    pause(kAfterUnmountMicroseconds);
-    mounted = mount(device, kRemountPoint);
-    if (mounted != 0) {
-      XDBG_LINUXAPP_MaintenceOut(kMaintenanceWarning, "[%s][%d]mount %s on %s failed!\n", __func__, __LINE__, device,
-                                 kRemountPoint);
-      pause(kAfterMountMicroseconds);
-    }
+    output.reset();
+    status = remount(device);
   }
-  return mounted;
+  return status;
 }
