@@ -112,10 +112,11 @@ VEXORA_API int VexoraWriteMsgQueue(int key, const void *payload, unsigned size);
  *
  * @param queue   the identifier from VexoraCreateMsgQueue; -1 is refused.
  * @param buffer  receives the payload, at most 1,024 bytes, the rest is zero; NULL is refused. A failed call that
- * wasn't refused leaves zeros.
+ *                wasn't refused leaves zeros.
  * @param size    room in bytes.
- * @return 0, or -1, also when the queue is removed meanwhile or the message is longer than any sent by this library; it
- *         then stays queued. The payload's length is not told: its format fixes it.
+ * @return 0, or -1, also when the queue is removed meanwhile or the message has more than 1,025 bytes of text. Such a
+ *         message stays first in the queue: every later call fails on it until another program takes it. The payload's
+ *         length is not returned: its format fixes it.
  */
 VEXORA_API int VexoraReadMsgQueue(int queue, void *buffer, unsigned size);
 
@@ -203,7 +204,11 @@ VEXORA_API const char *TransHealType(unsigned level);
 /* Shell commands.
  *
  * Command lines go to the system's shell as they are. Each call waits for its command to end and ignores its exit
- * status; no descriptor that these calls open reaches any child. */
+ * status; no descriptor that these calls open reaches any child.
+ *
+ * Hazard: all but VexoraCommonCommandToFile close the output's pipe before the command has ended. Whatever the command
+ * prints after that, be it one line, ends it by SIGPIPE, with the rest of its work undone. When that is, is a race. A
+ * command that must run to its end sends what it prints elsewhere: ">/dev/null". */
 
 /** Looks for characters that chain or pipe commands. The calls below don't: check text from outside first.
  *
@@ -211,13 +216,16 @@ VEXORA_API const char *TransHealType(unsigned level);
  */
 VEXORA_API int CheckCommandSpecial(const char *command);
 
-/** Runs a command for its effect. Its output has no reader: a command that writes much may be ended by that.
+/** Runs a command for its effect. Its output is closed at the start, so any output ends the command, most often before
+ *  its effect: "echo begin; touch FILE" seldom makes the file. Add ">/dev/null" to every command that prints, or write
+ *  "exec >/dev/null;" before several.
  *
  * @return 0 when it was started and has ended; -1 when `command` is NULL or it can't be started.
  */
 VEXORA_API int dwPopenExcute(const char *command);
 
-/** Runs a command and keeps the first line of its output.
+/** Runs a command and keeps the first line of its output. The output is closed after that line, or after the `size` - 1
+ *  characters that the buffer takes: a command that prints after that is ended by it.
  *
  * @param buffer  receives at most `size` - 1 characters, up to the first newline, which is kept, and a terminator. When
  *                the command prints nothing it is untouched.
@@ -226,7 +234,8 @@ VEXORA_API int dwPopenExcute(const char *command);
  */
 VEXORA_API int VexoraCommandToBuff(const char *command, char *buffer, int size);
 
-/** Runs a command and keeps the first bytes of its output, without a terminator.
+/** Runs a command and keeps the first bytes of its output, without a terminator. The output is closed after `size`
+ *  bytes: a command that prints after that is ended by it.
  *
  * @param buffer  receives at most `size` bytes; the rest is untouched.
  * @param size    room in bytes; 0 is refused.

@@ -46,10 +46,26 @@ TEST_F(ShellCommands, CharactersThatChainCommandsAreFound) {
 
 TEST_F(ShellCommands, ExecutionWaitsForTheEndAndIgnoresHowItCame) {
   for (const char *command : {"exec >&-; for i in 1 2 3; do /bin/true; done; echo done > /var/output", "exit 7",
-                              "kill -9 $$", "/no/such/program 2>/dev/null", "yes", "echo discarded", ""}) {
+                              "kill -9 $$", "/no/such/program 2>/dev/null", "echo discarded", ""}) {
     EXPECT_EQ(outcome(dwPopenExcute, command), Outcome{}) << command;
   }
   EXPECT_EQ(read(kFile), "done\n");
+}
+
+TEST_F(ShellCommands, OutputAfterTheCloseEndsTheCommand) {
+  char buffer[] = "~~";
+  const std::function<int(const char *)> runners[] = {
+      dwPopenExcute, [&](const char *command) { return VexoraCommandToBuff(command, buffer, 2); },
+      [&](const char *command) { return VexoraCommandToBuffEx(command, buffer, 2); }};
+  // Prints until nobody reads any more.
+  const std::string closed = "(trap '' PIPE; while echo line; do :; done) 2>/dev/null; ";
+  for (const auto &run : runners) {
+    EXPECT_EQ(run((closed + "echo hi; touch /var/output").c_str()), 0);
+    EXPECT_FALSE(exists(kFile));
+    EXPECT_EQ(run((closed + "exec >/dev/null; echo hi; touch /var/output").c_str()), 0);
+    EXPECT_TRUE(exists(kFile));
+    remove(kFile);
+  }
 }
 
 TEST_F(ShellCommands, FirstLineOrFirstBytesGoIntoTheBuffer) {
