@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <climits>
+#include <cstring>
 #include <thread>
 
 #include "firmware/unix.h"
@@ -69,8 +70,9 @@ class MessageQueues : public ChannelTest {
   Outcome receive(std::string &buffer) {
     return outcome(VexoraReadMsgQueue, queue_, buffer.data(), static_cast<unsigned>(buffer.size()));
   }
-  [[nodiscard]] Outcome refusedSend(int error) const {
-    return {-1, logged("Send MsgQueue Error MsgId:" + std::to_string(queue_) + ";ErrNo:" + std::to_string(error))};
+  [[nodiscard]] Outcome refusedSend(int error, int key = kKey) const {
+    return {-1,
+            logged("Send MsgQueue Error MsgId:" + std::to_string(msgget(key, 0)) + ";ErrNo:" + std::to_string(error))};
   }
   [[nodiscard]] Outcome failedReceive(int error) const {
     const std::string text =
@@ -218,6 +220,9 @@ TEST_F(MessageQueues, OtherDiagnosisRecordsGoAsTheyAreOrNotAtAll) {
   const std::string rest = pattern(219);
   EXPECT_EQ(outcome(VexoraPostReqToIDL, (zeros(1) + rest).data()), Outcome{});
   EXPECT_EQ(taken(msgget(kIdlKey, 0)), (QueueMessage{0x01, zeros(2) + rest + zeros(39)}));
+  platform.sendError = EAGAIN;
+  const Outcome unsent = outcome(VexoraPostReqToIDL, (zeros(1) + rest).data());
+  EXPECT_EQ(unsent, refusedSend(EAGAIN, kIdlKey));
   msgctl(msgget(kIdlKey, 0), IPC_RMID, nullptr);
   EXPECT_EQ(outcome(VexoraPostReqToIDL, ("\x02" + rest).data()), (Outcome{1, "the IDL Log Type(2) is Error\n"}));
   EXPECT_EQ(outcome(VexoraPostReqToIDL, ("\xFF" + rest).data()), (Outcome{1, "the IDL Log Type(255) is Error\n"}));
@@ -284,6 +289,8 @@ int sigwrap_msgsnd(int queue, const void *message, std::size_t size, int flags) 
 }
 
 ssize_t sigwrap_msgrcv(int queue, void *message, std::size_t size, long type, int flags) {
+  const vexora::test::RawMessage zero = {};
+  EXPECT_EQ(std::memcmp(message, &zero, sizeof zero.type + size), 0) << "the buffer handed over";
   platform.received = {size, type, flags};
   errno = platform.receiveError;
   return platform.receiveError != 0 ? -1

@@ -258,6 +258,8 @@ TEST_F(Pipes, RaidStatusGoesOutInATurnOfItsOwnWhichEachFailureGivesBack) {
     return Outcome{
         -1, "", {{130, "[vexora_pipe_opera:LINE]Unable to " + text + " /var/raid_replace_moni_cmd_pipe pipe\n"}}};
   };
+  ASSERT_EQ(mkfifo(kRaidPipe, 0600), 0);
+  EXPECT_EQ(sendRaidInATurn(), Outcome{}) << "no reader";
   const PipeOwner owner(kRaidPipe);
   for (const bool waitFails : {false, true}) {
     semaphore.waitFails = waitFails;

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <tuple>
 
+#include "firmware/unix.h"
 #include "ipc/channels.h"
 #include "support/faults.h"
 #include "vexora/storage.h"
@@ -25,10 +26,16 @@ const std::string kForeign[] = {"%n%s", "-rf", "a b\nc", "$(reboot);`x`&", std::
 
 void answer(const std::string &program, const std::string &script) { write("/var/bin/" + program + ".answer", script); }
 
+// What a look at the mount shows: the outcome, the commands, and both outputs.
+using Look = std::tuple<Outcome, std::string, std::string, std::int64_t>;
+
+bool popenFails = false;
+
 class Card : public ChannelTest {
  protected:
   void SetUp() override {
     ChannelTest::SetUp();
+    popenFails = false;
     for (const std::string program : {"mount", "umount", "df"}) {
       write("/var/bin/" + program, "#!/bin/sh\necho \"${0##*/} $*\" >>/var/commands\n. $0.answer\n");
       std::filesystem::permissions("/var/bin/" + program, std::filesystem::perms(0755));
@@ -40,63 +47,65 @@ class Card : public ChannelTest {
     }
     makeFolder(kFolder);
   }
-  // A call's outcome, with the results of all its calls, commands included, behind what it printed.
-  Outcome all(const std::function<std::vector<int>()> &calls) {
-    std::vector<int> results;
-    Outcome seen = outcome([&] { return (results = calls()).front(); });
-    for (const int result : results) {
-      seen.output += '|' + std::to_string(result);
-    }
-    seen.output += '|' + (exists("/var/commands") ? read("/var/commands") : "");
-    remove("/var/commands");
-    return seen;
+  void TearDown() override {
+    entriesWithoutType = false;
+    ChannelTest::TearDown();
   }
-  // A look at the mount, with what it wrote.
-  Outcome look() {
+  // The commands since the last look at them.
+  static std::string commands() {
+    const std::string lines = exists("/var/commands") ? read("/var/commands") : "";
+    remove("/var/commands");
+    return lines;
+  }
+  Look look() {
     char place[33] = "~";
     std::int64_t room = -7;
-    Outcome seen = all([&] { return std::vector{CheckTFCardMountStatus(place, &room)}; });
-    seen.output += std::string(place) + ' ' + std::to_string(room);
-    return seen;
+    const Outcome seen = outcome(CheckTFCardMountStatus, place, &room);
+    return {seen, commands(), place, room};
   }
 };
 
 TEST_F(Card, IsMountedForLogs) {
   answer("mount", "exit 32");
-  const Outcome seen = all([] {
-    return std::vector{common_copy_log_to_tf_card("/var/source"), common_copy_log_to_tf_card("/var/%s")};
-  });
-  const std::string failed = "Copy /var/%s to /mnt/sdmmc0p2 fail in TF card \n|0|-1|";
-  EXPECT_EQ(seen, (Outcome{0, failed + kMount2 + "umount /mnt/sdmmc0p2\n" + kMount2}));
+  EXPECT_EQ(outcome(common_copy_log_to_tf_card, "/var/source"), Outcome{});
+  EXPECT_EQ(commands(), kMount2 + "umount /mnt/sdmmc0p2\n");
   EXPECT_TRUE(exists("/mnt/sdmmc0p2/source"));
+  EXPECT_EQ(outcome(common_copy_log_to_tf_card, "/var/%s"),
+            (Outcome{-1, "Copy /var/%s to /mnt/sdmmc0p2 fail in TF card \n"}));
+  EXPECT_EQ(commands(), kMount2) << "stays mounted";
   remove("/dev/mmcblk0p1");
-  EXPECT_EQ(all([] { return std::vector{common_mount_tf_card()}; }).output,
-            "|0|umount /mnt/sdmmc0p2\nmount /dev/mmcblk0 /mnt/sdmmc0p2\n");
+  EXPECT_EQ(outcome(common_mount_tf_card), Outcome{});
+  EXPECT_EQ(commands(), "umount /mnt/sdmmc0p2\nmount /dev/mmcblk0 /mnt/sdmmc0p2\n");
+  answer("umount", "exit 1");
+  EXPECT_EQ(outcome(common_umount_tf_card), Outcome{});
+  EXPECT_EQ(commands(), "umount /mnt/sdmmc0p2\n");
+  EXPECT_EQ(outcome(common_copy_log_to_tf_card, nullptr), Outcome{-1});
+  EXPECT_EQ(commands(), "");
 }
 
 TEST_F(Card, ThatIsMissingIsTold) {
   std::uint32_t count = 7;
   char names[] = "~";
-  const auto callAll = [&] {
-    return std::vector{common_copy_ima_file_to_tf_card("", "", ""), common_get_file_list_from_tf_card("%s", names),
-                       get_production_doc_from_tf_card(names, 0, &count)};
+  const auto expect = [&](const Outcome &store, const Outcome &images, const Outcome &documents) {
+    EXPECT_EQ(outcome(common_copy_ima_file_to_tf_card, "", "", ""), store);
+    EXPECT_EQ(outcome(common_get_file_list_from_tf_card, "%s", names), images);
+    EXPECT_EQ(outcome(get_production_doc_from_tf_card, names, 0, &count), documents);
+    EXPECT_EQ(std::to_string(count) + names, "7~");
   };
-  const std::string report = "[vexora_tf_card:LINE]/dev/mmcblk0:check TF card fail, no such file or directory.";
-  const std::string printed =
-      "TFCARD_DEVICE:check TF card fail, no such device./dev/mmcblk0:check TF card fail, no such file or directory.";
+  const auto warned = [](int result, const std::string &text) {
+    return Outcome{result, "", {{132, "[vexora_tf_card:LINE]" + text}}};
+  };
   remove("/mnt/sdmmc0p2");
   const std::string place = "Check TF card fail, no such file or directory.";
-  EXPECT_EQ(all(callAll),
-            (Outcome{1,
-                     "TFCARD_MOUNT_DIR:check TF card fail, no such file or directory." + place + "|1|2|2|",
-                     {{132, "[vexora_tf_card:LINE]" + place}}}));
+  expect({1, "TFCARD_MOUNT_DIR:check TF card fail, no such file or directory."}, {2, place}, warned(2, place));
   remove("/dev/mmcblk0p1");
   remove("/dev/mmcblk0");
-  EXPECT_EQ(all(callAll), (Outcome{1, printed + "|1|1|1|", {{132, report}}}));
-  const std::string lines = "TFCARD_DEVICE:check  TF card fail, no such file or directory. \nTF Card not Exist!\n";
-  EXPECT_EQ(outcome([] { return common_copy_log_to_tf_card("") - common_mount_tf_card(); }), (Outcome{2, lines}));
-  EXPECT_EQ(look(), (Outcome{-1, "|-1|~ -7", {{178, "[vexora_tf_card][LINE]TF Card not Exist!\n", true}}}));
-  EXPECT_EQ(std::to_string(count) + names, "7~");
+  const std::string card = "/dev/mmcblk0:check TF card fail, no such file or directory.";
+  expect({1, "TFCARD_DEVICE:check TF card fail, no such device."}, {1, card}, warned(1, card));
+  EXPECT_EQ(outcome(common_copy_log_to_tf_card, ""),
+            (Outcome{1, "TFCARD_DEVICE:check  TF card fail, no such file or directory. \n"}));
+  EXPECT_EQ(outcome(common_mount_tf_card), (Outcome{-1, "TF Card not Exist!\n"}));
+  EXPECT_EQ(look(), (Look{{-1, "", {{178, "[vexora_tf_card][LINE]TF Card not Exist!\n", true}}}, "", "~", -7}));
 }
 
 TEST_F(Card, VersionBeginsWithItsImage) {
@@ -112,8 +121,8 @@ TEST_F(Card, VersionBeginsWithItsImage) {
   const FailCall fault("opendir", 1, ENOMEM);
   EXPECT_EQ(outcome(common_check_ima_file_version_tf_card, "fw", "fw"),
             (Outcome{-1, "Cannot open directory /mnt/sdmmc0p2/fw\n"}));
-  EXPECT_EQ(common_check_ima_file_version_tf_card(nullptr, "fw") + common_check_ima_file_version_tf_card("fw", nullptr),
-            -2);
+  EXPECT_EQ(outcome(common_check_ima_file_version_tf_card, nullptr, "fw"), Outcome{-1});
+  EXPECT_EQ(outcome(common_check_ima_file_version_tf_card, "fw", nullptr), Outcome{-1});
   remove(kFolder);
   const std::string missing = "[Info]:<2024-05-01T13:45:07>/mnt/sdmmc0p2/%s is not exist in TF Card\n\n";
   EXPECT_EQ(outcome(common_check_ima_file_version_tf_card, "%s", "fw"), (Outcome{2, missing}));
@@ -121,15 +130,21 @@ TEST_F(Card, VersionBeginsWithItsImage) {
 
 TEST_F(Card, KeepsTwoGenerationsOfOneImage) {
   for (const std::string &name : kForeign) {
+    SCOPED_TRACE(name);
+    entriesWithoutType = !entriesWithoutType;
     remove(kFolder);
     write(kFolder + name + ".new", "last");
     write(kFolder + name + ".old", "before");
     std::filesystem::create_symlink("/var/source", kFolder + "link.old");
+    makeFolder(kFolder + "below.new");
     std::string names(130, '~');
     EXPECT_EQ(outcome(common_copy_ima_file_to_tf_card, "/var/source", "%s", "fw"), Outcome{});
     EXPECT_EQ(outcome(common_get_file_list_from_tf_card, "fw", names.data()), Outcome{});
-    EXPECT_EQ(std::string(&names[0]) + &names[64] + names.substr(128), "%s" + name.substr(0, 63) + "~~");
-    EXPECT_EQ(read(kFolder + name + ".old") + std::to_string(list(kFolder).size()), "last3");
+    EXPECT_STREQ(&names[0], "%s");
+    EXPECT_EQ(&names[64], name.substr(0, 63));
+    EXPECT_EQ(names.substr(128), "~~");
+    EXPECT_EQ(read(kFolder + name + ".old"), "last");
+    EXPECT_EQ(list(kFolder).size(), 4U);
   }
   write(kFolder + "x.old.new", "");
   {
@@ -141,6 +156,26 @@ TEST_F(Card, KeepsTwoGenerationsOfOneImage) {
   const std::string texts = "Rename x.old.new to " + kFolder + "x.old.old fail in TF card.\nCopy %s to " + kFolder +
                             "fw.new fail in TF card.\n";
   EXPECT_EQ(outcome(common_copy_ima_file_to_tf_card, "%s", "fw", "fw"), (Outcome{-1, texts}));
+}
+
+TEST_F(Card, MemoryThatIsShortForItsNamesKeepsItsImages) {
+  for (int n = 0; n < 60; ++n) {  // three times more room than the first block has
+    touch(kFolder + std::to_string(n) + std::string(240, 'n') + ".old");
+  }
+  write(kFolder + "fw.new", "last");
+  const auto before = list(kFolder);
+  int result = 0;
+  const auto store = [&] { result = common_copy_ima_file_to_tf_card("/var/source", "fw", "fw"); };
+  const unsigned failures = failEach(kAnyAllocation, ENOMEM, store, [&](unsigned n) {
+    EXPECT_EQ(result, -1) << n;
+    EXPECT_EQ(list(kFolder), before) << n;
+  });
+#ifndef VEXORA_SANITIZED
+  EXPECT_GE(failures, 4U);
+#endif
+  EXPECT_EQ(result, 0);
+  EXPECT_EQ(list(kFolder), (std::vector<std::string>{"fw.new", "fw.old"}));
+  EXPECT_EQ(read(kFolder + "fw.old"), "last");
 }
 
 TEST_F(Card, FolderThatCannotBeListedKeepsItsImages) {
@@ -163,36 +198,58 @@ TEST_F(Card, FolderThatCannotBeListedKeepsItsImages) {
 }
 
 TEST_F(Card, DocumentsFillTheRoomThereIs) {
-  std::string names(4 * 257, '~');
+  std::string names(6 * 257, '~');
   std::uint32_t count = 7;
   const auto documents = [&](int max) { return get_production_doc_from_tf_card(names.data(), max, &count); };
   makeFolder("/mnt/sdmmc0p2/product_doc/below");
-  EXPECT_EQ(std::tuple(documents(2), count, documents(-1)), std::tuple(2, 0U, 2));
+  for (const bool withoutType : {false, true}) {
+    entriesWithoutType = withoutType;
+    EXPECT_EQ(documents(2), 2);
+    EXPECT_EQ(count, 0U);
+  }
+  EXPECT_EQ(documents(-1), 2);
+  EXPECT_EQ(names, std::string(6 * 257, '~'));
   for (const std::string &name : kForeign) {
     write("/mnt/sdmmc0p2/product_doc/" + name + ".doc", "");
   }
-  EXPECT_EQ(std::tuple(documents(2), count), std::tuple(0, 3U));
-  EXPECT_EQ(names.substr(771), std::string(257, '~'));
-  EXPECT_TRUE(exists(std::string("/mnt/sdmmc0p2/product_doc/") + &names[514]));
+  EXPECT_EQ(documents(-1), 2);
+  EXPECT_EQ(documents(2), 0);
+  EXPECT_EQ(count, 3U);
+  EXPECT_EQ(names.substr(771), std::string(771, '~'));
+  for (const std::size_t slot : {0U, 257U, 514U}) {
+    EXPECT_TRUE(exists(std::string("/mnt/sdmmc0p2/product_doc/") + &names[slot])) << slot;
+  }
+  EXPECT_EQ(documents(INT_MAX), 0);
+  EXPECT_EQ(count, std::size(kForeign));
+  const FailCall fault("opendir", 1, ENOMEM);
+  EXPECT_EQ(documents(2), 2);
+  EXPECT_EQ(get_production_doc_from_tf_card(nullptr, 0, &count), -1);
+  EXPECT_EQ(get_production_doc_from_tf_card(names.data(), 0, nullptr), -1);
 }
 
 TEST_F(Card, WithoutAMountIsMountedInThreeAttempts) {
-  answer("df", R"(printf '/dev/mmcblk0p1\n 1 2 3 4%% /m\n/dev/mmcblk0p12 1 2 3 4%% /m\n/dev/mmcblk0p1 1 2 3\n\n')");
-  EXPECT_EQ(look(), (Outcome{0, "|0|" + kRemount3 + "~ -7"}));
+  answer("df", R"(printf '/dev/mmcblk0p1\n 1 2 3 4%% /m\n/dev/mmcblk0p12 1 2 3 4%% /m\n/dev/mmcblk0p1 1 2 3\n\n'
+exec >&-; for n in 1 2 3; do /bin/true; done; echo df ended >>/var/commands)");
+  EXPECT_EQ(look(), (Look{{}, "df -k\ndf ended\n" + kRemount3.substr(6), "~", -7}));
   // The rest of a line that is too long is no line, and a long field is cut.
   answer("df",
          "printf '%0255d/dev/mmcblk0p1 1 2 3 4%% /no\\n' 0; echo /dev/mmcblk0p1 1 2 5 4% /" + std::string(40, 'm'));
-  EXPECT_EQ(look(), (Outcome{0, "|0|df -k\n/" + std::string(30, 'm') + " 5"}));
+  EXPECT_EQ(look(), (Look{{}, "df -k\n", "/" + std::string(30, 'm'), 5}));
+  EXPECT_EQ(outcome(CheckTFCardMountStatus, nullptr, nullptr), Outcome{});
+  EXPECT_EQ(commands(), "df -k\n");
+  popenFails = true;
+  EXPECT_EQ(look(), (Look{{-1}, "", "~", -7}));
+  popenFails = false;
   answer("df", ":");
   answer("mount", "exit 32");
   answer("umount", "exit 1");
-  Outcome failed = {32 << 8, "|8192|" + kRemount3 + kRemount3 + kRemount3 + "~ -7"};
+  Outcome failed = {32 << 8};
   for (const int level : {180, 180, 180}) {
     failed.reports.push_back({level, "[CheckTFCardMountStatus][LINE]umount /mnt/sdmmc0p3 failed!\n", true});
     failed.reports.push_back(
         {level, "[CheckTFCardMountStatus][LINE]mount /dev/mmcblk0p1 on /mnt/sdmmc0p3 failed!\n", true});
   }
-  EXPECT_EQ(look(), failed);
+  EXPECT_EQ(look(), (Look{failed, kRemount3 + kRemount3 + kRemount3, "~", -7}));
 }
 
 TEST_F(Card, MountOfARealFileSystemIsFound) {
@@ -200,12 +257,28 @@ TEST_F(Card, MountOfARealFileSystemIsFound) {
     ASSERT_EQ(unshare(geteuid() == 0 ? CLONE_NEWNS : CLONE_NEWNS | CLONE_NEWUSER), 0);
     ASSERT_EQ(mount("/dev/mmcblk0p1", "/mnt", "tmpfs", 0, "size=8m"), 0);
     answer("df", "exec /usr/bin/df \"$@\"");
-    EXPECT_EQ(look(), (Outcome{0, "|0|df -k\n/mnt 8192"}));
+    EXPECT_EQ(look(), (Look{{}, "df -k\n", "/mnt", 8192}));
     const SignalStorm storm;
     answer("df", "for n in $(seq 40); do /bin/echo tmpfs; done; echo /dev/mmcblk0 1 2 -5 4% /a b");
-    EXPECT_EQ(look(), (Outcome{0, "|0|df -k\n/a b -5"}));
+    EXPECT_EQ(look(), (Look{{}, "df -k\n", "/a b", -5}));
   });
 }
 
 }  // namespace
 }  // namespace vexora::test
+
+using vexora::test::original;
+
+extern "C" {
+
+std::FILE *popen(const char *command, const char *modes) {
+  errno = ENOMEM;
+  return vexora::test::popenFails ? nullptr : original(&popen, "popen")(command, modes);
+}
+
+// A test of the library's memory isn't about the platform's.
+int copyFile(const char *from, const char *to) {
+  const vexora::test::InHarness own;
+  return original(&copyFile, "copyFile")(from, to);
+}
+}

@@ -45,6 +45,8 @@ void markFailed(std::FILE *file) { file->_flags |= kStreamError; }
 
 }  // namespace
 
+bool entriesWithoutType = false;
+
 FailCall::FailCall(std::string_view call, unsigned nth, int error, Strike strike)
     : call_(call), nth_(nth), error_(error), strike_(strike) {
   armed = this;
@@ -105,8 +107,16 @@ INTERPOSE_OPEN(open64)
 INTERPOSE(std::FILE *, fopen, "fopen", (const char *path, const char *mode), (path, mode), , nullptr)
 INTERPOSE(std::FILE *, fopen64, "fopen", (const char *path, const char *mode), (path, mode), , nullptr)
 INTERPOSE(DIR *, opendir, "opendir", (const char *path), (path), , nullptr)
-INTERPOSE(dirent *, readdir, "readdir", (DIR * folder), (folder), , nullptr)
-INTERPOSE(dirent64 *, readdir64, "readdir", (DIR * folder), (folder), , nullptr)
+#define INTERPOSE_READDIR(entry, symbol)                                                             \
+  entry *symbol(DIR *folder) {                                                                       \
+    entry *const next = mustFail("readdir") ? nullptr : original(&symbol, #symbol)(folder);          \
+    if (next != nullptr && vexora::test::entriesWithoutType && !vexora::test::InHarness::active()) { \
+      next->d_type = DT_UNKNOWN;                                                                     \
+    }                                                                                                \
+    return next;                                                                                     \
+  }
+INTERPOSE_READDIR(dirent, readdir)
+INTERPOSE_READDIR(dirent64, readdir64)
 
 INTERPOSE(std::size_t, fread, "fread", (void *data, std::size_t size, std::size_t count, std::FILE *file),
           (data, size, count, file), , (markFailed(file), 0))

@@ -25,6 +25,9 @@ namespace vexora::test {
 inline constexpr std::string_view kAnyFileCall = "any file call";
 inline constexpr std::string_view kAnyAllocation = "any allocation";
 
+// While true, readdir leaves the entries' types open, as some file systems do.
+extern bool entriesWithoutType;
+
 // For a fault that only counts.
 inline constexpr unsigned kNever = UINT_MAX;
 
