@@ -16,7 +16,8 @@ inline constexpr std::size_t kDfLineSize = 256;
 inline constexpr std::size_t kDfFieldSize = 32;
 
 struct DfLine {
-  // As long as a line, so that no field runs on into the next; cut to kDfFieldSize when parsed.
+  // As long as a line, so that no field runs on into the next; the last two are cut to kDfFieldSize when parsed. A file
+  // system's name of that length is no card's, cut or not.
   char fileSystem[kDfLineSize];
   char available[kDfLineSize];
   char mountPoint[kDfLineSize];
@@ -26,7 +27,7 @@ struct DfLine {
     if (std::sscanf(line, "%255[^ ] %*[^ ] %*[^ ] %255[^ ] %*[^ ] %255[^\n]", fileSystem, available, mountPoint) != 3) {
       return false;
     }
-    fileSystem[kDfFieldSize - 1] = available[kDfFieldSize - 1] = mountPoint[kDfFieldSize - 1] = '\0';
+    available[kDfFieldSize - 1] = mountPoint[kDfFieldSize - 1] = '\0';
     return true;
   }
 

@@ -30,12 +30,14 @@ void answer(const std::string &program, const std::string &script) { write("/var
 using Look = std::tuple<Outcome, std::string, std::string, std::int64_t>;
 
 bool popenFails = false;
+std::vector<long> pauses;  // in nanoseconds
 
 class Card : public ChannelTest {
  protected:
   void SetUp() override {
     ChannelTest::SetUp();
     popenFails = false;
+    pauses = {};
     for (const std::string program : {"mount", "umount", "df"}) {
       write("/var/bin/" + program, "#!/bin/sh\necho \"${0##*/} $*\" >>/var/commands\n. $0.answer\n");
       std::filesystem::permissions("/var/bin/" + program, std::filesystem::perms(0755));
@@ -156,6 +158,9 @@ TEST_F(Card, KeepsTwoGenerationsOfOneImage) {
   const std::string texts = "Rename x.old.new to " + kFolder + "x.old.old fail in TF card.\nCopy %s to " + kFolder +
                             "fw.new fail in TF card.\n";
   EXPECT_EQ(outcome(common_copy_ima_file_to_tf_card, "%s", "fw", "fw"), (Outcome{-1, texts}));
+  const std::string name(600, 'n');  // the path is cut to 510 characters
+  EXPECT_EQ(outcome(common_copy_ima_file_to_tf_card, "%s", name.c_str(), "fw").output,
+            "Copy %s to " + (kFolder + name).substr(0, 510) + " fail in TF card.\n");
 }
 
 TEST_F(Card, MemoryThatIsShortForItsNamesKeepsItsImages) {
@@ -232,9 +237,10 @@ TEST_F(Card, WithoutAMountIsMountedInThreeAttempts) {
 exec >&-; for n in 1 2 3; do /bin/true; done; echo df ended >>/var/commands)");
   EXPECT_EQ(look(), (Look{{}, "df -k\ndf ended\n" + kRemount3.substr(6), "~", -7}));
   // The rest of a line that is too long is no line, and a long field is cut.
-  answer("df",
-         "printf '%0255d/dev/mmcblk0p1 1 2 3 4%% /no\\n' 0; echo /dev/mmcblk0p1 1 2 5 4% /" + std::string(40, 'm'));
-  EXPECT_EQ(look(), (Look{{}, "df -k\n", "/" + std::string(30, 'm'), 5}));
+  answer("df", "printf '%0255d/dev/mmcblk0p1 1 2 3 4%% /no\\n/dev/mmcblk0p1 1 2 %032d 4%% /%040d\\n' 0 50 0");
+  EXPECT_EQ(look(), (Look{{}, "df -k\n", "/" + std::string(30, '0'), 5}));
+  answer("df", "printf '/dev/mmcblk0p1 %0230d 2 3 4%% /mnt\\n' 0");  // 257 characters
+  EXPECT_EQ(look(), (Look{{}, "df -k\n", "/m", 3}));
   EXPECT_EQ(outcome(CheckTFCardMountStatus, nullptr, nullptr), Outcome{});
   EXPECT_EQ(commands(), "df -k\n");
   popenFails = true;
@@ -243,6 +249,7 @@ exec >&-; for n in 1 2 3; do /bin/true; done; echo df ended >>/var/commands)");
   answer("df", ":");
   answer("mount", "exit 32");
   answer("umount", "exit 1");
+  EXPECT_EQ(pauses, std::vector<long>{500'000});
   Outcome failed = {32 << 8};
   for (const int level : {180, 180, 180}) {
     failed.reports.push_back({level, "[CheckTFCardMountStatus][LINE]umount /mnt/sdmmc0p3 failed!\n", true});
@@ -250,6 +257,7 @@ exec >&-; for n in 1 2 3; do /bin/true; done; echo df ended >>/var/commands)");
         {level, "[CheckTFCardMountStatus][LINE]mount /dev/mmcblk0p1 on /mnt/sdmmc0p3 failed!\n", true});
   }
   EXPECT_EQ(look(), (Look{failed, kRemount3 + kRemount3 + kRemount3, "~", -7}));
+  EXPECT_EQ(pauses, (std::vector<long>{500'000, 500'000, 1'000'000, 500'000, 1'000'000, 500'000, 1'000'000}));
 }
 
 TEST_F(Card, MountOfARealFileSystemIsFound) {
@@ -274,6 +282,11 @@ extern "C" {
 std::FILE *popen(const char *command, const char *modes) {
   errno = ENOMEM;
   return vexora::test::popenFails ? nullptr : original(&popen, "popen")(command, modes);
+}
+
+int nanosleep(const timespec *time, timespec * /*left*/) {
+  vexora::test::pauses.push_back(time->tv_sec * 1'000'000'000 + time->tv_nsec);
+  return 0;
 }
 
 // A test of the library's memory isn't about the platform's.

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <tuple>
 
+#include "firmware/unix.h"
 #include "ipc/channels.h"
 #include "support/faults.h"
 #include "vexora/storage.h"
@@ -20,6 +21,9 @@ const std::string kGuarded =
     "\x26\x39\xF4\xCB\x31"
     "23456789";  // the checksum of these digits is 0xCBF43926
 constexpr auto kReadGuarded = vexora_string_read_file_with_crc32_check;
+
+// The folders that the platform was asked to remove.
+std::vector<std::string> removals;
 
 class Files : public ChannelTest {};
 
@@ -94,7 +98,7 @@ TEST_F(Files, DocumentsComeBackAndOtherTextsDoNot) {
 }
 
 TEST_F(Files, TailOfAFileOfAnySize) {
-  for (const std::size_t size : {0U, 532'480U, 532'481U, 600'000U}) {
+  for (const std::size_t size : {0U, 532'476U, 532'477U, 600'000U}) {
     write(kFile, std::string(size, '%') + "tail");
     const std::string expected = size == 0 ? "tail" : std::string(532'476, '%') + "tail";
     EXPECT_TRUE(text(fileread(kFile)) == expected) << size;
@@ -166,6 +170,12 @@ TEST_F(Files, FoldersAndLogs) {
     EXPECT_EQ(outcome(createIfNotExists, path), Outcome{}) << path;
   }
   EXPECT_EQ(outcome(createIfNotExists, nullptr), Outcome{-1});
+  std::filesystem::create_symlink("/var/none", "/var/link");
+  EXPECT_EQ(outcome(createIfNotExists, "/var/link").result, -1) << "a link that leads nowhere";
+  {
+    const FailCall lookedTooEarly("statx", 1, ENOENT);  // of two makers the later finds it made
+    EXPECT_EQ(outcome(createIfNotExists, "/var/%s"), Outcome{});
+  }
   EXPECT_EQ(std::filesystem::status("/var/%s").permissions(), std::filesystem::perms(0755));
   EXPECT_EQ(outcome(vexora_delete_logfile, "/var/%s"), (Outcome{0, "", notOpened}));
   const std::string cut = "/var/" + std::string(200, 'n') + "/" + std::string(49, 'n');  // 255 characters
@@ -197,6 +207,7 @@ TEST_F(Files, FoldersAndLogs) {
 }
 
 TEST_F(Files, FolderOperations) {
+  removals = {};
   write("/var/from/below/file", "new");
   write("/var/to/below/file", "old");
   const std::tuple<unsigned, const char *, const char *, int> rows[] = {
@@ -208,6 +219,7 @@ TEST_F(Files, FolderOperations) {
   for (const auto &[op, path, destination, result] : rows) {
     EXPECT_EQ(vexora_folder_operation(op, path, destination), result) << op << ' ' << destination;
   }
+  EXPECT_EQ(removals, std::vector<std::string>{}) << "what isn't there is only made";
   EXPECT_EQ(read("/var/to/below/file"), "old");
   EXPECT_EQ(read("/var/to3/below/file"), "new");
   EXPECT_EQ(vexora_folder_operation(3, "/var/from", "/var/to"), 0);
@@ -218,7 +230,15 @@ TEST_F(Files, FolderOperations) {
     EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0755)) << path;
     EXPECT_TRUE(list(path).empty()) << path;
   }
+  EXPECT_EQ(removals, std::vector<std::string>{"/var/from"});
+  const FailCall realUser("access", 1, EACCES);
+  EXPECT_EQ(vexora_folder_operation(0, "/var/from"), -1);
 }
 
 }  // namespace
 }  // namespace vexora::test
+
+extern "C" int RmDir(const char *path) {
+  vexora::test::removals.emplace_back(path);
+  return vexora::test::original(&RmDir, "RmDir")(path);
+}
