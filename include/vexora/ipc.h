@@ -14,10 +14,10 @@ extern "C" {
  *
  * A receiving daemon owns a FIFO and reads fixed records from it; a sender opens it, writes one record and closes it.
  * Pipes are opened read-write on both sides, so opening never waits for a partner. A record is at most
- * VEXORA_PIPE_RECORD_MAX bytes and goes out in one write, so records of several writers never mix. Failures are told on
- * standard output or through the platform's debug output; bad arguments are refused silently. All calls are safe from
- * any thread, and no signal makes one fail. Descriptors of pipes are not close-on-exec: a program that the process
- * starts inherits them, and so keeps a pipe open, unless the caller sets FD_CLOEXEC. */
+ * VEXORA_PIPE_RECORD_MAX bytes and goes out in one write, so records of several writers never mix. Failures are
+ * reported on standard output or through the platform's debug output; bad arguments are refused silently. All calls are
+ * safe from any thread, and no signal makes one fail. Descriptors of pipes are not close-on-exec: a program that the
+ * process starts inherits them, and so keeps a pipe open, unless the caller sets FD_CLOEXEC. */
 
 /** Longest record that can be written, in bytes. */
 #define VEXORA_PIPE_RECORD_MAX 1025
@@ -50,7 +50,7 @@ VEXORA_API int vexora_closepipe(int fd);
  * @param fd      the pipe; -1 is refused.
  * @param buffer  receives at most `size` bytes, the rest is zero; NULL is refused. A refused call leaves it alone, a
  *                failed read leaves zeros.
- * @param size    room in bytes. To keep records apart, ask for the size of one.
+ * @param size    capacity in bytes. To keep records apart, ask for the size of one.
  * @return the bytes read, or -1.
  */
 VEXORA_API int vexora_readpipe(int fd, void *buffer, unsigned size);
@@ -60,9 +60,9 @@ VEXORA_API int vexora_readpipe(int fd, void *buffer, unsigned size);
  * @param fd          the pipe; -1 is refused. A wait also refuses one that the platform's descriptor sets can't hold,
  *                    1024 and above.
  * @param buffer      receives at most `size` bytes, the rest is zero; NULL is refused. Untouched unless data came.
- * @param size        room in bytes.
+ * @param size        capacity in bytes.
  * @param timeout_ms  longest wait in milliseconds; 0 only looks, a negative one waits without limit.
- * @return the bytes read; -1 on time-out, which is told nowhere, or on failure.
+ * @return the bytes read; -1 on time-out, which is reported nowhere, or on failure.
  */
 VEXORA_API int vexora_select_readpipe(int fd, void *buffer, unsigned size, int timeout_ms);
 
@@ -113,7 +113,7 @@ VEXORA_API int VexoraWriteMsgQueue(int key, const void *payload, unsigned size);
  * @param queue   the identifier from VexoraCreateMsgQueue; -1 is refused.
  * @param buffer  receives the payload, at most 1,024 bytes, the rest is zero; NULL is refused. A failed call that
  *                wasn't refused leaves zeros.
- * @param size    room in bytes.
+ * @param size    capacity in bytes.
  * @return 0, or -1, also when the queue is removed meanwhile or the message has more than 1,025 bytes of text. Such a
  *         message stays first in the queue: every later call fails on it until another program takes it. The payload's
  *         length is not returned: its format fixes it.
@@ -133,7 +133,7 @@ VEXORA_API int VexoraPostReqToMCA(const void *request);
  *
  * @param record  220 bytes, the first of which is the log type. Type 0 goes as it is; of type 1 the bytes 8 to 11
  *                become the local time, as seconds since the epoch plus the zone's offset. NULL is refused.
- * @return 1 when the log type is above 1, told on standard output; otherwise as VexoraWriteMsgQueue.
+ * @return 1 when the log type is above 1, reported on standard output; otherwise as VexoraWriteMsgQueue.
  */
 VEXORA_API int VexoraPostReqToIDL(const void *record);
 
@@ -160,7 +160,7 @@ VEXORA_API int VexoraAddSELToIPMIMain(const void *record);
 /** Adds a task failure to the System Event Log. The calling thread is named "VexoraAddTaskFa" from then on.
  *
  * @param first, second, third  the record's event data; their low bytes count.
- * @return always 0; a failed write is told by the pipe's messages only.
+ * @return always 0; a failed write is reported by the pipe's messages only.
  */
 VEXORA_API int VexoraAddTaskFailToSEL(unsigned first, unsigned second, unsigned third);
 
@@ -177,8 +177,8 @@ VEXORA_API int VexoraAddTaskFailToSEL(unsigned first, unsigned second, unsigned 
  * @param data           `length` bytes; NULL sends none.
  * @param length         at most VEXORA_COMPONENT_DATA_MAX; more, or a negative one, is refused.
  * @param response_flag  handed to the monitor.
- * @return 0 when the record was written, else -1, told through the platform's debug output. The monitor's pipe is never
- *         made here, but removed when it can't be opened.
+ * @return 0 when the record was written, else -1, reported through the platform's debug output. The monitor's pipe is
+ * never made here, but removed when it can't be opened.
  */
 VEXORA_API int VexoraSendCompMonCmdWithRespFlag(unsigned kind, unsigned instance, int command, const void *data,
                                                 int length, unsigned response_flag);
@@ -191,8 +191,8 @@ VEXORA_API int VexoraSendCompMonCmdWithMultiMode(unsigned kind, unsigned instanc
 /** Sends a status to the RAID replacement monitor. Senders of all processes take turns.
  *
  * @param first, second  the status; their low bytes count.
- * @return 0; -1 when the monitor's pipe is missing (told nowhere), the semaphore can't be had, or the pipe can't be
- *         opened or is full (told through the platform's debug output).
+ * @return 0; -1 when the monitor's pipe is missing (reported nowhere), the semaphore can't be had, or the pipe can't be
+ *         opened or is full (reported through the platform's debug output).
  *
  * Waits while another sender has its turn, not for the pipe.
  */
@@ -229,7 +229,7 @@ VEXORA_API int dwPopenExcute(const char *command);
  *
  * @param buffer  receives at most `size` - 1 characters, up to the first newline, which is kept, and a terminator. When
  *                the command prints nothing it is untouched.
- * @param size    room in bytes; 0 or less is refused.
+ * @param size    capacity in bytes; 0 or less is refused.
  * @return 0; -1 when an argument is NULL or refused or the command can't be started.
  */
 VEXORA_API int VexoraCommandToBuff(const char *command, char *buffer, int size);
@@ -238,7 +238,7 @@ VEXORA_API int VexoraCommandToBuff(const char *command, char *buffer, int size);
  *  bytes: a command that prints after that is ended by it.
  *
  * @param buffer  receives at most `size` bytes; the rest is untouched.
- * @param size    room in bytes; 0 is refused.
+ * @param size    capacity in bytes; 0 is refused.
  * @return 0; -1 when an argument is NULL or refused or the command can't be started.
  */
 VEXORA_API int VexoraCommandToBuffEx(const char *command, void *buffer, unsigned size);

@@ -22,10 +22,10 @@ struct json_object;
 /* Whole files.
  *
  * A guarded file begins with four bytes that hold the CRC32 of the rest, in the processor's byte order, so that a
- * reader notices damage. Failures of these eight calls are told by their results alone.
+ * reader notices damage. Failures of these eight calls show in their results alone.
  *
- * A writer empties the file first and writes after, and tells only whether the file could be opened: what a full medium
- * or a power cut leaves is a short file, which the guarded readers refuse and the plain ones return. */
+ * A writer empties the file first and writes after, and reports only whether the file could be opened: what a full
+ * medium or a power cut leaves is a short file, which the guarded readers refuse and the plain ones return. */
 
 /** Reads a whole file.
  *
@@ -33,7 +33,7 @@ struct json_object;
  * @return its bytes and a terminator, which the caller releases with free(); NULL when it can't be read, memory is
  * short, or the file is empty. What has no size, such as a pipe, a device or a file under "/proc", counts as empty and
  *         is not opened. A file that shrinks meanwhile fails; of one that grows, the beginning is returned. Zero bytes
- *         are kept, and then the text seems to end early: the length is told nowhere.
+ *         are kept, and then the text seems to end early: the length is not returned.
  */
 VEXORA_API char *vexora_string_read_file(const char *path);
 
@@ -48,8 +48,8 @@ VEXORA_API char *vexora_string_read_file_with_crc32_check(const char *path);
  *
  * @param path  the file; NULL is refused.
  * @return the document, which the caller releases with json_object_put(); NULL when the file can't be read as
- *         vexora_string_read_file tells, or isn't JSON, or holds "null" or a value within more than 31
- *         objects and arrays. Anything behind the document is ignored.
+ *         vexora_string_read_file describes, or isn't JSON, or holds "null" or a value within more than 31
+ *         objects and arrays. Anything after the document is ignored.
  */
 VEXORA_API struct json_object *vexora_json_read_file(const char *path);
 
@@ -105,7 +105,7 @@ VEXORA_API char *fileread(const char *path);
  *  rights.
  *
  * @param path  the folder, whose parent must exist; NULL is refused.
- * @return 0 when something is there; -1 when it can't be made, which is told through the platform's debug output.
+ * @return 0 when something is there; -1 when it can't be made, which is reported through the platform's debug output.
  */
 VEXORA_API int createIfNotExists(const char *path);
 
@@ -113,14 +113,14 @@ VEXORA_API int createIfNotExists(const char *path);
  *
  * @param path  the log file; NULL is refused. The rotated copy's name is cut to 255 characters: of a path of 255
  *              characters or more, whatever its first 255 characters name is removed, if need be the log itself.
- * @return 0, also when neither exists or can be changed; -1 when `path` is NULL. A file that can't be opened is told
- *         through the platform's debug output.
+ * @return 0, also when neither exists or can be changed; -1 when `path` is NULL. A file that can't be opened is
+ * reported through the platform's debug output.
  */
 VEXORA_API int vexora_delete_logfile(const char *path);
 
 /** Operations of vexora_folder_operation. */
 enum vexora_folder_op {
-  VEXORA_FOLDER_EXISTS = 0,         /**< tells whether anything exists at the path */
+  VEXORA_FOLDER_EXISTS = 0,         /**< reports whether anything exists at the path */
   VEXORA_FOLDER_CREATE = 1,         /**< makes the folder unless anything exists there */
   VEXORA_FOLDER_RECREATE = 2,       /**< removes what exists there, with all below it, and makes the folder */
   VEXORA_FOLDER_COPY_REPLACING = 3, /**< copies the folder; 1 goes to the platform's copyDir as its third argument */
@@ -135,7 +135,7 @@ enum vexora_folder_op {
  * NULL, or one that doesn't begin with "/", is refused. What becomes of links and of files that exist there is the
  * platform's.
  * @return 0; -1 when an argument is refused, nothing exists at the path (VEXORA_FOLDER_EXISTS), or the folder can't be
- *         made or copied. Told nowhere.
+ *         made or copied. Reported nowhere.
  */
 VEXORA_API int vexora_folder_operation(unsigned op, const char *path, ...);
 
@@ -151,7 +151,8 @@ VEXORA_API int vexora_folder_operation(unsigned op, const char *path, ...);
 
 /** Mounts the card, after unmounting whatever is on its mount point.
  *
- * @return 0, also when the mount fails: that shows in what follows. -1 when there is no card, told on standard output.
+ * @return 0, also when the mount fails: that shows in what follows. -1 when there is no card, reported on standard
+ * output.
  */
 VEXORA_API int common_mount_tf_card(void);
 
@@ -163,8 +164,8 @@ VEXORA_API int common_umount_tf_card(void);
  * @param folder   the image's folder, below the mount point; NULL is refused.
  * @param version  the version's text, which begins with an image's name; NULL is refused.
  * @return 4 or 5 for the first file found whose name begins the version, 4 for a ".new" one and 5 for an ".old" one; 3
- *         when none does; 2 when the folder doesn't exist, told in the debug log, module "ZELMONITOR"; -1 when an
- *         argument is NULL, or the folder can't be opened, told on standard output. A name of no characters begins
+ *         when none does; 2 when the folder doesn't exist, logged in the debug log, module "ZELMONITOR"; -1 when an
+ *         argument is NULL, or the folder can't be opened, reported on standard output. A name of no characters begins
  * every version.
  */
 VEXORA_API int common_check_ima_file_version_tf_card(const char *folder, const char *version);
@@ -172,16 +173,16 @@ VEXORA_API int common_check_ima_file_version_tf_card(const char *folder, const c
 /** Stores an image on the card, which must be mounted.
  *
  * Every ".old" file of the folder is removed, whatever its image, then every ".new" file becomes its image's ".old",
- * then the source is copied to `image_name`.new. Files that can't be removed or renamed are told on standard output and
- * don't stop the call.
+ * then the source is copied to `image_name`.new. Files that can't be removed or renamed are reported on standard output
+ * and don't stop the call.
  *
  * @param source_path  the image; NULL is refused.
  * @param image_name   its name on the card; NULL is refused.
  * @param folder       its folder below the mount point, made (mode 0777, reduced by the umask) when missing; NULL is
  *                     refused.
- * @return 0; 1 when there is no card or no mount point; -1 when an argument is NULL, the folder can't be made (told in
- *         the debug log, module "ZELMONITOR"), its files can't be listed, or the copy fails. All but a NULL argument is
- *         told on standard output. When the files can't be listed to their end nothing is changed: a copy would
+ * @return 0; 1 when there is no card or no mount point; -1 when an argument is NULL, the folder can't be made (logged
+ * in the debug log, module "ZELMONITOR"), its files can't be listed, or the copy fails. All but a NULL argument is
+ *         reported on standard output. When the files can't be listed to their end nothing is changed: a copy would
  *         overwrite the last image.
  */
 VEXORA_API int common_copy_ima_file_to_tf_card(const char *source_path, const char *image_name, const char *folder);
@@ -190,7 +191,7 @@ VEXORA_API int common_copy_ima_file_to_tf_card(const char *source_path, const ch
  *
  * @param source_path  the file; NULL is refused.
  * @return 0; 1 when there is no card; -1 when the path is NULL or the copy fails, in which case the card stays mounted.
- *         A missing card and a failed copy are told on standard output.
+ *         A missing card and a failed copy are reported on standard output.
  */
 VEXORA_API int common_copy_log_to_tf_card(const char *source_path);
 
@@ -200,14 +201,14 @@ VEXORA_API int common_copy_log_to_tf_card(const char *source_path);
 /** The name for an image that isn't there. */
 #define VEXORA_CARD_NO_FILE "TF_CARD_NO_FILE"
 
-/** Tells the names of a folder's images on the card, which must be mounted.
+/** Returns the names of a folder's images on the card, which must be mounted.
  *
  * @param folder  the folder, below the mount point; NULL is refused.
- * @param names   receives two texts, each at most 63 characters and a terminator, with nothing written behind it: from
+ * @param names   receives two texts, each at most 63 characters and a terminator, with nothing written after it: from
  *                byte 0 the name of the ".new" image, from byte 64 that of the ".old" one, of several the last found,
  * and VEXORA_CARD_NO_FILE for none. NULL is refused. Untouched unless the result is 0.
  * @return 0; 1 when there is no card; 2 when the mount point is missing, or the folder is missing or can't be opened;
- * -1 when an argument is NULL. A missing card or mount point is told on standard output.
+ * -1 when an argument is NULL. A missing card or mount point is reported on standard output.
  */
 VEXORA_API int common_get_file_list_from_tf_card(const char *folder, char *names);
 
@@ -216,27 +217,27 @@ VEXORA_API int common_get_file_list_from_tf_card(const char *folder, char *names
 
 /** Lists the production documents on the card, which must be mounted.
  *
- * @param names  room for `max` + 1 names of VEXORA_CARD_DOC_NAME_SIZE bytes; receives the names in the folder's order,
- *               each with a terminator and nothing written behind it. NULL is refused.
- * @param max    one less than the names that there is room for; negative for no room at all.
+ * @param names  capacity for `max` + 1 names of VEXORA_CARD_DOC_NAME_SIZE bytes; receives the names in the folder's
+ * order, each with a terminator and nothing written after it. NULL is refused.
+ * @param max    one less than the capacity in names; negative for none.
  * @param count  receives the number of names, at most `max` + 1; NULL is refused. Untouched when there is no card or no
  *               such folder.
  * @return 0 with at least one name; 1 when there is no card; 2 when the folder is missing, can't be opened or holds no
- *         regular file, or there is no room; -1 when `names` or `count` is NULL. A missing card or folder is told
+ *         regular file, or `max` is negative; -1 when `names` or `count` is NULL. A missing card or folder is reported
  * through the platform's debug output.
  */
 VEXORA_API int get_production_doc_from_tf_card(char *names, int max, uint32_t *count);
 
-/** Bytes of the mount point that CheckTFCardMountStatus tells, its terminator included. */
+/** Bytes of the mount point that CheckTFCardMountStatus returns, its terminator included. */
 #define VEXORA_CARD_MOUNT_POINT_SIZE 32
 
-/** Finds out where the card is mounted and how much room is left; mounts it on "/mnt/sdmmc0p3" when it isn't mounted.
+/** Reports where the card is mounted and how much space is left; mounts it on "/mnt/sdmmc0p3" when it isn't mounted.
  *
  * @param mount_point    receives the mount point, cut to 31 characters, and a terminator; NULL when it isn't wanted.
  * @param available_kib  receives the kibibytes available, at most what a long holds; NULL when they are not wanted.
  * @return 0 when the card's mount was found, with both outputs set, or when it was mounted now, with both untouched:
  * ask again. -1 when there is no card or "df" can't be started. Otherwise the wait status of the last of three mount
- * commands that failed. A missing card and failed commands are told through the platform's maintenance output.
+ * commands that failed. A missing card and failed commands are reported through the platform's maintenance output.
  *
  * What "df -k" prints decides. A line counts up to 255 characters, each of its fields up to 31.
  */

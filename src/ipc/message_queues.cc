@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The queue transport. On the wire a message is a 32-bit type followed at once by the text, and the payload begins in
+// The queue transport. On the wire a message is a 32-bit type followed by the text, and the payload begins in
 // the type's second byte: type = 1 + its first three bytes, text = the others and three zeros, as long as the payload.
 // The kernel takes the type as a `long` of the machine's own size, so a message is taken apart and put together here;
 // daemons of either word size on one queue then understand each other.

@@ -63,7 +63,7 @@ int VexoraCommandToBuff(const char *command, char *buffer, int size) {
     return -1;
   }
   const std::size_t length = vexora::readOutput(output.get(), buffer, static_cast<std::size_t>(size) - 1, '\n');
-  // A buffer of one byte has room for the terminator alone.
+  // A buffer of one byte holds the terminator alone.
   if (length != 0 || size == 1) {
     buffer[length] = '\0';
   }

@@ -19,7 +19,7 @@ inline constexpr const char *kCard = "/dev/mmcblk0";
 inline constexpr const char *kCardPartition = "/dev/mmcblk0p1";
 inline constexpr const char *kCardMountPoint = "/mnt/sdmmc0p2";
 
-/// The path of a folder on the card, cut to what it has room for.
+/// The path of a folder on the card, cut to its capacity.
 class CardFolder {
  public:
   explicit CardFolder(const char *name) {
@@ -60,7 +60,7 @@ class RegularFiles {
     return readdir(folder_.get());  // NOLINT(concurrency-mt-unsafe): no other thread has the stream
   }
 
-  /// Not every file system tells the type along with the name.
+  /// Not every file system gives the type with the name.
   [[nodiscard]] bool isRegular(const dirent &entry) const {
     if (entry.d_type != DT_UNKNOWN) {
       return entry.d_type == DT_REG;

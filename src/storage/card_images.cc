@@ -40,7 +40,7 @@ bool begins(const char *version, std::optional<std::string_view> image) {
   return image && std::string_view(version).starts_with(*image);
 }
 
-/// Names one behind the other, each with its terminator.
+/// Names one after the other, each with its terminator.
 class NameList {
  public:
   [[nodiscard]] const char *begin() const { return names_.get(); }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// How a firmware image's generations are named on the card: the image's name with ".new" or ".old" behind it.
+// How a firmware image's generations are named on the card: the image's name followed by ".new" or ".old".
 #pragma once
 
 #include <cstddef>

@@ -54,7 +54,7 @@ void pause(long microseconds) {
   static_cast<void>(nanosleep(&interval, nullptr));
 }
 
-/// Reads a line without its newline; what it has no room for is passed over. False after the last one.
+/// Reads a line without its newline; what exceeds its capacity is passed over. False after the last one.
 bool readLine(std::FILE *output, char (&line)[kDfLineSize]) {
   std::size_t length = vexora::readOutput(output, line, sizeof line - 1, '\n');
   if (length == 0) {

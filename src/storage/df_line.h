@@ -31,7 +31,7 @@ struct DfLine {
     return true;
   }
 
-  /// Whether the line tells about a device or, since a card without partitions goes by a shorter name, about what its
+  /// Whether the line is about a device or, since a card without partitions goes by a shorter name, about what its
   /// name begins with.
   [[nodiscard]] bool isAbout(const char *device) const {
     return std::strncmp(device, fileSystem, std::strlen(fileSystem)) == 0;

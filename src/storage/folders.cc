@@ -31,7 +31,7 @@ bool isThere(const char *path) {
   return statx(AT_FDCWD, path, 0, 0, &status) == 0;
 }
 
-/// Of two daemons that make a folder at once, the second one finds it made.
+/// Of two daemons that make a folder at the same time, the second one finds it made.
 bool makeMissingFolder(const char *path) {
   return isThere(path) || makeFolder(path) || (errno == EEXIST && isThere(path));
 }

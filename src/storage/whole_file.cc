@@ -2,7 +2,7 @@
 //
 // Text files, read and written whole, plain or guarded: a guarded file is the CRC32 of the text, four bytes in the
 // processor's order, and the text. There is no magic, no version and no length, so the checksum is the only proof that
-// a file is one, and the file's size tells the text's.
+// a file is one, and the text's size follows from the file's.
 
 #include <cstddef>
 #include <cstdint>
