@@ -171,7 +171,7 @@ TEST_F(Card, MemoryThatIsShortForItsNamesKeepsItsImages) {
   const auto before = list(kFolder);
   int result = 0;
   const auto store = [&] { result = common_copy_ima_file_to_tf_card("/var/source", "fw", "fw"); };
-  const unsigned failures = failEach(kAnyAllocation, ENOMEM, store, [&](unsigned n) {
+  [[maybe_unused]] const unsigned failures = failEach(kAnyAllocation, ENOMEM, store, [&](unsigned n) {
     EXPECT_EQ(result, -1) << n;
     EXPECT_EQ(list(kFolder), before) << n;
   });
