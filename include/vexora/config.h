@@ -275,7 +275,7 @@ VEXORA_API void EventArrayMemInit(EventArray *record);
  * @param record          the event, by value; the strings are only read.
  * @param serverIdentity  the last "Oem" entry, or NULL.
  *
- * Safe from any thread.
+ * Safe from any thread. errno stays as it was unless memory is short.
  */
 VEXORA_API void getJsonData(char *out, EventArray record, const char *serverIdentity);
 

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Owned json-c trees. json-c tells of a failed allocation by a null or a result, except while it makes text: there it
-// goes on without the part that it had no room for, and only errno tells.
+// Owned json-c trees. json-c reports a failed allocation by a null or a result, except while it makes text: there it
+// goes on without the part that didn't fit, and only errno shows it.
 #pragma once
 
 #include <json-c/json.h>
 
 #include <cerrno>
 #include <memory>
+#include <utility>
 
 namespace vexora {
 
@@ -38,11 +39,15 @@ inline bool appendElement(json_object *array, Json child) {
   return true;
 }
 
-/// The tree's text, which lives as long as the tree; null when memory is too short for the whole of it.
+/// The tree's text, which lives as long as the tree; null when memory is too short for the whole of it. Keeps errno.
 inline const char *wholeText(json_object *tree, int flags) {
-  errno = 0;
-  const char *const text = json_object_to_json_string_ext(tree, flags);
-  return errno == ENOMEM ? nullptr : text;
+  const int before = std::exchange(errno, 0);
+  const char *text = json_object_to_json_string_ext(tree, flags);
+  // An allocation that works may leave ENOMEM too. The tree keeps the memory for its text: now it needs none, or fails.
+  if (std::exchange(errno, 0) == ENOMEM) {
+    text = json_object_to_json_string_ext(tree, flags);
+  }
+  return std::exchange(errno, before) == ENOMEM ? nullptr : text;
 }
 
 }  // namespace vexora

@@ -6,8 +6,10 @@
 
 #include <gtest/gtest.h>
 
+#include "support/faults.h"
 #include "vexora/config.h"
 
+namespace vexora::test {
 namespace {
 
 std::string document(const EventArray &event, const char *identity) {
@@ -77,4 +79,34 @@ TEST(EventDocument, LongValuesAreCutAndTheLargestEventFits) {
   EXPECT_NE(out.find("{ \"" + escaped + "\": \"" + escaped + "\" }"), std::string::npos);
 }
 
+#ifndef VEXORA_SANITIZED
+TEST(EventDocument, AShortMemoryGivesTheWholeTextOrNone) {
+  const std::string text(100, 'v');
+  EventArray event = cleared();
+  for (std::size_t i = 0; i < sizeof event / sizeof(char *); ++i) {
+    reinterpret_cast<const char **>(&event)[i] = text.c_str();
+  }
+  const std::string whole = document(event, "node-1");
+  std::string out(56 * 1024, '~');
+  const HeapWatch heap;
+  unsigned empty = 0;
+  const auto write = [&] {
+    errno = EXDEV;
+    getJsonData(out.data(), event, "node-1");
+  };
+  const auto check = [&](unsigned n) {
+    EXPECT_TRUE(out[0] == '\0' || out.c_str() == whole) << n;
+    empty += out[0] == '\0';
+    EXPECT_EQ(heap.growth(), 0) << n;
+  };
+  EXPECT_GT(failEach(kAnyAllocation, ENOMEM, write, check), 200U);
+  EXPECT_GT(empty, 200U);
+  empty = 0;
+  failEach(kAnyAllocation, ENOMEM, write, check, Strike::kSay);
+  EXPECT_EQ(empty, 0U) << "a call that works may also leave an error in errno";
+  EXPECT_EQ(errno, EXDEV) << "of the caller";
+}
+#endif
+
 }  // namespace
+}  // namespace vexora::test

@@ -34,6 +34,7 @@ inline constexpr unsigned kNever = UINT_MAX;
 enum class Strike {
   kOnce,  // the nth call fails, later ones work again
   kKill,  // the process dies by SIGKILL just before the nth call
+  kSay,   // the nth call works, yet leaves the error in errno, as it may
 };
 
 // Armed while it lives; one a thread at a time.
@@ -64,11 +65,11 @@ class FailCall {
 // Repeats `call` with its 1st, 2nd, 3rd ... use of `name` failing, and `check(n)` after each with the fault lifted,
 // until `call` gets through untouched. Returns how many failures were struck, so that a test can expect some.
 template <typename Call, typename Check>
-unsigned failEach(std::string_view name, int error, Call call, Check check) {
+unsigned failEach(std::string_view name, int error, Call call, Check check, Strike strike = Strike::kOnce) {
   for (unsigned n = 1;; ++n) {
     bool struck = false;
     {
-      FailCall fault(name, n, error);
+      FailCall fault(name, n, error, strike);
       call();
       struck = fault.struck();
     }
