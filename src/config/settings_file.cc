@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Loading and building of settings documents. A load assembles each record in a buffer of its own and hands it over
+// Loading and saving of settings documents. A load assembles each record in a buffer of its own and hands it over
 // whole. Buffers that may hold a secret are wiped, whichever way a function ends; json-c's own copy of a password that
 // its file holds in plain is out of reach.
 
@@ -13,16 +13,27 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/json.h"
+#include "base/secret.h"
+#include "firmware/aes.h"
+#include "firmware/unix.h"
 #include "vexora/config.h"
+#include "vexora/diag.h"
+
+/// Logs a failure in the debug log. A macro so that the compiler checks the format.
+#define LOG_SETTINGS(...) VexoraDebug(2, "IPMI", __VA_ARGS__)
 
 namespace vexora::config {
 namespace {
 
-constexpr int kParseAttempts = 3;  // with the one whose outcome load() is given
+constexpr int kParseAttempts = 3;
 constexpr std::size_t kLongestRecord = sizeof(SmtpCfgRecord);
 constexpr std::size_t kLongestList = sizeof(SmtpDestCfgRecord[VEXORA_ALERT_DESTINATIONS]);
 constexpr std::size_t kLongestSecret = 20;
 constexpr std::size_t kBlockSize = 16;
+
+/// Bytes of the cipher text in the file for so many plain ones: 1 to 16 more, in whole blocks.
+constexpr std::size_t storedLength(std::size_t plain) { return plain / kBlockSize * kBlockSize + kBlockSize; }
 
 /// Members of an object; null for a missing one, for a JSON null, and for anything that is no object.
 json_object *member(json_object *object, const char *key) {
@@ -54,7 +65,56 @@ void readText(const char *text, char *field, std::size_t width) {
 }
 
 /// Length of a field's text, never more than a load gives back.
-int textLength(const char *field, std::size_t width) { return static_cast<int>(strnlen(field, width - 1)); }
+std::size_t textLength(const char *field, std::size_t width) { return strnlen(field, width - 1); }
+
+bool isSecret(const Field &field) { return field.kind == Kind::kSecret || field.kind == Kind::kCommunity; }
+
+/// The platform's cipher for secrets; its key is in memory for as long as this lives.
+class Cipher {
+ public:
+  /// False when there are secrets and the platform has no key or initialisation vector to give.
+  bool fetchFor(std::span<const Field> fields) {
+    return std::none_of(fields.begin(), fields.end(), isSecret) ||
+           (AES_GetEncryptKey(key_.data(), FIRMWARE_AES_KEY_SIZE) == 0 &&
+            AES_GetInitialVector(vector_.data(), FIRMWARE_AES_VECTOR_SIZE) == 0);
+  }
+
+  /// The cipher text of a field's text; null on failure. A platform may leave `unused` alone.
+  Json encipher(const char *field, std::size_t width) const {
+    static_assert(storedLength(kLongestSecret) <= 128);
+    const std::size_t length = textLength(field, width);
+    std::array<std::uint8_t, 128> text{};
+    int unused = 0;
+    if (AES_EncryptData(reinterpret_cast<const std::uint8_t *>(field), static_cast<int>(length), text.data(), &unused,
+                        key_.data(), vector_.data()) != 0) {
+      return nullptr;
+    }
+    return Json(json_object_new_string_len(reinterpret_cast<const char *>(text.data()),
+                                           static_cast<int>(storedLength(length))));
+  }
+
+  /// Deciphers a member into a zero-filled field, as much of it as fits; false, with the field untouched, on failure.
+  bool decipher(json_object *member, char *field, std::size_t width) const {
+    const int length = json_object_get_string_len(member);
+    if (length <= 0) {
+      return false;
+    }
+    // A foreign file's text may have any length. A platform may work in whole blocks, or find the longest secret in a
+    // short text: neither may reach the last byte, which ends the text.
+    SecretBlock plain(storedLength(static_cast<std::size_t>(length) + kLongestSecret));
+    int unused = 0;
+    if (!plain || AES_DecryptData(reinterpret_cast<const std::uint8_t *>(json_object_get_string(member)), length,
+                                  plain.data(), &unused, key_.data(), vector_.data()) != 0) {
+      return false;
+    }
+    readText(reinterpret_cast<const char *>(plain.data()), field, width);
+    return true;
+  }
+
+ private:
+  Secret<FIRMWARE_AES_KEY_SIZE> key_;
+  Secret<FIRMWARE_AES_VECTOR_SIZE> vector_;
+};
 
 bool isPublic(json_object *value) {
   const char *const text = json_object_get_string(value);
@@ -84,14 +144,10 @@ bool readField(json_object *section, const Field &field, std::uint8_t *record, c
   return true;
 }
 
-bool hasSecrets(std::span<const Field> fields) {
-  return std::any_of(fields.begin(), fields.end(), [](const Field &field) { return field.kind >= Kind::kSecret; });
-}
-
 /// Reads the fields up to the first secret that cannot be had; none when the cipher has no key.
 void readRecord(json_object *section, const Store &store, std::uint8_t *record) {
   Cipher cipher;
-  if (hasSecrets(store.fields) && !cipher.fetch()) {
+  if (!cipher.fetchFor(store.fields)) {
     return;
   }
   for (const Field &field : store.fields) {
@@ -131,7 +187,7 @@ Json newField(const Field &field, const std::uint8_t *record, const Cipher *ciph
     case Kind::kInteger:
       return newInteger(bytes, field.width);
     case Kind::kText:
-      return Json(json_object_new_string_len(text, textLength(text, field.width)));
+      return Json(json_object_new_string_len(text, static_cast<int>(textLength(text, field.width))));
     case Kind::kSecret:
     case Kind::kCommunity:
       return cipher->encipher(text, field.width);
@@ -157,52 +213,76 @@ Json newList(const Store &store, const std::uint8_t *entries) {
   return list;
 }
 
-}  // namespace
-
-bool Cipher::fetch() {
-  return AES_GetEncryptKey(key_.data(), FIRMWARE_AES_KEY_SIZE) == 0 &&
-         AES_GetInitialVector(vector_.data(), FIRMWARE_AES_VECTOR_SIZE) == 0;
-}
-
-Json Cipher::encipher(const char *field, std::size_t width) const {
-  static_assert(kLongestSecret / kBlockSize * kBlockSize + kBlockSize <= 128);
-  std::array<std::uint8_t, 128> text{};
-  int length = 0;
-  if (AES_EncryptData(reinterpret_cast<const std::uint8_t *>(field), textLength(field, width), text.data(), &length,
-                      key_.data(), vector_.data()) != 0) {
+/// The document of the records; null when memory is short or a secret cannot be enciphered.
+Json makeDocument(const Store &store, const void *record, const void *destinations, const Cipher &cipher) {
+  Json root(json_object_new_object());
+  if (store.version != nullptr && !addMember(root.get(), "Version", Json(json_object_new_string(store.version)))) {
     return nullptr;
   }
-  return Json(json_object_new_string_len(reinterpret_cast<const char *>(text.data()), length));
+  if (!addMember(root.get(), store.section,
+                 newRecord(store.fields, static_cast<const std::uint8_t *>(record), &cipher))) {
+    return nullptr;
+  }
+  if (store.list != nullptr &&
+      !addMember(root.get(), store.list, newList(store, static_cast<const std::uint8_t *>(destinations)))) {
+    return nullptr;
+  }
+  // Made here once, so that the writer has its room already and a short memory never costs a file.
+  return wholeText(root.get(), JSON_C_TO_STRING_PLAIN) == nullptr ? nullptr : std::move(root);
 }
 
-bool Cipher::decipher(json_object *member, char *field, std::size_t width) const {
-  const int length = json_object_get_string_len(member);
-  if (length <= 0) {
-    return false;
+/// Whether the arguments are the store's records; prints their refusal on standard output.
+bool accepts(const Store &store, const void *record, int recordSize, const void *destinations, int destinationsSize,
+             int line) {
+  const bool hasList = store.list != nullptr;
+  if (record != nullptr && recordSize == static_cast<int>(store.recordSize) &&
+      (!hasList || (destinations != nullptr &&
+                    destinationsSize == static_cast<int>(VEXORA_ALERT_DESTINATIONS * store.entrySize)))) {
+    return true;
   }
-  // As long as a foreign file likes: the plain text is shorter than this, and the byte behind it stays zero.
-  SecretBlock plain(static_cast<std::size_t>(length) + 1);
-  int plainLength = 0;
-  if (!plain || AES_DecryptData(reinterpret_cast<const std::uint8_t *>(json_object_get_string(member)), length,
-                                plain.data(), &plainLength, key_.data(), vector_.data()) != 0) {
-    return false;
-  }
-  readText(reinterpret_cast<const char *>(plain.data()), field, width);
-  return true;
-}
-
-void printRefusal(const char *module, const void *cfg, int cfgSize, const void *dests, int destsSize, int line) {
-  std::printf("%s(%d)Invalid input parameters!%p, %d, %p, %d\n", module, line, cfg, cfgSize, dests, destsSize);
+  std::printf(hasList ? "%s(%d)Invalid input parameters!%p, %d, %p, %d\n" : "%s(%d)Invalid input parameters!%p, %d\n",
+              store.module, line, record, recordSize, destinations, destinationsSize);
+  return false;
 }
 
 bool isThere(const Store &store) { return access(store.path, F_OK) == 0; }
 
-Json parseFile(const Store &store) { return Json(json_object_from_file(store.path)); }
-
-int load(const Store &store, Json document, void *record, void *destinations) {
-  for (int attempt = 1; attempt < kParseAttempts && !document; ++attempt) {
-    document = parseFile(store);
+/// Puts the default in the place of a missing file.
+bool restore(const Store &store) {
+  if (store.printsRestore) {
+    std::puts("=====11111");
   }
+  static_cast<void>(copyFile(store.defaultPath, store.path));
+  if (store.printsRestore) {
+    std::printf("=====%sjsonfilepath:%s\n", store.name, store.path);
+  }
+  if (isThere(store)) {
+    return true;
+  }
+  if (store.printsRestore) {
+    LOG_SETTINGS("The %s configure file %s not exist.", store.name, store.path);
+  } else {
+    LOG_SETTINGS("The %s configure file %s and %s not exist.", store.name, store.path, store.defaultPath);
+  }
+  return false;
+}
+
+Json parse(const Store &store) {
+  Json document;
+  for (int attempt = 0; attempt < kParseAttempts && !document; ++attempt) {
+    document.reset(json_object_from_file(store.path));
+  }
+  return document;
+}
+
+}  // namespace
+
+int load(const Store &store, void *record, int recordSize, void *destinations, int destinationsSize, int line) {
+  if (!accepts(store, record, recordSize, destinations, destinationsSize, line) ||
+      (!isThere(store) && !restore(store))) {
+    return -1;
+  }
+  const Json document = parse(store);
   if (!document) {
     LOG_SETTINGS("Get the total %s configure struct from Json failed.", store.name);
     return -1;
@@ -218,21 +298,21 @@ int load(const Store &store, Json document, void *record, void *destinations) {
   return store.list == nullptr || readList(document.get(), store, destinations) ? 0 : -1;
 }
 
-Json makeDocument(const Store &store, const void *record, const void *destinations, const Cipher *cipher) {
-  Json root(json_object_new_object());
-  if (store.version != nullptr && !addMember(root.get(), "Version", Json(json_object_new_string(store.version)))) {
-    return nullptr;
+int save(const Store &store, const void *record, int recordSize, const void *destinations, int destinationsSize,
+         int line) {
+  Cipher cipher;
+  if (!cipher.fetchFor(store.fields) || !accepts(store, record, recordSize, destinations, destinationsSize, line)) {
+    return -1;
   }
-  if (!addMember(root.get(), store.section,
-                 newRecord(store.fields, static_cast<const std::uint8_t *>(record), cipher))) {
-    return nullptr;
+  const Json document = makeDocument(store, record, destinations, cipher);
+  if (!document) {
+    return -1;
   }
-  if (store.list != nullptr &&
-      !addMember(root.get(), store.list, newList(store, static_cast<const std::uint8_t *>(destinations)))) {
-    return nullptr;
+  static_cast<void>(json_object_to_file(store.newPath != nullptr ? store.newPath : store.path, document.get()));
+  if (store.newPath != nullptr) {
+    static_cast<void>(moveFile(store.newPath, store.path));
   }
-  // Made here once, so that the writer has its room already and a short memory never costs a file.
-  return wholeText(root.get(), JSON_C_TO_STRING_PLAIN) == nullptr ? nullptr : std::move(root);
+  return 0;
 }
 
 }  // namespace vexora::config

@@ -2,23 +2,13 @@
 //
 // The one way in which settings travel between a packed record and a JSON file. A store is data: the file's names, and
 // tables of fields in the order in which they stand in the file, which is also the order of reading. That order matters
-// where fields are secret: a secret that cannot be deciphered ends the reading, so that it and those behind it stay
+// where fields are secret: a secret that cannot be deciphered ends the reading, so that it and those after it stay
 // empty.
 #pragma once
-
-#include <sys/types.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <span>
-
-#include "base/json.h"
-#include "base/secret.h"
-#include "firmware/aes.h"
-#include "vexora/diag.h"
-
-/// Logs a failure in the debug log. A macro so that the compiler checks the format.
-#define LOG_SETTINGS(...) VexoraDebug(2, "IPMI", __VA_ARGS__)
 
 namespace vexora::config {
 
@@ -50,9 +40,12 @@ consteval Field checkedField(std::size_t expected, const char *key, std::size_t 
   vexora::config::checkedField(offset, #member, offsetof(record, member), sizeof(record::member), kind)
 
 struct Store {
-  const char *name;  // in messages
+  const char *module;  // in refusals
+  const char *name;    // in messages
   const char *path;
   const char *defaultPath;
+  const char *newPath;  // what a save writes and then moves into place, or null: it writes in place
+  bool printsRestore;   // on standard output; messages of a missing file then leave out the default
   const char *version;  // the document's first member, or null
   const char *section;  // the member that holds the record
   std::span<const Field> fields;
@@ -62,39 +55,13 @@ struct Store {
   std::size_t entrySize;
 };
 
-/// The platform's cipher for secrets; its key is in memory for as long as this lives.
-class Cipher {
- public:
-  /// False when the platform has no key or initialisation vector to give.
-  bool fetch();
+/// Fills the records from the file; `line` is the caller's, for the refusal of arguments. Returns the exported
+/// functions' result.
+int load(const Store &store, void *record, int recordSize, void *destinations = nullptr, int destinationsSize = 0,
+         int line = __builtin_LINE());
 
-  /// The cipher text of the text in a field of `width` bytes; null on failure.
-  Json encipher(const char *field, std::size_t width) const;
-
-  /// Deciphers a member into a zero-filled field, as much of it as fits; false, with the field untouched, on failure.
-  bool decipher(json_object *member, char *field, std::size_t width) const;
-
- private:
-  Secret<FIRMWARE_AES_KEY_SIZE> key_;
-  Secret<FIRMWARE_AES_VECTOR_SIZE> vector_;
-};
-
-/// Prints the refusal of records or sizes on standard output.
-void printRefusal(const char *module, const void *cfg, int cfgSize, const void *dests, int destsSize,
-                  int line = __builtin_LINE());
-
-/// Whether the store's file exists.
-bool isThere(const Store &store);
-
-/// The store's document as it is in the file; null when it can't be parsed, or had.
-Json parseFile(const Store &store);
-
-/// Fills the records from a document, or from the file, which is then parsed again. Returns the exported functions'
-/// result.
-int load(const Store &store, Json document, void *record, void *destinations);
-
-/// The document of the records; null when memory is short or a secret cannot be enciphered. `cipher` may be null for a
-/// store without secrets.
-Json makeDocument(const Store &store, const void *record, const void *destinations, const Cipher *cipher);
+/// Writes the records to the file; otherwise as load().
+int save(const Store &store, const void *record, int recordSize, const void *destinations = nullptr,
+         int destinationsSize = 0, int line = __builtin_LINE());
 
 }  // namespace vexora::config

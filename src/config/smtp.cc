@@ -2,22 +2,14 @@
 //
 // The e-mail alert settings. Nothing in them is enciphered, and the file is written in place.
 
-#include <cstdio>
-#include <utility>
-
 #include "config/settings_file.h"
-#include "firmware/unix.h"
 #include "vexora/config.h"
 
 namespace {
 
-using vexora::Json;
 using vexora::config::Field;
-using vexora::config::isThere;
 using vexora::config::Kind;
 using vexora::config::Store;
-
-constexpr const char *kModule = "vexora_smtpcfg";
 
 static_assert(sizeof(SmtpCfgRecord) == 273);
 constexpr Field kFields[] = {
@@ -46,9 +38,12 @@ constexpr Field kDestinationFields[] = {
 };
 
 constexpr Store kStore = {
+    .module = "vexora_smtpcfg",
     .name = "Smtp",
     .path = "/conf/SmtpCfg.json",
     .defaultPath = "/etc/defconfig/SmtpCfg.json",
+    .newPath = nullptr,
+    .printsRestore = true,
     .version = nullptr,
     .section = "SmtpCfg",
     .fields = kFields,
@@ -58,45 +53,12 @@ constexpr Store kStore = {
     .entrySize = sizeof(SmtpDestCfgRecord),
 };
 
-bool areRecords(const void *cfg, int cfgSize, const void *dests, int destsSize) {
-  return cfg != nullptr && cfgSize == sizeof(SmtpCfgRecord) && dests != nullptr &&
-         destsSize == sizeof(SmtpDestCfgRecord[VEXORA_ALERT_DESTINATIONS]);
-}
-
-bool restore() {
-  std::puts("=====11111");
-  static_cast<void>(copyFile(kStore.defaultPath, kStore.path));
-  std::printf("=====Smtpjsonfilepath:%s\n", kStore.path);
-  return isThere(kStore);
-}
-
 }  // namespace
 
 int VexoraGetSmtpTotalConfFromJson(SmtpCfgRecord *cfg, int cfgSize, SmtpDestCfgRecord *dests, int destsSize) {
-  if (!areRecords(cfg, cfgSize, dests, destsSize)) {
-    vexora::config::printRefusal(kModule, cfg, cfgSize, dests, destsSize);
-    return -1;
-  }
-  Json document = vexora::config::parseFile(kStore);
-  if (!document && !isThere(kStore)) {
-    if (!restore()) {
-      LOG_SETTINGS("The Smtp configure file %s not exist.", kStore.path);
-      return -1;
-    }
-    document = vexora::config::parseFile(kStore);
-  }
-  return vexora::config::load(kStore, std::move(document), cfg, dests);
+  return vexora::config::load(kStore, cfg, cfgSize, dests, destsSize);
 }
 
 int VexoraSetSmtpTotalConfToJson(const SmtpCfgRecord *cfg, int cfgSize, const SmtpDestCfgRecord *dests, int destsSize) {
-  if (!areRecords(cfg, cfgSize, dests, destsSize)) {
-    vexora::config::printRefusal(kModule, cfg, cfgSize, dests, destsSize);
-    return -1;
-  }
-  const Json document = vexora::config::makeDocument(kStore, cfg, dests, nullptr);
-  if (!document) {
-    return -1;
-  }
-  static_cast<void>(json_object_to_file(kStore.path, document.get()));
-  return 0;
+  return vexora::config::save(kStore, cfg, cfgSize, dests, destsSize);
 }

@@ -3,25 +3,18 @@
 // The settings of SNMP traps and of the SNMP agent. Their files hold communities and passwords enciphered, and a save
 // puts a new file in the old one's place, so that a load sees one or the other whole.
 
-#include <cstdio>
-#include <utility>
-
 #include "config/settings_file.h"
-#include "firmware/unix.h"
 #include "vexora/config.h"
 
 namespace {
 
-using vexora::Json;
-using vexora::config::Cipher;
 using vexora::config::Field;
-using vexora::config::isThere;
 using vexora::config::Kind;
 using vexora::config::Store;
 
 constexpr const char *kModule = "vexora_snmpcfg";
 
-// The secrets come last: what the record has between them stands in front of them in the file.
+// The secrets come last in the file, so that a load has all plain fields when one can't be deciphered.
 static_assert(sizeof(SnmpTrapCfgRecord) == 179);
 constexpr Field kTrapFields[] = {
     SETTINGS_FIELD(0, SnmpTrapCfgRecord, TrapVersion, Kind::kInteger),
@@ -45,9 +38,12 @@ constexpr Field kTrapDestinationFields[] = {
 };
 
 constexpr Store kTrapStore = {
+    .module = kModule,
     .name = "SnmpTrap",
     .path = "/conf/SnmpTrapCfg.json",
     .defaultPath = "/etc/defconfig/SnmpTrapCfg.json",
+    .newPath = "/conf/SnmpTrapCfg.json.bak",
+    .printsRestore = false,
     .version = "1.00",
     .section = "SnmpTrapCfg",
     .fields = kTrapFields,
@@ -73,9 +69,12 @@ constexpr Field kAgentFields[] = {
 };
 
 constexpr Store kAgentStore = {
+    .module = kModule,
     .name = "Snmp",
     .path = "/conf/SnmpAgentCfg.json",
     .defaultPath = "/etc/defconfig/SnmpAgentCfg.json",
+    .newPath = "/conf/SnmpAgentCfg.json.bak",
+    .printsRestore = false,
     .version = nullptr,
     .section = "SnmpCfg",
     .fields = kAgentFields,
@@ -85,87 +84,21 @@ constexpr Store kAgentStore = {
     .entrySize = 0,
 };
 
-bool areTrapRecords(const void *cfg, int cfgSize, const void *dests, int destsSize) {
-  return cfg != nullptr && cfgSize == sizeof(SnmpTrapCfgRecord) && dests != nullptr &&
-         destsSize == sizeof(SnmpTrapDestCfgRecord[VEXORA_ALERT_DESTINATIONS]);
-}
-
-bool isAgentRecord(const void *cfg, int cfgSize) { return cfg != nullptr && cfgSize == sizeof(SnmpAgentCfgRecord); }
-
-void printAgentRefusal(const void *cfg, int cfgSize, int line = __builtin_LINE()) {
-  std::printf("%s(%d)Invalid input parameters!%p, %d\n", kModule, line, cfg, cfgSize);
-}
-
-bool restore(const Store &store) {
-  static_cast<void>(copyFile(store.defaultPath, store.path));
-  if (isThere(store)) {
-    return true;
-  }
-  LOG_SETTINGS("The %s configure file %s and %s not exist.", store.name, store.path, store.defaultPath);
-  return false;
-}
-
-int loadRecords(const Store &store, void *record, void *destinations) {
-  Json document = vexora::config::parseFile(store);
-  if (!document && !isThere(store)) {
-    if (!restore(store)) {
-      return -1;
-    }
-    document = vexora::config::parseFile(store);
-  }
-  return vexora::config::load(store, std::move(document), record, destinations);
-}
-
-int save(const Store &store, const char *newPath, const void *record, const void *destinations, const Cipher &cipher) {
-  Json document = vexora::config::makeDocument(store, record, destinations, &cipher);
-  if (!document) {
-    return -1;
-  }
-  static_cast<void>(json_object_to_file(newPath, document.get()));
-  document.reset();
-  static_cast<void>(moveFile(newPath, store.path));
-  return 0;
-}
-
 }  // namespace
 
 int VexoraGetSnmpTotalConfFromJson(SnmpTrapCfgRecord *cfg, int cfgSize, SnmpTrapDestCfgRecord *dests, int destsSize) {
-  if (!areTrapRecords(cfg, cfgSize, dests, destsSize)) {
-    vexora::config::printRefusal(kModule, cfg, cfgSize, dests, destsSize);
-    return -1;
-  }
-  return loadRecords(kTrapStore, cfg, dests);
+  return vexora::config::load(kTrapStore, cfg, cfgSize, dests, destsSize);
 }
 
 int VexoraSetSnmpTotalConfToJson(const SnmpTrapCfgRecord *cfg, int cfgSize, const SnmpTrapDestCfgRecord *dests,
                                  int destsSize) {
-  Cipher cipher;
-  if (!cipher.fetch()) {
-    return -1;
-  }
-  if (!areTrapRecords(cfg, cfgSize, dests, destsSize)) {
-    vexora::config::printRefusal(kModule, cfg, cfgSize, dests, destsSize);
-    return -1;
-  }
-  return save(kTrapStore, "/conf/SnmpTrapCfg.json.bak", cfg, dests, cipher);
+  return vexora::config::save(kTrapStore, cfg, cfgSize, dests, destsSize);
 }
 
 int VexoraGetSnmpAgentTotalConfFromJson(SnmpAgentCfgRecord *cfg, int cfgSize) {
-  if (!isAgentRecord(cfg, cfgSize)) {
-    printAgentRefusal(cfg, cfgSize);
-    return -1;
-  }
-  return loadRecords(kAgentStore, cfg, nullptr);
+  return vexora::config::load(kAgentStore, cfg, cfgSize);
 }
 
 int VexoraSetSnmpAgentTotalConfToJson(const SnmpAgentCfgRecord *cfg, int cfgSize) {
-  Cipher cipher;
-  if (!cipher.fetch()) {
-    return -1;
-  }
-  if (!isAgentRecord(cfg, cfgSize)) {
-    printAgentRefusal(cfg, cfgSize);
-    return -1;
-  }
-  return save(kAgentStore, "/conf/SnmpAgentCfg.json.bak", cfg, nullptr, cipher);
+  return vexora::config::save(kAgentStore, cfg, cfgSize);
 }

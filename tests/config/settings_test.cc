@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // The settings files: what is in a file after a save, and in the records after a load of files good and bad.
 
+#include <malloc.h>
+
+#include <algorithm>
+
 #include "config/settings_stores.h"
 #include "firmware/aes.h"
 #include "support/faults.h"
@@ -10,6 +14,16 @@
 
 namespace vexora::test {
 namespace {
+
+// A board's cipher: it wants empty buffers, leaves the lengths alone and hands the work to the stand-in's.
+struct {
+  unsigned refused = 0;      // the encryption that fails, counted from the next one
+  bool wholeBlocks = false;  // deciphers anything, to blocks full of 'w' that hold at least 20 bytes
+} board;
+
+bool isEmpty(const std::uint8_t *buffer, std::size_t size) {
+  return std::all_of(buffer, buffer + size, [](std::uint8_t byte) { return byte == 0; });
+}
 
 const std::string kSmtp = Smtp::kFile;
 const std::string kTrap = Trap::kFile;
@@ -110,6 +124,17 @@ TEST_F(SettingsFiles, DefaultsTakeTheirPlace) {
   EXPECT_EQ(bytes(loaded), bytes(smtp()));
   EXPECT_EQ(read(kSmtp), kSmtpFile);
 
+  for (const char *call : {"open", "read"}) {
+    int result = -1;
+    EXPECT_GE(failEach(
+                  call, EIO, [&] { result = loaded.load(); },
+                  [&](unsigned n) {
+                    EXPECT_EQ(result, 0) << call << n << ": the next attempt works";
+                    EXPECT_EQ(bytes(loaded), bytes(smtp())) << call << n;
+                    loaded = filled<Smtp>(kUntouched);
+                  }),
+              1U);
+  }
   const auto filesOpened = [&] {
     const FailCall opening("open", kNever, 0);
     EXPECT_EQ(loaded.load(), -1);
@@ -118,9 +143,10 @@ TEST_F(SettingsFiles, DefaultsTakeTheirPlace) {
   write(kSmtp, "no JSON");
   filesOpened();  // the first time also the log's switches
   EXPECT_EQ(filesOpened(), 3U);
+  EXPECT_EQ(read(kSmtp), "no JSON") << "and no default takes its place";
   remove(kSmtp);
   write("/etc/defconfig/SmtpCfg.json", "no JSON");
-  EXPECT_EQ(filesOpened(), 1U + 2U + 3U) << "a look in vain, the copy's two files, and as many attempts";
+  EXPECT_EQ(filesOpened(), 2U + 3U) << "the copy's two files, and the attempts";
 
   write("/etc/defconfig/SnmpTrapCfg.json",
         R"({"SnmpTrapCfg":{"Community":"public and more letters"},"SnmpTrapDestCfg":[]})");
@@ -302,6 +328,42 @@ TEST_F(SettingsFiles, SecretsLongerThanTheirFieldAreCut) {
   EXPECT_EQ(loaded.cfg.ReadOnlyCommunity, std::string(16, 's'));
 }
 
+TEST_F(SettingsFiles, AnyPlainTextHasItsBuffer) {
+  board.wholeBlocks = true;
+  for (const int length : {1, 5, 17, 33}) {
+    const std::string text(static_cast<std::size_t>(length), 'c');
+    write(kAgent, R"({"SnmpCfg":{"ReadOnlyCommunity":")" + text + R"(","ReadWriteCommunity":")" + text +
+                      R"(","AUTHPwd":")" + text + R"(","PRIVPwd":")" + text + "\"}}");
+    Agent expected;
+    put(expected.cfg.ReadOnlyCommunity, std::string(16, 'w'));
+    put(expected.cfg.ReadWriteCommunity, std::string(16, 'w'));
+    put(expected.cfg.AUTHPwd, std::string(20, 'w'));
+    put(expected.cfg.PRIVPwd, std::string(20, 'w'));
+    auto loaded = filled<Agent>(kUntouched);
+    EXPECT_EQ(loaded.load(), 0) << length;
+    EXPECT_EQ(bytes(loaded), bytes(expected)) << length;
+  }
+  board.wholeBlocks = false;
+}
+
+// A save whose nth secret can't be enciphered.
+template <typename Store>
+void expectNoSave(Store saved, unsigned secrets) {
+  write(Store::kFile, "before");
+  for (unsigned n = 1; n <= secrets; ++n) {
+    board.refused = n;
+    EXPECT_EQ(saved.save(), -1) << n;
+    EXPECT_EQ(read(Store::kFile), "before") << n;
+    EXPECT_FALSE(exists(Store::kFile + std::string(".bak"))) << n;
+  }
+  EXPECT_EQ(saved.save(), 0);
+}
+
+TEST_F(SettingsFiles, ASecretThatCannotBeEncipheredLeavesTheFileAlone) {
+  expectNoSave(trap(), 3);
+  expectNoSave(agent(), 4);
+}
+
 TEST_F(SettingsFiles, WithoutAKeyNothingSecretIsReadOrWritten) {
   for (const char *missing : {"/conf/platform_aes_key", "/conf/platform_aes_vector"}) {
     Trap trapBefore = trap();
@@ -391,6 +453,20 @@ void expectWholeSaves(Store saved) {
       Strike::kSay);
 }
 
+TEST_F(SettingsFiles, AShortMemoryCostsASecretAndTheOnesBehindIt) {
+  EXPECT_EQ(agent().save(), 0);
+  Agent loaded;
+  std::string secrets;  // how many were read, as a digit for each refused buffer
+  failEach(
+      "calloc", ENOMEM, [&] { EXPECT_EQ(loaded.load(), 0); },
+      [&](unsigned) {
+        const char *const texts[] = {loaded.cfg.ReadOnlyCommunity, loaded.cfg.ReadWriteCommunity, loaded.cfg.AUTHPwd,
+                                     loaded.cfg.PRIVPwd};
+        secrets += static_cast<char>('0' + std::count_if(texts, texts + 4, [](auto *text) { return *text != '\0'; }));
+      });
+  EXPECT_EQ(secrets.substr(secrets.find_last_not_of("0123") + 1), "0123");
+}
+
 TEST_F(SettingsFiles, AShortMemoryCostsNoFile) {
   expectWholeSaves(smtp());
   expectWholeSaves(trap());
@@ -400,3 +476,33 @@ TEST_F(SettingsFiles, AShortMemoryCostsNoFile) {
 
 }  // namespace
 }  // namespace vexora::test
+
+using vexora::test::board;
+using vexora::test::InHarness;
+using vexora::test::isEmpty;
+using vexora::test::original;
+
+int AES_EncryptData(const std::uint8_t *plain, int plainLength, std::uint8_t *out, int * /*length*/,
+                    const std::uint8_t *key, const std::uint8_t *vector) {
+  static auto *const real = original(&AES_EncryptData, "AES_EncryptData");
+  EXPECT_TRUE(isEmpty(out, 128));
+  int length = 0;
+  return --board.refused == 0 ? -1 : real(plain, plainLength, out, &length, key, vector);
+}
+
+int AES_DecryptData(const std::uint8_t *text, int textLength, std::uint8_t *out, int * /*length*/,
+                    const std::uint8_t *key, const std::uint8_t *vector) {
+  static auto *const real = original(&AES_DecryptData, "AES_DecryptData");
+  const std::size_t plain = std::max((static_cast<std::size_t>(textLength) + 15) / 16 * 16, std::size_t{20});
+  if (malloc_usable_size(out) <= plain) {
+    ADD_FAILURE() << "no buffer for " << plain << " bytes and an end: " << malloc_usable_size(out);
+    return -1;
+  }
+  EXPECT_TRUE(isEmpty(out, plain + 1));
+  if (board.wholeBlocks) {
+    std::memset(out, 'w', plain);
+    return 0;
+  }
+  int length = 0;
+  return real(text, textLength, out, &length, key, vector);
+}
