@@ -28,7 +28,7 @@ constexpr const char *kModule = "vexora_eventservicecfg";
 constexpr const char *kPath = "/conf/eventsubscriptions.conf";
 constexpr const char *kAbsent = "N/A";
 constexpr std::size_t kLongestValue = 511;
-constexpr std::size_t kLineRoom = 128;  // a longer line is read as several
+constexpr std::size_t kLineSize = 128;  // a longer line is read as several
 constexpr unsigned kTypeBits = 0x1F;
 constexpr std::int32_t kLoaded = 1;
 constexpr std::int32_t kSlots = VEXORA_EVENT_SUBSCRIPTIONS;
@@ -150,7 +150,7 @@ struct Setting {
   char *value = nullptr;
 };
 
-/// The value behind an opening quote, up to the closing one or the line's end; null when there is none.
+/// The value after an opening quote, up to the closing one or the line's end; null when there is none.
 char *quotedValue(char *value, char quote) {
   if (value[0] != quote || value[1] == '\0' || value[1] == quote) {
     return nullptr;
@@ -203,18 +203,15 @@ class NewSlots {
 
   /// Reads the whole file; false when memory is short or the file can't be read to its end.
   bool read(std::FILE *file) {
-    char line[kLineRoom];
+    if (!std::all_of(std::begin(slots_), std::end(slots_), fillEmpty)) {
+      return false;
+    }
+    std::int32_t current = -1;  // the slot being filled: -1 before the first header, kSlots after the last slot
+    char line[kLineSize];
     while (std::fgets(line, sizeof line, file) != nullptr) {
       if (opensSection(line)) {
-        if (!completeSlot()) {
-          return false;
-        }
-      } else if (isOpen() && !takeSetting(parseSetting(line))) {
-        return false;
-      }
-    }
-    while (current_ < kSlots) {
-      if (!completeSlot()) {
+        current = std::min(current + 1, kSlots);
+      } else if (current >= 0 && current < kSlots && !takeSetting(parseSetting(line), slots_[current])) {
         return false;
       }
     }
@@ -227,25 +224,17 @@ class NewSlots {
   }
 
  private:
-  [[nodiscard]] bool isOpen() const { return current_ >= 0 && current_ < kSlots; }
-
-  /// Goes on to the next slot, with empty strings for the keys that the one before did not have.
-  bool completeSlot() {
-    if (isOpen()) {
-      for (std::size_t key = 0; key < kKeys; ++key) {
-        if (!seen_[key] && !isNumber(key) && !setString(key, "")) {
-          return false;
-        }
+  /// Gives a slot what it has without any setting: empty strings.
+  static bool fillEmpty(EventSubScriptionRecord &slot) {
+    for (std::size_t key = 0; key < kKeys; ++key) {
+      if (char **const string = stringOf(slot, key); string != nullptr && !setString(*string, "")) {
+        return false;
       }
     }
-    if (current_ < kSlots) {
-      ++current_;
-    }
-    seen_ = {};
     return true;
   }
 
-  bool takeSetting(const Setting &setting) {
+  bool takeSetting(const Setting &setting, EventSubScriptionRecord &slot) {
     if (setting.value == nullptr) {
       return true;
     }
@@ -253,20 +242,18 @@ class NewSlots {
     if (key == kKeys) {
       return true;
     }
-    seen_[key] = true;
-    EventSubScriptionRecord &slot = slots_[current_];
     if (key == kPresent) {
       slot.present = static_cast<std::uint8_t>(std::strtol(setting.value, nullptr, 10));
     } else if (key == kType) {
       slot.type =
           static_cast<std::uint8_t>(static_cast<unsigned long>(std::strtol(setting.value, nullptr, 10)) & kTypeBits);
     } else {
-      return setString(key, setting.value);
+      return setString(*stringOf(slot, key), setting.value);
     }
     return true;
   }
 
-  /// The number of a key, or kKeys. Starts behind the key found last, as files have them in order.
+  /// The number of a key, or kKeys. Starts after the key found last, as files have them in order.
   std::size_t find(const char *name) {
     for (std::size_t tried = 0; tried < kKeys; ++tried) {
       const std::size_t key = (next_ + tried) % kKeys;
@@ -278,7 +265,7 @@ class NewSlots {
     return kKeys;
   }
 
-  bool setString(std::size_t key, const char *value) {
+  static bool setString(char *&string, const char *value) {
     char *copy = nullptr;
     if (std::strcmp(value, kAbsent) != 0) {
       copy = strdup(value);
@@ -286,13 +273,11 @@ class NewSlots {
         return false;
       }
     }
-    std::free(std::exchange(*stringOf(slots_[current_], key), copy));
+    std::free(std::exchange(string, copy));
     return true;
   }
 
   EventSubScriptionRecord slots_[kSlots]{};
-  std::int32_t current_ = -1;  // the slot being filled: -1 before the first header, kSlots behind the last slot
-  std::array<bool, kKeys> seen_{};
   std::size_t next_ = 0;
 };
 
