@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // The event subscriptions: the file that a store is written to, and what a store is read from files that people edit.
 
+#include <unistd.h>
+
 #include <cstring>
 
 #include "support/faults.h"
@@ -104,6 +106,25 @@ TEST_F(EventSubscriptions, LinesMeanWhatTheyAlwaysDid) {
   }
 }
 
+TEST_F(EventSubscriptions, KeysMayBeLeftOutAndStandInAnyOrder) {
+  ASSERT_EQ(load("[a]\nresource31=r31\nmessageid0=m0\nmessageid9=m9\nmessageid10=m10\nresource0=r0\ncontext=c\n"
+                 "hxauth=x\nprotocal=p\nhdataver=v\nhcontent=h\n[b]\ncontext=second\nresource1=r1\npresent=1\n"),
+            0);
+  const EventSubScriptionRecord &slot = store[0];
+  const std::pair<const char *, const char *> fields[] = {
+      {slot.destaddr, ""},         {slot.hcontent, "h"},         {slot.hdataver, "v"},
+      {slot.hxauth, "x"},          {slot.context, "c"},          {slot.protocal, "p"},
+      {slot.messageid[0], "m0"},   {slot.messageid[1], ""},      {slot.messageid[9], "m9"},
+      {slot.messageid[10], "m10"}, {slot.messageid[31], ""},     {slot.resource[0], "r0"},
+      {slot.resource[31], "r31"},  {store[1].context, "second"}, {store[1].resource[1], "r1"},
+      {store[1].resource[0], ""}};
+  for (const auto &[field, expected] : fields) {
+    EXPECT_STREQ(field, expected);
+  }
+  EXPECT_EQ(slot.present, 0);
+  EXPECT_EQ(store[1].present, 1);
+}
+
 TEST_F(EventSubscriptions, NumbersKeepTheirLowBits) {
   ASSERT_EQ(load("[x]\npresent=258\ntype=37\n[1]\npresent=-1x\ntype=-1\n[2]\n[3]\n[4]\npresent=1\ndestaddr=fifth\n"),
             0);
@@ -139,6 +160,10 @@ TEST_F(EventSubscriptions, RefusedCallsLeaveTheStoreAlone) {
   EXPECT_NE(output.find(")open file /conf/eventsubscriptions.conf err!\nvexora_eventservicecfg("), std::string::npos);
   EXPECT_NE(output.find(")file open error!\n"), std::string::npos);
   remove(kFile);
+  ASSERT_EQ(symlink("/proc/self/mem", kFile.c_str()), 0);  // opens, but can't be read
+  EXPECT_EQ(GetEventSubScriptionFromConfFile(&latch, store), -1);
+  EXPECT_EQ(latch, 7);
+  remove(kFile);
   EXPECT_EQ(GetEventSubScriptionFromConfFile(&latch, store), -1);
   EXPECT_EQ(latch, 0);
   EXPECT_EQ(destination(), "<kept>");
@@ -161,18 +186,52 @@ TEST_F(EventSubscriptions, SelectorsFreeTheirFieldsOnly) {
   const auto full = section(0, "1 31", "d", "v") + section(1, "1 31", "d", "v");
   for (int what = 1; what <= 9; ++what) {
     ASSERT_EQ(load(full), 0);
+    store[0].type = 0xFF;
     EXPECT_EQ(dwEventSubScriptionStoreMemFree(0, 1, what, store), 0);
     const EventSubScriptionRecord &slot = store[0];
     const std::pair<const char *, int> fields[] = {
-        {slot.destaddr, 1},      {slot.hcontent, 3},    {slot.hxauth, 3},
-        {slot.context, 4},       {slot.protocal, 5},    {slot.messageid[0], 6},
-        {slot.messageid[31], 6}, {slot.resource[0], 7}, {slot.resource[31], 7}};
+        {slot.destaddr, 1},    {slot.hcontent, 3},    {slot.hdataver, 3},     {slot.hxauth, 3},
+        {slot.context, 4},     {slot.protocal, 5},    {slot.messageid[0], 6}, {slot.messageid[31], 6},
+        {slot.resource[0], 7}, {slot.resource[31], 7}};
     for (const auto &[field, selector] : fields) {
       EXPECT_EQ(field == nullptr, what == selector || what == 9) << what << " of " << selector;
     }
-    EXPECT_EQ(slot.type == 0, what == 2 || what == 9);
-    EXPECT_EQ(store[0].present, what == 9 ? 0 : 1);
-    EXPECT_EQ(destination(1) + store[1].resource[31], "<d>v");
+    EXPECT_EQ(slot.type, what == 2 || what == 9 ? 0xE0 : 0xFF) << what;
+    EXPECT_EQ(slot.present, what == 9 ? 0 : 1) << what;
+    EXPECT_EQ(destination(1) + store[1].resource[31], "<d>v") << what;
+  }
+  EXPECT_EQ(dwEventSubScriptionStoreMemFree(-1, 9, 9, store), 0);
+  EXPECT_EQ(destination(0) + destination(1) + destination(3), "nullnullnull");
+}
+
+TEST_F(EventSubscriptions, OnlyAFileThatCannotBeOpenedFailsACall) {
+  const std::string file = section(0, "1 31", "d", "v") + section(1, "0 0", "", "") + section(2, "0 0", "N/A", "N/A") +
+                           section(3, "0 0", "", "");
+  const struct {
+    const char *call;
+    int loaded;
+    int latch;
+    int saved;
+    const char *linked;  // what another name of the old file has after the save
+  } rows[] = {{"access", -1, 0, 0, file.c_str()},
+              {"fopen", -1, 7, -1, "before"},
+              {"fclose", 0, 1, 0, "before"},
+              {"remove", 0, 1, 0, file.c_str()}};
+  for (const auto &row : rows) {
+    ASSERT_EQ(load(file), 0);
+    int32_t latch = 7;
+    const auto failing = [&](auto call) {
+      const FailCall fault(row.call, 1, EIO);
+      return call();
+    };
+    EXPECT_EQ(failing([&] { return GetEventSubScriptionFromConfFile(&latch, store); }), row.loaded) << row.call;
+    EXPECT_EQ(latch, row.latch) << row.call;
+    write(kFile, "before");
+    remove("/conf/link");
+    ASSERT_EQ(link(kFile.c_str(), "/conf/link"), 0);
+    EXPECT_EQ(failing([] { return SetEventSubScription2ConfFile(0, store); }), row.saved) << row.call;
+    EXPECT_EQ(exists(kFile) ? read(kFile) : "gone", row.saved == 0 ? file : "gone") << row.call;
+    EXPECT_EQ(read("/conf/link"), row.linked) << row.call;
   }
 }
 
