@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The Redfish document of an event, to the byte.
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -23,6 +24,14 @@ EventArray cleared() {
   EventArray event;
   std::memset(&event, 0x5A, sizeof event);
   EventArrayMemInit(&event);
+  return event;
+}
+
+EventArray fullOf(const char *text) {
+  EventArray event;
+  const char *texts[sizeof event / sizeof(char *)];
+  std::fill(std::begin(texts), std::end(texts), text);
+  std::memcpy(&event, texts, sizeof event);
   return event;
 }
 
@@ -64,10 +73,7 @@ TEST(EventDocument, PresentFieldsStandInTheirPlaces) {
 
 TEST(EventDocument, LongValuesAreCutAndTheLargestEventFits) {
   const std::string text(300, '\x01');
-  EventArray event = cleared();
-  for (std::size_t i = 0; i < sizeof event / sizeof(char *); ++i) {
-    reinterpret_cast<const char **>(&event)[i] = text.c_str();
-  }
+  const EventArray event = fullOf(text.c_str());
   std::string escaped;
   for (int i = 0; i < 127; ++i) {
     escaped += "\\u0001";
@@ -82,10 +88,7 @@ TEST(EventDocument, LongValuesAreCutAndTheLargestEventFits) {
 #ifndef VEXORA_SANITIZED
 TEST(EventDocument, AShortMemoryGivesTheWholeTextOrNone) {
   const std::string text(100, 'v');
-  EventArray event = cleared();
-  for (std::size_t i = 0; i < sizeof event / sizeof(char *); ++i) {
-    reinterpret_cast<const char **>(&event)[i] = text.c_str();
-  }
+  const EventArray event = fullOf(text.c_str());
   const std::string whole = document(event, "node-1");
   std::string out(56 * 1024, '~');
   const HeapWatch heap;

@@ -59,6 +59,10 @@ Trap trap() {
   trap.cfg.DeviceType = 200;
   put(trap.cfg.Community, "sixteen letters!");
   put(trap.cfg.HostID, "HostName");
+  put(trap.cfg.UserName, "trapper");
+  put(trap.cfg.AUTHProtocol, "SHA");
+  put(trap.cfg.PrivProtocol, "AES");
+  put(trap.cfg.PRIVPwd, "other password");
   put(trap.cfg.AUTHPwd, "twenty letters, just");
   put(trap.cfg.EngineID, "0123456789abcdef0123456789abcdef0123456789abcdef");
   trap.dests[1] = {1, "192.0.2.7", 162};
@@ -143,7 +147,6 @@ TEST_F(SettingsFiles, DefaultsTakeTheirPlace) {
   write(kSmtp, "no JSON");
   filesOpened();  // the first time also the log's switches
   EXPECT_EQ(filesOpened(), 3U);
-  EXPECT_EQ(read(kSmtp), "no JSON") << "and no default takes its place";
   remove(kSmtp);
   write("/etc/defconfig/SmtpCfg.json", "no JSON");
   EXPECT_EQ(filesOpened(), 2U + 3U) << "the copy's two files, and the attempts";
@@ -170,7 +173,11 @@ template <typename Store>
 void expectRefusals(std::initializer_list<BadFile> files) {
   for (const BadFile &file : files) {
     const std::string &log = file.log;
-    file.content.empty() ? remove(Store::kFile) : write(Store::kFile, file.content);
+    if (!file.content.empty()) {
+      write(Store::kFile, file.content);
+      write(std::string("/etc/defconfig/") + (Store::kFile + 6),
+            R"({"SmtpCfg":{},"SnmpTrapCfg":{},"SnmpCfg":{},"SmtpDestCfg":[],"SnmpTrapDestCfg":[]})");
+    }
     auto loaded = filled<Store>(kUntouched);
     auto expected = filled<Store>(kUntouched);
     if (file.fillsCfg) {
@@ -179,6 +186,7 @@ void expectRefusals(std::initializer_list<BadFile> files) {
     const std::string output = capturedOutput([&] { EXPECT_EQ(loaded.load(), -1) << log; });
     EXPECT_NE(output.find(log), std::string::npos) << log << " is not in " << output;
     EXPECT_EQ(bytes(loaded), bytes(expected)) << log;
+    EXPECT_EQ(exists(Store::kFile) ? read(Store::kFile) : "", file.content) << log << ": no default takes its place";
   }
 }
 
@@ -210,31 +218,39 @@ TEST_F(SettingsFiles, BadFilesAreRefusedAndSayWhy) {
        {"{}", "Get the SnmpCfg struct from Json failed."}});
 }
 
+// Refused arguments, and the whole output without its line number.
+template <typename Call, typename Cfg, typename... Dests>
+void expectRefusal(Call call, const char *format, Cfg *cfg, int cfgSize, Dests... dests) {
+  char text[128];
+  std::snprintf(text, sizeof text, format, static_cast<const void *>(cfg), cfgSize, dests...);
+  std::string output = capturedOutput([&] { EXPECT_EQ(call(cfg, cfgSize, dests...), -1) << text; });
+  output.erase(output.find('(') + 1, std::strspn(output.c_str() + output.find('(') + 1, "0123456789"));
+  EXPECT_EQ(output, text);
+}
+
 TEST_F(SettingsFiles, WrongRecordsAreRefused) {
   auto smtp = filled<Smtp>(kUntouched);
   auto trap = filled<Trap>(kUntouched);
   auto agent = filled<Agent>(kUntouched);
-  const auto output = capturedOutput([&] {
-    for (const int more : {-1, 1}) {
-      EXPECT_EQ(smtp.load(more) + trap.load(more) + agent.load(more), -3);
+  for (int row = 0; row < 6; ++row) {
+    const int cfgMore = (row == 1) - (row == 2);
+    const int destsMore = (row == 4) - (row == 5);
+    const auto expectBoth = [&](auto load, auto save, const char *format, auto &cfg, auto... dests) {
+      const int size = static_cast<int>(sizeof cfg) + cfgMore;
+      expectRefusal(load, format, row == 0 ? nullptr : &cfg, size, dests...);
+      expectRefusal(save, format, row == 0 ? nullptr : &cfg, size, dests...);
+    };
+    expectBoth(VexoraGetSmtpTotalConfFromJson, VexoraSetSmtpTotalConfToJson,
+               "vexora_smtpcfg()Invalid input parameters!%p, %d, %p, %d\n", smtp.cfg, row == 3 ? nullptr : smtp.dests,
+               332 + destsMore);
+    expectBoth(VexoraGetSnmpTotalConfFromJson, VexoraSetSnmpTotalConfToJson,
+               "vexora_snmpcfg()Invalid input parameters!%p, %d, %p, %d\n", trap.cfg, row == 3 ? nullptr : trap.dests,
+               208 + destsMore);
+    if (row < 3) {
+      expectBoth(VexoraGetSnmpAgentTotalConfFromJson, VexoraSetSnmpAgentTotalConfToJson,
+                 "vexora_snmpcfg()Invalid input parameters!%p, %d\n", agent.cfg);
     }
-    EXPECT_EQ(VexoraGetSmtpTotalConfFromJson(nullptr, 273, nullptr, 332), -1);
-    EXPECT_EQ(VexoraGetSmtpTotalConfFromJson(&smtp.cfg, 273, smtp.dests, 331), -1);
-    EXPECT_EQ(VexoraSetSmtpTotalConfToJson(&smtp.cfg, 273, smtp.dests, 333), -1);
-    EXPECT_EQ(VexoraGetSnmpTotalConfFromJson(&trap.cfg, 180, trap.dests, 208), -1);
-    EXPECT_EQ(VexoraGetSnmpTotalConfFromJson(nullptr, 179, trap.dests, 208), -1);
-    EXPECT_EQ(VexoraGetSnmpTotalConfFromJson(&trap.cfg, 179, nullptr, 208), -1);
-    EXPECT_EQ(VexoraSetSnmpAgentTotalConfToJson(&agent.cfg, 98), -1);
-    EXPECT_EQ(VexoraSetSmtpTotalConfToJson(&smtp.cfg, 273, nullptr, 332), -1);
-    EXPECT_EQ(VexoraSetSnmpTotalConfToJson(&trap.cfg, 178, trap.dests, 208), -1);
-    EXPECT_EQ(VexoraSetSnmpAgentTotalConfToJson(nullptr, 99), -1);
-  });
-  EXPECT_EQ(output.compare(0, 15, "vexora_smtpcfg("), 0) << output;
-  for (const char *text :
-       {")Invalid input parameters!(nil), 273, (nil), 332\n", ")Invalid input parameters!(nil), 99\n"}) {
-    EXPECT_NE(output.find(text), std::string::npos) << output;
   }
-  EXPECT_NE(output.find("vexora_snmpcfg("), std::string::npos) << output;
   EXPECT_EQ(bytes(smtp) + bytes(trap) + bytes(agent),
             std::string(sizeof smtp + sizeof trap + sizeof agent, kUntouched));
   EXPECT_EQ(list("/conf"), std::vector<std::string>{});
@@ -245,7 +261,7 @@ TEST_F(SettingsFiles, SecretsAreEncipheredAndReadBack) {
   EXPECT_EQ(saved.save(), 0);
   const std::string file = read(kTrap);
   EXPECT_EQ(file.find(R"({"Version":"1.00","SnmpTrapCfg":{"TrapVersion":2,"EventLevelLimit":0,"HostID":"HostName",)"
-                      R"("UserName":"","AUTHProtocol":"","PrivProtocol":"","EngineID":)"
+                      R"("UserName":"trapper","AUTHProtocol":"SHA","PrivProtocol":"AES","EngineID":)"
                       R"("0123456789abcdef0123456789abcdef0123456789abcdef","DeviceType":200,"Community":")"),
             0U);
   EXPECT_LT(file.find("\"Community\""), file.find("\"AUTHPwd\""));
@@ -297,48 +313,29 @@ TEST_F(SettingsFiles, ADamagedSecretTakesTheOnesBehindItAlong) {
       EXPECT_EQ(bytes(loaded), bytes(expected)) << file;
     }
   }
-  write(kTrap, R"({"SnmpTrapCfg":{"DeviceType":9,"PRIVPwd":"x","Community":"public"},"SnmpTrapDestCfg":[{"port":5}]})");
-  Trap trap;
-  EXPECT_EQ(trap.load(), 0);
-  EXPECT_STREQ(trap.cfg.Community, "public");
-  EXPECT_EQ(trap.cfg.DeviceType + trap.dests[0].port, 14);
-}
-
-TEST_F(SettingsFiles, SecretsLongerThanTheirFieldAreCut) {
-  const std::string plain(1'000'000, 's');
-  std::string cipher(plain.size() + 16, '\0');
-  int length = 0;
-  std::uint8_t key[32];
-  std::uint8_t vector[16];
-  AES_GetEncryptKey(key, 32);
-  AES_GetInitialVector(vector, 16);
-  ASSERT_EQ(AES_EncryptData(reinterpret_cast<const std::uint8_t *>(plain.data()), static_cast<int>(plain.size()),
-                            reinterpret_cast<std::uint8_t *>(cipher.data()), &length, key, vector),
-            0);
-  std::string file = R"({"SnmpCfg":{"ReadOnlyCommunity":")";
-  for (const char byte : cipher) {
-    char escaped[8];
-    const auto value = static_cast<unsigned char>(byte);
-    std::snprintf(escaped, sizeof escaped, value < 0x80 ? "\\u%04x" : "%c", value);
-    file += escaped;
+  for (const auto &[community, expected] : {std::pair{"public", "public"}, {"publi", ""}, {"Public", ""}}) {
+    write(kTrap, std::string(R"({"SnmpTrapCfg":{"DeviceType":9,"AUTHPwd":"public","Community":")") + community +
+                     R"("},"SnmpTrapDestCfg":[{"port":5}]})");
+    Trap trap;
+    EXPECT_EQ(trap.load(), 0);
+    EXPECT_STREQ(trap.cfg.Community, expected);
+    EXPECT_STREQ(trap.cfg.AUTHPwd, "");
+    EXPECT_EQ(trap.cfg.DeviceType, 9);
+    EXPECT_EQ(trap.dests[0].port, 5);
   }
-  write(kAgent, file + "\"}}");
-  auto loaded = filled<Agent>(kUntouched);
-  EXPECT_EQ(loaded.load(), 0);
-  EXPECT_EQ(loaded.cfg.ReadOnlyCommunity, std::string(16, 's'));
 }
 
-TEST_F(SettingsFiles, AnyPlainTextHasItsBuffer) {
+TEST_F(SettingsFiles, PlainTextsHaveTheirBufferAndAreCut) {
+  Agent expected;
+  put(expected.cfg.ReadOnlyCommunity, std::string(16, 'w'));
+  put(expected.cfg.AUTHPwd, std::string(20, 'w'));
+  std::memcpy(expected.cfg.ReadWriteCommunity, expected.cfg.ReadOnlyCommunity, 17);
+  std::memcpy(expected.cfg.PRIVPwd, expected.cfg.AUTHPwd, 21);
   board.wholeBlocks = true;
-  for (const int length : {1, 5, 17, 33}) {
-    const std::string text(static_cast<std::size_t>(length), 'c');
-    write(kAgent, R"({"SnmpCfg":{"ReadOnlyCommunity":")" + text + R"(","ReadWriteCommunity":")" + text +
-                      R"(","AUTHPwd":")" + text + R"(","PRIVPwd":")" + text + "\"}}");
-    Agent expected;
-    put(expected.cfg.ReadOnlyCommunity, std::string(16, 'w'));
-    put(expected.cfg.ReadWriteCommunity, std::string(16, 'w'));
-    put(expected.cfg.AUTHPwd, std::string(20, 'w'));
-    put(expected.cfg.PRIVPwd, std::string(20, 'w'));
+  for (const std::size_t length : {1U, 5U, 17U, 1'000'000U}) {
+    const std::string text = R"(":")" + std::string(length, 'c') + '"';
+    write(kAgent, R"({"SnmpCfg":{"ReadOnlyCommunity)" + text + R"(,"ReadWriteCommunity)" + text + R"(,"AUTHPwd)" +
+                      text + R"(,"PRIVPwd)" + text + "}}");
     auto loaded = filled<Agent>(kUntouched);
     EXPECT_EQ(loaded.load(), 0) << length;
     EXPECT_EQ(bytes(loaded), bytes(expected)) << length;
@@ -386,34 +383,35 @@ TEST_F(SettingsFiles, WithoutAKeyNothingSecretIsReadOrWritten) {
   }
 }
 
-TEST_F(SettingsFiles, AFailedWriteIsNoFailedSave) {
-  Smtp smtpAfter = smtp();
-  Trap trapAfter = trap();
-  EXPECT_EQ(trapAfter.save(), 0);
-  const std::string trapFile = read(kTrap);
+template <typename Store>
+void expectFailedWritesUnnoticed(Store saved) {
+  EXPECT_EQ(saved.save(), 0);
+  const std::string file = read(Store::kFile);
   const int descriptors = openDescriptors();
   for (const char *call : {"open", "write", "close", "rename"}) {
-    int smtpResult = -1;
-    int trapResult = -1;
+    int result = -1;
     failEach(
-        call, ENOSPC,
-        [&] {
-          smtpResult = smtpAfter.save();
-          trapResult = trapAfter.save();
-        },
+        call, ENOSPC, [&] { result = saved.save(); },
         [&](unsigned n) {
-          EXPECT_EQ(smtpResult, 0) << call << n;
-          EXPECT_TRUE(trapResult == 0 || read(kTrap) == trapFile) << call << n << ": a key that is not to be had";
+          EXPECT_TRUE(result == 0 || read(Store::kFile) == file) << call << n << ": a key that is not to be had";
+          EXPECT_TRUE(result == 0 || Store::kFile != kSmtp) << call << n;
           EXPECT_EQ(openDescriptors(), descriptors) << call << n;
-          write(kTrap, trapFile);
+          write(Store::kFile, file);
         });
-    EXPECT_EQ(read(kSmtp), kSmtpFile) << call;
-    EXPECT_EQ(read(kTrap), trapFile) << call;
+    EXPECT_EQ(read(Store::kFile), file) << call;
   }
-  trapAfter.cfg.EventLevelLimit = 3;  // a move that fails leaves the old document, with the new one beside it
+}
+
+TEST_F(SettingsFiles, AFailedWriteIsNoFailedSave) {
+  expectFailedWritesUnnoticed(smtp());
+  expectFailedWritesUnnoticed(trap());
+  expectFailedWritesUnnoticed(agent());
+  const std::string before = read(kTrap);
+  Trap after = trap();
+  after.cfg.EventLevelLimit = 3;  // a move that fails leaves the old document, with the new one beside it
   const FailCall noMove("rename", 1, EIO);
-  EXPECT_EQ(trapAfter.save(), 0);
-  EXPECT_EQ(read(kTrap), trapFile);
+  EXPECT_EQ(after.save(), 0);
+  EXPECT_EQ(read(kTrap), before);
   EXPECT_EQ(memberOf(read(kTrap + std::string(".bak")), "EventLevelLimit"), "\"EventLevelLimit\":3");
 }
 
