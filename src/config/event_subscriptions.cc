@@ -170,7 +170,7 @@ char *bareValue(char *value) {
 /// Takes a line apart. Quotes that enclose nothing belong to a bare value.
 Setting parseSetting(char *line) {
   char *const equals = std::strchr(line, '=');
-  if (equals == nullptr || equals == line) {
+  if (equals == nullptr) {
     return {};
   }
   *equals = '\0';
@@ -316,7 +316,7 @@ int GetEventSubScriptionFromConfFile(std::int32_t *loaded, EventSubScriptionReco
     return -1;
   }
   // For update, although nothing is written: a file that can't be written back is not loaded.
-  Stream file(std::fopen(kPath, "rb+e"));
+  const Stream file(std::fopen(kPath, "rb+e"));
   if (!file) {
     std::printf("%s(%d)open file %s err!\n", kModule, __LINE__, kPath);
     return -1;
@@ -325,7 +325,6 @@ int GetEventSubScriptionFromConfFile(std::int32_t *loaded, EventSubScriptionReco
   if (!slots.read(file.get())) {
     return -1;
   }
-  file.reset();
   static_cast<void>(dwEventSubScriptionStoreMemFree(0, kSlots, kEverything, store));
   slots.moveTo(store);
   *loaded = kLoaded;

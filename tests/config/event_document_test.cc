@@ -42,7 +42,11 @@ const std::string kEmptyEvent =
     R"("Message": "null", "MessageId": "null", "MessageArgs": [ ], "OriginOfCondition": [ ], )"
     R"("Oem": [ { "serverIdentity": "null" } ] } ] })";
 
-TEST(EventDocument, AbsentFieldsAreTheWordNull) { EXPECT_EQ(document(cleared(), nullptr), kEmptyEvent); }
+TEST(EventDocument, AbsentFieldsAreTheWordNull) {
+  EXPECT_EQ(document(cleared(), nullptr), kEmptyEvent);
+  EventArrayMemInit(nullptr);
+  getJsonData(nullptr, cleared(), nullptr);
+}
 
 TEST(EventDocument, PresentFieldsStandInTheirPlaces) {
   EventArray event = cleared();

@@ -185,6 +185,7 @@ void expectRefusals(std::initializer_list<BadFile> files) {
     }
     const std::string output = capturedOutput([&] { EXPECT_EQ(loaded.load(), -1) << log; });
     EXPECT_NE(output.find(log), std::string::npos) << log << " is not in " << output;
+    EXPECT_EQ(output.find("Get the"), log.starts_with("Get the") ? output.find(log) : std::string::npos) << output;
     EXPECT_EQ(bytes(loaded), bytes(expected)) << log;
     EXPECT_EQ(exists(Store::kFile) ? read(Store::kFile) : "", file.content) << log << ": no default takes its place";
   }
@@ -497,6 +498,7 @@ int AES_DecryptData(const std::uint8_t *text, int textLength, std::uint8_t *out,
     return -1;
   }
   EXPECT_TRUE(isEmpty(out, plain + 1));
+  EXPECT_GT(textLength, 0);
   if (board.wholeBlocks) {
     std::memset(out, 'w', plain);
     return 0;
