@@ -21,7 +21,7 @@ extern "C" {
  * Records have no padding and little-endian numbers; texts end in a NUL inside their field. A load cuts longer texts to
  * their field, keeps the low bits of the 32-bit number that is nearest to the file's, and leaves zeros for what the
  * file lacks. A save stores what a load would give back: a text that fills its field without a NUL loses its last
- * character, and no byte behind the field is read.
+ * character, and no byte after the field is read.
  *
  * A JSON null counts as missing. Failures are logged through VexoraDebug at level 2 for module "IPMI", refused
  * arguments are printed on standard output. A save that runs out of memory gives -1 and leaves the file alone; one
@@ -121,7 +121,7 @@ VEXORA_API int VexoraSetSmtpTotalConfToJson(const SmtpCfgRecord *cfg, int cfgSiz
 
 /** Loads the trap settings from "/conf/SnmpTrapCfg.json".
  *
- * A secret that is missing or cannot be deciphered, for lack of memory too, stays empty, and so do the secrets behind
+ * A secret that is missing or cannot be deciphered, for lack of memory too, stays empty, and so do the secrets after
  * it in the order community, authentication password, privacy password; a community that begins with "public" is taken
  * as plain text. Without the platform's key or initialisation vector `cfg` is all zero. Neither is a failure.
  *
@@ -140,7 +140,7 @@ VEXORA_API int VexoraGetSnmpTotalConfFromJson(SnmpTrapCfgRecord *cfg, int cfgSiz
  *
  * @param cfg, cfgSize, dests, destsSize  as for the load, and only read; all four destinations are written.
  * @return 0, even when the new file could not be written or moved: file and ".bak" are then as the failure left them;
- *         -1 with the file untouched when the platform's key or initialisation vector is not to be had, which is found
+ *         -1 with the file untouched when the platform's key or initialisation vector is not available, which is found
  *         out before the arguments are looked at, when an argument is refused, when a secret cannot be enciphered, or
  *         when memory is short.
  */
@@ -149,7 +149,7 @@ VEXORA_API int VexoraSetSnmpTotalConfToJson(const SnmpTrapCfgRecord *cfg, int cf
 
 /** Loads the agent's settings from "/conf/SnmpAgentCfg.json".
  *
- * A secret that is missing or cannot be deciphered, for lack of memory too, stays empty, and so do the secrets behind
+ * A secret that is missing or cannot be deciphered, for lack of memory too, stays empty, and so do the secrets after
  * it in the order read-only community, read-write community, authentication password, privacy password; no community
  * is taken as plain text. Without the platform's key or initialisation vector `cfg` is all zero. Neither is a failure.
  *
@@ -180,7 +180,7 @@ VEXORA_API int VexoraSetSnmpAgentTotalConfToJson(const SnmpAgentCfgRecord *cfg, 
 /** Filter entries of each kind in a slot. */
 #define VEXORA_EVENT_FILTERS 32
 
-/** One subscription. NULL strings are absent, and stand in the file as "N/A". */
+/** One subscription. NULL strings are absent, and are written to the file as "N/A". */
 /* NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding): daemons know this order */
 typedef struct EventSubScriptionRecord {
   uint8_t present; /**< non-zero: the slot is in use */
@@ -211,20 +211,20 @@ extern VEXORA_API int32_t blEventSubScriptionsFlag;
  *                a load and 0 when the file is missing.
  * @param store   four slots; NULL is refused. What they own is freed once the new strings are all there.
  * @return 0; -1 with the store untouched when an argument is NULL, when the file is missing, when it cannot be opened
- *         for reading and writing (told on standard output), or when it can't be read to its end or memory is short
+ *         for reading and writing (printed on standard output), or when it can't be read to its end or memory is short
  *         (the latch is untouched too).
  */
 VEXORA_API int GetEventSubScriptionFromConfFile(int32_t *loaded, EventSubScriptionRecord *store);
 
 /** Writes the file anew from the store: no temporary file, no synchronisation, and a full disk goes unnoticed.
  *
- * A value reads back as it was as long as its line ("key=value") has at most 127 characters, no ";" or "#" stands in
+ * A value reads back as it was as long as its line ("key=value") has at most 127 characters, no ";" or "#" is in
  * it, no quote at its beginning and no line end in it.
  *
  * @param unused  ignored.
  * @param store   four slots, in use or not; NULL is refused.
- * @return 0; -1 with the file untouched when `store` is NULL or a string has 512 characters or more (told on standard
- *         output); -1 with the old file gone when the new one cannot be made (told on standard output).
+ * @return 0; -1 with the file untouched when `store` is NULL or a string has 512 characters or more (the latter printed
+ *         on standard output); -1 with the old file gone when the new one cannot be made (printed, too).
  */
 VEXORA_API int SetEventSubScription2ConfFile(uint32_t unused, const EventSubScriptionRecord *store);
 

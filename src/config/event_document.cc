@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The document of an event, as subscribers receive it. Its members stand in the order in which they are added.
+// The document of an event, as subscribers receive it. Its members are in the order in which they are added.
 
 #include <cstdio>
 #include <cstring>
@@ -17,7 +17,7 @@ using vexora::addMember;
 using vexora::appendElement;
 using vexora::Json;
 
-/// A value as the document has it: a string, cut to what the room holds.
+/// A value as the document has it: a string, cut to 127 bytes.
 class Value {
  public:
   explicit Value(const char *text, const char *absent = "null", const char *prefix = "") {

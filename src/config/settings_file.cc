@@ -121,7 +121,7 @@ bool isPublic(json_object *value) {
   return text != nullptr && std::strncmp(text, "public", 6) == 0;
 }
 
-/// Reads one field; false when it is a secret that cannot be had.
+/// Reads one field; false when it is a secret that can't be deciphered.
 bool readField(json_object *section, const Field &field, std::uint8_t *record, const Cipher *cipher) {
   json_object *const value = member(section, field.key);
   std::uint8_t *const bytes = record + field.offset;
@@ -144,7 +144,7 @@ bool readField(json_object *section, const Field &field, std::uint8_t *record, c
   return true;
 }
 
-/// Reads the fields up to the first secret that cannot be had; none when the cipher has no key.
+/// Reads the fields up to the first secret that can't be deciphered; none when the cipher has no key.
 void readRecord(json_object *section, const Store &store, std::uint8_t *record) {
   Cipher cipher;
   if (!cipher.fetchFor(store.fields)) {
@@ -227,7 +227,7 @@ Json makeDocument(const Store &store, const void *record, const void *destinatio
       !addMember(root.get(), store.list, newList(store, static_cast<const std::uint8_t *>(destinations)))) {
     return nullptr;
   }
-  // Made here once, so that the writer has its room already and a short memory never costs a file.
+  // Made here once, so that the writer has its memory already and a short memory never costs a file.
   return wholeText(root.get(), JSON_C_TO_STRING_PLAIN) == nullptr ? nullptr : std::move(root);
 }
 

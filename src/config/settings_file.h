@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The one way in which settings travel between a packed record and a JSON file. A store is data: the file's names, and
-// tables of fields in the order in which they stand in the file, which is also the order of reading. That order matters
-// where fields are secret: a secret that cannot be deciphered ends the reading, so that it and those after it stay
-// empty.
+// tables of fields in the order of the file, which is also the order of reading. That order matters where fields are
+// secret: a secret that cannot be deciphered ends the reading, so that it and those after it stay empty.
 #pragma once
 
 #include <cstddef>
@@ -16,7 +15,7 @@ enum class Kind : std::uint8_t {
   kInteger,    // little-endian in the record; of a number too large for it the low bits of the nearest 32-bit number
   kText,       // NUL-terminated in the record
   kSecret,     // a text that is enciphered in the file
-  kCommunity,  // a secret that may also stand in the file as a plain text beginning with "public"
+  kCommunity,  // a secret that may also be in the file as a plain text beginning with "public"
 };
 
 struct Field {

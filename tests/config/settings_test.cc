@@ -477,7 +477,6 @@ TEST_F(SettingsFiles, AShortMemoryCostsNoFile) {
 }  // namespace vexora::test
 
 using vexora::test::board;
-using vexora::test::InHarness;
 using vexora::test::isEmpty;
 using vexora::test::original;
 
