@@ -238,8 +238,8 @@ VEXORA_API int UefiDecompressGetInfo(const void *source, uint32_t source_size, u
  * @param version      VEXORA_UEFI_FORM or VEXORA_TIANO_FORM. Another is refused, with the scratch area zeroed and the
  *                     destination untouched. The wrong one of the two fails or gives wrong data.
  * @return 0, also for any version when there is no plain data: the areas are untouched then. -1 when an argument is
- *         refused or the stream is bad: a code with a length above 16, with lengths that don't make it complete or
- *         with a single symbol that the format hasn't, or a match from before the destination's beginning.
+ *         refused or the stream is bad: a code with a length above 16 or with lengths that don't make it complete, a
+ *         symbol that the format doesn't have, or a match from before the destination's beginning.
  */
 VEXORA_API int UefiTianoDecompress(const void *source, void *destination, void *scratch, uint32_t version);
 

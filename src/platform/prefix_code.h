@@ -36,14 +36,8 @@ class PrefixCode {
     return true;
   }
 
-  /// Makes the code of a single symbol, whose word has no bits. False, and no code, when there is no such symbol.
-  bool buildSingle(std::uint32_t symbol, unsigned symbols) {
-    if (symbol >= symbols) {
-      return false;
-    }
-    table_.fill(static_cast<std::uint16_t>(symbol));
-    return true;
-  }
+  /// Makes the code of a single symbol, 511 at most, whose word has no bits.
+  void buildSingle(std::uint32_t symbol) { table_.fill(static_cast<std::uint16_t>(symbol)); }
 
   /// Takes a word's 0 to 16 bits, of which the reader has them all; returns its symbol.
   std::uint32_t read(BitReader &bits) const {

@@ -131,12 +131,14 @@ class Decoder {
            readShortCode(kPositions, positionCountWidth_, kNoZeros);
   }
 
-  /// Reads the extra or the position code. More lengths than symbols may come; those beyond belong to no symbol.
+  /// Reads the extra or the position code. More lengths than symbols may come; those beyond belong to no symbol. A
+  /// single symbol may be one beyond: it does harm only where a stream uses it.
   bool readShortCode(unsigned symbols, unsigned countWidth, unsigned zerosAfter) {
     bits_.refill();
     const std::uint32_t count = bits_.take(countWidth);
     if (count == 0) {
-      return shortCode_.buildSingle(bits_.take(countWidth), symbols);
+      shortCode_.buildSingle(bits_.take(countWidth));
+      return true;
     }
     shortLengths_.fill(0);
     for (std::size_t at = 0; at < count;) {
@@ -168,7 +170,9 @@ class Decoder {
     bits_.refill();
     const std::uint32_t count = bits_.take(kCharacterCountWidth);
     if (count == 0) {
-      return characterCode_.buildSingle(bits_.take(kCharacterCountWidth), kCharacters);
+      const std::uint32_t character = bits_.take(kCharacterCountWidth);
+      characterCode_.buildSingle(character);
+      return character < kCharacters;
     }
     characterLengths_.fill(0);
     for (std::size_t at = 0; at < std::min<std::size_t>(count, kCharacters);) {
@@ -185,6 +189,9 @@ class Decoder {
           at += 20 + bits_.take(9);
           break;
         default:
+          if (extra >= kExtras) {
+            return false;
+          }
           characterLengths_[at++] = static_cast<std::uint8_t>(extra - 2);
       }
     }
@@ -218,7 +225,8 @@ class Decoder {
     return true;
   }
 
-  /// Takes how far before the newest byte a match begins: at most 45 bits, all of a refill.
+  /// Takes how far before the newest byte a match begins: at most 45 bits, all of a refill. A symbol beyond the position
+  /// code's gives 1 GiB and more.
   std::uint32_t readPosition(BitReader &bits) const {
     const std::uint32_t magnitude = shortCode_.read(bits);
     if (magnitude == 0) {

@@ -82,7 +82,8 @@ int vexora_isvalid_email(const char *address) {
 }
 
 int vexora_isvalid_senderaddress(const char *address) {
-  if (std::strcspn(address, vexora::kSenderForbidden) < strnlen(address, kExaminedSender)) {
+  const std::string_view examined(address, strnlen(address, kExaminedSender));
+  if (examined.find_first_of(vexora::kSenderForbidden) != kNone) {
     std::puts("The special character in the requested sender address is impermissible.");
     return -1;
   }

@@ -191,10 +191,12 @@ TEST(Uefi, HandMadeStreams) {
       {"an extra code with half its words", kBlock + "00001 001", 1, 1, -1, ""},
       {"an extra code with too many words", kBlock + "00100 001 001 001 00 001", 1, 1, -1, ""},
       {"an extra length of 17", kBlock + "00011 001 001 111 11111111110", 1, 1, -1, ""},
-      {"an extra that there is not", kBlock + "00000 10011", 1, 1, -1, ""},
+      {"an extra that there is not", kBlock + "00000 10011 000000001", 1, 1, -1, ""},
+      {"and that nothing asks for", kBlock + "00000 10011 000000000 001000001 0000 0000", 1, 1, 0, "A"},
       {"a character that there is not", kBlock + "00000 00000 000000000 111111110", 1, 1, -1, ""},
       {"511 characters of length 9", kBlock + "00000 01011 111111111", 1, 1, -1, ""},
-      {"a position that there is not", kLiteralA + "00000 11111", 2, 1, -1, ""},
+      {"a position that there is not", kLetters + "00000 11111 10 0", 2, 4, -1, "a"},
+      {"and that no match asks for", kLetters + "00000 11111 10 11", 2, 2, 0, "ab"},
       {"positions with half their words", kLiteralA + "0010 001 010", 1, 1, -1, ""},
   };
   for (const auto &row : rows) {
