@@ -24,22 +24,30 @@ constexpr std::uint8_t kFormatVersion = 1;
 constexpr std::size_t kOffsetUnit = 8;
 constexpr std::uint8_t kLengthBits = 0x3F;
 constexpr std::uint8_t kEndOfFields = 0xC1;
-constexpr int kNone = 0;
 
 struct Area {
-  const char *word;        ///< in messages
-  std::size_t offsetAt;    ///< where the common header has the area's offset
-  std::size_t fixedAt;     ///< field 1 where it has no type/length byte: its place
-  std::uint8_t fixedSize;  ///< and its size, 0 where all fields have one
-  std::size_t fieldsAt;    ///< the first type/length byte
+  const char *word;            ///< in messages
+  std::size_t offsetAt;        ///< where the common header has the area's offset
+  std::size_t fieldsAt;        ///< where the area's fields begin
+  std::uint8_t fixedSize = 0;  ///< of field 1, where it has no type/length byte
   int fields;
-  int endMarkedField;   ///< an end marker here means that the field is absent
-  int fieldBehindByte;  ///< one byte lies between the field before and this one
+  int endMarkedField = 0;   ///< an end marker here means that the field is absent
+  int fieldBehindByte = 0;  ///< one byte lies between the field before and this one
 };
 
-constexpr Area kChassis = {"chassis", 2, 2, 1, 3, VEXORA_FRU_CHASSIS_CUSTOM, VEXORA_FRU_CHASSIS_CUSTOM, kNone};
-constexpr Area kBoard = {"board", 3, 3, 3, 6, VEXORA_FRU_BOARD_PART_NUMBER, kNone, kNone};
-constexpr Area kProduct = {"product", 4, 0, 0, 3, VEXORA_FRU_PRODUCT_CUSTOM, kNone, VEXORA_FRU_PRODUCT_CUSTOM};
+constexpr Area kChassis = {.word = "chassis",
+                           .offsetAt = 2,
+                           .fieldsAt = 2,
+                           .fixedSize = 1,
+                           .fields = VEXORA_FRU_CHASSIS_CUSTOM,
+                           .endMarkedField = VEXORA_FRU_CHASSIS_CUSTOM};
+constexpr Area kBoard = {
+    .word = "board", .offsetAt = 3, .fieldsAt = 3, .fixedSize = 3, .fields = VEXORA_FRU_BOARD_PART_NUMBER};
+constexpr Area kProduct = {.word = "product",
+                           .offsetAt = 4,
+                           .fieldsAt = 3,
+                           .fields = VEXORA_FRU_PRODUCT_CUSTOM,
+                           .fieldBehindByte = VEXORA_FRU_PRODUCT_CUSTOM};
 
 struct Field {
   std::uint8_t typeLength;
@@ -89,21 +97,13 @@ class Cursor {
 /// Walks to a field; nothing when it would run past the image.
 std::optional<Field> findField(Bytes fromArea, const Area &area, int field) {
   Cursor cursor(fromArea);
-  Field found = {};
-  if (area.fixedSize != 0 && field == 1) {
-    cursor.take(area.fixedAt);
-    found = {area.fixedSize, cursor.take(area.fixedSize)};
-    return cursor.failed() ? std::nullopt : std::optional(found);
-  }
   cursor.take(area.fieldsAt);
-  for (int passed = area.fixedSize != 0 ? 2 : 1; passed < field; ++passed) {
-    cursor.takeField();
-  }
-  if (field == area.fieldBehindByte) {
-    cursor.take(1);
-  }
-  if (field != area.endMarkedField || !cursor.isAtEndMarker()) {
-    found = cursor.takeField();
+  Field found = {area.fixedSize, cursor.take(area.fixedSize)};
+  for (int number = area.fixedSize != 0 ? 2 : 1; number <= field; ++number) {
+    if (number == area.fieldBehindByte) {
+      cursor.take(1);
+    }
+    found = number == area.endMarkedField && cursor.isAtEndMarker() ? Field{} : cursor.takeField();
   }
   return cursor.failed() ? std::nullopt : std::optional(found);
 }

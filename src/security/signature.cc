@@ -37,18 +37,13 @@ using Key = std::unique_ptr<EC_KEY, FreeKey>;
 
 Key makeKey() { return Key(EC_KEY_new_by_curve_name(NID_X9_62_prime256v1)); }
 
-/// Puts the parsed key in the place of `key`, which stays as it is when there is none. OpenSSL would also read other
-/// forms of the length, by which the key ends elsewhere than at `size`.
-bool parse(const std::uint8_t *der, std::uint8_t size, Key &key) {
-  if (der[1] > kLongestShortForm) {
-    return false;
-  }
-  EC_KEY *replaced = key.release();
-  const bool parsed = d2i_EC_PUBKEY(&replaced, &der, size) != nullptr;
-  key.reset(replaced);
-  return parsed;
+/// The key in a DER object, or none. OpenSSL would also read other forms of the length, by which the key ends elsewhere
+/// than at `size`.
+Key parse(const std::uint8_t *der, std::uint8_t size) {
+  return Key(der[1] > kLongestShortForm ? nullptr : d2i_EC_PUBKEY(nullptr, &der, size));
 }
 
+/// Hazard: a parsed key may still be a point that lets anybody forge signatures.
 bool isSound(const Key &key) { return EC_KEY_check_key(key.get()) == 1; }
 
 int verify(std::span<const std::uint8_t> digest, const std::uint8_t *signature, std::uint8_t size, EC_KEY *key) {
@@ -90,7 +85,8 @@ EC_KEY *VexoraECDSAInit(const std::uint8_t *der) {
     std::puts("Create EcKey Failed.");
     return nullptr;
   }
-  if (!parse(der, size, key) || !isSound(key)) {
+  key = parse(der, size);
+  if (!isSound(key)) {
     std::puts("Key check failed.");
     return nullptr;
   }

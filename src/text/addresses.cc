@@ -12,11 +12,11 @@
 #include <cstring>
 #include <memory>
 
-#include "base/report.h"
+#include "text/report.h"
 #include "vexora/text.h"
 
 #define REPORT_CODE(message, code) \
-  VEXORA_REPORT_VALUES(vexora::kReportFailure, "libvexora_basefunction", message "::%d\n", code)
+  VEXORA_REPORT_VALUES(vexora::kReportFailure, vexora::text::kModule, message "::%d\n", code)
 
 namespace {
 
@@ -76,17 +76,14 @@ unsigned IsValidIpv6(const char *text) {
 }
 
 unsigned IsValidDomain(const char *text) {
-  int error = kNoText;
-  if (text != nullptr) {
-    const int numbers = leadingNumbers(text);
-    // The resolver would take such an address and make up the numbers that are missing.
-    if (numbers == 2 || numbers == 3) {
-      std::printf("invalid domain address::%d\n", numbers);
-      return kBadDomain;
-    }
-    Addresses addresses;
-    error = resolve(text, nullptr, nullptr, addresses);
+  const int numbers = text == nullptr ? 0 : leadingNumbers(text);
+  // The resolver would take such an address and make up the numbers that are missing.
+  if (numbers == 2 || numbers == 3) {
+    std::printf("invalid domain address::%d\n", numbers);
+    return kBadDomain;
   }
+  Addresses addresses;
+  const int error = text == nullptr ? kNoText : resolve(text, nullptr, nullptr, addresses);
   if (error != 0) {
     REPORT_CODE("Error while converting domain address", error);
     return kBadDomain;
@@ -108,9 +105,8 @@ int ConverHostnameToIP(const char *hostname, char *ipText) {
   for (const addrinfo *entry = addresses.get(); entry != nullptr; entry = entry->ai_next) {
     sockaddr_in address;
     std::memcpy(&address, entry->ai_addr, sizeof address);
-    char text[VEXORA_IP_TEXT_SIZE] = {};
-    inet_ntop(AF_INET, &address.sin_addr, text, sizeof text);
-    std::memcpy(ipText, text, sizeof text);
+    std::memset(ipText, 0, VEXORA_IP_TEXT_SIZE);
+    inet_ntop(AF_INET, &address.sin_addr, ipText, VEXORA_IP_TEXT_SIZE);
   }
   return 0;
 }

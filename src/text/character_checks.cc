@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstring>
 
-#include "text/validation_data.h"
+#include "text/characters.h"
 #include "vexora/text.h"
 
 namespace {
@@ -14,11 +14,11 @@ namespace {
 const char *digitsOf(unsigned base) {
   switch (base) {
     case 2:
-      return vexora::kBinaryDigits;
+      return "01";
     case 10:
-      return vexora::kDecimalDigits;
+      return "0123456789";
     case 16:
-      return vexora::kHexDigits;
+      return vexora::text::kHexDigits;
     default:
       return nullptr;
   }
@@ -54,6 +54,11 @@ int vexora_verify_strisdigit(const char *text, unsigned base) {
   return length > 0 && isEnd(text[length], isHex) ? 1 : 0;
 }
 
-int vexora_verify_sensitivewords(const char *text) {
-  return text == nullptr || vexora::hasOneOf(vexora::kSensitive, text) ? -1 : 0;
+int FilterSensitiveWordsForSec(const char *text) {
+  if (text == nullptr) {
+    return -1;
+  }
+  return vexora::text::hasOneOf("*()&=|", text) ? 1 : 0;
 }
+
+int vexora_verify_sensitivewords(const char *text) { return FilterSensitiveWordsForSec(text) == 0 ? 0 : -1; }

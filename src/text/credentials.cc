@@ -11,12 +11,20 @@
 #include <iterator>
 
 #include "base/owners.h"
+#include "text/characters.h"
 #include "text/pattern.h"
-#include "text/validation_data.h"
 #include "vexora/text.h"
 
 namespace {
 
+/// Not in an account's user name. SMTP names may have the first, the full stop.
+constexpr char kNameForbidden[] = R"(.~`!#$%^&*()+={}[]|\:;"'<>?,/ )" VEXORA_CONTROLS;
+constexpr const char *kNameStartForbidden = ".-@_";
+
+constexpr const char *kPasswordForbidden = " " VEXORA_CONTROLS;
+/// The kinds of characters that a password mixes, as extended regular expressions. The last, an operator of the
+/// platform's own, takes whatever is no letter, digit or underscore.
+constexpr const char *kPasswordClasses[] = {"[a-z]+", "[A-Z]+", "[0-9]+", "(\\W+)"};
 constexpr int kNeededClasses = 3;
 
 struct NameKind {
@@ -24,11 +32,11 @@ struct NameKind {
   const char *message;
 };
 
-/// By mode; the last one stands for all modes above.
+/// By mode; the last is for all other modes.
 constexpr NameKind kNameKinds[] = {
-    {vexora::kUserNameForbidden, "The special character in the requested username is impermissible."},
-    {vexora::kSmtpNameForbidden, "The special character in the requested SMTP username is impermissible."},
-    {vexora::kSmtpNameForbidden, "The special character in the requested SMTP hostname is impermissible."},
+    {kNameForbidden, "The special character in the requested username is impermissible."},
+    {kNameForbidden + 1, "The special character in the requested SMTP username is impermissible."},
+    {kNameForbidden + 1, "The special character in the requested SMTP hostname is impermissible."},
 };
 
 const NameKind &kindOf(int mode) { return kNameKinds[mode == 0 || mode == 1 ? mode : 2]; }
@@ -63,7 +71,7 @@ int vexora_isvalid_username(const char *name, int maxLength, int mode) {
     std::puts("The first character in the username cannot be a numeric.");
     return -1;
   }
-  if (vexora::isOneOf(vexora::kNameStartForbidden, name[0])) {
+  if (vexora::text::isOneOf(kNameStartForbidden, name[0])) {
     std::puts("The first character in the username cannot be a special character.");
     return -1;
   }
@@ -73,7 +81,7 @@ int vexora_isvalid_username(const char *name, int maxLength, int mode) {
     return -1;
   }
   const NameKind &kind = kindOf(mode);
-  if (vexora::hasOneOf(kind.forbidden, examined.get())) {
+  if (vexora::text::hasOneOf(kind.forbidden, examined.get())) {
     std::puts(kind.message);
     return -1;
   }
@@ -84,7 +92,7 @@ int vexora_isvalid_passwd(const char *password) {
   if (password == nullptr || password[0] == '\0') {
     return -1;
   }
-  const auto classes = std::count_if(std::begin(vexora::kPasswordClasses), std::end(vexora::kPasswordClasses),
+  const auto classes = std::count_if(std::begin(kPasswordClasses), std::end(kPasswordClasses),
                                      [&](const char *pattern) { return matches(pattern, password); });
-  return classes >= kNeededClasses && !vexora::hasOneOf(vexora::kPasswordForbidden, password) ? 0 : -1;
+  return classes >= kNeededClasses && !vexora::text::hasOneOf(kPasswordForbidden, password) ? 0 : -1;
 }

@@ -8,7 +8,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "text/validation_data.h"
+#include "text/characters.h"
 #include "vexora/text.h"
 
 namespace {
@@ -16,13 +16,16 @@ namespace {
 constexpr std::size_t kExaminedAddress = 64;
 constexpr std::size_t kExaminedSender = 16;
 
+/// Not in a mail address outside quoted strings, but for the '@' between its parts.
+constexpr const char *kMailSpecials = R"(()<>@,;:\"[])";
+
 constexpr std::size_t kNone = std::string_view::npos;
 
 /// Printable, with the space: what a quoted string is made of.
 bool isQuotable(char c) { return c >= ' ' && c <= '~'; }
 
 /// What the rest of an address is made of.
-bool isPlain(char c) { return c > ' ' && c <= '~' && !vexora::isOneOf(vexora::kMailSpecials, c); }
+bool isPlain(char c) { return c > ' ' && c <= '~' && !vexora::text::isOneOf(kMailSpecials, c); }
 
 /// Where the text goes on behind a quoted string's closing quote. `at` is behind the opening one.
 std::size_t endOfQuoted(std::string_view text, std::size_t at) {
@@ -83,7 +86,7 @@ int vexora_isvalid_email(const char *address) {
 
 int vexora_isvalid_senderaddress(const char *address) {
   const std::string_view examined(address, strnlen(address, kExaminedSender));
-  if (examined.find_first_of(vexora::kSenderForbidden) != kNone) {
+  if (examined.find_first_of("'\\" VEXORA_CONTROLS) != kNone) {
     std::puts("The special character in the requested sender address is impermissible.");
     return -1;
   }

@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <utility>
 
 #include "base/owners.h"
 #include "text/report.h"
@@ -19,7 +18,6 @@
 
 namespace {
 
-constexpr const char *kSensitiveCharacters = "*()&=|";
 // What callers provide for a MAC address, more than it needs.
 constexpr std::size_t kMacTextRoom = 24;
 
@@ -72,13 +70,6 @@ const char *vexora_str_start_str(const char *text, const char *prefix) {
     return nullptr;
   }
   return std::strncmp(text, prefix, std::strlen(prefix)) == 0 ? text : nullptr;
-}
-
-int FilterSensitiveWordsForSec(const char *text) {
-  if (text == nullptr) {
-    return -1;
-  }
-  return std::strpbrk(text, kSensitiveCharacters) != nullptr ? 1 : 0;
 }
 
 void covertToUpperCase(char *text) { convertEach(text, std::toupper); }
