@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <array>
 #include <climits>
 #include <cstdio>
 #include <tuple>
@@ -90,13 +91,39 @@ TEST(Fru, WhatIsWrongIsTold) {
               "[Warning]: FRU common header checksum mis-match! 0xf6 vs 0xf7 \n"
               "FRU Data:0x01, 0x00, 0x03, 0x03, 0x03, 0x00, 0x00, 0xf7\n" +
                   failed);
+    const std::string refusal = "Input parameters error in function vexora_get_fru_" + word + "_info, ";
     EXPECT_EQ(capturedOutput([&] { EXPECT_EQ(kGetters[area](nullptr, 23, 1, nullptr, 1, nullptr), -1); }),
-              "Input parameters error in function vexora_get_fru_" + word + "_info, (nil), 23, 1, (nil), 1, (nil)\n");
-    for (const auto &[size, field, room] : {std::tuple(7U, 1, 1), {76, 0, 1}, {76, area == 0 ? 5 : 8, 1}, {76, 1, 0}}) {
-      EXPECT_EQ(std::get<2>(read(area, image.substr(0, size), field, room)), 0xEE);
+              refusal + "(nil), 23, 1, (nil), 1, (nil)\n");
+    for (const auto &[size, field, room] :
+         {std::tuple(7U, 1, 1), {76, 0, 1}, {76, std::array{5, 6, 8}[area], 1}, {76, 1, 0}}) {
+      const auto [result, bytes, typeLength, output] = read(area, image.substr(0, size), field, room);
+      EXPECT_EQ(std::tuple(result, bytes, typeLength, output.substr(0, refusal.size())),
+                std::tuple(-1, "", 0xEE, refusal));
     }
+    const auto *const fru = reinterpret_cast<const std::uint8_t *>(image.data());
+    std::uint8_t byte = 0xEE;
+    EXPECT_EQ(kGetters[area](nullptr, 76, 1, &byte, 1, &byte), -1);
+    EXPECT_EQ(kGetters[area](fru, 76, 1, nullptr, 1, &byte), -1);
+    EXPECT_EQ(kGetters[area](fru, 76, 1, &byte, 1, nullptr), -1);
+    EXPECT_EQ(byte, 0xEE);
     ++area;
   }
+}
+
+TEST(Fru, HeaderIsCheckedByItself) {
+  const auto told = [](const std::string &header, int size) {
+    int result = 1;
+    const std::string output = capturedOutput([&] {
+      const Bytes exact(header.begin(), header.end());
+      result = vexora_check_fru_common_header(header.empty() ? nullptr : exact.data(), size);
+    });
+    return std::to_string(result) + output;
+  };
+  EXPECT_EQ(told(image.substr(0, 8), 8), "0");
+  EXPECT_EQ(told("", 8), "-1Input parameters error in function vexora_check_fru_common_header, (nil), 8\n");
+  EXPECT_EQ(told(image.substr(0, 7), 7).substr(0, 67),
+            "-1Input parameters error in function vexora_check_fru_common_header");
+  EXPECT_EQ(told({"\2\0\3\3\3\0\0\xF5", 8}, 8), "-1[Warning]: Invalid FRU format version(2) \n");
 }
 
 TEST(ZeroChecksum, MakesTheSumZero) {

@@ -195,6 +195,12 @@ TEST(Uefi, HandMadeStreams) {
       {"and that nothing asks for", kBlock + "00000 10011 000000000 001000001 0000 0000", 1, 1, 0, "A"},
       {"a character that there is not", kBlock + "00000 00000 000000000 111111110", 1, 1, -1, ""},
       {"511 characters of length 9", kBlock + "00000 01011 111111111", 1, 1, -1, ""},
+      {"31 positions", kLetters + "11111 001" + std::string(87, '0') + "001 10 0 0", 2, 4, 0, "aaaa"},
+      {"words of 16 bits",
+       kLetters +
+           "10001 1111111111110 1111111111110 111111111110 11111111110 1111111110 111111110 "
+           "11111110 1111110 111110 11110 1110 110 101 100 011 010 001 10 11 0 1111111111111111 0 1111111111111110",
+       2, 8, 0, "ababaaaa"},
       {"a position that there is not", kLetters + "00000 11111 10 0", 2, 4, -1, "a"},
       {"and that no match asks for", kLetters + "00000 11111 10 11", 2, 2, 0, "ab"},
       {"positions with half their words", kLiteralA + "0010 001 010", 1, 1, -1, ""},
@@ -239,8 +245,17 @@ TEST(Uefi, InfoRefusesShortImages) {
     EXPECT_EQ(scratch, result == 0 ? 13'376U : 2U);
   }
   std::uint32_t size = 1;
+  const std::string image = sized(0, 1);
   EXPECT_EQ(UefiDecompressGetInfo(nullptr, 100, &size, &size), -1);
-  EXPECT_EQ(UefiDecompress(nullptr, &size, &size), -1);
+  EXPECT_EQ(UefiDecompressGetInfo(image.data(), 8, nullptr, &size), -1);
+  EXPECT_EQ(UefiDecompressGetInfo(image.data(), 8, &size, nullptr), -1);
+  EXPECT_EQ(size, 1U);
+  Area scratch(kUntouchedScratch);
+  EXPECT_EQ(UefiDecompress(nullptr, &size, scratch.data()), -1);
+  EXPECT_EQ(UefiDecompress(image.data(), nullptr, scratch.data()), -1);
+  EXPECT_EQ(UefiDecompress(image.data(), &size, nullptr), -1);
+  EXPECT_EQ(scratch.contents(), kUntouchedScratch);
+  EXPECT_EQ(UefiDecompress(sized(0, 0).data(), nullptr, nullptr), 0);
 }
 
 }  // namespace

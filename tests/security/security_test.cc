@@ -13,6 +13,7 @@
 #include "firmware/blowfish.h"
 #include "support/faults.h"
 #include "support/files.h"
+#include "support/platform.h"
 #include "support/process.h"
 #include "vexora/security.h"
 
@@ -23,6 +24,9 @@ using Seen = std::tuple<int, std::string, std::string, std::size_t>;  // result,
 
 std::string platformKey;  // empty when it can't be had
 std::size_t wiped = 0;
+bool libcryptoFails = false;
+int openLibraries = 0;
+int closeResult = 0;
 
 std::uint8_t *bytes(std::string &text) { return reinterpret_cast<std::uint8_t *>(text.data()); }
 
@@ -61,7 +65,8 @@ TEST_F(Security, PasswordIsTransformedInPlaceOrLeftAlone) {
     };
     clearRoot();
     EXPECT_EQ(of(65), Seen(0, before, "", 0)) << "the feature is off";
-    EXPECT_EQ(call(nullptr, 1) + call(bytes(platformKey = ""), 1), -2);
+    EXPECT_EQ(call(nullptr, 1), -1);
+    EXPECT_EQ(call(bytes(platformKey = ""), 1), -1);
     switchOn();
     EXPECT_EQ(of(-1), Seen(-1, before, "", 0));
     EXPECT_EQ(of(65), Seen(-1, before, "", 0));
@@ -69,7 +74,10 @@ TEST_F(Security, PasswordIsTransformedInPlaceOrLeftAlone) {
     platformKey.assign(56, '\0');  // which the cipher takes for none
     EXPECT_EQ(of(64), Seen(-1, before, message, 120));
     platformKey = key;
-    EXPECT_EQ(of(64), Seen(0, after.substr(0, 64) + before.substr(64), "", 120));
+    for (const int length : {0, 1, 15, 16, 17, 64}) {
+      const auto size = static_cast<std::size_t>(length);
+      EXPECT_EQ(of(length), Seen(0, after.substr(0, size) + before.substr(size), "", 120)) << length;
+    }
   }
 }
 
@@ -84,7 +92,7 @@ TEST_F(Security, PasswordIsDecipheredFromBase64) {
   EXPECT_EQ(of("", key, 2), Seen(-1, cleared, "the encryption Password input error. quitting...\n", 0));
   EXPECT_EQ(of("YWJj", "", 2), Seen(-1, cleared, "the encryption key input error. quitting...\n", 0));
   switchOn();
-  for (const auto &[size, room] : {std::pair(3U, 6U), {3, 2}, {128, 128}, {255, 256}, {256, 2}, {300, 46}}) {
+  for (const auto &[size, room] : {std::pair(3U, 6U), {3, 2}, {15, 16}, {128, 128}, {255, 256}, {256, 2}, {300, 46}}) {
     std::string text(405, '\0');
     text.resize(static_cast<std::size_t>(EVP_EncodeBlock(bytes(text), bytes(cipher), int(size))));
     std::string expected = plain.substr(0, std::min(size % 256, room));
@@ -116,24 +124,33 @@ TEST_F(Security, PlainPasswordIsRefusedWhereTheMarkerIs) {
   EXPECT_EQ(std::tuple(GetEncryptCtrl(), CheckEncryptValid(0), CheckEncryptValid(1)), std::tuple(0, 0, 0));
   touch("/var/blowfish");
   EXPECT_EQ(std::tuple(GetEncryptCtrl(), CheckEncryptValid(0), CheckEncryptValid(1)), std::tuple(1, -1, 0));
-  const FailCall year2038("stat", 1, EOVERFLOW);  // what a marker from then on gives where time_t has 32 bits
-  EXPECT_EQ(CheckEncryptValid(0), -1);
+  // A marker from 2038 on can't be described where time_t has 32 bits.
+  for (const auto &[error, marked] : {std::pair(EOVERFLOW, 1), {EACCES, 0}}) {
+    const FailCall first("stat", 1, error);
+    EXPECT_EQ(GetEncryptCtrl(), marked);
+    const FailCall second("stat", 1, error);
+    EXPECT_EQ(CheckEncryptValid(0), -marked);
+  }
 }
 
 TEST_F(Security, HexTextNeedsRoomForItsTerminator) {
-  std::string in("\x0A\xFF\0", 3);
+  std::string in = "\xFE\xDC\xBA\x98\x76\x54\x32\x10";
+  std::string hex(18, '~');
   for (const auto &[count, room, result] :
-       {std::tuple(3, 6, -1), {0, 0, -1}, {0, 1, 0}, {-1, -1, 0}, {1 << 30, 1, -1}}) {
-    EXPECT_EQ(vexora_convert_hextostr(bytes(in), nullptr, count, room), result) << count << " in " << room;
+       {std::tuple(8, 16, -1), {0, 0, -1}, {0, 1, 0}, {-1, -1, 0}, {1 << 30, 1, -1}}) {
+    EXPECT_EQ(vexora_convert_hextostr(bytes(in), hex.data(), count, room), result) << count << " in " << room;
   }
-  std::string hex = "~~~~~~~~";
-  EXPECT_EQ(vexora_convert_hextostr(bytes(in), hex.data(), 3, 7), 0);
-  EXPECT_EQ(hex, std::string("0aff00\0~", 8));
+  EXPECT_EQ(vexora_convert_hextostr(nullptr, hex.data(), 1, 3), -1);
+  EXPECT_EQ(vexora_convert_hextostr(bytes(in), nullptr, 1, 3), -1);
+  EXPECT_EQ(hex, std::string(18, '~'));
+  EXPECT_EQ(vexora_convert_hextostr(bytes(in), hex.data(), 8, 17), 0);
+  EXPECT_EQ(hex, std::string("fedcba9876543210\0~", 18));
 }
 
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
 TEST_F(Security, SignatureIsVerifiedWithASoundKey) {
+  ERR_raise(ERR_LIB_USER, 1);  // another's, which stays
   const std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> signer(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256"),
                                                                    EVP_PKEY_free);
   const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(), EVP_MD_CTX_free);
@@ -153,6 +170,13 @@ TEST_F(Security, SignatureIsVerifiedWithASoundKey) {
   EXPECT_EQ(std::tuple(verdict(255, size), verdict(255, 255), verdict(254, size)), std::tuple(1, 1, 0));
   EXPECT_EQ(std::tuple(verdict(0, size), verdict(-1, size), verdict(255, 1)), std::tuple(255, 255, 255));
   EXPECT_EQ(VexoraECDSAwithSHA256Verify(nullptr, bytes(plain), 255, sig.data(), 80), 255);
+  EXPECT_EQ(VexoraECDSAwithSHA256Verify(verifier.get(), nullptr, 255, sig.data(), 80), 255);
+  EXPECT_EQ(VexoraECDSAwithSHA256Verify(verifier.get(), bytes(plain), 255, nullptr, 80), 255);
+  libcryptoFails = true;
+  EXPECT_EQ(verdict(255, size), 255);
+  EXPECT_EQ(capturedOutput([&] { EXPECT_EQ(VexoraECDSAInit(der.data()), nullptr); }),
+            "Init ECDSA\nKey length: 91 .\nCreate EcKey Failed.\n");
+  libcryptoFails = false;
   for (const unsigned length : {0U, static_cast<unsigned>(size) - 3, static_cast<unsigned>(size) - 1, 254U, 255U}) {
     sig[1] = static_cast<std::uint8_t>(length);
     EXPECT_EQ(verdict(255, size), 255) << length;
@@ -166,6 +190,12 @@ TEST_F(Security, SignatureIsVerifiedWithASoundKey) {
     EXPECT_EQ(capturedOutput([&] { EXPECT_EQ(VexoraECDSAInit(cut.data()), nullptr); }),
               "Init ECDSA\n" + (length == 0 ? "" : told));
   }
+  // The point at infinity, with which anybody's signature would be valid.
+  std::string infinity("\x30\x19\x30\x13\6\7\x2A\x86\x48\xCE\x3D\2\1\6\x08\x2A\x86\x48\xCE\x3D\3\1\7\3\2\0\0", 27);
+  EXPECT_EQ(capturedOutput([&] { EXPECT_EQ(VexoraECDSAInit(bytes(infinity)), nullptr); }),
+            "Init ECDSA\nKey length: 27 .\nKey check failed.\n");
+  EXPECT_EQ(capturedOutput([&] { EXPECT_EQ(VexoraECDSAInit(nullptr), nullptr); }), "Init ECDSA\n");
+  EXPECT_EQ(ERR_GET_REASON(ERR_get_error()), 1);
   EXPECT_EQ(ERR_peek_error(), 0U);
 }
 
@@ -178,8 +208,11 @@ std::string digestOf(std::string_view text) {
 Seen digested(long from, unsigned length) {
   const Stream stream(std::fopen("/var/stream", "r"));
   EXPECT_EQ(std::fseek(stream.get(), from, SEEK_SET), 0);
-  return seen(std::string(16, '~'),
-              [&](std::uint8_t *digest) { return vexora_calcmd5_checksum(stream.get(), length, digest); });
+  const Seen outcome = seen(std::string(16, '~'), [&](std::uint8_t *digest) {
+    return vexora_calcmd5_checksum(stream.get(), length, digest);
+  });
+  EXPECT_EQ(std::pair(openLibraries, dl_md5), std::pair(0, static_cast<void *>(nullptr)));
+  return outcome;
 }
 
 // Libcrypto stays mapped once it is loaded, hence the process.
@@ -212,10 +245,19 @@ TEST_F(Security, Md5DigestsTheNextBytesOrLeavesTheBufferAlone) {
       EXPECT_EQ(vexora_initialize_md5library(), -1);
       g_Md5Initialize[slot] = before;
     }
-    EXPECT_EQ(dl_md5, nullptr);
-    EXPECT_EQ(vexora_initialize_md5library() + vexora_initialize_md5library(), 0);
+    for (int again = 0; again < 2; ++again) {
+      EXPECT_EQ(vexora_initialize_md5library(), 0);
+      EXPECT_EQ(openLibraries, 1);
+    }
+    std::string digest = untouched;
+    EXPECT_EQ(vexora_calcmd5_checksum(nullptr, 0, bytes(digest)), -1);
+    EXPECT_EQ(vexora_calcmd5_checksum(stdin, 0, nullptr), -1);
+    EXPECT_EQ(digest, untouched);
     EXPECT_NE(dl_md5, nullptr);
-    EXPECT_EQ(vexora_close_md5library() + vexora_close_md5library(), 0);
+    closeResult = 7;
+    EXPECT_EQ(vexora_close_md5library(), 7);
+    EXPECT_EQ(vexora_close_md5library(), 0);
+    EXPECT_EQ(digested(0, 50), Seen(7, digestOf(stream.substr(0, 50)), "", 0));
   });
 }
 
@@ -224,7 +266,36 @@ TEST_F(Security, Md5DigestsTheNextBytesOrLeavesTheBufferAlone) {
 
 extern "C" {
 
+void *dlopen(const char *path, int mode) noexcept {
+  void *const library = vexora::test::original(&dlopen, "dlopen")(path, mode);
+  vexora::test::openLibraries += library != nullptr ? 1 : 0;
+  return library;
+}
+
+int dlclose(void *library) noexcept {
+  --vexora::test::openLibraries;
+  return vexora::test::original(&dlclose, "dlclose")(library) + vexora::test::closeResult;
+}
+
+EC_KEY *EC_KEY_new_by_curve_name(int curve) {
+  EXPECT_EQ(curve, 415);
+  const auto real = vexora::test::original(&EC_KEY_new_by_curve_name, "EC_KEY_new_by_curve_name");
+  return vexora::test::libcryptoFails ? nullptr : real(curve);
+}
+
+unsigned char *SHA256(const unsigned char *data, std::size_t size, unsigned char *digest) {
+  return vexora::test::libcryptoFails ? nullptr : vexora::test::original(&SHA256, "SHA256")(data, size, digest);
+}
+
+// Buffers for the platform are zero-filled: it may leave parts alone.
+int DecryptPassword(const std::uint8_t *cipher, std::uint8_t size, std::uint8_t *plain, std::uint8_t room,
+                    const std::uint8_t *key) {
+  EXPECT_EQ(std::count(plain, plain + 64, 0), 64);
+  return vexora::test::original(&DecryptPassword, "DecryptPassword")(cipher, size, plain, room, key);
+}
+
 int getEncryptKey(std::uint8_t *key) {
+  EXPECT_EQ(std::count(key, key + 56, 0), 56);
   std::copy(vexora::test::platformKey.begin(), vexora::test::platformKey.end(), key);
   return vexora::test::platformKey.empty() ? 1 : 0;
 }

@@ -31,8 +31,13 @@ TEST(Words, StandInTheirSlots) {
 }
 
 TEST(Words, AreFoundWholeInTheirTables) {
-  EXPECT_EQ(ValidateAUTHProtocol("SHA512") | ValidateHostID("AssetTag") | ValidatePrivProtocol("AES128"), 0);
-  EXPECT_EQ(ValidateAUTHProtocol("SHA1") & ValidateHostID("SerialNumber") & ValidatePrivProtocol(nullptr), -1);
+  for (const auto &[isWord, last, other] : {std::tuple(&ValidateAUTHProtocol, "SHA512", "SHA1"),
+                                            {&ValidateHostID, "AssetTag", "SerialNumber"},
+                                            {&ValidatePrivProtocol, "AES128", "SHA"}}) {
+    EXPECT_EQ(isWord(last), 0) << last;
+    EXPECT_EQ(isWord(other), -1) << other;
+    EXPECT_EQ(isWord(nullptr), -1) << last;
+  }
   // The last word of a table, its slot and the table's functions.
   const std::tuple<const char *, unsigned, int (*)(const char *, unsigned char *), int (*)(unsigned, char *, size_t)>
       rows[] = {
@@ -54,11 +59,17 @@ TEST(Words, AreFoundWholeInTheirTables) {
     char text[16] = "";
     EXPECT_EQ(toIndex(word, &index), 0) << word;
     EXPECT_EQ(std::exchange(index, 0xFF), slot) << word;
-    EXPECT_EQ(toIndex((std::string(word) + " ").c_str(), &index) & toIndex(nullptr, &index) & toIndex(word, nullptr),
-              1);
+    EXPECT_EQ(toIndex((std::string(word) + " ").c_str(), &index), 1) << word;
+    EXPECT_EQ(toIndex(nullptr, &index), 1) << word;
+    EXPECT_EQ(toIndex(word, nullptr), 1) << word;
     EXPECT_EQ(index, 0xFF) << word;
-    EXPECT_TRUE(toWord == nullptr || (toWord(slot + 1, text, 16) == 1 && *text == '\0')) << word;
-    EXPECT_TRUE(toWord == nullptr || (toWord(slot, text, 16) == 0 && std::string(text) == word)) << word;
+    if (toWord != nullptr) {
+      EXPECT_EQ(toWord(slot, nullptr, 16), 1) << word;
+      EXPECT_EQ(toWord(slot + 1, text, 16), 1) << word;
+      EXPECT_STREQ(text, "");
+      EXPECT_EQ(toWord(slot, text, 16), 0) << word;
+      EXPECT_STREQ(text, word);
+    }
   }
 }
 
