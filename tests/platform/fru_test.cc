@@ -72,6 +72,13 @@ TEST(Fru, FieldsAreReadUpToTheEndOfTheImage) {
   }
 }
 
+TEST(Fru, LongestFieldIsWalkedOver) {
+  const std::string longest(63, 'x');
+  const std::string product = std::string("\1\0\0\0\1\0\0\xFE\1\2\0\xFF", 12) + longest + "\1y";
+  EXPECT_EQ(read(2, product, 1), Read(0, longest, 0xFF, ""));
+  EXPECT_EQ(read(2, product, 2), Read(0, "y", 1, ""));
+}
+
 TEST(Fru, EndMarkerCountsForTheChassisAlone) {
   std::string marked = image;
   marked[16] = marked[69] = '\xC1';  // in the place of "one" and of "first"
@@ -128,8 +135,10 @@ TEST(Fru, HeaderIsCheckedByItself) {
 
 TEST(ZeroChecksum, MakesTheSumZero) {
   Bytes bytes(600, 1);
+  bytes[0] = 2;
   bytes[256] = 3;
-  for (const auto &[count, whole, wrapped] : {std::tuple(0U, 0, 0), {7, 0xF9, 0xF9}, {256, 0, 0}, {257, 0xFD, 0xFF}}) {
+  for (const auto &[count, whole, wrapped] :
+       {std::tuple(0U, 0, 0), {7, 0xF8, 0xF8}, {255, 0, 0}, {256, 0xFF, 0xFF}, {257, 0xFC, 0xFE}}) {
     EXPECT_EQ(vexora_checksum_calc(bytes.data(), count), whole) << count;
     EXPECT_EQ(cal_zerosum(bytes.data(), count), wrapped) << count;
   }

@@ -27,6 +27,7 @@ std::size_t wiped = 0;
 bool libcryptoFails = false;
 int openLibraries = 0;
 int closeResult = 0;
+bool streamFailed = false;
 
 std::uint8_t *bytes(std::string &text) { return reinterpret_cast<std::uint8_t *>(text.data()); }
 
@@ -117,13 +118,14 @@ TEST_F(Security, TextIsClearedWhenItCantBeDeciphered) {
   EXPECT_EQ(of(nullptr, bytes(key), false), Seen(-1, cleared, "the encryption Password input error. quitting...\n", 0));
   EXPECT_EQ(of("YWJj", nullptr, false), Seen(-1, cleared, "the encryption key input error. quitting...\n", 0));
   EXPECT_EQ(VexoraPwDecryptAndCyo("YWJj", nullptr, bytes(key), 2), -1);
+  EXPECT_EQ(VexoraPwDecryptAndCyo("", nullptr, bytes(key), 2), -1);
 }
 #endif
 
 TEST_F(Security, PlainPasswordIsRefusedWhereTheMarkerIs) {
-  EXPECT_EQ(std::tuple(GetEncryptCtrl(), CheckEncryptValid(0), CheckEncryptValid(1)), std::tuple(0, 0, 0));
+  EXPECT_EQ(std::tuple(GetEncryptCtrl(), CheckEncryptValid(2), CheckEncryptValid(1)), std::tuple(0, 0, 0));
   touch("/var/blowfish");
-  EXPECT_EQ(std::tuple(GetEncryptCtrl(), CheckEncryptValid(0), CheckEncryptValid(1)), std::tuple(1, -1, 0));
+  EXPECT_EQ(std::tuple(GetEncryptCtrl(), CheckEncryptValid(2), CheckEncryptValid(1)), std::tuple(1, -1, 0));
   // A marker from 2038 on can't be described where time_t has 32 bits.
   for (const auto &[error, marked] : {std::pair(EOVERFLOW, 1), {EACCES, 0}}) {
     const FailCall first("stat", 1, error);
@@ -172,6 +174,8 @@ TEST_F(Security, SignatureIsVerifiedWithASoundKey) {
   EXPECT_EQ(VexoraECDSAwithSHA256Verify(nullptr, bytes(plain), 255, sig.data(), 80), 255);
   EXPECT_EQ(VexoraECDSAwithSHA256Verify(verifier.get(), nullptr, 255, sig.data(), 80), 255);
   EXPECT_EQ(VexoraECDSAwithSHA256Verify(verifier.get(), bytes(plain), 255, nullptr, 80), 255);
+  const std::uint8_t zeros[] = {0x30, 6, 2, 1, 0, 2, 1, 0};
+  EXPECT_EQ(VexoraECDSAwithSHA256Verify(verifier.get(), bytes(plain), 255, zeros, 8), 0);
   libcryptoFails = true;
   EXPECT_EQ(verdict(255, size), 255);
   EXPECT_EQ(capturedOutput([&] { EXPECT_EQ(VexoraECDSAInit(der.data()), nullptr); }),
@@ -212,6 +216,7 @@ Seen digested(long from, unsigned length) {
     return vexora_calcmd5_checksum(stream.get(), length, digest);
   });
   EXPECT_EQ(std::pair(openLibraries, dl_md5), std::pair(0, static_cast<void *>(nullptr)));
+  streamFailed = std::ferror(stream.get()) != 0;
   return outcome;
 }
 
@@ -233,6 +238,7 @@ TEST_F(Security, Md5DigestsTheNextBytesOrLeavesTheBufferAlone) {
     for (const auto &[error, length] : {std::pair(EINTR, 100U), {EIO, 64U}}) {
       const FailCall fault("fread", 2, error);
       EXPECT_EQ(digested(0, 100), Seen(0, digestOf(stream.substr(0, length)), "", 0)) << error;
+      EXPECT_EQ(streamFailed, error == EIO);
     }
     const char *const messages[] = {"md5 init error!\n", "md5 update error!\n", "md5 final error!\n"};
     for (std::uint16_t slot = 0; slot < 3; ++slot) {

@@ -5,6 +5,7 @@
 #include <dlfcn.h>
 #include <regex.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
@@ -62,12 +63,14 @@ TEST(Strings, AreCopiedWithinTheirBounds) {
   EXPECT_EQ(text.substr(0, 6), std::string("xyc\0\0~", 6));
   char *copy = strncpy_safe(nullptr, "it's", 3);
   EXPECT_STREQ(copy, "it'");
-  char list[] = "a,b,c";
-  char *tokens[] = {nullptr, nullptr};
-  int count = 9;
-  split_c(list, ",", tokens, &count, 0);
-  EXPECT_EQ(std::tuple(count, tokens[0], tokens[1], std::string(list, 6)),
-            std::tuple(1, &list[0], nullptr, std::string("a\0b\0c\0", 6)));
+  for (const auto &[max, left] : {std::pair(0, "a\0b\0c,d"), {1, "a\0b\0c,d"}, {2, "a\0b\0c\0d"}}) {
+    char list[] = "a,b,c,d";
+    char *tokens[] = {nullptr, nullptr, nullptr};
+    int count = 9;
+    split_c(list, ",", tokens, &count, max);
+    EXPECT_EQ(std::tuple(count, tokens[0], tokens[1], tokens[2], std::string(list, 7)),
+              std::tuple(std::max(max, 1), &list[0], max == 2 ? &list[2] : nullptr, nullptr, std::string(left, 7)));
+  }
   copy = escaper(copy, "it's a\\b");
   EXPECT_STREQ(copy, R"(it\'s a\\b)");
   EXPECT_EQ(escaper(copy, nullptr), nullptr);
@@ -150,6 +153,9 @@ TEST(Strings, ZoneIsTheOneOfNow) {
   clock.set(std::numeric_limits<std::time_t>::max());
   char text[] = "~";
   EXPECT_EQ(get_time_zone(text, 2), sizeof(std::time_t) > 4 ? -1 : 0);
+  std::tm parts{};
+  VexoraLogTime2TmMode(86399, &parts);
+  EXPECT_EQ(parts.tm_sec, 59);
 }
 
 #ifndef VEXORA_SANITIZED
@@ -167,6 +173,8 @@ TEST(Strings, AShortMemoryIsToldAndLeavesNothingToRelease) {
   {
     const FailCall noPattern(kAnyAllocation, 1, ENOMEM);
     EXPECT_EQ(is_valid_path("/tmp"), -1);
+    const FailCall noClass(kAnyAllocation, 1, ENOMEM);
+    EXPECT_EQ(vexora_isvalid_passwd("abcDEF12"), -1);
   }
   matcherFailure = REG_ESPACE;
   EXPECT_EQ(is_valid_path("/tmp"), REG_ESPACE);

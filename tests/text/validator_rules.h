@@ -63,7 +63,7 @@ inline std::vector<Rule> rules() {
   const std::string word = "(" + plain + R"(|"([ !#-\[\]-~]|\\[ -~])*"))";
   const std::string mail = "[.]*" + word + "([.]+" + word + ")*@" + plain + "([.]" + plain + ")*";
   return {
-      {answers<vexora_isvalid_ipv4, 0>, regex("(?!0)" + octet + "([.]" + octet + "){3}"), "255.9.0.10", "0125."},
+      {answers<vexora_isvalid_ipv4, 0>, regex("(?!0)" + octet + "([.]" + octet + "){3}"), "9.255.0.10", "0125."},
       {answers<vexora_isvalid_domain, 0>, regex("[^]+[.][A-Za-z][^.]*"), "a.9.cd", "a9."},
       {answers<VexoraIsDomain, 0>, regex("(?![^]{255})" + labels + "|(?![^]{256})" + spare), "a-.1..b", "a1-_."},
       {accepts<char, unsigned, vexora_valid_hostname>, regex("(?![^]{256})[A-Za-z0-9]([A-Za-z0-9-]*[A-Za-z0-9])?"),
