@@ -93,7 +93,6 @@ TEST(Fru, WhatIsWrongIsTold) {
     EXPECT_EQ(read(area, std::string("\1\0\0\0\0\0\0\xFF", 8), 1),
               Read(0, "", 0, "[Warning]: No " + word + " information in FRU \n"));
     EXPECT_EQ(told({"\1\0\2\2\2\0\0\xF9", 8}), "[Warning]: Invalid " + word + " info offset(2) in FRU \n");
-    EXPECT_EQ(told({"\2\0\3\3\3\0\0\xF5", 8}), "[Warning]: Invalid FRU format version(2) \n" + failed);
     EXPECT_EQ(told({"\1\0\3\3\3\0\0\xF7", 8}),
               "[Warning]: FRU common header checksum mis-match! 0xf6 vs 0xf7 \n"
               "FRU Data:0x01, 0x00, 0x03, 0x03, 0x03, 0x00, 0x00, 0xf7\n" +
