@@ -71,6 +71,16 @@ TEST(Strings, AreCopiedWithinTheirBounds) {
     EXPECT_EQ(std::tuple(count, tokens[0], tokens[1], tokens[2], std::string(list, 7)),
               std::tuple(std::max(max, 1), &list[0], max == 2 ? &list[2] : nullptr, nullptr, std::string(left, 7)));
   }
+  char empty[] = "";
+  char word[] = "a";
+  char *token = nullptr;
+  int count = 9;
+  for (const auto &[list, delimiters] : {std::pair(empty, ","), {nullptr, ","}, {word, ""}, {word, nullptr}}) {
+    split_c(list, delimiters, &token, &count, 1);
+    EXPECT_EQ(count, 9);
+  }
+  split_c(word, "a", &token, &count, 1);
+  EXPECT_EQ(count, 0);
   copy = escaper(copy, "it's a\\b");
   EXPECT_STREQ(copy, R"(it\'s a\\b)");
   EXPECT_EQ(escaper(copy, nullptr), nullptr);

@@ -84,7 +84,7 @@ TEST(Words, LookupsKeepToTheirSlotsAndTheirRoom) {
   EXPECT_EQ(ValidateIndexToString(VideoQualityStr, 0, 5, nullptr, 6), 1);
   EXPECT_EQ(ValidateIndexToString(VideoQualityStr, 0, 5, text, 0), 0);
   EXPECT_STREQ(text, "~~~~~~");
-  EXPECT_EQ(ValidateIndexToString(VideoQualityStr, 0, 5, text, 4), 0);
+  EXPECT_EQ(ValidateIndexToString(VideoQualityStr, 0, 1, text, 4), 0);
   EXPECT_EQ(std::string(text, 6), std::string("Ver\0~~", 6));
   // The array that counts is the one in the program's image, as it is now.
   const char *const word = std::exchange(EnableStr[1], nullptr);
