@@ -225,8 +225,8 @@ class Decoder {
     return true;
   }
 
-  /// Takes how far before the newest byte a match begins: at most 45 bits, all of a refill. A symbol beyond the position
-  /// code's gives 1 GiB and more.
+  /// Takes how far before the newest byte a match begins: at most 45 bits, all of a refill. A symbol beyond the
+  /// position code's gives 1 GiB and more.
   std::uint32_t readPosition(BitReader &bits) const {
     const std::uint32_t magnitude = shortCode_.read(bits);
     if (magnitude == 0) {
