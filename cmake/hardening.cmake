@@ -3,15 +3,9 @@
 include(CheckCXXCompilerFlag)
 
 set(vexora_hardening
-  -fstack-protector-strong -fno-delete-null-pointer-checks -fno-strict-overflow -ftrivial-auto-var-init=zero
-  -frecord-gcc-switches)
+  -fstack-protector-strong -fno-delete-null-pointer-checks -fno-strict-overflow -frecord-gcc-switches)
 
 # Compilers and processors differ in what they offer.
-set(zero_init_unlock -enable-trivial-auto-var-init-zero-knowing-it-will-be-removed-from-clang)
-check_cxx_compiler_flag("-ftrivial-auto-var-init=zero" VEXORA_ZERO_INIT_IS_PLAIN)
-if(NOT VEXORA_ZERO_INIT_IS_PLAIN)
-  list(APPEND vexora_hardening ${zero_init_unlock})
-endif()
 foreach(flag -fstack-clash-protection -fcf-protection)
   string(MAKE_C_IDENTIFIER "VEXORA_HAS${flag}" known)
   check_cxx_compiler_flag("-Werror ${flag}" ${known})
@@ -20,9 +14,14 @@ foreach(flag -fstack-clash-protection -fcf-protection)
   endif()
 endforeach()
 
-# Sanitizers bring their own checks of the fortified calls, which fortified ones would hide.
+# Sanitizers bring their own checks of the fortified calls, which fortified ones would hide, and their builds fill
+# variables with a pattern.
 if(NOT VEXORA_SANITIZE)
-  list(APPEND vexora_hardening -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3)
+  list(APPEND vexora_hardening -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3 -ftrivial-auto-var-init=zero)
+  check_cxx_compiler_flag("-ftrivial-auto-var-init=zero" VEXORA_ZERO_INIT_IS_PLAIN)
+  if(NOT VEXORA_ZERO_INIT_IS_PLAIN)
+    list(APPEND vexora_hardening -enable-trivial-auto-var-init-zero-knowing-it-will-be-removed-from-clang)
+  endif()
 endif()
 
 function(vexora_harden target)

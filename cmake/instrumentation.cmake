@@ -8,7 +8,8 @@ if(VEXORA_SANITIZE)
   if(VEXORA_SANITIZE MATCHES "undefined")
     list(APPEND sanitize -fsanitize=float-cast-overflow,float-divide-by-zero)
   endif()
-  add_compile_options(${sanitize})
+  # A forgotten initialisation shows.
+  add_compile_options(${sanitize} -ftrivial-auto-var-init=pattern)
   add_compile_definitions(VEXORA_SANITIZED)
   # gcc 12 sees uninitialised members in <regex> once a sanitizer is in the way of its analysis.
   add_compile_options($<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-maybe-uninitialized>)
