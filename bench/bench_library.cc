@@ -272,7 +272,7 @@ void historyRewrite(State &state) {
   compare(
       state, kAim, kFileCalls,
       [] {
-        clockNow += kHourSeconds;
+        clockNow += std::time_t{kHourSeconds};
         return historyDataRecord() == 0;
       },
       [&] { return writeAndRename(image, "/extlog/syslog/floor.tmp", "/extlog/syslog/floor.dat"); });
