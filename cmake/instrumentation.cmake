@@ -21,3 +21,18 @@ if(VEXORA_COVERAGE)
   add_compile_options(--coverage -fprofile-update=atomic)
   add_link_options(--coverage)
 endif()
+
+# vexora_count_branches(target map): makes a library's counters those of its source, as optimised code has branches of
+# its own, and lets tests write them in processes that end without exit handlers: `map` names the variable with the list
+# of exported names, which becomes one that has those calls, too.
+function(vexora_count_branches target map)
+  if(NOT VEXORA_COVERAGE)
+    return()
+  endif()
+  file(READ ${${map}} names)
+  string(REPLACE "global:" "global: __gcov_dump; __gcov_reset;" names "${names}")
+  file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/exports.map "${names}")
+  set(${map} ${CMAKE_CURRENT_BINARY_DIR}/exports.map PARENT_SCOPE)
+  target_compile_options(${target} PRIVATE -O0)
+  target_link_options(${target} PRIVATE -Wl,-u,__gcov_dump,-u,__gcov_reset)
+endfunction()

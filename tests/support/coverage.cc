@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// For the build that counts executed lines. Counters are written at a process's exit; one that ends without exit
+// handlers, as after a crash report, or by its own signal writes them here first.
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include "support/platform.h"
+
+extern "C" {
+
+// The library's: each shared object has counters of its own.
+void __gcov_dump();
+void __gcov_reset();
+}
+
+namespace {
+
+// May be called again, so what was written must not be counted twice.
+void writeCounters() {
+  const vexora::test::InHarness own;
+  __gcov_dump();
+  __gcov_reset();
+}
+
+}  // namespace
+
+// Weak: a test may have ends of its own.
+extern "C" {
+
+[[gnu::weak]] void _exit(int status) {
+  writeCounters();
+  syscall(SYS_exit_group, status);
+  __builtin_unreachable();
+}
+
+[[gnu::weak]] int kill(pid_t process, int signal) noexcept {
+  if (process == getpid()) {
+    writeCounters();
+  }
+  return static_cast<int>(syscall(SYS_kill, process, signal));
+}
+
+[[gnu::weak]] int raise(int signal) noexcept {
+  writeCounters();
+  return static_cast<int>(syscall(SYS_tgkill, getpid(), gettid(), signal));
+}
+}
