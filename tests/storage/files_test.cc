@@ -146,7 +146,7 @@ TEST_F(Files, FaultsGiveNothingOrWhatTheReaderRefuses) {
     EXPECT_EQ(result, -1) << n;
     EXPECT_EQ(read(kFile), kGuarded) << n;
   };
-  EXPECT_GT(failEach(kAnyAllocation, ENOMEM, writingLarge, untouched), 2U);
+  EXPECT_GT(failEach(kAnyAllocation, ENOMEM, writingLarge, untouched, Strike::kFromThen), 2U);
   EXPECT_EQ(result, 0);
   EXPECT_EQ(json_object_put(large), 1);
   write(kFile, kGuarded);

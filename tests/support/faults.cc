@@ -55,7 +55,7 @@ FailCall::FailCall(std::string_view call, unsigned nth, int error, Strike strike
 FailCall::~FailCall() { armed = nullptr; }
 
 bool FailCall::strikes(std::string_view call, std::string_view group) {
-  if ((call_ != call && call_ != group) || ++seen_ != nth_) {
+  if ((call_ != call && call_ != group) || ++seen_ < nth_ || (seen_ > nth_ && strike_ != Strike::kFromThen)) {
     return false;
   }
   struck_ = true;

@@ -32,9 +32,10 @@ extern bool entriesWithoutType;
 inline constexpr unsigned kNever = UINT_MAX;
 
 enum class Strike {
-  kOnce,  // the nth call fails, later ones work again
-  kKill,  // the process dies by SIGKILL just before the nth call
-  kSay,   // the nth call works, yet leaves the error in errno, as it may
+  kOnce,      // the nth call fails, later ones work again
+  kFromThen,  // the nth call and all later ones fail
+  kKill,      // the process dies by SIGKILL just before the nth call
+  kSay,       // the nth call works, yet leaves the error in errno, as it may
 };
 
 // Armed while it lives; one a thread at a time.
