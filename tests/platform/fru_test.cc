@@ -130,6 +130,9 @@ TEST(Fru, HeaderIsCheckedByItself) {
   EXPECT_EQ(told(image.substr(0, 7), 7).substr(0, 67),
             "-1Input parameters error in function vexora_check_fru_common_header");
   EXPECT_EQ(told({"\2\0\3\3\3\0\0\xF5", 8}, 8), "-1[Warning]: Invalid FRU format version(2) \n");
+  EXPECT_EQ(told({"\1\0\3\3\3\0\0\xF7", 8}, 8),
+            "-1[Warning]: FRU common header checksum mis-match! 0xf6 vs 0xf7 \n"
+            "FRU Data:0x01, 0x00, 0x03, 0x03, 0x03, 0x00, 0x00, 0xf7\n");
 }
 
 TEST(ZeroChecksum, MakesTheSumZero) {
