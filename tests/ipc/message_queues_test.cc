@@ -218,7 +218,7 @@ TEST_F(MessageQueues, TimedDiagnosisRecordsGetTheLocalTime) {
 
 TEST_F(MessageQueues, OtherDiagnosisRecordsGoAsTheyAreOrNotAtAll) {
   const std::string rest = pattern(219);
-  EXPECT_EQ(outcome(VexoraPostReqToIDL, (zeros(1) + rest).data()), Outcome{});
+  EXPECT_EQ(outcome(VexoraPostReqToIDL, (zeros(1) + rest + "~").data()), Outcome{});
   EXPECT_EQ(taken(msgget(kIdlKey, 0)), (QueueMessage{0x01, zeros(2) + rest + zeros(39)}));
   platform.sendError = EAGAIN;
   const Outcome unsent = outcome(VexoraPostReqToIDL, (zeros(1) + rest).data());

@@ -124,6 +124,7 @@ TEST_F(Pipes, ReadingGivesWhatIsThereAndZeros) {
     ASSERT_EQ(::write(pipe.fd(), "0123456789", 10), 10);
     EXPECT_EQ(outcome(reader, pipe.fd(), buffer.data(), 6), Outcome{6});
     EXPECT_EQ(buffer, "012345~~");
+    EXPECT_EQ(outcome(reader, pipe.fd(), buffer.data(), 0), Outcome{});
     const FailCall interrupted("read", 1, EINTR);
     EXPECT_EQ(outcome(reader, pipe.fd(), buffer.data(), 6), Outcome{4});
     EXPECT_EQ(buffer, std::string("6789\0\0~~", 8));

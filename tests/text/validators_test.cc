@@ -99,6 +99,9 @@ TEST(Validators, TellWhatIsWrong) {
       {told(vexora_valid_hostname, nullptr, 1) + told(ValidateSNMPTrapCfgInput, nullptr, 1), "-1 1 "},
       {told(vexora_isvalid_ipv4, nullptr) + told(vexora_isvalid_ipv6, nullptr), "-1 -1 "},
       {told(vexora_isvalid_domain, nullptr) + told(VexoraIsDomain, nullptr), "-1 -1 "},
+      {told(vexora_isvalid_ipv4, "1") + told(VexoraIsDomain, "_"), "-1 -1 "},
+      {told(vexora_isvalid_email, "a") + told(vexora_isvalid_email, "a@"), "-1 -1 "},
+      {told(vexora_isvalid_passwd, "a") + told(vexora_verify_sensitivewords, "*"), "-1 -1 "},
       {told(vexora_isvalid_passwd, nullptr) + told(vexora_verify_sensitivewords, nullptr), "-1 -1 "},
   };
   for (const auto &[seen, expected] : rows) {
