@@ -180,10 +180,10 @@ VEXORA_API int common_check_ima_file_version_tf_card(const char *folder, const c
  * @param image_name   its name on the card; NULL is refused.
  * @param folder       its folder below the mount point, made (mode 0777, reduced by the umask) when missing; NULL is
  *                     refused.
- * @return 0; 1 when there is no card or no mount point; -1 when an argument is NULL, the folder can't be made (logged
- * in the debug log, module "ZELMONITOR"), its files can't be listed, or the copy fails. All but a NULL argument is
- *         reported on standard output. When the files can't be listed to their end nothing is changed: a copy would
- *         overwrite the last image.
+ * @return 0; 1 when there is no card or no mount point; -1 when an argument is NULL, the folder can't be made
+ *         (logged in the debug log, module "ZELMONITOR"), its files can't be listed, or the copy fails.
+ *         The other refusals, but for a NULL, are reported on standard output. When the files can't be listed to their
+ * end nothing is changed: a copy would overwrite the last image.
  */
 VEXORA_API int common_copy_ima_file_to_tf_card(const char *source_path, const char *image_name, const char *folder);
 
