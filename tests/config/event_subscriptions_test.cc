@@ -151,6 +151,11 @@ TEST_F(EventSubscriptions, RefusedCallsLeaveTheStoreAlone) {
   EXPECT_EQ(GetEventSubScriptionFromConfFile(&latch, store), -1);
   EXPECT_EQ(latch, 7);
   remove(kFile);
+  makeFolder(kFile);  // opens, but for reading only
+  const std::string output = capturedOutput([&] { GetEventSubScriptionFromConfFile(&latch, store); });
+  EXPECT_EQ(withoutLine(output), "vexora_eventservicecfg(LINE)open file /conf/eventsubscriptions.conf err!\n");
+  EXPECT_EQ(latch, 7);
+  remove(kFile);
   EXPECT_EQ(GetEventSubScriptionFromConfFile(&latch, store), -1);
   EXPECT_EQ(latch, 0);
   EXPECT_EQ(destination(), "<kept>");

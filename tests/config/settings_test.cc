@@ -150,6 +150,12 @@ TEST_F(SettingsFiles, DefaultsTakeTheirPlace) {
   remove(kSmtp);
   write("/etc/defconfig/SmtpCfg.json", "no JSON");
   EXPECT_EQ(filesOpened(), 2U + 3U) << "the copy's two files, and the attempts";
+  remove(kSmtp);
+  {
+    const FailCall noCopy("open", 1, EIO);
+    EXPECT_EQ(loaded.load(), -1);
+    EXPECT_EQ(noCopy.seen(), 1U) << "no attempts on what isn't there";
+  }
 
   write("/etc/defconfig/SnmpTrapCfg.json",
         R"({"SnmpTrapCfg":{"Community":"public and more letters"},"SnmpTrapDestCfg":[]})");
@@ -443,6 +449,7 @@ void expectWholeSaves(Store saved) {
     EXPECT_GT(failEach(kAnyAllocation, ENOMEM, save, check), 40U);
   }
   EXPECT_EQ(heap.growth(), grown);
+  failEach(kAnyAllocation, ENOMEM, save, check, Strike::kFromThen);
   failEach(
       kAnyAllocation, ENOMEM, save,
       [&](unsigned n) {

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <json-c/json.h>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <climits>
+#include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <tuple>
@@ -24,6 +27,10 @@ constexpr auto kReadGuarded = vexora_string_read_file_with_crc32_check;
 
 // The folders that the platform was asked to remove.
 std::vector<std::string> removals;
+
+// The next descriptor to be used, and its flags at the moment of a fault that would kill.
+int nextDescriptor = -1;
+int flagsSeen = -1;
 
 class Files : public ChannelTest {};
 
@@ -137,19 +144,20 @@ TEST_F(Files, FaultsGiveNothingOrWhatTheReaderRefuses) {
 #endif
   int result = 0;
 #ifndef VEXORA_SANITIZED
-  json_object *const large = json_object_new_array();
-  for (int n = 0; n < 3000; ++n) {
-    json_object_array_add(large, json_object_new_int(n));
+  for (const std::string_view calls : {std::string_view("realloc"), kAnyAllocation}) {
+    json_object *const large = json_object_new_array();
+    // Without this string's text the document's would look whole.
+    json_object_array_add(large, json_object_new_string(std::string(3000, 'x').c_str()));
+    const auto writingLarge = [&] { result = vexora_json_write_2_file_with_crc32_check(kFile, large); };
+    const auto untouched = [&](unsigned n) {
+      EXPECT_EQ(result, -1) << calls << n;
+      EXPECT_EQ(read(kFile), kGuarded) << calls << n;
+    };
+    EXPECT_GT(failEach(calls, ENOMEM, writingLarge, untouched, Strike::kFromThen), 0U) << calls;
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(json_object_put(large), 1);
+    write(kFile, kGuarded);
   }
-  const auto writingLarge = [&] { result = vexora_json_write_2_file_with_crc32_check(kFile, large); };
-  const auto untouched = [&](unsigned n) {
-    EXPECT_EQ(result, -1) << n;
-    EXPECT_EQ(read(kFile), kGuarded) << n;
-  };
-  EXPECT_GT(failEach(kAnyAllocation, ENOMEM, writingLarge, untouched, Strike::kFromThen), 2U);
-  EXPECT_EQ(result, 0);
-  EXPECT_EQ(json_object_put(large), 1);
-  write(kFile, kGuarded);
 #endif
   const auto writing = [&] { result = vexora_string_write_2_file_with_crc32_check(kFile, "other"); };
   const auto after = [&](int expected, const char *left) {
@@ -207,6 +215,22 @@ TEST_F(Files, FoldersAndLogs) {
   }
 }
 
+TEST_F(Files, AreOpenForThisProcessAlone) {
+  const std::tuple<const char *, void (*)()> rows[] = {
+      {"fwrite", [] { vexora_string_write_2_file(kFile, "text"); }},
+      {"fread", [] { EXPECT_EQ(vexora_string_read_file(kFile), nullptr); }},
+      {"fread", [] { EXPECT_EQ(text(fileread(kFile)), ""); }},
+      {"fclose", [] { vexora_delete_logfile(kFile); }}};
+  for (const auto &[call, work] : rows) {
+    write(kFile, "text");
+    close(nextDescriptor = dup(0));
+    const FailCall moment(call, 1, EIO, Strike::kKill);
+    work();
+    EXPECT_EQ(std::exchange(flagsSeen, -1), FD_CLOEXEC) << call;
+  }
+  nextDescriptor = -1;
+}
+
 TEST_F(Files, FolderOperations) {
   removals = {};
   write("/var/from/below/file", "new");
@@ -232,12 +256,21 @@ TEST_F(Files, FolderOperations) {
     EXPECT_TRUE(list(path).empty()) << path;
   }
   EXPECT_EQ(removals, std::vector<std::string>{"/var/from"});
+  EXPECT_EQ(vexora_folder_operation(2, "/var/made/."), -1) << "which can't be removed";
   const FailCall realUser("access", 1, EACCES);
   EXPECT_EQ(vexora_folder_operation(0, "/var/from"), -1);
 }
 
 }  // namespace
 }  // namespace vexora::test
+
+extern "C" int kill(pid_t process, int signal) noexcept {
+  if (vexora::test::nextDescriptor < 0) {
+    return vexora::test::original(&kill, "kill")(process, signal);
+  }
+  vexora::test::flagsSeen = fcntl(vexora::test::nextDescriptor, F_GETFD);
+  return 0;
+}
 
 extern "C" int RmDir(const char *path) {
   vexora::test::removals.emplace_back(path);
