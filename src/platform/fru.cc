@@ -86,7 +86,7 @@ class Cursor {
   }
 
   /// Whether the next byte marks the end of the fields.
-  [[nodiscard]] bool isAtEndMarker() const { return !failed_ && !rest_.empty() && rest_[0] == kEndOfFields; }
+  [[nodiscard]] bool isAtEndMarker() const { return !rest_.empty() && rest_[0] == kEndOfFields; }
   [[nodiscard]] bool failed() const { return failed_; }
 
  private:
