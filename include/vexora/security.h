@@ -90,8 +90,8 @@ struct ec_key_st;
  *             the caller guarantees that many bytes and two more. A larger second byte is no length, and refused; the
  *             first two bytes are all that is read then. NULL is refused.
  * @return the key, which the caller frees with OpenSSL's EC_KEY_free; NULL when `der` is NULL or its length 0 (no
- *         further message), and when no valid EC key is in it ("Key check failed."). A failed call keeps nothing, and
- *         leaves OpenSSL's error queue as it was.
+ *         further message), when there is no memory for a key ("Create EcKey Failed."), and when no valid EC key is in
+ *         `der` ("Key check failed."). A failed call keeps nothing, and leaves OpenSSL's error queue as it was.
  *
  * Keys are meant to be on the curve P-256. One on another curve is taken too, if its DER is that short.
  */
