@@ -139,12 +139,12 @@ TEST_F(EventSubscriptions, RefusedCallsLeaveTheStoreAlone) {
   EXPECT_EQ(GetEventSubScriptionFromConfFile(&latch, nullptr), -1);
   EXPECT_EQ(SetEventSubScription2ConfFile(0, nullptr), -1);
   for (const auto &[first, last, what] : {std::array{3, 2, 9}, {0, 4, 10}}) {
-    EXPECT_EQ(dwEventSubScriptionStoreMemFree(first, last, what, store), -1);
+    EXPECT_EQ(dwEventSubScriptionStoreMemFree(first, last, what, store), -1) << what;
   }
   EXPECT_EQ(dwEventSubScriptionStoreMemFree(0, 4, 9, nullptr), -1);
   for (const auto &[first, last, what] :
        {std::array{2, 2, 9}, {0, 4, 0}, {0, 4, 8}, {0, 4, -1}, {-5, 0, 9}, {4, 9, 9}}) {
-    EXPECT_EQ(dwEventSubScriptionStoreMemFree(first, last, what, store), 0);
+    EXPECT_EQ(dwEventSubScriptionStoreMemFree(first, last, what, store), 0) << first << " to " << last << ", " << what;
   }
   remove(kFile);
   ASSERT_EQ(symlink("/proc/self/mem", kFile.c_str()), 0);  // opens, but can't be read
@@ -164,6 +164,7 @@ TEST_F(EventSubscriptions, RefusedCallsLeaveTheStoreAlone) {
 TEST_F(EventSubscriptions, AStringThatIsTooLongStopsTheWriteBeforeItBegins) {
   ASSERT_EQ(load("[s]\n"), 0);
   for (const std::size_t length : {512U, 511U}) {
+    SCOPED_TRACE(length);
     const int result = length == 512 ? -1 : 0;
     std::free(store[3].resource[31]);
     store[3].resource[31] = strdup(std::string(length, 'x').c_str());

@@ -321,6 +321,7 @@ TEST_F(SettingsFiles, ADamagedSecretTakesTheOnesBehindItAlong) {
     }
   }
   for (const auto &[community, expected] : {std::pair{"public", "public"}, {"publi", ""}, {"Public", ""}}) {
+    SCOPED_TRACE(community);
     write(kTrap, std::string(R"({"SnmpTrapCfg":{"DeviceType":9,"AUTHPwd":"public","Community":")") + community +
                      R"("},"SnmpTrapDestCfg":[{"port":5}]})");
     Trap trap;
@@ -370,17 +371,18 @@ TEST_F(SettingsFiles, ASecretThatCannotBeEncipheredLeavesTheFileAlone) {
 
 TEST_F(SettingsFiles, WithoutAKeyNothingSecretIsReadOrWritten) {
   for (const char *missing : {"/conf/platform_aes_key", "/conf/platform_aes_vector"}) {
+    SCOPED_TRACE(missing);
     Trap trapBefore = trap();
     Agent agentBefore = agent();
-    EXPECT_EQ(trapBefore.save() + agentBefore.save(), 0);
+    EXPECT_EQ(std::pair(trapBefore.save(), agentBefore.save()), std::pair(0, 0));
     const std::string files = read(kTrap) + read(kAgent);
     write(missing, "too short");
     auto trap = filled<Trap>(kUntouched);
     auto agent = filled<Agent>(kUntouched);
     EXPECT_EQ(capturedOutput([&] {
-                EXPECT_EQ(trap.save() + agent.save(), -2);
+                EXPECT_EQ(std::pair(trap.save(), agent.save()), std::pair(-1, -1));
                 EXPECT_EQ(VexoraSetSnmpTotalConfToJson(nullptr, 0, nullptr, 0), -1) << "and prints nothing";
-                EXPECT_EQ(trap.load() + agent.load(), 0);
+                EXPECT_EQ(std::pair(trap.load(), agent.load()), std::pair(0, 0));
               }),
               "");
     EXPECT_EQ(bytes(trap.cfg) + bytes(agent.cfg), std::string(179 + 99, '\0'));

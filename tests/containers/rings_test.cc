@@ -254,12 +254,12 @@ void expectRefusals(Ring *ring) {
   LockedElsewhere held(lock);
   expectRefused(ring, buffer.data(), 60'000);
   held.release();
-  for (const auto &call : operations(ring, buffer.data())) {
+  for (std::size_t i = 0; const auto &call : operations(ring, buffer.data())) {
     LockedElsewhere other(lock);
     pauses = 0;
     duringPause = [&] { ++pauses == 3 ? other.release() : void(); };
-    EXPECT_NE(call(), -1);
-    EXPECT_EQ(pauses, 3U);
+    EXPECT_NE(call(), -1) << i;
+    EXPECT_EQ(pauses, 3U) << i++;
   }
   LockedElsewhere(lock).release();
 }
@@ -322,6 +322,7 @@ TEST(RingQueue, JudgesUnderItsLockWhetherItIsFullOrEmpty) {
 template <typename Ring>
 void expectAllOrNothing(Ring *(*init)(unsigned, unsigned), int (*release)(Ring *)) {
   for (const auto &[name, failures] : {std::pair(kAnyAllocation, 3U), {"pthread_mutex_init", 1U}}) {
+    SCOPED_TRACE(name);
     const HeapWatch heap;
     Ring *ring = nullptr;
     const auto expectNothing = [&](unsigned) { EXPECT_TRUE(ring == nullptr && heap.growth() == 0); };

@@ -91,6 +91,7 @@ TEST_F(Descriptors, CreationGivesThePermissionsAskedFor) {
                                            {vexora_open_mode("/var/b", flags, 0666), 0640}};
   umask(mask);
   for (const auto &[fd, permissions] : made) {
+    SCOPED_TRACE(permissions);
     struct stat status = {};
     EXPECT_EQ(fstat(fd, &status), 0);
     EXPECT_EQ(status.st_mode & 07777U, permissions);
@@ -133,7 +134,7 @@ class Lock : public testing::Test {
 
 TEST_F(Lock, IsFreeOnceEveryTakeHasItsRelease) {
   for (const int timeout : {0, -1, 1, 0}) {
-    EXPECT_EQ(vexora_dwacquire_mutex(lock_, timeout), 0);
+    EXPECT_EQ(vexora_dwacquire_mutex(lock_, timeout), 0) << timeout;
   }
   for (int i = 0; i < 4; ++i) {
     EXPECT_EQ(tryElsewhere(), EBUSY);
@@ -144,7 +145,7 @@ TEST_F(Lock, IsFreeOnceEveryTakeHasItsRelease) {
   EXPECT_EQ(tryElsewhere(), 0);
   EXPECT_EQ(vexora_dwrelease_mutex(lock_), EPERM);
   for (const int timeout : {-2, -1, 0, 1}) {
-    EXPECT_EQ(vexora_dwacquire_mutex(nullptr, timeout), -1);
+    EXPECT_EQ(vexora_dwacquire_mutex(nullptr, timeout), -1) << timeout;
   }
   EXPECT_EQ(vexora_dwrelease_mutex(nullptr), -1);
   EXPECT_EQ(vexora_dwdestroy_mutex(nullptr), -1);
@@ -203,6 +204,7 @@ TEST(Sleep, GoesOnForWhatAnInterruptionLeft) {
   };
   printsSleeps = true;
   for (const auto &[call, steps, result, output] : rows) {
+    SCOPED_TRACE(output + testing::PrintToString(steps));
     EXPECT_EQ(capturedOutput([&, &all = steps, &use = call, expected = result] {
                 EXPECT_EQ(scripted("nanosleep", all, use), expected);
               }),
@@ -214,7 +216,7 @@ TEST(Sleep, GoesOnForWhatAnInterruptionLeft) {
 TEST(RetryCounter, SaysDoneOnceTheLimitIsReached) {
   unsigned char counter = 0;
   for (const auto &[limit, done] : {std::pair{3, 0}, {3, 0}, {3, 0}, {3, 1}, {3, 1}, {2, 1}, {-1, 1}}) {
-    EXPECT_EQ(is_retry_done(&counter, limit), done) << limit;
+    EXPECT_EQ(is_retry_done(&counter, limit), done) << limit << ", counted " << +counter;
   }
   EXPECT_EQ(counter, 3);
   counter = 254;

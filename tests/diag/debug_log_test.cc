@@ -124,7 +124,7 @@ TEST_F(DebugLog, RecordShowsLevelLocalTimeAndMessageAndKeepsErrno) {
   inFreshProcess([&] {
     for (const auto &[text, shown] :
          {std::pair{"abc", "abc\n\n"}, {"abc\n", "abc\n\n"}, {"abc\t", "abc\t\n"}, {"", "\n\n"}}) {
-      EXPECT_EQ(printed("IPMI", 1, text), "[Warning]:" + kTime + shown);
+      EXPECT_EQ(printed("IPMI", 1, text), "[Warning]:" + kTime + shown) << text;
     }
     EXPECT_EQ(printed("IPMI", 1, most + "yz"), "[Warning]:" + kTime + most + "\n\n");
     clock_.set(981173106);

@@ -251,7 +251,8 @@ TEST_F(Signals, HandlersBlockAllSignalsAndRestartSystemCalls) {
       EXPECT_EQ(installed.sa_flags & ~kRestorer, SA_RESTART) << signal;
       for (int blocked = 1; blocked <= SIGSYS; ++blocked) {
         // Whether the two that nobody can block stand in the mask is told differently under emulation.
-        EXPECT_TRUE(sigismember(&installed.sa_mask, blocked) == 1 || blocked == SIGKILL || blocked == SIGSTOP);
+        EXPECT_TRUE(sigismember(&installed.sa_mask, blocked) == 1 || blocked == SIGKILL || blocked == SIGSTOP)
+            << blocked << " in " << signal;
       }
     }
     for (const int other : kOthers) {
@@ -486,7 +487,8 @@ TEST_F(Signals, CrashEndsTheProcessThoughNobodyReads) {
   switchLogOn();
   const Trick crashes[] = {[] { fillOutput(), raise(SIGSEGV); }, [] { fillOutput(), raise(SIGABRT); },
                            [] { atOutput = hang, raise(SIGSEGV); }};
-  for (const Trick crash : crashes) {
+  for (const Trick &crash : crashes) {
+    SCOPED_TRACE(&crash - crashes);
     *waits = 0;
     const Ending end = endOf([&] {
       std::printf(".");

@@ -37,6 +37,7 @@ TEST_F(WatchdogLog, AppendsRecordsStampedInUtcInOneSystemCallEach) {
   write(kLog, expected);
   const int descriptors = openDescriptors();
   for (const auto &[text, kept] : texts) {
+    SCOPED_TRACE(testing::PrintToString(text));
     const int before = writes();
     EXPECT_EQ(TWatchDog1Log("%s", text.c_str()), 0);
     EXPECT_EQ(writes() - before, 1);

@@ -227,8 +227,8 @@ TEST_F(HistoryFile, ThatCannotBeReadFailsAQueryCleanly) {
                   call, EIO, [&] { result = query(); }, check),
               failures)
         << call;
-    EXPECT_EQ(result, 3 * 28);
-    EXPECT_EQ(queriedCount, 10U);
+    EXPECT_EQ(result, 3 * 28) << call;
+    EXPECT_EQ(queriedCount, 10U) << call;
   }
 #ifndef VEXORA_SANITIZED
   EXPECT_EQ(heap.growth(), 0);

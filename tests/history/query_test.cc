@@ -100,14 +100,14 @@ TEST_F(HistoryQuery, RefusesWhatItCannotAnswer) {
   EXPECT_EQ(getHistoryData(&out, 4, 1, 0xFFFFFFFF, nullptr), -1);
   EXPECT_TRUE(count == 7 && out == kUntouched);
   for (const Query &query : {Query{4, 9, 9}, {4, 9, 8}, {2, 0, 9}, {5, 0, 9}, {0x104, 0, 9}}) {
-    EXPECT_EQ(ask(query), QueryAnswer{}) << query.type;
+    EXPECT_EQ(ask(query), QueryAnswer{}) << query.type << ' ' << query.start << ' ' << query.end;
   }
   Image foreign = hourly(3, kNoon);
   foreign.capacity = 8761;
   for (const std::string &file : {foreign.bytes(), whole.substr(0, 19), whole.substr(0, kImageSize - 1)}) {
     write(kDataFile, file);
-    EXPECT_EQ(ask({4, 1, 0xFFFFFFFF}), QueryAnswer{});
-    EXPECT_TRUE(read(kDataFile) == file);
+    EXPECT_EQ(ask({4, 1, 0xFFFFFFFF}), QueryAnswer{}) << file.size();
+    EXPECT_TRUE(read(kDataFile) == file) << file.size();
   }
   remove(kDataFile);
   EXPECT_EQ(ask({4, 1, 0xFFFFFFFF}), QueryAnswer{});
@@ -127,6 +127,7 @@ TEST_F(HistoryQuery, ReadsTheFileOnceUnderTheBusyFlagWhichItDoesNotWaitFor) {
   const Image image = hourly(8760, kNoon);
   write(kDataFile, image.bytes());
   for (const bool busy : {false, true}) {
+    SCOPED_TRACE(busy);
     getHistoryDataFlag = busy ? 1 : 0;
     bytesRead = bytesReadBusy = 0;
     EXPECT_EQ(ask({4, kNoon, 0xFFFFFFFF}), reference(image, {4, kNoon, 0xFFFFFFFF}));

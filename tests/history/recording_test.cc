@@ -74,7 +74,7 @@ BOARD_TEST(History, RoundsReadings) {
                       {std::nan(""), 0, 0}};
   for (const Row &row : rows) {
     RecTmpData.sensor_3009 = RecTmpData.sensor_7000 = {};
-    EXPECT_EQ(board.sampleAt(kNoon, row.reading, row.reading), 0);
+    EXPECT_EQ(board.sampleAt(kNoon, row.reading, row.reading), 0) << row.reading;
     EXPECT_EQ(RecTmpData.sensor_3009.sum, row.rounded) << row.reading;
     EXPECT_EQ(RecTmpData.sensor_7000.sum, row.truncated) << row.reading;
   }
@@ -186,6 +186,7 @@ BOARD_TEST(History, LosesOnlyTheSampleWhenASensorFails) {
                                                                {nullptr, 0x7000, 3, 1}};
   const std::string before = read(kDataFile);
   for (const auto &[library, broken, loads, samples] : rows) {
+    SCOPED_TRACE(testing::Message() << library << ", broken " << broken);
     sensors.library = library;
     sensors.broken = broken;
     EXPECT_EQ(board.sampleAt(kNoon + kHour, 5, 5), 0);
@@ -219,6 +220,7 @@ BOARD_TEST(History, GivesUpTheFileButNotTheSamplesWhileTheClockIsSetBack) {
   write(kDataFile, hourly(2, kNoon).bytes());  // the newest at 13:00
   ASSERT_EQ(historyDataInit(), 0);
   for (int n = 1; n <= 2; ++n) {
+    SCOPED_TRACE(n);
     write(kDataFile, "there");
     EXPECT_EQ(board.sampleAt(kNoon + kHour - 3 + n, 10 * n, n), -1);
     EXPECT_EQ(board.log.take(), (std::vector{kEarly, kGivenUp}));

@@ -120,6 +120,7 @@ TEST_F(Pipes, ReadingGivesWhatIsThereAndZeros) {
   const Reader polling = [](int fd, void *to, unsigned size) { return vexora_select_readpipe(fd, to, size, 0); };
   const PipeOwner pipe(kPipe);
   for (const Reader reader : {Reader(vexora_readpipe), polling, patient}) {
+    SCOPED_TRACE(reader == patient ? "patient" : reader == polling ? "polling" : "plain");
     std::string buffer(8, '~');
     ASSERT_EQ(::write(pipe.fd(), "0123456789", 10), 10);
     EXPECT_EQ(outcome(reader, pipe.fd(), buffer.data(), 6), Outcome{6});
@@ -146,8 +147,9 @@ TEST_F(Pipes, WaitsAskForTheirTimeAndAreReportedOnlyWhenTheyFail) {
   wait.answer = 0;
   for (const auto &[milliseconds, time] :
        {std::pair{0, std::pair{0L, 0L}}, {999, {0, 999000}}, {1500, {1, 500000}}, {INT_MAX, {2147483, 647000}}}) {
+    SCOPED_TRACE(milliseconds);
     EXPECT_EQ(outcome(vexora_select_readpipe, pipe.fd(), buffer, 4, milliseconds), Outcome{-1});
-    EXPECT_EQ(wait.time, time) << milliseconds;
+    EXPECT_EQ(wait.time, time);
     EXPECT_EQ(wait.descriptors, pipe.fd() + 1);
     EXPECT_TRUE(wait.forDataAlone);
   }
@@ -159,7 +161,7 @@ TEST_F(Pipes, WaitsAskForTheirTimeAndAreReportedOnlyWhenTheyFail) {
   const int closed = fcntl(pipe.fd(), F_DUPFD_CLOEXEC, 200);
   EXPECT_EQ(close(closed), 0);
   for (const int fd : {closed, -2, FD_SETSIZE}) {
-    EXPECT_EQ(outcome(vexora_select_readpipe, fd, buffer, 4, 0), reported(report + "Bad file descriptor\n"));
+    EXPECT_EQ(outcome(vexora_select_readpipe, fd, buffer, 4, 0), reported(report + "Bad file descriptor\n")) << fd;
   }
   EXPECT_STREQ(buffer, "~~~~");
   wait.uses = 0;
@@ -171,9 +173,9 @@ TEST_F(Pipes, RecordsGoOutWholeInOneWrite) {
   const PipeOwner pipe(kPipe);
   const std::string data = pattern(1026);
   for (const unsigned size : {1U, 1024U, 1025U, 0U, 1026U, UINT_MAX}) {
-    SCOPED_TRACE(size);
     const bool sent = size != 0 && size <= 1025;
     for (const bool byPath : {false, true}) {
+      SCOPED_TRACE(testing::Message() << size << (byPath ? " by path" : " by descriptor"));
       FailCall calls("write", sent ? 1 : kNever, EINTR);
       EXPECT_EQ(byPath ? outcome(vexora_writepipe, kPipe, data.data(), size)
                        : outcome(vexora_writepipe_with_fd, pipe.fd(), data.data(), size),
@@ -203,7 +205,7 @@ TEST_F(Pipes, WritingReportsEachFailureAndByPathMakesAMissingFifo) {
   EXPECT_EQ(outcome(vexora_writepipe, kPipe, "x", 1), unwritten("Unable to write into /var/pipe pipe ---------------"));
   pipe.fill();
   for (const int fd : {kNoDescriptor, pipe.fd()}) {
-    EXPECT_EQ(outcome(vexora_writepipe_with_fd, fd, "x", 1), (Outcome{-1, "Unable to write into pipe\n"}));
+    EXPECT_EQ(outcome(vexora_writepipe_with_fd, fd, "x", 1), (Outcome{-1, "Unable to write into pipe\n"})) << fd;
   }
   EXPECT_EQ(pipe.arrived(), std::string(1 << 16, '#'));
 }
@@ -263,6 +265,7 @@ TEST_F(Pipes, RaidStatusGoesOutInATurnOfItsOwnWhichEachFailureGivesBack) {
   EXPECT_EQ(sendRaidInATurn(), Outcome{}) << "no reader";
   const PipeOwner owner(kRaidPipe);
   for (const bool waitFails : {false, true}) {
+    SCOPED_TRACE(waitFails);
     semaphore.waitFails = waitFails;
     EXPECT_EQ(sendRaidInATurn(), Outcome{});
     EXPECT_EQ(owner.arrived(), "\xA5\xFF");
@@ -270,7 +273,7 @@ TEST_F(Pipes, RaidStatusGoesOutInATurnOfItsOwnWhichEachFailureGivesBack) {
   for (const auto &[call, expected] : {std::pair{"open", unable("open")}, {"write", unable("write into")}}) {
     const FailCall fault(call, 1, EINTR);
     EXPECT_EQ(sendRaidInATurn(), expected) << "tried once";
-    EXPECT_EQ(fault.seen(), 1U);
+    EXPECT_EQ(fault.seen(), 1U) << call;
   }
   EXPECT_EQ(owner.arrived(), "");
   owner.fill();

@@ -60,6 +60,7 @@ TEST_F(ShellCommands, OutputAfterTheCloseEndsTheCommand) {
   // Prints until nobody reads any more.
   const std::string closed = "(trap '' PIPE; while echo line; do :; done) 2>/dev/null; ";
   for (const auto &run : runners) {
+    SCOPED_TRACE(&run - runners);
     EXPECT_EQ(run((closed + "echo hi; touch /var/output").c_str()), 0);
     EXPECT_FALSE(exists(kFile));
     EXPECT_EQ(run((closed + "exec >/dev/null; echo hi; touch /var/output").c_str()), 0);
@@ -80,13 +81,14 @@ TEST_F(ShellCommands, FirstLineOrFirstBytesGoIntoTheBuffer) {
       {"yes | tr -d '\\n'", 200000, std::string(199999, 'y') + zeros(1), std::string(200000, 'y')},
   };
   for (const auto &[command, size, line, bytes] : rows) {
+    SCOPED_TRACE(command);
     const std::string before(size + 1, '~');
     std::string buffer = before;
     EXPECT_EQ(outcome(VexoraCommandToBuff, command, buffer.data(), static_cast<int>(size)), Outcome{});
-    EXPECT_TRUE(buffer == line + before.substr(line.size())) << command;
+    EXPECT_TRUE(buffer == line + before.substr(line.size()));
     buffer = before;
     EXPECT_EQ(outcome(VexoraCommandToBuffEx, command, buffer.data(), size), Outcome{});
-    EXPECT_TRUE(buffer == bytes + before.substr(bytes.size())) << command;
+    EXPECT_TRUE(buffer == bytes + before.substr(bytes.size()));
   }
 }
 
@@ -104,21 +106,21 @@ TEST_F(ShellCommands, WholeOutputGoesIntoTheFile) {
   };
   for (const auto &[command, contents] : rows) {
     write(kFile, "what was there before, longer than most");
-    EXPECT_EQ(outcome(toFile, command), Outcome{});
+    EXPECT_EQ(outcome(toFile, command), Outcome{}) << command;
     EXPECT_TRUE(read(kFile) == contents) << command;
   }
 }
 
 TEST_F(ShellCommands, AFileThatCannotBeWrittenLeavesNothingRunning) {
   for (const auto &[command, path] : {std::pair{"yes", "/conf"}, {"yes", "/dev/full"}, {"echo x", "/dev/full"}}) {
-    EXPECT_EQ(outcome(VexoraCommonCommandToFile, command, path), Outcome{-1}) << path;
+    EXPECT_EQ(outcome(VexoraCommonCommandToFile, command, path), Outcome{-1}) << command << ' ' << path;
   }
 }
 
 TEST_F(ShellCommands, ArgumentsAreRefusedAndNothingRuns) {
   std::string buffer(4, '~');
   for (const int size : {0, -1, INT_MIN}) {
-    EXPECT_EQ(outcome(VexoraCommandToBuff, "touch /var/output", buffer.data(), size), Outcome{-1});
+    EXPECT_EQ(outcome(VexoraCommandToBuff, "touch /var/output", buffer.data(), size), Outcome{-1}) << size;
   }
   EXPECT_EQ(outcome(VexoraCommandToBuff, nullptr, buffer.data(), 4), Outcome{-1});
   EXPECT_EQ(outcome(VexoraCommandToBuff, "touch /var/output", nullptr, 4), Outcome{-1});

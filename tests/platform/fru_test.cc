@@ -60,9 +60,10 @@ TEST(Fru, FieldsAreReadUpToTheEndOfTheImage) {
   for (std::size_t area = 0; area < 3; ++area) {
     const auto &[offset, fields] = areas[area];
     for (int field = 1; const auto &[bytes, typeLength, end] : fields) {
+      SCOPED_TRACE(testing::Message() << "area " << area << ", field " << field);
       for (std::size_t size = 8; size <= image.size(); ++size) {
         const auto [result, got, gotTypeLength, output] = read(area, image.substr(0, size), field);
-        EXPECT_EQ(output.empty(), size >= offset) << bytes << " of " << size;
+        EXPECT_EQ(output.empty(), size >= offset) << size;
         EXPECT_EQ(std::tuple(result, got, gotTypeLength),
                   size < end ? std::tuple(-1, std::string(), 0xEE) : std::tuple(0, bytes, typeLength))
             << size;
@@ -104,7 +105,8 @@ TEST(Fru, WhatIsWrongIsTold) {
          {std::tuple(7U, 1, 1), {76, 0, 1}, {76, std::array{5, 6, 8}[area], 1}, {76, 1, 0}}) {
       const auto [result, bytes, typeLength, output] = read(area, image.substr(0, size), field, room);
       EXPECT_EQ(std::tuple(result, bytes, typeLength, output.substr(0, refusal.size())),
-                std::tuple(-1, "", 0xEE, refusal));
+                std::tuple(-1, "", 0xEE, refusal))
+          << size << " bytes, field " << field << ", room for " << room;
     }
     const auto *const fru = reinterpret_cast<const std::uint8_t *>(image.data());
     std::uint8_t byte = 0xEE;

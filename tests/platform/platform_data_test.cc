@@ -19,7 +19,7 @@ TEST(ShippedAdvice, IsTheKnownTable) {
   constexpr std::size_t kRecord = 2052;
   std::string room(1 + 255 * kRecord + 1, '\x5A');
   EXPECT_EQ(GetIdlAdviserArray(reinterpret_cast<std::uint8_t *>(room.data() + 1)), 0);
-  EXPECT_EQ(room.front() + room.back(), 2 * '\x5A');
+  EXPECT_EQ(std::pair(room.front(), room.back()), std::pair('\x5A', '\x5A'));
   std::string seen;
   std::vector<std::string> texts;
   std::map<std::string, int> firstLines;

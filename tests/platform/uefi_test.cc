@@ -122,20 +122,24 @@ TEST(Uefi, WhatIsPackedComesBack) {
                                  text(99'999) + randomBytes(70'000)};
   const uefi::Options variants[] = {{}, {.matches = false}, {.longWords = true, .blockSymbols = 65'535, .tries = 4}};
   for (const Version version : {Version::Uefi, Version::Tiano}) {
+    SCOPED_TRACE(static_cast<unsigned>(version));
     for (const std::string &sample : samples) {
       for (const uefi::Options &options : std::span(variants).first(sample.size() > 400'000 ? 1 : 3)) {
-        EXPECT_TRUE(decompress(compress(sample, version, options), version) == (Outcome{0, sample})) << sample.size();
+        EXPECT_TRUE(decompress(compress(sample, version, options), version) == (Outcome{0, sample}))
+            << sample.size() << " bytes, variant " << &options - variants;
       }
     }
     const std::string small = everyLength() + text(3000);
     for (const std::size_t symbols : {1U, 2U, 3U, 40U}) {
-      EXPECT_TRUE(decompress(compress(small, version, {.blockSymbols = symbols}), version) == (Outcome{0, small}));
+      EXPECT_TRUE(decompress(compress(small, version, {.blockSymbols = symbols}), version) == (Outcome{0, small}))
+          << symbols;
     }
   }
 }
 
 TEST(Uefi, CutStreamsGoOnWithZerosAndFormsDiffer) {
   for (const Version version : {Version::Uefi, Version::Tiano}) {
+    SCOPED_TRACE(static_cast<unsigned>(version));
     const std::string plain = text(900) + std::string(300, 'z');
     const std::string image = compress(plain, version, {.longWords = true, .blockSymbols = 60});
     const std::string stream = image.substr(8);
@@ -221,6 +225,7 @@ TEST(Uefi, PrintsSizesAndFirstBits) {
   const std::string sizes = "UefiTianoDecompress----size:13376, CompSize:7, OrigSize:3\r\n";
   EXPECT_EQ(decompress(image, 1).output, sizes + "UefiTianoDecompress: mBitBuf: 0xfedcba98\r\n");
   for (const unsigned version : {0U, 3U, 0x8000'0001U}) {
+    SCOPED_TRACE(version);
     const Outcome refused = decompress(image, version);
     EXPECT_TRUE(refused == (Outcome{-1, std::string(3, kUntouched)}));
     EXPECT_EQ(refused.output, sizes);
@@ -238,10 +243,11 @@ TEST(Uefi, InfoRefusesShortImages) {
       {100, 107, -1}, {100, 108, 0}, {0, 7, -1}, {0, 8, 0}, {0xFFFF'FFF7, UINT32_MAX, 0}, {0xFFFF'FFF8, 200, -1},
   };
   for (const auto &[compressed, sourceSize, result] : rows) {
+    SCOPED_TRACE(testing::Message() << compressed << " in " << sourceSize);
     const std::string image = "." + sized(compressed, 0x8765'4321);
     std::uint32_t plain = 1;
     std::uint32_t scratch = 2;
-    EXPECT_EQ(UefiDecompressGetInfo(&image[1], sourceSize, &plain, &scratch), result) << compressed;
+    EXPECT_EQ(UefiDecompressGetInfo(&image[1], sourceSize, &plain, &scratch), result);
     EXPECT_EQ(plain, result == 0 ? 0x8765'4321 : 1);
     EXPECT_EQ(scratch, result == 0 ? 13'376U : 2U);
   }

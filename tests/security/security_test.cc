@@ -60,6 +60,7 @@ TEST_F(Security, PasswordIsTransformedInPlaceOrLeftAlone) {
       {vexora_password_decrypt, cipher, plain, noKey, failure},
       {VexoraPwDecrypt, cipher, plain, noKey, failure}};
   for (const auto &[call, before, after, keyMessage, message] : rows) {
+    SCOPED_TRACE(call == VexoraPwDecrypt ? "VexoraPwDecrypt" : message);
     const auto of = [&, &call = call, &before = before](int length) {
       return seen(before, [=](std::uint8_t *buffer) { return call(buffer, length); });
     };
@@ -99,7 +100,7 @@ TEST_F(Security, PasswordIsDecipheredFromBase64) {
     expected.resize(room);
     EXPECT_EQ(of(text, key, room),
               Seen(0, expected + "~", "", 255 + std::max<std::size_t>(255, text.size() / 4 * 3 + 3)))
-        << size;
+        << size << " into " << room;
   }
 }
 
@@ -127,6 +128,7 @@ TEST_F(Security, PlainPasswordIsRefusedWhereTheMarkerIs) {
   EXPECT_EQ(std::tuple(GetEncryptCtrl(), CheckEncryptValid(2), CheckEncryptValid(1)), std::tuple(1, -1, 0));
   // A marker from 2038 on can't be described where time_t has 32 bits.
   for (const auto &[error, marked] : {std::pair(EOVERFLOW, 1), {EACCES, 0}}) {
+    SCOPED_TRACE(error);
     const FailCall first("stat", 1, error);
     EXPECT_EQ(GetEncryptCtrl(), marked);
     const FailCall second("stat", 1, error);
@@ -190,7 +192,7 @@ TEST_F(Security, SignatureIsVerifiedWithASoundKey) {
     cut[1] = static_cast<std::uint8_t>(length);
     cut.back() ^= length == 89 ? 1 : 0;  // off the curve where the length is right
     const std::string told = "Key length: " + std::to_string((length + 2) % 256) + " .\nKey check failed.\n";
-    EXPECT_EQ(capturedOutput([&] { EXPECT_EQ(VexoraECDSAInit(cut.data()), nullptr); }),
+    EXPECT_EQ(capturedOutput([&] { EXPECT_EQ(VexoraECDSAInit(cut.data()), nullptr) << length; }),
               "Init ECDSA\n" + (length == 0 ? "" : told));
   }
   // The point at infinity, with which anybody's signature would be valid.
@@ -239,6 +241,7 @@ TEST_F(Security, Md5DigestsTheNextBytesOrLeavesTheBufferAlone) {
     }
     const char *const messages[] = {"md5 init error!\n", "md5 update error!\n", "md5 final error!\n"};
     for (std::uint16_t slot = 0; slot < 3; ++slot) {
+      SCOPED_TRACE(slot);
       // A function that always returns 0, then one that isn't there.
       const auto before = std::exchange(g_Md5Initialize[slot], vexora_md5_symbol{slot, "OPENSSL_issetugid"});
       EXPECT_EQ(digested(0, 100), Seen(-1, untouched, messages[slot], 0));

@@ -209,8 +209,8 @@ TEST_F(Card, DocumentsFillTheRoomThereIs) {
   makeFolder("/mnt/sdmmc0p2/product_doc/below");
   for (const bool withoutType : {false, true}) {
     entriesWithoutType = withoutType;
-    EXPECT_EQ(documents(2), 2);
-    EXPECT_EQ(count, 0U);
+    EXPECT_EQ(documents(2), 2) << withoutType;
+    EXPECT_EQ(count, 0U) << withoutType;
   }
   EXPECT_EQ(documents(-1), 2);
   EXPECT_EQ(names, std::string(6 * 257, '~'));

@@ -130,7 +130,7 @@ TEST_F(Files, FaultsGiveNothingOrWhatTheReaderRefuses) {
   const auto readingTail = [&] { block = fileread(kFile); };
   for (const char *call : {"statx", "fopen", "fread"}) {
     EXPECT_GT(failEach(call, EIO, reading, expect("no block")), 0U) << call;
-    EXPECT_EQ(text(block), "123456789");
+    EXPECT_EQ(text(block), "123456789") << call;
   }
   EXPECT_EQ(failEach("stat", EOVERFLOW, reading, expect("dated past 2038")), 0U);
   EXPECT_EQ(text(block), "123456789");
@@ -209,8 +209,8 @@ TEST_F(Files, FoldersAndLogs) {
   for (const auto &[call, error] : {std::pair{"access", EACCES}, {"stat", EOVERFLOW}}) {
     write("/var/log", "records");
     const FailCall fault(call, kNever, error);
-    EXPECT_EQ(createIfNotExists("/dev/null"), 0);
-    EXPECT_EQ(vexora_delete_logfile("/var/log"), 0);
+    EXPECT_EQ(createIfNotExists("/dev/null"), 0) << call;
+    EXPECT_EQ(vexora_delete_logfile("/var/log"), 0) << call;
     EXPECT_EQ(fault.seen(), 0U) << call;
   }
 }
@@ -242,7 +242,7 @@ TEST_F(Files, FolderOperations) {
       {3, "/var/from", "to", -1},   {4, "/var/from", "/var/to", 0},  {3, "/var/from", "/var/to3", 0},
       {3, "/var/none", "/var", -1}, {5, "/var/from", "/var/to", -1}, {UINT_MAX, "/var/from", "", -1}};
   for (const auto &[op, path, destination, result] : rows) {
-    EXPECT_EQ(vexora_folder_operation(op, path, destination), result) << op << ' ' << destination;
+    EXPECT_EQ(vexora_folder_operation(op, path, destination), result) << op << ' ' << path << ' ' << destination;
   }
   EXPECT_EQ(removals, std::vector<std::string>{}) << "what isn't there is only made";
   EXPECT_EQ(read("/var/to/below/file"), "old");

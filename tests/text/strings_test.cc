@@ -34,8 +34,8 @@ TEST(Strings, AreSearchedAndChanged) {
     EXPECT_EQ(vexora_str_start_str(text, part), start) << part;
   }
   for (const auto &[whole, part] : {std::pair(text, static_cast<const char *>(nullptr)), {nullptr, ""}}) {
-    EXPECT_EQ(vexora_str_end_str(whole, part), nullptr);
-    EXPECT_EQ(vexora_str_start_str(whole, part), nullptr);
+    EXPECT_EQ(vexora_str_end_str(whole, part), nullptr) << whole;
+    EXPECT_EQ(vexora_str_start_str(whole, part), nullptr) << whole;
   }
   std::string refused;
   for (char sample[] = "a\x01z"; sample[1] != '\0'; ++sample[1]) {
@@ -69,7 +69,8 @@ TEST(Strings, AreCopiedWithinTheirBounds) {
     int count = 9;
     split_c(list, ",", tokens, &count, max);
     EXPECT_EQ(std::tuple(count, tokens[0], tokens[1], tokens[2], std::string(list, 7)),
-              std::tuple(std::max(max, 1), &list[0], max == 2 ? &list[2] : nullptr, nullptr, std::string(left, 7)));
+              std::tuple(std::max(max, 1), &list[0], max == 2 ? &list[2] : nullptr, nullptr, std::string(left, 7)))
+        << max;
   }
   char empty[] = "";
   char word[] = "a";
@@ -77,7 +78,7 @@ TEST(Strings, AreCopiedWithinTheirBounds) {
   int count = 9;
   for (const auto &[list, delimiters] : {std::pair(empty, ","), {nullptr, ","}, {word, ""}, {word, nullptr}}) {
     split_c(list, delimiters, &token, &count, 1);
-    EXPECT_EQ(count, 9);
+    EXPECT_EQ(count, 9) << list << " by " << delimiters;
   }
   split_c(word, "a", &token, &count, 1);
   EXPECT_EQ(count, 0);
@@ -98,7 +99,7 @@ TEST(Strings, FailuresAreTold) {
   std::string target(5120, 'x');
   for (const auto &[source, from, to] :
        {std::tuple("x-", "", "+"), {"x-", nullptr, "+"}, {"x-", "-", nullptr}, {nullptr, "-", "+"}}) {
-    EXPECT_EQ(str_replace(source, target.data(), from, to), -1) << (to == nullptr);
+    EXPECT_EQ(str_replace(source, target.data(), from, to), -1) << source << ", " << from << ", " << to;
   }
   EXPECT_EQ(str_replace("x-", nullptr, "-", "+"), -1);
   EXPECT_EQ(str_replace((room + "-").c_str(), target.data(), "-", ""), 0);
@@ -136,10 +137,11 @@ TEST(Strings, ZoneIsTheOneOfNow) {
                                                           {1704067200, "XST3:30", -12600, "-03:30", 23},
                                                           {1719878399, clocksChange, -14400, "-04:00", 23},
                                                           {1704067200, clocksChange, -18000, "-05:00", 24}}) {
+    SCOPED_TRACE(expected);
     char text[] = "~~~~~~~";
     clock.set(now);
     setenv("TZ", zone, 1);
-    EXPECT_EQ(VexoraGetUTC_SecondsOffset(), offset) << zone;
+    EXPECT_EQ(VexoraGetUTC_SecondsOffset(), offset);
     EXPECT_EQ(get_time_zone(nullptr, 9), -1);
     EXPECT_EQ(get_time_zone(text, sizeof text), 0);
     EXPECT_STREQ(text, expected);
@@ -147,8 +149,8 @@ TEST(Strings, ZoneIsTheOneOfNow) {
     EXPECT_EQ(text, std::string(expected).substr(0, 3));
     std::tm parts{};
     VexoraLogTime2TmMode(1719878399, &parts);
-    EXPECT_EQ(std::tuple(parts.tm_mon, (parts.tm_mday - 1) * 24 + parts.tm_hour, parts.tm_sec), std::tuple(6, hour, 59))
-        << zone;
+    EXPECT_EQ(std::tuple(parts.tm_mon, (parts.tm_mday - 1) * 24 + parts.tm_hour, parts.tm_sec),
+              std::tuple(6, hour, 59));
   }
   VexoraLogTime2TmMode(0, nullptr);
   // What 32 bits can't hold, 64 can't convert.

@@ -57,17 +57,18 @@ TEST(Words, AreFoundWholeInTheirTables) {
   for (const auto &[word, slot, toIndex, toWord] : rows) {
     unsigned char index = 0xFF;
     char text[16] = "";
-    EXPECT_EQ(toIndex(word, &index), 0) << word;
-    EXPECT_EQ(std::exchange(index, 0xFF), slot) << word;
-    EXPECT_EQ(toIndex((std::string(word) + " ").c_str(), &index), 1) << word;
-    EXPECT_EQ(toIndex(nullptr, &index), 1) << word;
-    EXPECT_EQ(toIndex(word, nullptr), 1) << word;
-    EXPECT_EQ(index, 0xFF) << word;
+    SCOPED_TRACE(word);
+    EXPECT_EQ(toIndex(word, &index), 0);
+    EXPECT_EQ(std::exchange(index, 0xFF), slot);
+    EXPECT_EQ(toIndex((std::string(word) + " ").c_str(), &index), 1);
+    EXPECT_EQ(toIndex(nullptr, &index), 1);
+    EXPECT_EQ(toIndex(word, nullptr), 1);
+    EXPECT_EQ(index, 0xFF);
     if (toWord != nullptr) {
-      EXPECT_EQ(toWord(slot, nullptr, 16), 1) << word;
-      EXPECT_EQ(toWord(slot + 1, text, 16), 1) << word;
+      EXPECT_EQ(toWord(slot, nullptr, 16), 1);
+      EXPECT_EQ(toWord(slot + 1, text, 16), 1);
       EXPECT_STREQ(text, "");
-      EXPECT_EQ(toWord(slot, text, 16), 0) << word;
+      EXPECT_EQ(toWord(slot, text, 16), 0);
       EXPECT_STREQ(text, word);
     }
   }
@@ -77,6 +78,7 @@ TEST(Words, LookupsKeepToTheirSlotsAndTheirRoom) {
   unsigned char index = 0xFF;
   char text[] = "~~~~~~";
   for (const auto &[table, count] : {std::pair(&EnableStr[0], 0), {EnableStr, INT_MIN}, {nullptr, 2}}) {
+    SCOPED_TRACE(count);
     EXPECT_EQ(vexora_valid_strparams(table, "Disable", count), -1);
     EXPECT_EQ(ValidateStrToOrder(table, "Disable", count, &index), 1);
     EXPECT_EQ(ValidateIndexToString(table, 0, count, text, sizeof text), 1);

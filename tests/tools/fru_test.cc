@@ -90,6 +90,7 @@ TEST(Fru, DescriptionGivesTheSameImageAgain) {
   odd[125] = '\x01';  // where no area is
   setChecksum(odd, 32, 79);
   for (const auto &[bytes, status] : {std::pair(image(), 0), {odd, 1}}) {
+    SCOPED_TRACE(status);
     write("image", bytes);
     EXPECT_EQ(fru("show --json image > description").status, status);
     EXPECT_EQ(fru("build description -o again").status, 0);
