@@ -177,7 +177,10 @@ TEST(Uefi, HandMadeStreams) {
     int result;
     std::string plain;
   } rows[] = {
-      {"no stream at all: blocks of 65,536 zeros", "", 1, 70'000, 0, std::string(70'000, '\0')},
+      {"a block of 65,536 symbols, one of a symbol, then no stream",
+       "0000000000000000 00000 00000 000000000 001000001 0000 0000 " + kBlock +
+           "00000 00000 000000000 001000010 0000 0000",
+       1, 70'000, 0, std::string(65'536, 'A') + "B" + std::string(4463, '\0')},
       {"matches reach back over a match", kLetters + "0000 0001 10 11 0 0", 1, 8, 0, "abababab"},
       {"the last match is cut", kLetters + "00000 00001 10 11 0 0", 2, 7, 0, "abababa"},
       {"nothing is read behind the last byte", kLetters + "0000 0001 11 11 11111111", 1, 2, 0, "bb"},

@@ -152,12 +152,14 @@ TEST(Strings, ZoneIsTheOneOfNow) {
     EXPECT_EQ(std::tuple(parts.tm_mon, (parts.tm_mday - 1) * 24 + parts.tm_hour, parts.tm_sec),
               std::tuple(6, hour, 59));
   }
+  std::tm parts{};
+  VexoraLogTime2TmMode(4117996800, &parts);
+  EXPECT_EQ(parts.tm_year, sizeof(std::time_t) > 4 ? 200 : 64) << "in the year 2100";
   VexoraLogTime2TmMode(0, nullptr);
   // What 32 bits can't hold, 64 can't convert.
   clock.set(std::numeric_limits<std::time_t>::max());
   char text[] = "~";
   EXPECT_EQ(get_time_zone(text, 2), sizeof(std::time_t) > 4 ? -1 : 0);
-  std::tm parts{};
   VexoraLogTime2TmMode(86399, &parts);
   EXPECT_EQ(parts.tm_sec, 59);
 }
