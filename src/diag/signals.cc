@@ -9,6 +9,7 @@
 // when that is exhausted the kernel ends the process.
 
 #include <execinfo.h>
+#include <fcntl.h>
 #include <pthread.h>
 #include <signal.h>
 #include <sys/prctl.h>
@@ -88,7 +89,7 @@ void reportLine(const char *line) {
 /// Translates a frame without the heap, by way of a pipe. The line is left as it is when that fails.
 void translateOne(void *const *frame) {
   int ends[2];
-  if (pipe(ends) != 0) {
+  if (pipe2(ends, O_CLOEXEC) != 0) {
     return;
   }
   backtrace_symbols_fd(frame, 1, ends[1]);

@@ -30,7 +30,7 @@ void append(const vexora::LogText &message) {
   char prefix[kPrefixSize];
   const int prefixLength = std::snprintf(prefix, sizeof prefix, "[%d-%02d-%02d %02d:%02d:%02d] ", now.tm_year + 1900,
                                          now.tm_mon + 1, now.tm_mday, now.tm_hour, now.tm_min, now.tm_sec);
-  const vexora::Stream log(std::fopen(kPath, "ab+"));
+  const vexora::Stream log(std::fopen(kPath, "ab+e"));
   if (!log || prefixLength < 0) {
     return;
   }

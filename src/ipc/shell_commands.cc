@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Shell commands. Every call waits for its command, so none leaves a process behind; output that nobody wants ends with
-// the pipe. The file's descriptor is close-on-exec like the pipe's, for the sake of children that other threads start.
+// the pipe.
 
 #include <array>
 #include <cerrno>

@@ -594,7 +594,9 @@ char **backtrace_symbols(void *const *array, int size) noexcept {
 
 void backtrace_symbols_fd(void *const *array, int size, int fd) noexcept {
   play(vexora::test::atHeaplessTranslation);
-  original(&backtrace_symbols_fd, "backtrace_symbols_fd")(array, size, fd);
+  if (fcntl(fd, F_GETFD) == FD_CLOEXEC) {  // no child may keep the pipe open
+    original(&backtrace_symbols_fd, "backtrace_symbols_fd")(array, size, fd);
+  }
 }
 
 int fflush(std::FILE *file) {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -8,6 +9,18 @@
 #include "support/files.h"
 #include "support/platform.h"
 #include "vexora/diag.h"
+
+namespace {
+int inherited = 0;  // descriptors that a child would inherit in the middle of a record
+}  // namespace
+
+// Called by an armed fault, which here only looks.
+extern "C" int kill(pid_t /*process*/, int /*signal*/) noexcept {
+  for (int fd = 0; fd < 64; ++fd) {
+    inherited += fcntl(fd, F_GETFD) == 0 ? 1 : 0;
+  }
+  return 0;
+}
 
 namespace vexora::test {
 namespace {
@@ -49,6 +62,11 @@ TEST_F(WatchdogLog, AppendsRecordsStampedInUtcInOneSystemCallEach) {
   EXPECT_EQ(TWatchDog1Log(kWithErrno.c_str(), "open"), 0);
   EXPECT_EQ(read(kLog), expected + "[2001-02-03 04:05:06] open: Inappropriate ioctl for device\n");
   EXPECT_EQ(openDescriptors(), descriptors);
+  kill(0, 0);
+  const int ours = std::exchange(inherited, 0);
+  const FailCall moment("fwrite", 1, EIO, Strike::kKill);
+  TWatchDog1Log("kick");
+  EXPECT_EQ(inherited, ours) << "the log is open for this process alone";
 }
 
 TEST_F(WatchdogLog, IsDeletedAsSoonAsItReaches1MiB) {
