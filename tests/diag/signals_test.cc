@@ -133,11 +133,13 @@ void signalFromElsewhere() {
 
 // The same and the alarms of the process's other timers, as the thread sees them.
 void straySignals() {
-  const std::pair<int, int> origins[] = {{SIGALRM, SI_KERNEL}, {SIGALRM, SI_TIMER}, {SIGSEGV, SI_USER}};
+  const std::pair<int, int> origins[] = {
+      {SIGALRM, SI_KERNEL}, {SIGALRM, SI_TIMER}, {SIGSEGV, SI_USER}, {SIGABRT, SI_QUEUE}};
   for (const auto &[signal, code] : origins) {
     siginfo_t stray = {};
     stray.si_signo = signal;
     stray.si_code = code;
+    stray.si_pid = getpid();
     syscall(SYS_rt_tgsigqueueinfo, getpid(), syscall(SYS_gettid), signal, &stray);
   }
   raise(SIGALRM);
