@@ -14,6 +14,7 @@
 #include <cstring>
 
 #include "base/json.h"
+#include "base/medium.h"
 #include "base/secret.h"
 #include "firmware/aes.h"
 #include "firmware/unix.h"
@@ -308,10 +309,13 @@ int save(const Store &store, const void *record, int recordSize, const void *des
   if (!document) {
     return -1;
   }
-  static_cast<void>(json_object_to_file(store.newPath != nullptr ? store.newPath : store.path, document.get()));
-  if (store.newPath != nullptr) {
-    static_cast<void>(moveFile(store.newPath, store.path));
+  if (store.newPath == nullptr) {
+    static_cast<void>(json_object_to_file(store.path, document.get()));
+    return 0;
   }
+  separate(store.newPath, store.path);
+  static_cast<void>(json_object_to_file(store.newPath, document.get()));
+  static_cast<void>(moveFile(store.newPath, store.path));
   return 0;
 }
 

@@ -8,20 +8,15 @@
 // sample tries again. The file is only ever replaced by rename, after the new image has reached the
 // medium, so that a crash or power cut at any point leaves an old or a new one, whole.
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <ctime>
 #include <limits>
 
-#include "base/descriptor.h"
+#include "base/medium.h"
 #include "base/owners.h"
-#include "base/retry.h"
 #include "containers/ring_storage.h"
 #include "history/busy_flag.h"
 #include "history/data_file.h"
@@ -138,30 +133,15 @@ bool addToRing(vexora_ringlist &ring, const vexora_history_record &record) {
   return true;
 }
 
-/// Waits until the medium has what was written. Some file systems can't sync: that is no failure, which would cost the
-/// data file.
-bool reachesMedium(int fd) {
-  return vexora::retryInterrupted([fd] { return fsync(fd); }) == 0 || errno == EINVAL || errno == ENOSYS;
-}
-
 /// Writes the image to the temporary file and on to the medium.
 bool writeTemporaryFile(const vexora_ringlist &ring) {
+  vexora::separate(kTemporaryFile, kDataFile);
   vexora::Stream file(std::fopen(kTemporaryFile, "wbe"));
   if (!file) {
     return false;
   }
-  const bool written = writeImage(file.get(), ring) == WriteResult::Whole && reachesMedium(fileno(file.get()));
+  const bool written = writeImage(file.get(), ring) == WriteResult::Whole && vexora::reachesMedium(fileno(file.get()));
   return std::fclose(file.release()) == 0 && written;
-}
-
-/// Makes the rename itself last. Without it a power cut may bring back the old file, whole, so a
-/// folder that can't be synced is no reason to give up the new one.
-void syncFolder() {
-  const vexora::Descriptor folder(
-      vexora::retryInterrupted([] { return open(kFolder, O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
-  if (folder) {
-    static_cast<void>(reachesMedium(folder.get()));
-  }
 }
 
 bool rewriteDataFile(const vexora_ringlist &ring) {
@@ -169,7 +149,9 @@ bool rewriteDataFile(const vexora_ringlist &ring) {
     HISTORY_REPORT(vexora::kReportFailure, "WriteHistoryDataToDatFile Fail");
     return false;
   }
-  syncFolder();
+  // Makes the rename itself last. Without it a power cut may bring back the old file, whole, so a folder that can't be
+  // synced is no reason to give up the new one.
+  static_cast<void>(vexora::reachesMedium(kFolder));
   return true;
 }
 

@@ -4,6 +4,8 @@
 #include <malloc.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 
 #include "config/settings_stores.h"
 #include "firmware/aes.h"
@@ -422,6 +424,30 @@ TEST_F(SettingsFiles, AFailedWriteIsNoFailedSave) {
   EXPECT_EQ(after.save(), 0);
   EXPECT_EQ(read(kTrap), before);
   EXPECT_EQ(memberOf(read(kTrap + std::string(".bak")), "EventLevelLimit"), "\"EventLevelLimit\":3");
+}
+
+// A cut inside a move may leave a file with both names, and what writes the one then empties the other.
+template <typename Store>
+void expectOneNameAfterSave(Store saved) {
+  const std::string bak = Store::kFile + std::string(".bak");
+  write(Store::kFile, "before");
+  std::filesystem::create_hard_link(Store::kFile, bak);
+  std::ifstream reader(Store::kFile);
+  EXPECT_EQ(saved.save(), 0);
+  EXPECT_EQ(std::string(std::istreambuf_iterator(reader), {}), "before");
+  EXPECT_FALSE(exists(bak));
+  const std::string file = read(Store::kFile);
+  std::filesystem::create_hard_link(Store::kFile, "/conf/elsewhere");
+  std::filesystem::create_symlink("elsewhere", bak);
+  EXPECT_EQ(saved.save(), 0);
+  EXPECT_EQ(std::filesystem::read_symlink(Store::kFile), "elsewhere") << "a link is another file";
+  EXPECT_EQ(read(Store::kFile), file);
+  remove("/conf/elsewhere");
+}
+
+TEST_F(SettingsFiles, OneFileWithBothNamesBecomesTwo) {
+  expectOneNameAfterSave(trap());
+  expectOneNameAfterSave(agent());
 }
 
 #ifndef VEXORA_SANITIZED

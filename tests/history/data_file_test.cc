@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <fstream>
 #include <thread>
 
 #include "history/board.h"
@@ -354,27 +355,45 @@ TEST(PowerCut, AWriterKilledBeforeAnyCallLeavesTheOldImageOrTheNew) {
   Record added = recordAt(kNoon);
   added.sensor_3009 = added.sensor_7000 = {6, 6, 6};
   newer.push(added);
-  unsigned newOnes = 0;
-  unsigned deaths = 0;
-  for (int status = -1; status != 0; ++deaths) {
-    write(kDataFile, older.bytes());
-    status = runInChild([&]() noexcept {
-      const FailCall death(kAnyFileCall, deaths + 1, 0, Strike::kKill);
-      Board board;
-      ASSERT_EQ(historyDataInit(), 0);
-      EXPECT_EQ(board.sampleAt(kNoon, 6, 6), 0);
-    });
-    ASSERT_TRUE(status == 0 || status == 128 + SIGKILL);
-    const bool isNew = read(kDataFile) == newer.bytes();
-    newOnes += isNew ? 1 : 0;
-    const PlatformLog log;
-    EXPECT_EQ(historyDataInit(), 0);
-    EXPECT_TRUE(cacheBytes() == (isNew ? newer : older).bytes()) << "killed before call " << deaths + 1;
-    freeCache();
+  // A cut inside a rename may leave the file with both names.
+  for (const bool hasBothNames : {false, true}) {
+    unsigned newOnes = 0;
+    unsigned deaths = 0;
+    for (int status = -1; status != 0; ++deaths) {
+      SCOPED_TRACE(testing::Message() << "killed before call " << deaths + 1 << (hasBothNames ? ", both names" : ""));
+      write(kDataFile, older.bytes());
+      remove(kTemporaryFile);
+      hasBothNames ? std::filesystem::create_hard_link(kDataFile, kTemporaryFile) : write(kTemporaryFile, "cut");
+      std::ifstream reader(kDataFile);
+      status = runInChild([&]() noexcept {
+        const FailCall death(kAnyFileCall, deaths + 1, 0, Strike::kKill);
+        Board board;
+        ASSERT_EQ(historyDataInit(), 0);
+        EXPECT_EQ(board.sampleAt(kNoon, 6, 6), 0);
+      });
+      ASSERT_TRUE(status == 0 || status == 128 + SIGKILL);
+      EXPECT_TRUE(std::string(std::istreambuf_iterator(reader), {}) == older.bytes());
+      const bool isNew = read(kDataFile) == newer.bytes();
+      newOnes += isNew ? 1 : 0;
+      const PlatformLog log;
+      EXPECT_EQ(historyDataInit(), 0);
+      EXPECT_TRUE(cacheBytes() == (isNew ? newer : older).bytes());
+      freeCache();
+    }
+    EXPECT_TRUE(read(kDataFile) == newer.bytes());
+    EXPECT_EQ(list("/extlog/syslog"), std::vector<std::string>{"history_data.dat"});
+    EXPECT_GE(newOnes, 4U);          // died with the folder's open, sync and close, or not at all
+    EXPECT_GE(deaths, newOnes + 8);  // and before that with the file's
   }
-  EXPECT_TRUE(read(kDataFile) == newer.bytes());
-  EXPECT_GE(newOnes, 4U);          // died with the folder's open, sync and close, or not at all
-  EXPECT_GE(deaths, newOnes + 8);  // and before that with the file's
+}
+
+BOARD_TEST(PowerCut, ALinkInTheTemporaryFilesPlaceStays) {
+  ASSERT_EQ(historyDataInit(), 0);
+  std::filesystem::create_hard_link(kDataFile, "/extlog/syslog/elsewhere");
+  std::filesystem::create_symlink("elsewhere", kTemporaryFile);
+  EXPECT_EQ(board.sample(), 0);
+  EXPECT_EQ(std::filesystem::read_symlink(kDataFile), "elsewhere");
+  EXPECT_TRUE(read("/extlog/syslog/elsewhere") == cacheBytes());
 }
 
 }  // namespace
