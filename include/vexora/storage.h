@@ -174,24 +174,29 @@ VEXORA_API int common_check_ima_file_version_tf_card(const char *folder, const c
  *
  * Every ".old" file of the folder is removed, whatever its image, then every ".new" file becomes its image's ".old",
  * then the source is copied to `image_name`.new. Files that can't be removed or renamed are reported on standard output
- * and don't stop the call.
+ * and don't stop the call. Blocks until the medium has the image and its name, where the file system can say so.
+ *
+ * A copy that fails, on a full card for instance, leaves a part of the image under its name, and the next call takes
+ * that for the last image: it removes the one before. Ask for space first (CheckTFCardMountStatus), and remove what a
+ * failed call left before trying again.
  *
  * @param source_path  the image; NULL is refused.
  * @param image_name   its name on the card; NULL is refused.
  * @param folder       its folder below the mount point, made (mode 0777, reduced by the umask) when missing; NULL is
  *                     refused.
  * @return 0; 1 when there is no card or no mount point; -1 when an argument is NULL, the folder can't be made
- *         (logged in the debug log, module "ZELMONITOR"), its files can't be listed, or the copy fails.
- *         The other refusals, but for a NULL, are reported on standard output. When the files can't be listed to their
- * end nothing is changed: a copy would overwrite the last image.
+ *         (logged in the debug log, module "ZELMONITOR"), its files can't be listed, or the copy fails or doesn't reach
+ *         the medium. The other refusals, but for a NULL, are reported on standard output. When the files can't be
+ *         listed to their end nothing is changed: a copy would overwrite the last image.
  */
 VEXORA_API int common_copy_ima_file_to_tf_card(const char *source_path, const char *image_name, const char *folder);
 
-/** Mounts the card, copies a file into its topmost folder and unmounts it.
+/** Mounts the card, copies a file into its topmost folder and unmounts it. Blocks until the medium has the file and its
+ *  name, where the file system can say so.
  *
  * @param source_path  the file; NULL is refused.
- * @return 0; 1 when there is no card; -1 when the path is NULL or the copy fails, in which case the card stays mounted.
- *         A missing card and a failed copy are reported on standard output.
+ * @return 0; 1 when there is no card; -1 when the path is NULL, or the copy fails or doesn't reach the medium, in which
+ * case the card stays mounted. A missing card and a failed copy are reported on standard output.
  */
 VEXORA_API int common_copy_log_to_tf_card(const char *source_path);
 

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "base/medium.h"
 #include "base/owners.h"
 #include "firmware/unix.h"
 #include "storage/card_files.h"
@@ -124,6 +125,13 @@ void ageImages(const char *folder, const NameList &names) {
   }
 }
 
+/// Whether the medium has a file, its name, and the name of the folder, which may be new.
+bool isStored(const char *path, const char *folder) {
+  char parent[kImagePathSize];
+  static_cast<void>(std::snprintf(parent, sizeof parent, "%s/..", folder));
+  return vexora::reachesMedium(path) && vexora::reachesMedium(folder) && vexora::reachesMedium(parent);
+}
+
 }  // namespace
 
 int common_check_ima_file_version_tf_card(const char *folder, const char *version) {
@@ -176,7 +184,7 @@ int common_copy_ima_file_to_tf_card(const char *source_path, const char *image_n
   ageImages(place.path(), names);
   char destination[kImagePathSize];
   static_cast<void>(std::snprintf(destination, sizeof destination, "%s/%s.%s", place.path(), image_name, "new"));
-  if (copyFile(source_path, destination) != 0) {
+  if (copyFile(source_path, destination) != 0 || !isStored(destination, place.path())) {
     std::printf("Copy %s to %s fail in TF card.\n", source_path, destination);
     return -1;
   }

@@ -7,6 +7,7 @@
 #include <ctime>
 
 #include "base/command.h"
+#include "base/medium.h"
 #include "firmware/unix.h"
 #include "storage/card_files.h"
 #include "storage/df_line.h"
@@ -96,6 +97,15 @@ int remount(const char *device) {
   return status;
 }
 
+/// Whether the medium has a file that was copied into the card's topmost folder, and its name. The unmounting to come
+/// would bring it there too, but can't say that it failed.
+bool isStored(const char *source) {
+  const char *const slash = std::strrchr(source, '/');
+  char path[512];  // longer than the mount point and the longest name
+  static_cast<void>(std::snprintf(path, sizeof path, "%s/%s", kCardMountPoint, slash != nullptr ? slash + 1 : source));
+  return vexora::reachesMedium(path) && vexora::reachesMedium(kCardMountPoint);
+}
+
 }  // namespace
 
 int common_mount_tf_card() {
@@ -123,7 +133,7 @@ int common_copy_log_to_tf_card(const char *source_path) {
     return 1;
   }
   static_cast<void>(common_mount_tf_card());
-  if (copyFile(source_path, kCardMountPoint) != 0) {
+  if (copyFile(source_path, kCardMountPoint) != 0 || !isStored(source_path)) {
     std::printf("Copy %s to %s fail in TF card \n", source_path, kCardMountPoint);
     return -1;
   }

@@ -31,6 +31,7 @@ using Look = std::tuple<Outcome, std::string, std::string, std::int64_t>;
 
 bool popenFails = false;
 std::vector<long> pauses;  // in nanoseconds
+std::string synced;        // what was open on the card when a fault struck
 
 class Card : public ChannelTest {
  protected:
@@ -83,6 +84,29 @@ TEST_F(Card, IsMountedForLogs) {
   EXPECT_EQ(commands(), "umount /mnt/sdmmc0p2\n");
   EXPECT_EQ(outcome(common_copy_log_to_tf_card, nullptr), Outcome{-1});
   EXPECT_EQ(commands(), "");
+}
+
+TEST_F(Card, HasWhatWasStoredBeforeACallReturns0) {
+  // What is synced, the file first, and the message when that fails.
+  const std::tuple<std::function<int()>, std::vector<std::string>, std::string> rows[] = {
+      {[] { return common_copy_ima_file_to_tf_card("/var/source", "fw", "fw"); },
+       {kFolder + "fw.new", "/mnt/sdmmc0p2/fw", "/mnt/sdmmc0p2"},
+       "Copy /var/source to " + kFolder + "fw.new fail in TF card.\n"},
+      {[] { return common_copy_log_to_tf_card("/var/source"); },
+       {"/mnt/sdmmc0p2/source", "/mnt/sdmmc0p2"},
+       "Copy /var/source to /mnt/sdmmc0p2 fail in TF card \n"}};
+  for (const auto &[store, paths, message] : rows) {
+    for (const int error : {EIO, ENOSPC, EINVAL, ENOSYS, EINTR}) {
+      const bool isLost = error == EIO || error == ENOSPC;
+      for (unsigned n = 1; n <= paths.size(); ++n) {
+        const FailCall fault("fsync", n, error, Strike::kKill);
+        EXPECT_EQ(outcome(store), isLost ? (Outcome{-1, message}) : Outcome{}) << message << n << ": error " << error;
+        EXPECT_EQ(std::exchange(synced, ""), paths[n - 1]);
+      }
+    }
+    const FailCall unopened("open", 1, EACCES);
+    EXPECT_EQ(outcome(store), Outcome{}) << message;
+  }
 }
 
 TEST_F(Card, ThatIsMissingIsTold) {
@@ -286,6 +310,17 @@ std::FILE *popen(const char *command, const char *modes) {
 
 int nanosleep(const timespec *time, timespec * /*left*/) {
   vexora::test::pauses.push_back(time->tv_sec * 1'000'000'000 + time->tv_nsec);
+  return 0;
+}
+
+// An armed fault that would kill the process notes what is open on the card.
+int kill(pid_t /*process*/, int /*signal*/) noexcept {
+  const vexora::test::InHarness own;
+  for (const std::string &number : vexora::test::list("/proc/self/fd")) {
+    std::error_code error;
+    const std::string path = std::filesystem::read_symlink("/proc/self/fd/" + number, error);
+    vexora::test::synced += path.starts_with("/mnt") ? path : "";
+  }
   return 0;
 }
 
