@@ -103,9 +103,25 @@ static uint32_t newestRecord(vexora_history_record *record) {
   return vexora_ringlist_get_tail(HistoryDataRing, record) == 0 ? record->query_time : 0;
 }
 
+/* A board without a clock of its own starts in 1970. A sample before the newest record would remove
+ * the data file, so it waits until the time is known. */
+static bool isClockRight(uint32_t newest) {
+  static bool wasRight = true;
+  const bool isRight = (uint32_t)time(NULL) >= newest; /* compared as the recorder does */
+  if (isRight != wasRight) {
+    VexoraDebug(kWarning, kModule, "%s: the clock is %s the newest record", isRight ? "samples again" : "no samples",
+                isRight ? "past" : "earlier than");
+  }
+  wasRight = isRight;
+  return isRight;
+}
+
 static void takeSample(void) {
   vexora_history_record record;
   const uint32_t before = newestRecord(&record);
+  if (!isClockRight(before)) {
+    return;
+  }
   if (historyDataRecord() != 0) {
     VexoraDebug(kError, kModule, "the hour could not be stored");
   } else if (newestRecord(&record) != before) {

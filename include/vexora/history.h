@@ -95,6 +95,10 @@ VEXORA_API int historyDataInit(void);
  * replaced as a whole: after a crash or power cut it is the old image or the new one. Readings that
  * do not fit a signed 32-bit number count as its nearest bound, and one that is no number as 0.
  *
+ * A clock earlier than the newest record removes the data file at the first sample, and the year with it if the process
+ * ends before the clock is right. Boards start in 1970 until they learn the time: don't call this before the clock is
+ * at or past the newest record's query_time (vexora_ringlist_get_tail gives it; 0 while there is none).
+ *
  * @return 0 after a sample, also when the sensors could not be read, and while a query or clear is
  *         busy; -1 when the local time is not available, or when a record could not be stored: the
  *         data file is then removed, cache and statistics stay, and the next call tries again.

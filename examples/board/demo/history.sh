@@ -143,3 +143,16 @@ read -ra header < <(od -A n -t u4 -w20 -N 20 "$data")
 check 'head, tail, record size, capacity, count of the data file' "${header[*]}" '0 1 28 8760 2'
 od -A d -t x1 -N 76 "$data"
 ls -lR /conf /extlog /var/ipmipdk_readings "$output"
+
+heading 'A start with the clock set back: no sample, and no loss, until it is right'
+touch "$settings/LEVEL_WARNING"
+before=$(cksum <"$data")
+now=$((now - 3 * hour))
+start_daemon
+check 'checksum of the data file' "$(cksum <"$data")" "$before"
+check 'waiting logged' "$(count_lines '>no samples')" 1
+advance $((4 * hour))
+check 'end of waiting logged' "$(count_lines '>samples again')" 1
+stop_daemon
+read -ra header < <(od -A n -t u4 -w20 -N 20 "$data")
+check 'head, tail, record size, capacity, count of the data file' "${header[*]}" '0 2 28 8760 3'
