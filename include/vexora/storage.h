@@ -151,8 +151,14 @@ VEXORA_API int vexora_folder_operation(unsigned op, const char *path, ...);
 
 /** Mounts the card, after unmounting whatever is on its mount point.
  *
- * @return 0, also when the mount fails: that shows in what follows. -1 when there is no card, reported on standard
- * output.
+ * A failed mount shows neither here nor in what follows: on a writable root the calls below work in the folder that is
+ * the mount point, return 0, and fill the root. CheckTFCardMountStatus tells: call it after mounting, and go on when it
+ * sets its outputs and the mount point is "/mnt/sdmmc0p2". A product makes both mount points when it is built, and so
+ * that nobody can write to them while nothing is mounted: on a read-only root, or with the immutable attribute
+ * ("chattr +i") where the file system has it. Where "/mnt/sdmmc0p2" is missing, a log copied becomes a file of that
+ * name, and every later mount fails until it is removed.
+ *
+ * @return 0, also when the mount fails. -1 when there is no card, reported on standard output.
  */
 VEXORA_API int common_mount_tf_card(void);
 
@@ -191,8 +197,9 @@ VEXORA_API int common_check_ima_file_version_tf_card(const char *folder, const c
  */
 VEXORA_API int common_copy_ima_file_to_tf_card(const char *source_path, const char *image_name, const char *folder);
 
-/** Mounts the card, copies a file into its topmost folder and unmounts it. Blocks until the medium has the file and its
- *  name, where the file system can say so.
+/** Mounts the card, copies a file into its topmost folder and unmounts it; 0 doesn't mean that the mount succeeded
+ *  (common_mount_tf_card says what to look at). Blocks until the medium has the file and its name, where the file
+ *  system can say so.
  *
  * @param source_path  the file; NULL is refused.
  * @return 0; 1 when there is no card; -1 when the path is NULL, or the copy fails or doesn't reach the medium, in which
@@ -244,7 +251,8 @@ VEXORA_API int get_production_doc_from_tf_card(char *names, int max, uint32_t *c
  * ask again. -1 when there is no card or "df" can't be started. Otherwise the wait status of the last of three mount
  * commands that failed. A missing card and failed commands are reported through the platform's maintenance output.
  *
- * What "df -k" prints decides. A line counts up to 255 characters, each of its fields up to 31.
+ * What "df -k" prints decides: of a card that was pulled out and put back, it may be the old mount, dead, with its old
+ * space. Mount again after a change of the card. A line counts up to 255 characters, each of its fields up to 31.
  */
 VEXORA_API int CheckTFCardMountStatus(char *mount_point, int64_t *available_kib);
 
