@@ -68,7 +68,7 @@ TEST(Fru, FieldsAreReadUpToTheEndOfTheImage) {
                   size < end ? std::tuple(-1, std::string(), 0xEE) : std::tuple(0, bytes, typeLength))
             << size;
       }
-      EXPECT_EQ(read(area, image, field++, 2), Read(0, bytes.substr(0, 2), typeLength, ""));
+      EXPECT_EQ(read(area, image, field++, 1), Read(0, bytes.substr(0, 1), typeLength, ""));
     }
   }
 }
