@@ -103,7 +103,7 @@ VEXORA_API int VexoraCreateMsgQueue(int key);
  * @param key      the queue's key, not its identifier.
  * @param payload  `size` bytes; NULL is refused.
  * @param size     at most VEXORA_QUEUE_PAYLOAD_MAX; more is refused.
- * @return 0; -1 when an argument is refused, the queue can't be had or is full, or the payload's third byte is 0x80 or
+ * @return 0; -1 when an argument is refused, the queue can't be made or is full, or the payload's third byte is 0x80 or
  *         more, which makes a message type that the platform refuses.
  */
 VEXORA_API int VexoraWriteMsgQueue(int key, const void *payload, unsigned size);
@@ -191,8 +191,8 @@ VEXORA_API int VexoraSendCompMonCmdWithMultiMode(unsigned kind, unsigned instanc
 /** Sends a status to the RAID replacement monitor. Senders of all processes take turns.
  *
  * @param first, second  the status; their low bytes count.
- * @return 0; -1 when the monitor's pipe is missing (reported nowhere), the semaphore can't be had, or the pipe can't be
- *         opened or is full (reported through the platform's debug output).
+ * @return 0; -1 when the monitor's pipe is missing (reported nowhere), the semaphore isn't available, or the pipe
+ *         can't be opened or is full (reported through the platform's debug output).
  *
  * Waits while another sender has its turn, not for the pipe.
  */

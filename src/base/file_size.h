@@ -10,8 +10,8 @@
 namespace vexora {
 
 /// The size in bytes of the open file `fd`, or of the file that `path` leads to from there; nothing, with errno set,
-/// when it can't be had. Asks for the size alone: where the C library's times have 32 bits, stat() refuses a file dated
-/// past 2038 whoever wants its times.
+/// when it is not available. Asks for the size alone: with 32-bit times stat() refuses a file dated past 2038, even
+/// when its times are not wanted.
 inline std::optional<std::uint64_t> fileSize(int fd, const char *path = "") {
   struct statx status {};
   if (statx(fd, path, AT_EMPTY_PATH, STATX_SIZE, &status) != 0) {

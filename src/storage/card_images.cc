@@ -78,7 +78,7 @@ class NameList {
   std::size_t capacity_ = 0;
 };
 
-/// Takes the folder's listing; false when it can't be had whole.
+/// Takes the folder's listing; false when it can't be read to its end.
 bool listFiles(const char *folder, NameList &names) {
   RegularFiles files(folder);
   if (!files) {

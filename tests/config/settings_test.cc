@@ -404,7 +404,7 @@ void expectFailedWritesUnnoticed(Store saved) {
     failEach(
         call, ENOSPC, [&] { result = saved.save(); },
         [&](unsigned n) {
-          EXPECT_TRUE(result == 0 || read(Store::kFile) == file) << call << n << ": a key that is not to be had";
+          EXPECT_TRUE(result == 0 || read(Store::kFile) == file) << call << n << ": a key that is not available";
           EXPECT_TRUE(result == 0 || Store::kFile != kSmtp) << call << n;
           EXPECT_EQ(openDescriptors(), descriptors) << call << n;
           write(Store::kFile, file);
