@@ -219,7 +219,7 @@ Settings reload() {
     return words;
   });
   if (ModuleTable modules; loadModules(modules)) {
-    std::memcpy(&settings[1], modules.data(), modules.size());
+    std::memcpy(settings.data() + 1, modules.data(), modules.size());
   }
   // A missing marker is -1, and 255 as a byte: above every level, and no destination.
   settings[0] = threshold | std::uint32_t{static_cast<std::uint8_t>(GetDebugEanlePath())} << 8;

@@ -56,7 +56,7 @@ class Card : public ChannelTest {
   }
   // The commands since the last look at them.
   static std::string commands() {
-    const std::string lines = exists("/var/commands") ? read("/var/commands") : "";
+    std::string lines = exists("/var/commands") ? read("/var/commands") : "";
     remove("/var/commands");
     return lines;
   }
