@@ -2,8 +2,11 @@
 //
 // For the build that counts executed lines. Counters are written at a process's exit; one that ends without exit
 // handlers, as after a crash report, or by its own signal writes them here first.
+#include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+
+#include <cerrno>
 
 #include "support/platform.h"
 
@@ -16,11 +19,17 @@ void __gcov_reset();
 
 namespace {
 
-// May be called again, so what was written must not be counted twice.
+// May be called again, so what was written must not be counted twice. Writing is a cancellation point: a cancelled
+// thread would end in here with the counters locked.
 void writeCounters() {
   const vexora::test::InHarness own;
+  const int before = errno;
+  int cancelState = PTHREAD_CANCEL_ENABLE;
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState);
   __gcov_dump();
   __gcov_reset();
+  pthread_setcancelstate(cancelState, nullptr);
+  errno = before;
 }
 
 }  // namespace
