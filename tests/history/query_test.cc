@@ -12,17 +12,19 @@ thread_local std::size_t bytesRead = 0;
 thread_local std::size_t bytesReadBusy = 0;
 thread_local std::uint8_t flagAtRemoval = 0;
 
+std::uint8_t busyFlag() { return std::atomic_ref(getHistoryDataFlag).load(); }
+
 }  // namespace
 
 extern "C" std::size_t fread(void *data, std::size_t size, std::size_t number, std::FILE *file) {
   const std::size_t got = vexora::test::original(&fread, "fread")(data, size, number, file);
   bytesRead += got * size;
-  bytesReadBusy += getHistoryDataFlag == 1 ? got * size : 0;
+  bytesReadBusy += busyFlag() == 1 ? got * size : 0;
   return got;
 }
 
 extern "C" int remove(const char *path) noexcept {
-  flagAtRemoval = getHistoryDataFlag;
+  flagAtRemoval = busyFlag();
   return vexora::test::original(&remove, "remove")(path);
 }
 
