@@ -288,7 +288,7 @@ TEST_F(Card, MountOfARealFileSystemIsFound) {
   inFreshProcess([&] {
     ASSERT_EQ(unshare(geteuid() == 0 ? CLONE_NEWNS : CLONE_NEWNS | CLONE_NEWUSER), 0);
     ASSERT_EQ(mount("/dev/mmcblk0p1", "/mnt", "tmpfs", 0, "size=8m"), 0);
-    answer("df", "exec /usr/bin/df \"$@\"");
+    answer("df", "exec /bin/df \"$@\"");
     EXPECT_EQ(look(), (Look{{}, "df -k\n", "/mnt", 8192}));
     const SignalStorm storm;
     answer("df", "for n in $(seq 40); do /bin/echo tmpfs; done; echo /dev/mmcblk0 1 2 -5 4% /a b");

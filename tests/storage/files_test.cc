@@ -60,7 +60,8 @@ TEST_F(Files, WhatIsNoReadableFileGivesNothing) {
   ASSERT_EQ(mkfifo("/var/pipe", 0600), 0);
   write("/var/endless", "0123456789");
 #ifndef VEXORA_SANITIZED  // for sanitizers, asking for so much memory is a fault
-  ASSERT_EQ(truncate("/var/endless", (off_t{1} << 62) + 10), 0);
+  constexpr off_t kMoreThanMemory = off_t{1} << (sizeof(void *) == 8 ? 62 : 32);  // 32-bit kernels limit files, too
+  ASSERT_EQ(truncate("/var/endless", kMoreThanMemory + 10), 0);
   EXPECT_EQ(vexora_string_read_file("/var/endless"), nullptr);
 #endif
   for (const char *path : {static_cast<const char *>(nullptr), "/var/none", "/var", "/var/pipe", "/dev/zero"}) {
