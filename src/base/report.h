@@ -1,22 +1,34 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Failure reports through the platform's debug output. The module names in them are part of the
-// texts that people search their logs for, so they stay what they have always been, whatever a
-// source file is called today.
+// Failure reports through the platform's debug output: "[module:line]" and a message; and the names that the debug log
+// knows us by. People search their logs for the module names, so these never change, whatever a source file is called
+// today.
 #pragma once
 
 #include "firmware/unix.h"
 
 namespace vexora {
 
+inline constexpr const char *kBaseFunction = "libvexora_basefunction";  // text, pipes, monitors, whole files
+inline constexpr const char *kFileOperator = "libvexora_fileoperator";
+inline constexpr const char *kHistoryInterface = "libvexora_hisotry_data_interface";
+inline constexpr const char *kPipeOpera = "vexora_pipe_opera";
+inline constexpr const char *kTfCard = "vexora_tf_card";
+
 inline constexpr int kReportFailure = 130;
 inline constexpr int kReportWarning = 132;
 
+// Modules and levels for VexoraDebug.
+inline constexpr const char *kQueueLog = "ZELDIAG";  // queues and commands
+inline constexpr const char *kSettingsLog = "IPMI";
+inline constexpr unsigned kInfo = 0;
+inline constexpr unsigned kError = 2;
+inline constexpr unsigned kCritical = 3;
+
 }  // namespace vexora
 
-/// Reports "[module:line]" and a message. `message` is a literal; a macro because the line is the caller's.
-#define VEXORA_REPORT(level, module, message) XDBG_LINUXAPP_DbgOut((level), "[%s:%d]" message, (module), __LINE__)
-
-/// The same with a printf format and the values for it.
-#define VEXORA_REPORT_VALUES(level, module, format, ...) \
-  XDBG_LINUXAPP_DbgOut((level), "[%s:%d]" format, (module), __LINE__, __VA_ARGS__)
+/// Reports a message: a printf format, a literal, and its values. A macro because the line is the caller's.
+#define REPORT_FAILURE(module, ...) VEXORA_REPORT(vexora::kReportFailure, module, __VA_ARGS__)
+#define REPORT_WARNING(module, ...) VEXORA_REPORT(vexora::kReportWarning, module, __VA_ARGS__)
+#define VEXORA_REPORT(level, module, format, ...) \
+  XDBG_LINUXAPP_DbgOut(level, "[%s:%d]" format, module, __LINE__ __VA_OPT__(, ) __VA_ARGS__)

@@ -15,14 +15,12 @@
 
 #include "base/json.h"
 #include "base/medium.h"
+#include "base/report.h"
 #include "base/secret.h"
 #include "firmware/aes.h"
 #include "firmware/unix.h"
 #include "vexora/config.h"
 #include "vexora/diag.h"
-
-/// Logs a failure in the debug log. A macro so that the compiler checks the format.
-#define LOG_SETTINGS(...) VexoraDebug(2, "IPMI", __VA_ARGS__)
 
 namespace vexora::config {
 namespace {
@@ -162,12 +160,12 @@ void readRecord(json_object *section, const Store &store, std::uint8_t *record) 
 bool readList(json_object *root, const Store &store, void *destinations) {
   json_object *const list = member(root, store.list);
   if (!json_object_is_type(list, json_type_array)) {
-    LOG_SETTINGS("Get the %s struct from Json failed.", store.list);
+    VexoraDebug(kError, kSettingsLog, "Get the %s struct from Json failed.", store.list);
     return false;
   }
   const std::size_t length = json_object_array_length(list);
   if (length > VEXORA_ALERT_DESTINATIONS) {
-    LOG_SETTINGS("Get the %s length from Json error.", store.list);
+    VexoraDebug(kError, kSettingsLog, "Get the %s length from Json error.", store.list);
     return false;
   }
   std::array<std::uint8_t, kLongestList> entries{};
@@ -261,9 +259,10 @@ bool restore(const Store &store) {
     return true;
   }
   if (store.printsRestore) {
-    LOG_SETTINGS("The %s configure file %s not exist.", store.name, store.path);
+    VexoraDebug(kError, kSettingsLog, "The %s configure file %s not exist.", store.name, store.path);
   } else {
-    LOG_SETTINGS("The %s configure file %s and %s not exist.", store.name, store.path, store.defaultPath);
+    VexoraDebug(kError, kSettingsLog, "The %s configure file %s and %s not exist.", store.name, store.path,
+                store.defaultPath);
   }
   return false;
 }
@@ -285,12 +284,12 @@ int load(const Store &store, void *record, int recordSize, void *destinations, i
   }
   const Json document = parse(store);
   if (!document) {
-    LOG_SETTINGS("Get the total %s configure struct from Json failed.", store.name);
+    VexoraDebug(kError, kSettingsLog, "Get the total %s configure struct from Json failed.", store.name);
     return -1;
   }
   json_object *const section = member(document.get(), store.section);
   if (section == nullptr) {
-    LOG_SETTINGS("Get the %s struct from Json failed.", store.section);
+    VexoraDebug(kError, kSettingsLog, "Get the %s struct from Json failed.", store.section);
     return -1;
   }
   Secret<kLongestRecord> assembled;

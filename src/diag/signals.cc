@@ -24,6 +24,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "base/report.h"
 #include "diag/debug_log.h"
 #include "diag/guarded.h"
 #include "diag/handler_output.h"
@@ -31,11 +32,11 @@
 
 namespace {
 
+using vexora::kCritical;
 using vexora::runGuarded;
 
 constexpr int kMostFrames = 100;
 constexpr int kNoBacktraceStatus = 1;
-constexpr unsigned kCritical = 3;
 
 constinit char moduleName[32] = "ZELMONITOR";
 

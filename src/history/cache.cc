@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "base/owners.h"
+#include "base/report.h"
 #include "history/data_file.h"
 #include "vexora/history.h"
 
@@ -32,13 +33,13 @@ bool loadCache(vexora::Stream file, vexora_ringlist &ring) {
   file.reset();
   switch (result) {
     case ReadResult::NoHeader:
-      HISTORY_REPORT(vexora::kReportFailure, "Read History Dat File Head Fail, Reinit History Dat File");
+      REPORT_FAILURE(vexora::kHistoryInterface, "Read History Dat File Head Fail, Reinit History Dat File");
       return false;
     case ReadResult::ForeignHeader:
-      HISTORY_REPORT(vexora::kReportFailure, "History Dat File Head Param Error, Reinit History Dat File");
+      REPORT_FAILURE(vexora::kHistoryInterface, "History Dat File Head Param Error, Reinit History Dat File");
       return false;
     case ReadResult::NoSlots:
-      HISTORY_REPORT(vexora::kReportFailure, "Read History Dat File Data Fail, Reinit History Dat File");
+      REPORT_FAILURE(vexora::kHistoryInterface, "Read History Dat File Data Fail, Reinit History Dat File");
       return false;
     case ReadResult::Whole:
       break;
@@ -53,18 +54,18 @@ bool loadCache(vexora::Stream file, vexora_ringlist &ring) {
 
 int InitHistoryDataCache() {
   if (access(kDataFile, F_OK) != 0 && InitHistoryDatFile() != 0) {
-    HISTORY_REPORT(vexora::kReportFailure, "Init History Dat File Fail");
+    REPORT_FAILURE(vexora::kHistoryInterface, "Init History Dat File Fail");
     return -1;
   }
   dropCache();
   HistoryDataRing = makeRing().release();
   if (HistoryDataRing == nullptr) {
-    HISTORY_REPORT(vexora::kReportFailure, "Init HistoryDataRing fail");
+    REPORT_FAILURE(vexora::kHistoryInterface, "Init HistoryDataRing fail");
     return -1;
   }
   vexora::Stream file(std::fopen(kDataFile, "rbe"));
   if (!file) {
-    HISTORY_REPORT(vexora::kReportFailure, "Open History Dat File Fail");
+    REPORT_FAILURE(vexora::kHistoryInterface, "Open History Dat File Fail");
     dropCache();
     return -1;
   }

@@ -6,6 +6,7 @@
 #include "history/data_file.h"
 
 #include "base/owners.h"
+#include "base/report.h"
 
 namespace vexora::history {
 
@@ -50,23 +51,23 @@ using namespace vexora::history;
 int InitHistoryDatFile() {
   const vexora::RingList empty = makeRing();
   if (!empty) {
-    HISTORY_REPORT(vexora::kReportFailure, "Init HistoryDataRing fail");
+    REPORT_FAILURE(vexora::kHistoryInterface, "Init HistoryDataRing fail");
     return -1;
   }
   vexora::Stream file(std::fopen(kDataFile, "wbe"));
   if (!file) {
-    HISTORY_REPORT(vexora::kReportFailure, "Open History Dat File Fail");
+    REPORT_FAILURE(vexora::kHistoryInterface, "Open History Dat File Fail");
     return -1;
   }
   // Half an image stays: the next start finds it damaged and tries again.
   const WriteResult written = writeImage(file.get(), *empty);
   const bool closed = std::fclose(file.release()) == 0;
   if (written == WriteResult::HeaderFailed) {
-    HISTORY_REPORT(vexora::kReportFailure, "Open History Data Head To File Fail");
+    REPORT_FAILURE(vexora::kHistoryInterface, "Open History Data Head To File Fail");
     return -1;
   }
   if (written == WriteResult::SlotsFailed || !closed) {
-    HISTORY_REPORT(vexora::kReportFailure, "Open History Data To File Fail");
+    REPORT_FAILURE(vexora::kHistoryInterface, "Open History Data To File Fail");
     return -1;
   }
   return 0;

@@ -6,12 +6,8 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "base/report.h"
 #include "containers/ring_list.h"
 #include "vexora/history.h"
-
-/// Reports a failure of the history recorder through the platform's debug output.
-#define HISTORY_REPORT(level, message) VEXORA_REPORT(level, "libvexora_hisotry_data_interface", message)
 
 namespace vexora::history {
 

@@ -17,6 +17,7 @@
 
 #include "base/medium.h"
 #include "base/owners.h"
+#include "base/report.h"
 #include "containers/ring_storage.h"
 #include "history/busy_flag.h"
 #include "history/data_file.h"
@@ -117,7 +118,8 @@ bool addToRing(vexora_ringlist &ring, const vexora_history_record &record) {
     return false;
   }
   if (record.query_time < newest.query_time) {
-    HISTORY_REPORT(vexora::kReportWarning, "New record time is early than last record, will delete history data file");
+    REPORT_WARNING(vexora::kHistoryInterface,
+                   "New record time is early than last record, will delete history data file");
     return false;
   }
   if (record.query_time - newest.query_time < kHourSeconds && record.hour == newest.hour) {
@@ -127,7 +129,7 @@ bool addToRing(vexora_ringlist &ring, const vexora_history_record &record) {
     return vexora_ringlist_modify_item(&ring, &merged, static_cast<int>(ring.count) - 1) == 0;
   }
   if (vexora_ringlist_push(&ring, &record) == -1) {
-    HISTORY_REPORT(vexora::kReportFailure, "Add History Data To Ring List Fail");
+    REPORT_FAILURE(vexora::kHistoryInterface, "Add History Data To Ring List Fail");
     return false;
   }
   return true;
@@ -146,7 +148,7 @@ bool writeTemporaryFile(const vexora_ringlist &ring) {
 
 bool rewriteDataFile(const vexora_ringlist &ring) {
   if (!writeTemporaryFile(ring) || std::rename(kTemporaryFile, kDataFile) != 0) {
-    HISTORY_REPORT(vexora::kReportFailure, "WriteHistoryDataToDatFile Fail");
+    REPORT_FAILURE(vexora::kHistoryInterface, "WriteHistoryDataToDatFile Fail");
     return false;
   }
   // Makes the rename itself last. Without it a power cut may bring back the old file, whole, so a folder that can't be
@@ -210,7 +212,7 @@ int historyDataRecord() {
     return 0;
   }
   if (!storeRecord(closeHour(now, local))) {
-    HISTORY_REPORT(vexora::kReportWarning, "AddHistoryData fail, will delete history data file");
+    REPORT_WARNING(vexora::kHistoryInterface, "AddHistoryData fail, will delete history data file");
     static_cast<void>(std::remove(kDataFile));
     return -1;
   }

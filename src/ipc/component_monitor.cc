@@ -11,12 +11,12 @@
 #include <cstdio>
 #include <cstring>
 
-#include "ipc/report.h"
+#include "base/report.h"
 #include "vexora/ipc.h"
 
 // The monitors' messages have module and line twice.
-#define MONITOR_REPORT(text) IPC_REPORT("%s(%d)" text, kIpcModule, __LINE__)
-#define MONITOR_PIPE_REPORT(text, pipe) IPC_REPORT("%s(%d)" text, kIpcModule, __LINE__, pipe)
+#define REPORT_MONITOR(text, ...) \
+  REPORT_FAILURE(vexora::kBaseFunction, "%s(%d)" text, vexora::kBaseFunction, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
 
 namespace {
 
@@ -38,7 +38,7 @@ constexpr unsigned kAllInstances = 0;
 /// False when the length is refused.
 bool build(Command &command, unsigned instance, int code, const void *data, int length, unsigned responseFlag) {
   if (length < 0 || length > VEXORA_COMPONENT_DATA_MAX) {
-    MONITOR_REPORT("Input parameters error!\n");
+    REPORT_MONITOR("Input parameters error!\n");
     return false;
   }
   command.code = static_cast<std::uint16_t>(code);
@@ -55,17 +55,17 @@ int send(const Command &command, unsigned kind, unsigned instance) {
   char pipe[64];
   std::snprintf(pipe, sizeof pipe, "/var/compmonreq%02x%02x", kind, instance);
   if (access(pipe, F_OK) != 0) {
-    MONITOR_PIPE_REPORT("Pipe %s is not exsist!\n", pipe);
+    REPORT_MONITOR("Pipe %s is not exsist!\n", pipe);
     return -1;
   }
   const int fd = vexora_openpipe(pipe);
   if (fd == -1) {
-    MONITOR_PIPE_REPORT("Open pipe %s error!\n", pipe);
+    REPORT_MONITOR("Open pipe %s error!\n", pipe);
     return -1;
   }
   const int result = vexora_writepipe_with_fd(fd, &command, sizeof command);
   if (result != 0) {
-    MONITOR_PIPE_REPORT("write message 2 pipe error with %s!\n", pipe);
+    REPORT_MONITOR("write message 2 pipe error with %s!\n", pipe);
   }
   static_cast<void>(vexora_closepipe(fd));
   return result;

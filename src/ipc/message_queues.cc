@@ -16,8 +16,9 @@
 #include <cstring>
 
 #include "base/bytes.h"
+#include "base/report.h"
 #include "firmware/unix.h"
-#include "ipc/log.h"
+#include "vexora/diag.h"
 #include "vexora/ipc.h"
 
 namespace {
@@ -41,14 +42,16 @@ struct PlatformMessage {
 int VexoraCreateMsgQueue(int key) {
   const int queue = msgget(key, kQueueFlags);
   if (queue == -1) {
-    LOG_CRITICAL("Error creating thread MsgQueue\u3000key :%dErroNo:%d", key, errno);
+    VexoraDebug(vexora::kCritical, vexora::kQueueLog, "Error creating thread MsgQueue\u3000key :%dErroNo:%d", key,
+                errno);
   }
   return queue;
 }
 
 int VexoraWriteMsgQueue(int key, const void *payload, unsigned size) {
   if (payload == nullptr || size > VEXORA_QUEUE_PAYLOAD_MAX) {
-    LOG_CRITICAL("VexoraWriteMsgQueue Error Size:%d;Max:%d", static_cast<int>(size), VEXORA_QUEUE_PAYLOAD_MAX);
+    VexoraDebug(vexora::kCritical, vexora::kQueueLog, "VexoraWriteMsgQueue Error Size:%d;Max:%d",
+                static_cast<int>(size), VEXORA_QUEUE_PAYLOAD_MAX);
     return -1;
   }
   const int queue = VexoraCreateMsgQueue(key);
@@ -62,7 +65,7 @@ int VexoraWriteMsgQueue(int key, const void *payload, unsigned size) {
   message.type = static_cast<std::int32_t>(vexora::loadLittle32(record));
   std::memcpy(message.text, &record[kTypeSize], size);
   if (sigwrap_msgsnd(queue, &message, size, IPC_NOWAIT) == -1) {
-    LOG_CRITICAL("Send MsgQueue Error MsgId:%d;ErrNo:%d", queue, errno);
+    VexoraDebug(vexora::kCritical, vexora::kQueueLog, "Send MsgQueue Error MsgId:%d;ErrNo:%d", queue, errno);
     return -1;
   }
   return 0;
@@ -70,7 +73,7 @@ int VexoraWriteMsgQueue(int key, const void *payload, unsigned size) {
 
 int VexoraReadMsgQueue(int queue, void *buffer, unsigned size) {
   if (queue == -1 || buffer == nullptr) {
-    LOG_CRITICAL("VexoraReadMsgQueue Error");
+    VexoraDebug(vexora::kCritical, vexora::kQueueLog, "VexoraReadMsgQueue Error");
     return -1;
   }
   std::memset(buffer, 0, size);
@@ -79,7 +82,8 @@ int VexoraReadMsgQueue(int queue, void *buffer, unsigned size) {
   if (result < 0) {
     const int error = errno;
     std::printf("[Error]: read the msgid date error: msgid=%d, RetVal=%d;errorNo:%d", queue, -1, error);
-    LOG_CRITICAL("Read the msgid date error: msgid=%d, RetVal=%d;errorNo:%d\n", queue, -1, error);
+    VexoraDebug(vexora::kCritical, vexora::kQueueLog, "Read the msgid date error: msgid=%d, RetVal=%d;errorNo:%d\n",
+                queue, -1, error);
     return -1;
   }
   Record record;

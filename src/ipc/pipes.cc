@@ -12,9 +12,12 @@
 #include <cstring>
 
 #include "base/error_text.h"
-#include "ipc/report.h"
+#include "base/report.h"
 #include "vexora/diag.h"
 #include "vexora/ipc.h"
+
+// These messages have module and line twice, the second time with the function's name.
+#define REPORT_PIPE(text) REPORT_FAILURE(vexora::kBaseFunction, text, path, vexora::kBaseFunction, __func__, __LINE__)
 
 namespace {
 
@@ -42,7 +45,7 @@ int waitForData(int fd, int timeoutMs) {
     ready = sigwrap_select(fd + 1, &readable, nullptr, nullptr, &timeout);
   }
   if (ready < 0) {
-    IPC_REPORT("Message.c : Error waiting on pipe %s\n", vexora::ErrorText(errno).get());
+    REPORT_FAILURE(vexora::kBaseFunction, "Message.c : Error waiting on pipe %s\n", vexora::ErrorText(errno).get());
   }
   return ready;
 }
@@ -124,17 +127,17 @@ int vexora_writepipe(const char *path, const void *data, unsigned size) {
     return -1;
   }
   if (vexora_create_pipe(path) != 0) {
-    IPC_REPORT("Unable to create pipe %s --------------- %s %s %d\n", path, kIpcModule, __func__, __LINE__);
+    REPORT_PIPE("Unable to create pipe %s --------------- %s %s %d\n");
     return -1;
   }
   const int fd = vexora_open(path, O_RDWR);
   if (fd < 0) {
-    IPC_REPORT("Unable to open the command pipe::%s --------------%s %s %d\n", path, kIpcModule, __func__, __LINE__);
+    REPORT_PIPE("Unable to open the command pipe::%s --------------%s %s %d\n");
     return -1;
   }
   const bool written = writeRecord(fd, data, size);
   if (!written) {
-    IPC_REPORT("Unable to write into %s pipe ---------------%s %s %d\n", path, kIpcModule, __func__, __LINE__);
+    REPORT_PIPE("Unable to write into %s pipe ---------------%s %s %d\n");
   }
   static_cast<void>(vexora_close(fd));
   return written ? 0 : -1;

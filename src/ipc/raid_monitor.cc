@@ -14,8 +14,6 @@
 #include "firmware/unix.h"
 #include "vexora/ipc.h"
 
-#define RAID_REPORT(format) VEXORA_REPORT_VALUES(vexora::kReportFailure, "vexora_pipe_opera", format, kPipe)
-
 namespace {
 
 constexpr const char *kPipe = "/var/raid_replace_moni_cmd_pipe";
@@ -49,12 +47,12 @@ int SendRaidMonitorStatusToPipe(unsigned first, unsigned second) {
   const Turn turn(semaphore);
   const vexora::Descriptor pipe(open(kPipe, O_RDWR | O_NONBLOCK));
   if (!pipe) {
-    RAID_REPORT("Unable to open %s pipe\n");
+    REPORT_FAILURE(vexora::kPipeOpera, "Unable to open %s pipe\n", kPipe);
     return -1;
   }
   const std::uint8_t status[] = {static_cast<std::uint8_t>(first), static_cast<std::uint8_t>(second)};
   if (write(pipe.get(), status, sizeof status) != sizeof status) {
-    RAID_REPORT("Unable to write into %s pipe\n");
+    REPORT_FAILURE(vexora::kPipeOpera, "Unable to write into %s pipe\n", kPipe);
     return -1;
   }
   return 0;

@@ -12,8 +12,8 @@
 #include "base/command.h"
 #include "base/error_text.h"
 #include "base/owners.h"
-#include "ipc/log.h"
-#include "ipc/report.h"
+#include "base/report.h"
+#include "vexora/diag.h"
 #include "vexora/ipc.h"
 
 namespace {
@@ -43,7 +43,7 @@ int CheckCommandSpecial(const char *command) {
 
 int dwPopenExcute(const char *command) {
   if (command == nullptr) {
-    std::printf("%s(%d)Input parameters error!\n", kIpcModule, __LINE__);
+    std::printf("%s(%d)Input parameters error!\n", vexora::kBaseFunction, __LINE__);
     return -1;
   }
   if (!vexora::startCommand(command)) {
@@ -59,7 +59,7 @@ int VexoraCommandToBuff(const char *command, char *buffer, int size) {
   }
   const vexora::Command output = vexora::startCommand(command);
   if (!output) {
-    LOG_CRITICAL("popen failed.\n");
+    VexoraDebug(vexora::kCritical, vexora::kQueueLog, "popen failed.\n");
     return -1;
   }
   const std::size_t length = vexora::readOutput(output.get(), buffer, static_cast<std::size_t>(size) - 1, '\n');

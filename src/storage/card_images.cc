@@ -13,6 +13,7 @@
 
 #include "base/medium.h"
 #include "base/owners.h"
+#include "base/report.h"
 #include "firmware/unix.h"
 #include "storage/card_files.h"
 #include "storage/paths.h"
@@ -25,8 +26,6 @@ using vexora::HeapBlock;
 using namespace vexora::storage;
 
 constexpr const char *kLogModule = "ZELMONITOR";
-constexpr unsigned kLogInfo = 0;
-constexpr unsigned kLogError = 2;
 
 constexpr mode_t kImageFolderMode = 0777;
 constexpr std::size_t kImagePathSize = 511;
@@ -140,7 +139,7 @@ int common_check_ima_file_version_tf_card(const char *folder, const char *versio
   }
   const CardFolder place(folder);
   if (!exists(place.path())) {
-    VexoraDebug(kLogInfo, kLogModule, "%s is not exist in TF Card\n", place.path());
+    VexoraDebug(vexora::kInfo, kLogModule, "%s is not exist in TF Card\n", place.path());
     return kFolderMissing;
   }
   RegularFiles files(place.path());
@@ -173,7 +172,7 @@ int common_copy_ima_file_to_tf_card(const char *source_path, const char *image_n
   }
   const CardFolder place(folder);
   if (!exists(place.path()) && mkdir(place.path(), kImageFolderMode) != 0) {
-    VexoraDebug(kLogError, kLogModule, "create %s in TF card fail.\n", place.path());
+    VexoraDebug(vexora::kError, kLogModule, "create %s in TF card fail.\n", place.path());
     return -1;
   }
   NameList names;

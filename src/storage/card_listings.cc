@@ -8,7 +8,6 @@
 #include "storage/card_files.h"
 #include "storage/card_images.h"
 #include "storage/paths.h"
-#include "storage/report.h"
 #include "vexora/storage.h"
 
 namespace {
@@ -67,11 +66,11 @@ int get_production_doc_from_tf_card(char *names, int max, uint32_t *count) {
     return -1;
   }
   if (!exists(kCard)) {
-    VEXORA_REPORT(vexora::kReportWarning, kCardModule, "/dev/mmcblk0:check TF card fail, no such file or directory.");
+    REPORT_WARNING(vexora::kTfCard, "/dev/mmcblk0:check TF card fail, no such file or directory.");
     return 1;
   }
   if (!exists(kDocumentFolder)) {
-    VEXORA_REPORT(vexora::kReportWarning, kCardModule, "Check TF card fail, no such file or directory.");
+    REPORT_WARNING(vexora::kTfCard, "Check TF card fail, no such file or directory.");
     return 2;
   }
   RegularFiles files(kDocumentFolder);

@@ -8,11 +8,11 @@
 
 #include "base/command.h"
 #include "base/medium.h"
+#include "base/report.h"
 #include "firmware/unix.h"
 #include "storage/card_files.h"
 #include "storage/df_line.h"
 #include "storage/paths.h"
-#include "storage/report.h"
 #include "vexora/storage.h"
 
 namespace {
@@ -143,7 +143,7 @@ int common_copy_log_to_tf_card(const char *source_path) {
 int CheckTFCardMountStatus(char *mount_point, int64_t *available_kib) {
   const char *const device = cardDevice();
   if (device == nullptr) {
-    XDBG_LINUXAPP_MaintenceOut(kMaintenanceFailure, "[%s][%d]TF Card not Exist!\n", kCardModule, __LINE__);
+    XDBG_LINUXAPP_MaintenceOut(kMaintenanceFailure, "[%s][%d]TF Card not Exist!\n", vexora::kTfCard, __LINE__);
     return -1;
   }
   int status = -1;

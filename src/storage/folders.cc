@@ -14,7 +14,6 @@
 #include "base/report.h"
 #include "firmware/unix.h"
 #include "storage/paths.h"
-#include "storage/report.h"
 #include "vexora/storage.h"
 
 namespace {
@@ -58,7 +57,7 @@ int createIfNotExists(const char *path) {
   if (makeMissingFolder(path)) {
     return 0;
   }
-  VEXORA_REPORT_VALUES(vexora::kReportWarning, kBaseModule, "Creation dir: %s Failed", path);
+  REPORT_WARNING(vexora::kBaseFunction, "Creation dir: %s Failed", path);
   return -1;
 }
 
@@ -67,7 +66,7 @@ int vexora_delete_logfile(const char *path) {
     return -1;
   }
   if (isThere(path) && !vexora::Stream(std::fopen(path, "w+e"))) {
-    VEXORA_REPORT_VALUES(vexora::kReportFailure, kFileModule, "Error in open %s, errno=%d\n", path, errno);
+    REPORT_FAILURE(vexora::kFileOperator, "Error in open %s, errno=%d\n", path, errno);
   }
   char rotated[kRotatedNameSize];
   static_cast<void>(std::snprintf(rotated, sizeof rotated, "%s.1", path));

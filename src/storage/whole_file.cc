@@ -15,7 +15,6 @@
 #include "base/owners.h"
 #include "base/report.h"
 #include "firmware/checksum.h"
-#include "storage/report.h"
 #include "vexora/storage.h"
 
 namespace {
@@ -125,7 +124,7 @@ char *fileread(const char *path) {
   const auto length = static_cast<std::size_t>(size - begin);
   HeapBlock<char> text(static_cast<char *>(std::malloc(length + 1)));
   if (!text) {
-    VEXORA_REPORT(vexora::kReportFailure, kBaseModule, "Unable to allocate space for char buffer field\n");
+    REPORT_FAILURE(vexora::kBaseFunction, "Unable to allocate space for char buffer field\n");
     return nullptr;
   }
   // The file may have become shorter, or not be readable.

@@ -12,11 +12,8 @@
 #include <cstring>
 #include <memory>
 
-#include "text/report.h"
+#include "base/report.h"
 #include "vexora/text.h"
-
-#define REPORT_CODE(message, code) \
-  VEXORA_REPORT_VALUES(vexora::kReportFailure, vexora::text::kModule, message "::%d\n", code)
 
 namespace {
 
@@ -60,7 +57,7 @@ int leadingNumbers(const char *text) {
 unsigned IsValidIpv4(const char *text) {
   const int result = convert(AF_INET, text);
   if (result <= 0) {
-    REPORT_CODE("Error while converting V4 IP Address", result);
+    REPORT_FAILURE(vexora::kBaseFunction, "Error while converting V4 IP Address::%d\n", result);
     return kBadIpv4;
   }
   return 0;
@@ -69,7 +66,7 @@ unsigned IsValidIpv4(const char *text) {
 unsigned IsValidIpv6(const char *text) {
   const int result = convert(AF_INET6, text);
   if (result <= 0) {
-    REPORT_CODE("Error while converting V6 IP Address", result);
+    REPORT_FAILURE(vexora::kBaseFunction, "Error while converting V6 IP Address::%d\n", result);
     return kBadIpv6;
   }
   return 0;
@@ -85,7 +82,7 @@ unsigned IsValidDomain(const char *text) {
   Addresses addresses;
   const int error = text == nullptr ? kNoText : resolve(text, nullptr, nullptr, addresses);
   if (error != 0) {
-    REPORT_CODE("Error while converting domain address", error);
+    REPORT_FAILURE(vexora::kBaseFunction, "Error while converting domain address::%d\n", error);
     return kBadDomain;
   }
   return 0;

@@ -3,8 +3,8 @@
 // The path check. It stays on the platform's matcher, so that a locale's letters count as it always counted them; the
 // matcher's time grows with the path's length only, whatever the path.
 
+#include "base/report.h"
 #include "text/pattern.h"
-#include "text/report.h"
 #include "vexora/text.h"
 
 namespace {
@@ -24,7 +24,7 @@ int is_valid_path(const char *path) {
   }
   const int status = pattern.match(path);
   if (status == REG_NOMATCH) {
-    VEXORA_REPORT_VALUES(vexora::kReportFailure, vexora::text::kModule, "Error: no match status is:%d\n", status);
+    REPORT_FAILURE(vexora::kBaseFunction, "Error: no match status is:%d\n", status);
     return -1;
   }
   return status;

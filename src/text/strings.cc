@@ -11,10 +11,8 @@
 #include <cstring>
 
 #include "base/owners.h"
-#include "text/report.h"
+#include "base/report.h"
 #include "vexora/text.h"
-
-#define REPORT(message) VEXORA_REPORT(vexora::kReportFailure, vexora::text::kModule, message)
 
 namespace {
 
@@ -95,7 +93,7 @@ char *strncpy_safe(char *dst, const char *src, size_t len) {
   }
   auto *const copy = static_cast<char *>(len < SIZE_MAX ? std::malloc(len + 1) : nullptr);
   if (copy == nullptr) {
-    REPORT("malloc function failing\n");
+    REPORT_FAILURE(vexora::kBaseFunction, "malloc function failing\n");
     return nullptr;
   }
   copy[len] = '\0';
@@ -115,7 +113,7 @@ char *escaper(char *old, const char *text) {
     quoted = strdup(work.get());
   }
   if (quoted == nullptr) {
-    REPORT("Memory allocation failing\n");
+    REPORT_FAILURE(vexora::kBaseFunction, "Memory allocation failing\n");
   }
   return quoted;
 }
@@ -140,7 +138,7 @@ int str_replace(const char *source, char *target, const char *from, const char *
     at += static_cast<std::size_t>(found - rest);
     rest = found + fromLength;
     if (at >= VEXORA_REPLACE_TARGET_SIZE || !endWith(target, at, to) || !endWith(target, at + toLength, rest)) {
-      REPORT("Buffer Overflow\n");
+      REPORT_FAILURE(vexora::kBaseFunction, "Buffer Overflow\n");
       return -1;
     }
     at += toLength;
