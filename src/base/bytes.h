@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Little-endian fields at any alignment, as they stand in files, requests and answers.
+// Little-endian fields at any alignment, as files, requests and answers have them.
 #pragma once
 
 #include <cstdint>

@@ -7,9 +7,8 @@
 
 namespace vexora {
 
-/// Breaks seconds since the epoch down as UTC. Unlike the platform's conversions it takes no lock,
-/// so it is safe in a signal handler that interrupted one of them. Of the result only the date and
-/// the time of day are set.
+/// Converts seconds since the epoch to UTC; sets only date and time of day. Takes no lock, unlike the C library's
+/// conversions, so it is safe in a signal handler that interrupted one of them.
 inline std::tm breakDownUtc(std::int64_t secondsSinceEpoch) {
   const std::chrono::sys_seconds moment{std::chrono::seconds{secondsSinceEpoch}};
   const auto midnight = std::chrono::floor<std::chrono::days>(moment);

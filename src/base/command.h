@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Commands of the system's shell whose output is read.
+// Shell commands whose output is read.
 #pragma once
 
 #include <cerrno>
@@ -14,13 +14,13 @@ struct WaitForCommand {
   void operator()(std::FILE *output) const { static_cast<void>(pclose(output)); }
 };
 
-/// A running command's output; giving it up waits for the command to end.
+/// The output of a running command. Destroying it waits until the command has ended.
 using Command = std::unique_ptr<std::FILE, WaitForCommand>;
 
 inline Command startCommand(const char *command) { return Command(popen(command, "re")); }
 
-/// Reads at most `size` bytes, and none after a `delimiter`. Signals don't end it, zero bytes count like any other;
-/// less than asked for means that the output ended.
+/// Reads at most `size` bytes, and none after a `delimiter`. Signals don't end it, and zero bytes are data. A shorter
+/// result means that the output has ended.
 inline std::size_t readOutput(std::FILE *output, char *buffer, std::size_t size, int delimiter = EOF) {
   std::size_t length = 0;
   while (length < size) {

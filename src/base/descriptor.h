@@ -7,7 +7,7 @@
 
 namespace vexora {
 
-/// Owns an open descriptor; -1 means none. After a failed open it is empty and errno says why.
+/// Owns an open descriptor; -1 means none. After a failed open it is empty and errno has the cause.
 class Descriptor {
  public:
   explicit Descriptor(int fd) : fd_(fd) {}

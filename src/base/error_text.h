@@ -5,7 +5,7 @@
 
 namespace vexora {
 
-/// The platform's text for an error number, safe in any thread.
+/// The C library's text for an error number, safe in any thread.
 class ErrorText {
  public:
   explicit ErrorText(int error) : text_(strerror_r(error, buffer_, sizeof buffer_)) {}

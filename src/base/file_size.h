@@ -9,9 +9,8 @@
 
 namespace vexora {
 
-/// The size in bytes of the open file `fd`, or of the file that `path` leads to from there; nothing, with errno set,
-/// when it is not available. Asks for the size alone: with 32-bit times stat() refuses a file dated past 2038, even
-/// when its times are not wanted.
+/// Returns the size in bytes of the open file `fd`, or of `path` relative to it; nothing, with errno set, on failure.
+/// Requests only the size: stat() with 32-bit times fails on a file dated past 2038.
 inline std::optional<std::uint64_t> fileSize(int fd, const char *path = "") {
   struct statx status {};
   if (statx(fd, path, AT_EMPTY_PATH, STATX_SIZE, &status) != 0) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What keeps a file whole through a power cut.
+// Keeping files whole through a power cut.
 #pragma once
 
 #include <fcntl.h>
@@ -15,22 +15,22 @@
 
 namespace vexora {
 
-/// Waits until the medium has what was written to a file or folder. Some file systems can't sync: that is no failure.
+/// Waits until a file or directory is on the medium. A file system that can't sync is no failure.
 inline bool reachesMedium(int fd) {
   return retryInterrupted([fd] { return fsync(fd); }) == 0 || errno == EINVAL || errno == ENOSYS;
 }
 
-/// The same by its path. What can't be opened can't be synced: no failure either.
+/// The same by path. A path that can't be opened is no failure either.
 inline bool reachesMedium(const char *path) {
   const Descriptor file(retryInterrupted([path] { return open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC); }));
   return !file || reachesMedium(file.get());
 }
 
-/// Removes the temporary name of a file that is about to be written under it, when the file in place has that name too:
-/// writing would empty it, and the rename after it would do nothing. A flash file system leaves both names after a
-/// power cut inside a rename. Links count as themselves.
+/// Removes the name `temporary` if it is a second name of the file `inPlace`: JFFS2 leaves both names after a power cut
+/// inside a rename. Writing to the temporary name would then empty the live file, and rename() would do nothing.
+/// Symbolic links are not followed.
 inline void separate(const char *temporary, const char *inPlace) {
-  // Asks for no times, which stat() can't give past 2038 where the C library's have 32 bits.
+  // Requests no times: stat() with 32-bit times fails on a file dated past 2038.
   const auto look = [](const char *path, struct statx &status) {
     return statx(AT_FDCWD, path, AT_SYMLINK_NOFOLLOW, STATX_INO, &status) == 0;
   };

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Owners for what the library acquires, so that an early return releases it. Each is move-only and
-// empty by default; release() hands the thing on.
+// Owners of acquired resources: an early return releases them. Each is move-only and empty by default; release()
+// transfers the ownership.
 #pragma once
 
 #include <dlfcn.h>
@@ -28,7 +28,7 @@ struct CloseLibrary {
 template <typename T>
 using HeapBlock = std::unique_ptr<T, FreeBlock>;
 
-/// An open stdio stream. Where the close can fail and that matters, release() it and close it.
+/// An open stdio stream. Where a failed close matters, release() it and close it.
 using Stream = std::unique_ptr<std::FILE, CloseStream>;
 
 /// A library opened at run time.

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Failure reports through the platform's debug output: "[module:line]" and a message; and the names that the debug log
-// knows us by. People search their logs for the module names, so these never change, whatever a source file is called
-// today.
+// Failure reports through the firmware's debug output ("[module:line]" and a message), and our module names in the
+// debug log. People search their logs for the module names: they never change, whatever a source file is called today.
 #pragma once
 
 #include "firmware/unix.h"
@@ -27,7 +26,7 @@ inline constexpr unsigned kCritical = 3;
 
 }  // namespace vexora
 
-/// Reports a message: a printf format, a literal, and its values. A macro because the line is the caller's.
+/// Reports a message: a literal printf format and its values. A macro because the line is the caller's.
 #define REPORT_FAILURE(module, ...) VEXORA_REPORT(vexora::kReportFailure, module, __VA_ARGS__)
 #define REPORT_WARNING(module, ...) VEXORA_REPORT(vexora::kReportWarning, module, __VA_ARGS__)
 #define VEXORA_REPORT(level, module, format, ...) \

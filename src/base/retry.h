@@ -5,7 +5,7 @@
 
 namespace vexora {
 
-/// Repeats a platform call for as long as a signal makes it fail.
+/// Repeats a system call while it fails with EINTR.
 template <typename Call>
 auto retryInterrupted(Call call) {
   for (;;) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Buffers for keys and plain texts. They start zero-filled and are wiped when they go, on every way out; the wipe is
-// one that the compiler may not drop. They neither copy nor move, so no second copy stays behind.
+// Buffers for keys and plain texts. They start zero-filled and are wiped when destroyed, by a call that the compiler
+// may not remove. They neither copy nor move, so no second copy is left in memory.
 #pragma once
 
 #include <cstddef>
@@ -31,7 +31,7 @@ class Secret {
   std::uint8_t bytes_[Size] = {};
 };
 
-/// A buffer whose size shows at run time, on the heap. Empty when there was no memory for it.
+/// A buffer on the heap whose size is known at run time. Empty when memory was short.
 class SecretBlock {
  public:
   explicit SecretBlock(std::size_t size) : bytes_(static_cast<std::uint8_t *>(std::calloc(size, 1))), size_(size) {}

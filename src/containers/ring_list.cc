@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The ring list: a full list gives up its oldest record for a new one. While it is not full, head
-// is 0 and tail is count - 1 modulo capacity; once full, head is the slot after tail. The fields
-// are also the header of the history data file, which may restore a list with any head and tail
-// below the capacity: the copies below hold for those, too.
+// The ring list: a push into a full list overwrites the oldest record. While the list is not full, head is 0 and tail
+// is count - 1 modulo capacity; once full, head is the slot after tail. The fields are also the header of the history
+// data file, which may restore a list with any head and tail below the capacity: the copies below work for those, too.
 //
-// count is read outside the lock, by the argument checks and by callers, so every access to it is
-// atomic. A request that passed the check stays in bounds even if another thread empties the list
-// before we get the lock.
+// count is read outside the lock, by the argument checks and by callers, so every access to it is atomic. A request
+// that passed the check stays in bounds even if another thread empties the list before we get the lock.
 
 #include "containers/ring_list.h"
 
@@ -131,7 +129,7 @@ int vexora_ringlist_modify_item(vexora_ringlist *list, const void *record, int i
   if (!isUsable(list) || record == nullptr) {
     return -1;
   }
-  const auto age = static_cast<std::uint32_t>(index);  // below 0, more than any list holds
+  const auto age = static_cast<std::uint32_t>(index);  // a negative index becomes larger than any count
   if (age >= vexora::recordCount(*list)) {
     return -1;
   }

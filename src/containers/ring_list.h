@@ -18,7 +18,7 @@ using RingList = std::unique_ptr<vexora_ringlist, FreeRingList>;
 /// Makes a list as vexora_ringlist_init does.
 RingList makeRingList(std::uint32_t itemSize, std::uint32_t capacity);
 
-/// The number of records held, without the lock: other threads may be pushing.
+/// Returns the number of records without taking the lock: other threads may be pushing.
 inline std::uint32_t recordCount(vexora_ringlist &list) {
   return std::atomic_ref<std::uint32_t>(list.count).load(std::memory_order_relaxed);
 }

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The ring queue: first in, first out, and a full queue refuses. Empty when head equals tail, full
-// when the slot after tail is head; so one slot stays free. Every test and the change it allows
-// stand under one hold of the lock.
+// The ring queue: first in, first out; a full queue refuses. It is empty when head equals tail and full when the slot
+// after tail is head, so one slot stays free. Each check and the change that depends on it run under one hold of the
+// lock.
 
 #include <algorithm>
 #include <cstdint>

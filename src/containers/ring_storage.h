@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the ring list and the ring queue share: the limits of their sizes, slot arithmetic without
-// division, and copies of runs of records across the end of the storage.
+// Shared by ring list and ring queue: size limits, slot arithmetic without division, and copies of records that wrap at
+// the end of the storage.
 #pragma once
 
 #include <pthread.h>
@@ -19,8 +19,8 @@ namespace vexora {
 /// Attempts to take a ring's lock, 1 ms apart: about one minute.
 inline constexpr int kRingLockTries = 60'000;
 
-/// Tells whether a ring of these sizes can be made. Slots are reported as signed numbers, and the
-/// storage has to fit the target's 32-bit memory, so both hold on every machine alike.
+/// Returns whether a ring of these sizes is accepted. Slots are returned as signed numbers and the storage has to fit
+/// into the target's 32-bit memory; the limits are the same on every machine.
 constexpr bool ringSizesFit(std::uint32_t itemSize, std::uint32_t capacity, std::uint32_t spareSlots) {
   constexpr std::uint32_t kMostSlots = std::numeric_limits<std::int32_t>::max();
   constexpr std::uint32_t kMostBytes = std::numeric_limits<std::uint32_t>::max();
@@ -31,7 +31,7 @@ constexpr std::uint32_t nextSlot(std::uint32_t slot, std::uint32_t capacity) {
   return slot + 1 == capacity ? 0 : slot + 1;
 }
 
-/// The slot `distance` (at most the capacity) places after `slot`.
+/// Returns the slot `distance` places after `slot`; `distance` is at most the capacity.
 constexpr std::uint32_t slotAfter(std::uint32_t slot, std::uint32_t distance, std::uint32_t capacity) {
   const std::uint32_t untilWrap = capacity - slot;
   return distance < untilWrap ? slot + distance : distance - untilWrap;
@@ -52,7 +52,7 @@ void loadRecord(const Ring &ring, std::uint32_t slot, void *out) {
   std::memcpy(out, slotAddress(ring, slot), ring.item_size);
 }
 
-/// Copies `number` records into the slots from `slot` on, going on at slot 0 after the last.
+/// Copies `number` records into the slots from `slot` on, and continues at slot 0 after the last one.
 template <typename Ring>
 void storeRun(Ring &ring, std::uint32_t slot, const void *records, std::uint32_t number) {
   const std::size_t first = std::size_t{std::min(number, ring.capacity - slot)} * ring.item_size;
@@ -61,7 +61,7 @@ void storeRun(Ring &ring, std::uint32_t slot, const void *records, std::uint32_t
   std::memcpy(ring.storage, from + first, std::size_t{number} * ring.item_size - first);
 }
 
-/// Copies `number` records out of the slots from `slot` on, going on at slot 0 after the last.
+/// Copies `number` records out of the slots from `slot` on, and continues at slot 0 after the last one.
 template <typename Ring>
 void loadRun(const Ring &ring, std::uint32_t slot, void *out, std::uint32_t number) {
   const std::size_t first = std::size_t{std::min(number, ring.capacity - slot)} * ring.item_size;
@@ -70,14 +70,14 @@ void loadRun(const Ring &ring, std::uint32_t slot, void *out, std::uint32_t numb
   std::memcpy(to + first, ring.storage, std::size_t{number} * ring.item_size - first);
 }
 
-/// Runs `work` under the ring's lock; -1 when the lock stayed taken.
+/// Runs `work` under the ring's lock; returns -1 when the lock could not be acquired.
 template <typename Ring, typename Work>
 int withRing(Ring &ring, Work work) {
   const LockHold hold(ring.lock, kRingLockTries);
   return hold ? work() : -1;
 }
 
-/// Tells whether a handle can be worked on at all.
+/// Returns whether a handle is usable at all.
 template <typename Ring>
 bool isUsable(const Ring *ring) {
   return ring != nullptr && ring->lock != nullptr;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Descriptor calls that a signal never fails, and transfers of whole buffers. Results and errno are
-// the platform's own; only EINTR never reaches the caller.
+// Descriptor calls that never fail with EINTR, and transfers of whole buffers. Other results and errno values are the
+// system call's.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -15,8 +15,8 @@ namespace {
 
 using vexora::retryInterrupted;
 
-/// Moves `length` bytes with `transfer(offset, remaining)`. A transfer of nothing ends the work
-/// with 0 where `zeroEnds`: a read at end of file; a write that wrote nothing goes on.
+/// Transfers `length` bytes by `transfer(offset, remaining)`. A result of 0 ends the loop with 0 if `zeroEnds` (a read
+/// at the end of the file); a write that wrote nothing is repeated.
 template <typename Transfer>
 int transferAll(unsigned length, bool zeroEnds, Transfer transfer) {
   std::size_t done = 0;
@@ -39,7 +39,7 @@ int transferAll(unsigned length, bool zeroEnds, Transfer transfer) {
 }  // namespace
 
 int vexora_open(const char *path, int flags) {
-  // Without a mode argument, O_CREAT would take one from whatever the stack holds.
+  // Without a mode argument, O_CREAT would take arbitrary stack content as the mode.
   return retryInterrupted([&] { return open(path, flags, 0); });
 }
 

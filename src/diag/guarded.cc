@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A guarded step ends early by a jump out of a signal handler: its timer's, or that of the fault that the step ran
-// into. Nothing it held is given back, which is all right only because the process is about to end.
+// A guarded step is cut short by a jump out of a signal handler: the timer's, or that of the step's own fault. Nothing
+// that the step acquired is released, which is acceptable only because the process is about to end.
 //
-// The step's signals also arrive from elsewhere: other processes send them, the daemon's own timer fires, other threads
-// crash. The handler tells them apart by their origin, which the handlers installed before don't see; so the reporter
-// replaces them.
+// The same signals also arrive from elsewhere: other processes send them, the daemon's own timer fires, other threads
+// crash. The handler distinguishes them by their origin (si_code and sender). The handlers installed before don't
+// receive it, so the reporter replaces them.
 
 #include "diag/guarded.h"
 
@@ -33,8 +33,8 @@ sigjmp_buf stepEnd;
 int stepTimer;
 struct sigaction actionsBefore[std::size(kStepSignals)];
 
-/// Creates the timer of the calling thread: a timer of the process would wake other threads. System calls, because some
-/// C libraries keep a timer in a heap block.
+/// Creates a timer of the calling thread: a timer of the process would wake other threads. Uses system calls, because
+/// some C libraries allocate timers on the heap.
 void createStepTimer() {
   sigevent event{};
   event.sigev_notify = SIGEV_THREAD_ID;
@@ -42,17 +42,17 @@ void createStepTimer() {
   event._sigev_un._tid = static_cast<pid_t>(currentThread());
   event.sigev_value.sival_ptr = &stepTimer;
   if (syscall(SYS_timer_create, CLOCK_MONOTONIC, &event, &stepTimer) != 0) {
-    stepTimer = -1;  // names no timer: steps are not limited
+    stepTimer = -1;  // no timer: steps have no time limit
   }
 }
 
-/// Starts the timer, perhaps anew. Nothing stops it: between two steps it does nothing.
+/// Starts or restarts the timer. It is never stopped: between steps its signal has no effect.
 void startStepTimer() {
-  const long periodAndStart[] = {0, 0, kLongestStepSeconds, 0};  // as this call takes them, whatever time_t's width
+  const long periodAndStart[] = {0, 0, kLongestStepSeconds, 0};  // this call takes longs, whatever the size of time_t
   static_cast<void>(syscall(SYS_timer_settime, stepTimer, 0, periodAndStart, nullptr));
 }
 
-/// False for the reporter of the process that this one was forked from.
+/// Returns false for a reporter of the parent process.
 bool isThreadHere(long thread) { return syscall(SYS_tgkill, getpid(), thread, 0) == 0; }
 
 [[noreturn]] void waitForTheEnd() {
@@ -68,7 +68,7 @@ bool isThreadHere(long thread) { return syscall(SYS_tgkill, getpid(), thread, 0)
   _exit(kCrashStatus);
 }
 
-/// Puts the handlers back in a process that was forked during a report, and has the signal handled again by its own.
+/// Restores the handlers in a process that was forked during a report, and raises the signal again for its own handler.
 void handBack(int signal) {
   for (std::size_t i = 0; i < std::size(kStepSignals); ++i) {
     static_cast<void>(sigaction(kStepSignals[i], &actionsBefore[i], nullptr));
@@ -93,7 +93,7 @@ void onStepSignal(int signal, siginfo_t *info, void * /*context*/) {
   }
 }
 
-/// Lets the step's signals through the full mask of the fatal handler.
+/// Unblocks the step's signals, all of which the fatal handler blocks.
 void admitStepSignals() {
   struct sigaction action {};
   action.sa_sigaction = onStepSignal;
@@ -115,12 +115,12 @@ long currentThread() { return syscall(SYS_gettid); }
 bool isReporter() { return reporter.load() == currentThread(); }
 
 void becomeReporter() {
-  // A thread that was cancelled before it crashed would end at the report's first write, and leave the process running.
+  // A pending cancellation would end this thread at the report's first write, and leave the process running.
   static_cast<void>(pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr));
   const long self = currentThread();
   for (long holder = 0; !reporter.compare_exchange_strong(holder, self);) {
     if (holder == self) {
-      endStep();  // the daemon has installed its handlers again meanwhile
+      endStep();  // the daemon has reinstalled its handlers during the report
     }
     if (isThreadHere(holder)) {
       waitForTheEnd();

@@ -19,10 +19,10 @@ namespace {
 
 constexpr int kLongestWaitMs = 1000;
 
-// The reporter whose write found no room, or was itself cut short. A process forked meanwhile has another one.
+// The reporter whose write timed out or was cut short. A forked process has another reporter, and so starts afresh.
 constinit volatile long stuckReporter = 0;
 
-/// Takes back the signal of a write that nobody can read. Its handler would write again, and so without end.
+/// Discards the pending SIGPIPE of a write without reader: its handler would write, and so raise it again, forever.
 void dropBrokenPipeSignal() {
   sigset_t brokenPipe;
   static_cast<void>(sigemptyset(&brokenPipe));
@@ -31,14 +31,14 @@ void dropBrokenPipeSignal() {
   static_cast<void>(sigtimedwait(&brokenPipe, nullptr, &atOnce));
 }
 
-/// False when the reader left no space for too long.
+/// Returns false when the output accepted nothing for too long.
 bool writeAll(std::string_view text) {
   while (!text.empty()) {
     pollfd output{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
     if (retryInterrupted([&] { return poll(&output, 1, kLongestWaitMs); }) == 0) {
       return false;
     }
-    // A pipe that is ready takes this much without blocking, unless another thread is quicker to fill it.
+    // A ready pipe accepts this many bytes without blocking, unless another thread fills it first.
     const std::string_view piece = text.substr(0, PIPE_BUF);
     const ssize_t written = retryInterrupted([&] { return write(STDOUT_FILENO, piece.data(), piece.size()); });
     if (written >= 0) {

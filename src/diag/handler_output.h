@@ -5,9 +5,9 @@
 
 namespace vexora {
 
-/// Writes to standard output's descriptor from a signal handler. The stream is not touched: the handler may have
-/// interrupted it. What the reader leaves no room for within a second is lost. To be guarded in the thread that reports
-/// a crash; from the first write that was cut short or lost, its further ones do nothing.
+/// Writes to standard output's descriptor from a signal handler; the handler may have interrupted the stream. Text that
+/// the output does not accept within a second is lost. A crash reporter calls it in a guarded step: after a write that
+/// was lost or cut short, its further writes do nothing.
 void writeFromHandler(std::string_view text);
 
 }  // namespace vexora

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Recursive locks on the heap. A timed acquisition polls with non-blocking attempts 1 ms apart and
-// never waits inside the platform's lock call.
+// Recursive locks on the heap. A timed acquisition polls with non-blocking attempts 1 ms apart; it never blocks in
+// pthread_mutex_lock.
 
 #include "diag/locks.h"
 

@@ -10,10 +10,10 @@ namespace vexora {
 
 inline constexpr int kWaitForever = -1;
 
-/// Goes on after a first attempt that failed with `result`; kept out of line for the sake of the attempt that succeeds.
+/// Continues after a first attempt that failed with `result`. Out of line, so that the usual case stays small.
 int retryLock(pthread_mutex_t *lock, int timeout, int result);
 
-/// Takes a lock as vexora_dwacquire_mutex does.
+/// Acquires a lock as vexora_dwacquire_mutex does.
 inline int acquireLock(pthread_mutex_t *lock, int timeout) {
   if (lock == nullptr) {
     return -1;
@@ -40,7 +40,7 @@ struct DestroyLock {
 
 using Lock = std::unique_ptr<pthread_mutex_t, DestroyLock>;
 
-/// Holds a lock for a scope, if it could be had.
+/// Holds a lock for a scope, unless it could not be acquired.
 class LockHold {
  public:
   LockHold(pthread_mutex_t *lock, int timeout) : lock_(acquireLock(lock, timeout) == 0 ? lock : nullptr) {}

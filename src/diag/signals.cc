@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The daemons' signal handlers. Most only tell that a signal came; SIGABRT and the fatal ones end the process, the
-// latter after a report with a backtrace.
+// The daemons' signal handlers. Most only print that a signal arrived. SIGABRT and the fatal signals end the process,
+// the latter after a report with a backtrace.
 //
 // A handler may have interrupted anything, so none uses standard output's stream: lines are written to its descriptor.
-// What the process had buffered there would be lost at the end; a fatal handler flushes it first, as far as that can be
-// done. Handlers are installed with every signal blocked and system calls restarted, and on the thread's own stack:
-// when that is exhausted the kernel ends the process.
+// Buffered output of the process would be lost at the end; a fatal handler first tries to flush it. Handlers run with
+// every signal blocked, with system calls restarted, and on the thread's own stack: on an exhausted stack the kernel
+// ends the process without a report.
 
 #include <execinfo.h>
 #include <fcntl.h>
@@ -40,8 +40,8 @@ constexpr int kNoBacktraceStatus = 1;
 
 constinit char moduleName[32] = "ZELMONITOR";
 
-/// Keeps errno for the code that a handler interrupted, and holds off a cancellation of the thread: writing is a point
-/// of cancellation, that code may hold a lock.
+/// Preserves errno for the interrupted code, and disables cancellation of the thread: write() is a cancellation point,
+/// and the interrupted code may hold a lock.
 class Interruption {
  public:
   Interruption() : errno_(errno) { static_cast<void>(pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState_)); }
@@ -57,11 +57,11 @@ class Interruption {
   int cancelState_ = PTHREAD_CANCEL_ENABLE;
 };
 
-/// What differs between the reports of the fatal signals: the wording has grown apart, and stays so.
+/// The texts of the fatal signals. They are an interface and differ for historical reasons; don't unify them.
 struct FatalTexts {
   int signal;
   const char *name;
-  bool namesModule;  // the last printed line names the daemon's module, or else a fixed one
+  bool namesModule;  // whether the last printed line has the daemon's module or a fixed name
   const char *endRecord;
 };
 
@@ -71,7 +71,7 @@ constexpr FatalTexts kFatalTexts[] = {
     {SIGILL, "SIGILL", false, "  VexoraMonitor is terminating because of SIGILL !!!!!"},
 };
 
-// What the guarded steps of a report leave behind. One thread of a process reports.
+// Results of the report's guarded steps. Only one thread of a process reports.
 struct Backtrace {
   std::array<void *, kMostFrames> frames;
   int depth;
@@ -87,7 +87,7 @@ void reportLine(const char *line) {
   vexora::debugFromHandler(kCritical, moduleName, "%s", line);
 }
 
-/// Translates a frame without the heap, by way of a pipe. The line is left as it is when that fails.
+/// Translates one frame without the heap, through a pipe. Leaves the line unchanged on failure.
 void translateOne(void *const *frame) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) {
@@ -121,8 +121,8 @@ void reportBacktrace() {
     runGuarded([] { std::free(trace.lines); });
     return;
   }
-  // The heap is locked or broken, as it is for the rest of the report: the lines stay where they are. Where frames
-  // can't be translated this way either, their addresses are reported.
+  // The heap is locked or damaged. Frames are translated one by one; when that fails, too, their addresses are
+  // reported.
   bool translates = true;
   for (int i = 0; i < trace.depth; ++i) {
     void **const frame = &trace.frames[static_cast<std::size_t>(i)];
@@ -180,11 +180,11 @@ void ignore(int /*signal*/) {}
 struct Handling {
   int signal;
   void (*handler)(int);
-  const char *line;  // printed by the handler
+  const char *line;  // what the handler prints
 };
 
-// In the order of installation. Callers who read SIGURG's handler back find the exported function, which takes no
-// argument and so leaves the signal number alone.
+// In the order of installation. A caller that reads SIGURG's handler back gets the exported function, which ignores the
+// signal number in its argument register.
 const Handling kHandlings[] = {
     {SIGQUIT, onQuit, "Received SIGQUIT\n"},
     {SIGILL, onFatal, nullptr},
@@ -221,7 +221,7 @@ void printReceived(int signal) {
   }
 }
 
-/// Keeps the first `length` characters, as far as the name and the buffer go.
+/// Copies the first `length` characters, limited by the name's end and the buffer.
 void setModuleName(const char *name, int length) {
   const std::size_t most = std::min<std::size_t>(sizeof moduleName - 1, static_cast<std::size_t>(std::max(length, 0)));
   const std::size_t kept = strnlen(name, most);
@@ -229,7 +229,7 @@ void setModuleName(const char *name, int length) {
   std::memset(moduleName + kept, 0, sizeof moduleName - kept);
 }
 
-/// Does once, outside any handler, what the first use would do: the backtrace loads a library, the log learns the time
+/// Does the work of the first use outside any handler: the first backtrace loads a library, the log learns the time
 /// zone.
 void prime() {
   static_cast<void>(backtrace(trace.frames.data(), 1));

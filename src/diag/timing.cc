@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Sleeps that signals interrupt but don't shorten. The marker lines tell an engineer at the console
-// that a daemon is being signalled while it sleeps; their trailing blanks are part of them.
+// Sleeps that signals interrupt but don't shorten. The marker lines show an engineer at the console that a sleeping
+// daemon is being signalled; their trailing blanks are part of them.
 
 #include <algorithm>
 #include <cerrno>
@@ -14,16 +14,16 @@
 
 namespace {
 
-/// What the target's 32-bit time holds.
+/// The largest value of the target's 32-bit time.
 constexpr unsigned kLongestSleep = std::numeric_limits<std::int32_t>::max();
 
-/// Sleeps; false when a signal ended it, with what is left in the interval.
+/// Sleeps; returns false when a signal ended it, and the interval then holds the remaining time.
 bool sleepEnds(timespec &interval) { return nanosleep(&interval, &interval) == 0 || errno != EINTR; }
 
 }  // namespace
 
 int vexora_sleep(unsigned seconds) {
-  // sleep(3) would return what is left in whole seconds only, and so end up to a second early at each signal.
+  // sleep(3) would return the remaining time in whole seconds, and so end up to a second early at each signal.
   do {
     const unsigned piece = std::min(seconds, kLongestSleep);
     seconds -= piece;
@@ -40,7 +40,7 @@ int vexora_nanosleep(unsigned seconds, long nanoseconds) {
   if (seconds == 0 && nanoseconds == 0) {
     return -1;
   }
-  // More seconds than the platform's time can hold become a negative interval, which it refuses.
+  // More seconds than time_t can hold become a negative interval, which the kernel refuses.
   timespec interval{.tv_sec = static_cast<time_t>(seconds), .tv_nsec = nanoseconds};
   while (!sleepEnds(interval)) {
     std::puts("VexoraNanoSleep ");

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The watchdog log: time-stamped lines appended by any process, in a file that is deleted, never
-// rotated, once it has reached its limit.
+// The watchdog log: any process appends time-stamped lines to one file. At its size limit the file is deleted, not
+// rotated.
 
 #include <cstdarg>
 #include <cstddef>
@@ -22,9 +22,8 @@ constexpr const char *kPath = "/extlog/syslog/WDT.log";
 constexpr std::uint64_t kSizeLimit = 1024 * 1024;
 constexpr std::size_t kPrefixSize = 256;
 
-/// Appends a record. Prefix and text are small enough to leave the stream's buffer in one write, so
-/// that records of several processes don't mix. A log that can't be written is no concern of the
-/// watchdog's; only the size check tells.
+/// Appends a record. Prefix and text fit into the stream's buffer and leave it in one write, so records of several
+/// processes don't mix. Write failures are ignored: only the size check afterwards reports.
 void append(const vexora::LogText &message) {
   const std::tm now = vexora::breakDownUtc(std::time(nullptr));
   char prefix[kPrefixSize];

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The cache of the data file, and the recorder's start. A damaged or foreign file is replaced by an
-// empty history: that is no error to a daemon, which could do nothing about it.
+// The cache of the data file, and the recorder's start. A damaged or foreign file is replaced by an empty history; this
+// is no error, since a daemon could do nothing about it.
 
 #include <unistd.h>
 
@@ -25,8 +25,8 @@ void dropCache() {
   HistoryDataRing = nullptr;
 }
 
-/// Reads the data file into the cache; reports what is wrong with it. Only a whole image gives the ring its header, but
-/// the slots may be partly overwritten by any.
+/// Reads the data file into the cache and reports any damage. The ring's header changes only for a whole image; its
+/// slots may be partly overwritten in any case.
 bool loadCache(vexora::Stream file, vexora_ringlist &ring) {
   Header header{};
   const ReadResult result = readImage(file.get(), header, ring.storage);

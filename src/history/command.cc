@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The history command: count, query and clear behind one request with IPMI completion codes.
+// The history command: one request for count, query and clear, answered with IPMI completion codes.
 
 #include <cstdint>
 

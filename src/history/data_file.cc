@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The history data file: 20 bytes of header and 8760 slots of 28 bytes, all little-endian. There is
-// no checksum: the header check is the only one.
+// The history data file: 20 bytes of header and 8760 slots of 28 bytes, all little-endian. It has no checksum: only the
+// header is checked.
 
 #include "history/data_file.h"
 
@@ -22,7 +22,7 @@ bool isOurs(const Header &header) {
 RingList makeRing() { return makeRingList(kRecordSize, kCapacity); }
 
 ReadResult readImage(std::FILE *file, Header &header, void *slots) {
-  // Unbuffered, the slots go where they belong without a stop in the stream's buffer.
+  // Without a buffer the slots are read directly into their place.
   static_cast<void>(std::setvbuf(file, nullptr, _IONBF, 0));
   if (std::fread(&header, sizeof header, 1, file) != 1) {
     return ReadResult::NoHeader;
@@ -38,7 +38,7 @@ WriteResult writeImage(std::FILE *file, const vexora_ringlist &ring) {
   if (std::fwrite(&header, sizeof header, 1, file) != 1) {
     return WriteResult::HeaderFailed;
   }
-  // A header that a full disk can't take shows at the first flush, which comes with the slots.
+  // On a full disk the header's failure shows at the first flush, which is reported as a failure of the slots.
   const bool whole =
       std::fflush(file) == 0 && std::fwrite(ring.storage, kSlotsSize, 1, file) == 1 && std::fflush(file) == 0;
   return whole ? WriteResult::Whole : WriteResult::SlotsFailed;
@@ -59,7 +59,7 @@ int InitHistoryDatFile() {
     REPORT_FAILURE(vexora::kHistoryInterface, "Open History Dat File Fail");
     return -1;
   }
-  // Half an image stays: the next start finds it damaged and tries again.
+  // A partial image stays: the next start finds the damage and tries again.
   const WriteResult written = writeImage(file.get(), *empty);
   const bool closed = std::fclose(file.release()) == 0;
   if (written == WriteResult::HeaderFailed) {

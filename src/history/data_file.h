@@ -19,7 +19,7 @@ inline constexpr std::uint32_t kRecordSize = 28;
 inline constexpr std::uint32_t kCapacity = 365 * 24;
 inline constexpr std::uint32_t kHourSeconds = 3600;
 
-// The file is an image of memory: the ring's first five fields, then its storage.
+// The file is a memory image: the ring's first five fields, then its storage.
 inline constexpr std::size_t kHeaderSize = 20;
 inline constexpr std::size_t kSlotsSize = std::size_t{kCapacity} * kRecordSize;
 
@@ -55,7 +55,7 @@ ReadResult readImage(std::FILE *file, Header &header, void *slots);
 
 enum class WriteResult { Whole, HeaderFailed, SlotsFailed };
 
-/// Writes a ring's image and flushes it to the platform.
+/// Writes a ring's image and flushes it to the kernel.
 WriteResult writeImage(std::FILE *file, const vexora_ringlist &ring);
 
 }  // namespace vexora::history

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Sampling. Readings are folded into the statistics of the hour in progress; the first sample of a
-// new hour closes them, itself included, into a record of that new hour. So the first record of a
-// process holds a single sample, and a restart within an hour merges with the record before it.
+// Sampling. Each reading is added to the statistics of the hour in progress. The first sample of a new hour closes
+// them, itself included, into a record of the new hour. So the first record of a process has a single sample, and a
+// restart within an hour merges with the record before it.
 //
-// A record that can't be stored takes the data file with it, and the statistics stay: the next
-// sample tries again. The file is only ever replaced by rename, after the new image has reached the
-// medium, so that a crash or power cut at any point leaves an old or a new one, whole.
+// When a record can't be stored, the data file is removed and the statistics stay: the next sample tries again. The
+// file is replaced only by rename, after the new image has reached the medium. A crash or power cut at any point leaves
+// the whole old image or the whole new one.
 
 #include <algorithm>
 #include <cmath>
@@ -32,7 +32,7 @@ constexpr int kSensor3009 = 0x3009;
 constexpr int kSensor7000 = 0x7000;
 constexpr int kNoHourYet = 24;
 
-/// What the recorder remembers between samples beside the exported statistics. One thread samples.
+/// State between samples beside the exported statistics. One thread samples.
 struct RecorderState {
   bool started = false;
   bool firstSample3009 = true;
@@ -41,8 +41,7 @@ struct RecorderState {
 
 constinit RecorderState state;
 
-/// Drops the fraction. A number outside the range becomes its nearest bound and a NaN 0, as the
-/// target's own conversion does it.
+/// Truncates as the target's own conversion does: a number out of range becomes the nearest bound, a NaN 0.
 std::int32_t truncateToInt(double value) {
   using Limits = std::numeric_limits<std::int32_t>;
   if (std::isnan(value)) {
@@ -51,7 +50,7 @@ std::int32_t truncateToInt(double value) {
   return static_cast<std::int32_t>(std::clamp(value, double{Limits::min()}, double{Limits::max()}));
 }
 
-/// Rounds in single precision, and up only above a half: 20.5 gives 20, 20.6 gives 21, -3.7 -3.
+/// Rounds in single precision, up only above one half: 20.5 gives 20, 20.6 gives 21, -3.7 gives -3.
 std::int32_t roundReading(double value) {
   const auto single = static_cast<float>(value);
   const std::int32_t whole = truncateToInt(static_cast<double>(single));
@@ -59,7 +58,7 @@ std::int32_t roundReading(double value) {
   return fraction > 0.5F ? truncateToInt(static_cast<double>(single) + 1.0) : whole;
 }
 
-/// Adds a sample. The sum wraps rather than overflow; the maximum starts at 0.
+/// Adds a sample. The sum wraps; the maximum starts at 0.
 void foldSample(vexora_history_progress &progress, bool &isFirst, std::int32_t sample) {
   progress.sum =
       static_cast<std::int32_t>(static_cast<std::uint32_t>(progress.sum) + static_cast<std::uint32_t>(sample));
@@ -69,8 +68,7 @@ void foldSample(vexora_history_progress &progress, bool &isFirst, std::int32_t s
   ++progress.samples;
 }
 
-/// Reads both sensors into the statistics; false when one can't be read, which may leave the first
-/// one's sample counted.
+/// Adds a reading of both sensors. Returns false when one can't be read; the first one's sample may already be counted.
 bool sampleSensors(const Sensors &sensors) {
   const std::optional<double> reading3009 = sensors.read(kSensor3009);
   if (!reading3009) {
@@ -87,7 +85,7 @@ bool sampleSensors(const Sensors &sensors) {
 
 std::uint16_t lowHalf(std::int32_t value) { return static_cast<std::uint16_t>(value); }
 
-/// The record's figures. The division is unsigned, also for a negative sum.
+/// Returns the record's figures. The division is unsigned, also for a negative sum.
 vexora_history_statistics closeStatistics(const vexora_history_progress &progress) {
   const std::uint32_t average = progress.samples == 0 ? 0 : static_cast<std::uint32_t>(progress.sum) / progress.samples;
   return {static_cast<std::uint16_t>(average), lowHalf(progress.maximum), lowHalf(progress.minimum)};
@@ -111,7 +109,7 @@ void mergeStatistics(vexora_history_statistics &merged, const vexora_history_sta
   merged.minimum = std::min(merged.minimum, older.minimum);
 }
 
-/// Puts a record into the cache: into the newest one when both belong to one hour, else after it.
+/// Adds a record to the cache: merges it with the newest one when both belong to the same hour, else appends it.
 bool addToRing(vexora_ringlist &ring, const vexora_history_record &record) {
   vexora_history_record newest{};
   if (vexora_ringlist_get_tail(&ring, &newest) != 0) {
@@ -135,7 +133,7 @@ bool addToRing(vexora_ringlist &ring, const vexora_history_record &record) {
   return true;
 }
 
-/// Writes the image to the temporary file and on to the medium.
+/// Writes the image to the temporary file and syncs it.
 bool writeTemporaryFile(const vexora_ringlist &ring) {
   vexora::separate(kTemporaryFile, kDataFile);
   vexora::Stream file(std::fopen(kTemporaryFile, "wbe"));
@@ -151,14 +149,14 @@ bool rewriteDataFile(const vexora_ringlist &ring) {
     REPORT_FAILURE(vexora::kHistoryInterface, "WriteHistoryDataToDatFile Fail");
     return false;
   }
-  // Makes the rename itself last. Without it a power cut may bring back the old file, whole, so a folder that can't be
-  // synced is no reason to give up the new one.
+  // Makes the rename durable. Without it a power cut may bring back the whole old file, so a directory that can't be
+  // synced is no reason to discard the new one.
   static_cast<void>(vexora::reachesMedium(kFolder));
   return true;
 }
 
-/// Stores a record in cache and file. The ring stays locked throughout: a clear in another thread
-/// comes before or after, and never finds its removed file brought back by the rename.
+/// Stores a record in cache and file. The ring stays locked until the rename is done: a clear in another thread runs
+/// before or after, so that the rename can't bring back a cleared file.
 bool storeRecord(const vexora_history_record &record) {
   if (HistoryDataRing == nullptr) {
     return false;
@@ -176,7 +174,7 @@ void startNextHour(int recordedHour) {
 
 enum class Sample { kTaken, kNone, kNoTime };
 
-/// Takes one sample, with the sensor library loaded for just as long. `now` and `local` receive its time.
+/// Takes one sample; the sensor library is loaded only meanwhile. `now` and `local` receive the sample's time.
 Sample takeSample(std::time_t &now, std::tm &local) {
   const Sensors sensors;
   if (!sensors.isLoaded()) {
@@ -184,7 +182,7 @@ Sample takeSample(std::time_t &now, std::tm &local) {
   }
   now = std::time(nullptr);
   tzset();
-  // time() fails beyond what time_t holds; a record of that "time" would make every later one look early.
+  // time() fails past the end of time_t. A record of time -1 would make every later record look early.
   if (now == -1 || localtime_r(&now, &local) == nullptr) {
     return Sample::kNoTime;
   }

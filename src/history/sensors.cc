@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Sensor readings, from the platform's shared sensor memory. The library that reads them is loaded
-// anew for each sample, so that a platform update in between is picked up without a restart.
+// Sensor readings from the firmware's shared sensor memory. The firmware's library is loaded anew for each sample, so
+// that an update of it takes effect without a restart.
 
 #include "history/sensors.h"
 
@@ -15,7 +15,7 @@ namespace {
 
 constexpr const char *kLibrary = "/usr/local/lib/libipmipdk.so";
 constexpr const char *kFunction = "PDK_GetSensorRealValueFromSharedMem";
-// The platform's own callers always pass this.
+// The firmware's own callers always pass this.
 constexpr int kReadOption = 1;
 
 }  // namespace

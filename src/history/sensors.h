@@ -7,15 +7,15 @@
 
 namespace vexora::history {
 
-/// The platform's sensor library, loaded for one sample.
+/// The firmware's sensor library, loaded for one sample.
 class Sensors {
  public:
-  /// Loads the library; `isLoaded` tells whether it and its reading function are there.
+  /// Loads the library and finds its reading function.
   Sensors();
 
   [[nodiscard]] bool isLoaded() const { return read_ != nullptr; }
 
-  /// Reads a sensor; nothing when the platform refuses.
+  /// Reads a sensor; nothing when the library refuses.
   [[nodiscard]] std::optional<double> read(int sensor) const;
 
  private:

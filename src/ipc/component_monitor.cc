@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Commands to the component monitors. Each monitor owns a pipe named after its component's kind and instance, or after
-// the kind alone where one monitor serves all instances. A sender never makes a monitor's pipe: without one there is no
-// monitor to read it.
+// the kind alone where one monitor serves all instances. A sender never creates the pipe: without a pipe there is no
+// monitor that would read it.
 
 #include <unistd.h>
 
@@ -20,7 +20,7 @@
 
 namespace {
 
-/// A command as it travels.
+/// A command on the wire.
 struct Command {
   std::uint16_t code;
   std::uint8_t instance;
@@ -35,7 +35,7 @@ static_assert(offsetof(Command, instance) == 2 && offsetof(Command, responseFlag
 
 constexpr unsigned kAllInstances = 0;
 
-/// False when the length is refused.
+/// Returns false when the length is refused.
 bool build(Command &command, unsigned instance, int code, const void *data, int length, unsigned responseFlag) {
   if (length < 0 || length > VEXORA_COMPONENT_DATA_MAX) {
     REPORT_MONITOR("Input parameters error!\n");

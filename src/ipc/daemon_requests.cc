@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The requests that the machine-check analysis, diagnosis-log, one-key log, MUPR and main IPMI daemons take. Their
-// records are a wire format between separately built daemons, so each is put together byte by byte.
+// Requests to the machine-check analysis, diagnosis-log, one-key log, MUPR and main IPMI daemons. The records are a
+// wire format between separately built daemons, so each is assembled byte by byte.
 
 #include <sys/prctl.h>
 
@@ -39,7 +39,7 @@ constexpr std::uint8_t kOneKeyLogCollect = 0x03;
 constexpr std::size_t kSelRecordSize = 10;
 constexpr std::size_t kSelRecordOffset = 2;
 
-/// Seconds since the epoch as the local clock shows them: the low 32 bits of the time plus the zone's offset.
+/// Returns the low 32 bits of the seconds since the epoch plus the zone's offset.
 std::uint32_t localSeconds() {
   const std::time_t now = std::time(nullptr);
   std::tm local{};

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Named pipes. A record goes out in one write of at most 1,025 bytes, which a FIFO takes whole or not at all, so
-// writers need no lock. The texts of the messages are an interface: people search their logs for them.
+// Named pipes. A record is one write of at most 1,025 bytes, which a FIFO accepts whole or not at all, so writers need
+// no lock. The texts of the messages are an interface: people search their logs for them.
+//
+// Hazard: vexora_openpipe unlinks the FIFO after any failed open, also after a lack of descriptors or permissions.
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -16,7 +18,7 @@
 #include "vexora/diag.h"
 #include "vexora/ipc.h"
 
-// These messages have module and line twice, the second time with the function's name.
+// These messages contain module and line twice, the second time with the function's name.
 #define REPORT_PIPE(text) REPORT_FAILURE(vexora::kBaseFunction, text, path, vexora::kBaseFunction, __func__, __LINE__)
 
 namespace {
@@ -25,12 +27,12 @@ constexpr mode_t kPipeMode = 0777;
 
 bool exists(const char *path) { return access(path, F_OK) == 0; }
 
-/// One write of the whole record; a FIFO never takes a part of one.
+/// Writes the whole record at once; a FIFO never accepts only a part.
 bool writeRecord(int fd, const void *data, unsigned size) {
   return vexora_write(fd, data, size) == static_cast<int>(size);
 }
 
-/// Waits until the pipe has data: 1 when it has, 0 at time-out, -1 on failure, reported.
+/// Waits for data. Returns 1 when there is some, 0 at time-out, -1 after a failure, which it reports.
 int waitForData(int fd, int timeoutMs) {
   fd_set readable;
   FD_ZERO(&readable);
@@ -56,8 +58,7 @@ int vexora_create_pipe(const char *path) {
   if (path == nullptr) {
     return -1;
   }
-  // Of two first senders, one finds that the other has just made the pipe. A link that leads nowhere is in the way too,
-  // but is no pipe.
+  // EEXIST: another sender has just created the pipe. A dangling link also gives EEXIST, but is no pipe.
   if (exists(path) || mkfifo(path, kPipeMode) == 0 || (errno == EEXIST && exists(path))) {
     return 0;
   }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Status messages to the RAID replacement monitor, and the names of the health levels. Senders of all processes take
-// turns under a named semaphore, from before the pipe is opened until after it is closed.
+// Status messages to the RAID replacement monitor, and the names of the health levels. A named semaphore serialises the
+// senders of all processes, from before the pipe is opened until after it is closed.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -21,10 +21,10 @@ constexpr const char *kSemaphore = "raid_moni_pipe_key";
 
 constexpr const char *kHealthLevels[] = {"info", "warning", "critical", "alert"};
 
-/// A turn of the senders, given back at the end of the scope.
+/// Holds the senders' semaphore for a scope.
 class Turn {
  public:
-  // Whether the wait was granted is not looked at: a status late is better than a status lost.
+  // A failed wait is ignored: a status that is sent out of turn is better than a lost one.
   explicit Turn(void *semaphore) : semaphore_(semaphore) { static_cast<void>(WaitSemaphore(semaphore_)); }
   Turn(const Turn &) = delete;
   Turn &operator=(const Turn &) = delete;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Shell commands. Every call waits for its command, so none leaves a process behind; output that nobody wants ends with
-// the pipe.
+// Shell commands. Every call waits until its command has ended, so no process is left. Hazard: output that is not read
+// ends the command with SIGPIPE.
 
 #include <array>
 #include <cerrno>
@@ -21,7 +21,7 @@ namespace {
 constexpr const char *kRefusedCharacters = "&;|";
 constexpr std::size_t kLineBuffer = 500;
 
-/// Copies the whole output; false when the file doesn't take it.
+/// Copies the whole output; returns false when the file can't be written.
 bool copyOutput(std::FILE *output, std::FILE *file) {
   std::array<char, kLineBuffer> line;
   for (;;) {
@@ -63,7 +63,7 @@ int VexoraCommandToBuff(const char *command, char *buffer, int size) {
     return -1;
   }
   const std::size_t length = vexora::readOutput(output.get(), buffer, static_cast<std::size_t>(size) - 1, '\n');
-  // A buffer of one byte holds the terminator alone.
+  // A buffer of one byte receives only the terminator.
   if (length != 0 || size == 1) {
     buffer[length] = '\0';
   }

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Fields of FRU inventory images. A field of an area is found by walking over the ones before it, each a type/length
-// byte and its data; one walker serves all areas, by their descriptions below. The image is foreign: every step is
-// checked against what remains of it.
+// Fields of FRU inventory images. To find a field, the walker skips the fields before it, each a type/length byte and
+// its data. One walker serves all areas; the descriptions below say how they differ. The image is hostile: every step
+// is checked against the remaining bytes.
 
 #include <algorithm>
 #include <cstddef>
@@ -27,12 +27,12 @@ constexpr std::uint8_t kEndOfFields = 0xC1;
 
 struct Area {
   const char *word;            ///< in messages
-  std::size_t offsetAt;        ///< where the common header has the area's offset
+  std::size_t offsetAt;        ///< position of the area's offset in the common header
   std::size_t fieldsAt;        ///< where the area's fields begin
   std::uint8_t fixedSize = 0;  ///< of field 1, where it has no type/length byte
   int fields;
   int endMarkedField = 0;   ///< an end marker here means that the field is absent
-  int fieldBehindByte = 0;  ///< one byte lies between the field before and this one
+  int fieldBehindByte = 0;  ///< one byte precedes this field
 };
 
 constexpr Area kChassis = {.word = "chassis",
@@ -62,7 +62,7 @@ std::uint8_t zeroChecksum(Bytes bytes) {
   return sum;
 }
 
-/// Takes bytes off the front of an area. What would run past its end is taken as nothing, and remembered.
+/// Reads an area from its front. A read past the end fails, and all further ones do.
 class Cursor {
  public:
   explicit Cursor(Bytes rest) : rest_(rest) {}
@@ -85,7 +85,7 @@ class Cursor {
     return {typeLength[0], take(typeLength[0] & kLengthBits)};
   }
 
-  /// Whether the next byte marks the end of the fields.
+  /// Returns whether the next byte is the end marker of the fields.
   [[nodiscard]] bool isAtEndMarker() const { return !rest_.empty() && rest_[0] == kEndOfFields; }
   [[nodiscard]] bool failed() const { return failed_; }
 
@@ -94,7 +94,7 @@ class Cursor {
   bool failed_ = false;
 };
 
-/// Walks to a field; nothing when it would run past the image.
+/// Finds a field; nothing when it would run past the image.
 std::optional<Field> findField(Bytes fromArea, const Area &area, int field) {
   Cursor cursor(fromArea);
   cursor.take(area.fieldsAt);
@@ -108,7 +108,7 @@ std::optional<Field> findField(Bytes fromArea, const Area &area, int field) {
   return cursor.failed() ? std::nullopt : std::optional(found);
 }
 
-/// What a getter was asked, by the names of its arguments.
+/// A getter's arguments.
 struct Request {
   const std::uint8_t *fru;
   int fruLen;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Variables that daemons share through the library, which itself neither reads nor writes them.
+// Variables that the programs of the firmware share through the library. The library itself never accesses them.
 
 #include <cstdint>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// MD5 digests of streams. libcrypto is loaded by path for each digest and closed after it, so that a daemon doesn't
-// keep it for a digest now and then. Handle and functions are exported and the process's.
+// MD5 digests of streams. libcrypto is loaded by path for each digest and closed after it, so that a daemon does not
+// keep it in memory for an occasional digest. Handle and functions are exported objects of the process.
 
 #include <dlfcn.h>
 #include <openssl/md5.h>
@@ -41,7 +41,7 @@ int finalize(MD5_CTX &context, std::uint8_t *digest) {
   return std::bit_cast<int (*)(std::uint8_t *, MD5_CTX *)>(g_Md5Handle[2])(digest, &context);
 }
 
-/// Resolves a function into its slot. The table is open to the process, so its bounds are checked here.
+/// Resolves a function into its slot. The process may write to the table, so its values are checked here.
 bool resolve(const vexora_md5_symbol &symbol) {
   if (symbol.slot >= std::size(g_Md5Handle) || std::memchr(symbol.name, '\0', sizeof symbol.name) == nullptr) {
     return false;
@@ -51,7 +51,7 @@ bool resolve(const vexora_md5_symbol &symbol) {
   return function != nullptr;
 }
 
-/// One read, past interruptions; 0 at the end of the stream and when it fails.
+/// Reads once and repeats after EINTR; returns 0 at the end of the stream and after a failure.
 std::size_t readChunk(std::FILE *stream, void *chunk, std::size_t size) {
   for (;;) {
     errno = 0;
@@ -78,7 +78,7 @@ bool updateFromStream(MD5_CTX &context, std::FILE *stream, std::uint32_t length)
   return true;
 }
 
-/// Computes the digest with the loaded library; returns what to tell when a step fails, else null.
+/// Computes the digest with the loaded library; returns the message of the failed step, or null.
 const char *computeDigest(std::FILE *stream, std::uint32_t length, std::uint8_t *digest) {
   MD5_CTX context;
   if (initialize(context) == 0) {

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Passwords through the platform's cipher. Whatever holds a key, a plain text or cipher bytes here is wiped on every
-// way out. The platform's cipher takes lengths of 8 bits, so buffers that it may fill by such a length have room for
-// any.
+// Passwords through the firmware's cipher. Every buffer with a key, a plain text or cipher bytes is wiped on every way
+// out. The firmware's cipher takes lengths of 8 bits, so a buffer that it fills has space for the largest one.
 
 #include <sys/stat.h>
 
@@ -30,7 +29,7 @@ constexpr const char *kFeature = "CONFIG_RVK_FEATURE_ENABLE_USERPSWD_ENCRYPTION"
 constexpr const char *kMarker = "/var/blowfish";
 constexpr std::size_t kCipherRoom = std::numeric_limits<std::uint8_t>::max();
 
-/// A direction of the cipher with what is told when it fails.
+/// A direction of the cipher, with its messages.
 struct Direction {
   decltype(&EncryptPassword) transform;
   const char *noKey;
@@ -69,7 +68,7 @@ int transformInPlace(std::uint8_t *buffer, int length, const Direction &directio
   return 0;
 }
 
-/// Tells why there is no text, and leaves none in the caller's room.
+/// Prints the failure and leaves an empty text in the caller's buffer.
 int refuseText(const char *message, char *out, std::size_t room) {
   std::puts(message);
   if (out != nullptr) {
@@ -78,16 +77,16 @@ int refuseText(const char *message, char *out, std::size_t room) {
   return -1;
 }
 
-/// Copies a text as far as there is room, and pads it with zeros.
+/// Copies as much of a text as fits, and pads it with zeros.
 void putText(std::string_view text, char *out, std::size_t room) {
   const std::size_t copied = text.copy(out, room);
   std::memset(out + copied, 0, room - copied);
 }
 
-/// Bytes that a base64 text of so many characters decodes to at most, and never less than the cipher may read.
+/// Returns the largest decoded size of a base64 text, or what the cipher may read if that is more.
 std::size_t decodedRoom(std::size_t characters) { return std::max(kCipherRoom, characters / 4 * 3 + 3); }
 
-/// Deciphers the text; false when there is no memory or the cipher fails.
+/// Deciphers the text; returns false when memory is short or the cipher fails.
 bool decipherText(const char *base64, const std::uint8_t *key, Secret<kCipherRoom> &plain) {
   const std::size_t characters = std::strlen(base64);
   SecretBlock cipher(decodedRoom(characters));
@@ -98,7 +97,7 @@ bool decipherText(const char *base64, const std::uint8_t *key, Secret<kCipherRoo
   return DecryptPassword(cipher.data(), size, plain.data(), size, key) == 0;
 }
 
-/// A marker whose time doesn't fit time_t is there all the same.
+/// EOVERFLOW: the file exists, only its time doesn't fit 32-bit time_t.
 bool isMarked() {
   struct stat status;
   return stat(kMarker, &status) == 0 || errno == EOVERFLOW;

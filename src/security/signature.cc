@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// ECDSA signatures over SHA-256. Keys and signatures come without a length of their own: the second byte of their DER
-// gives it, as the short form of a length does.
+// ECDSA signatures over SHA-256. Callers pass keys and signatures without a size: the second byte of the DER encoding
+// gives it (the short form of a length).
 //
-// The EC_KEY calls are deprecated in OpenSSL 3 and used on purpose: an EC_KEY is what callers hold.
+// The EC_KEY calls are deprecated in OpenSSL 3 and used on purpose: callers hold EC_KEY objects.
 
 #include <openssl/ec.h>
 #include <openssl/ecdsa.h>
@@ -37,13 +37,13 @@ using Key = std::unique_ptr<EC_KEY, FreeKey>;
 
 Key makeKey() { return Key(EC_KEY_new_by_curve_name(NID_X9_62_prime256v1)); }
 
-/// The key in a DER object, or none. OpenSSL would also read other forms of the length, by which the key ends elsewhere
-/// than at `size`.
+/// Returns the key in a DER object, or null. OpenSSL also reads other forms of the length, by which the key would not
+/// end at `size`: those are refused.
 Key parse(const std::uint8_t *der, std::uint8_t size) {
   return Key(der[1] > kLongestShortForm ? nullptr : d2i_EC_PUBKEY(nullptr, &der, size));
 }
 
-/// Hazard: a parsed key may still be a point that lets anybody forge signatures.
+/// Hazard: a parsed key may still be a point for which anybody can forge signatures.
 bool isSound(const Key &key) { return EC_KEY_check_key(key.get()) == 1; }
 
 int verify(std::span<const std::uint8_t> digest, const std::uint8_t *signature, std::uint8_t size, EC_KEY *key) {
@@ -52,8 +52,7 @@ int verify(std::span<const std::uint8_t> digest, const std::uint8_t *signature, 
 
 #pragma GCC diagnostic pop
 
-/// Takes back what its owner's work adds to the thread's error queue, where a TLS connection of the caller's would take
-/// it for its own.
+/// Removes the OpenSSL errors added in this scope: a TLS connection of the caller would take them for its own.
 class QuietErrors {
  public:
   QuietErrors() { ERR_set_mark(); }
@@ -62,10 +61,10 @@ class QuietErrors {
   QuietErrors &operator=(const QuietErrors &) = delete;
 };
 
-/// The size of a DER object whose second byte is `contentLength`.
+/// Returns the size of a DER object whose second byte is `contentLength`.
 std::uint8_t objectSize(std::uint8_t contentLength) { return static_cast<std::uint8_t>(contentLength + 2); }
 
-/// Whether the signature says that it ends within its buffer; reads nothing beyond that.
+/// Returns whether the signature, by its length byte, ends within `room` bytes; reads nothing past them.
 bool isWithin(const std::uint8_t *signature, std::uint8_t room) {
   return room >= 2 && signature[1] != 0 && objectSize(signature[1]) <= room;
 }
@@ -99,7 +98,7 @@ std::uint8_t VexoraECDSAwithSHA256Verify(EC_KEY *key, const std::uint8_t *data, 
     return kVerificationError;
   }
   const QuietErrors quiet;
-  // Without a digest there must be no verdict: anybody can make a signature that fits a digest of zeros.
+  // Without a digest there must be no verdict: anybody can make a signature for a digest of zeros.
   std::array<std::uint8_t, SHA256_DIGEST_LENGTH> digest{};
   if (SHA256(data, static_cast<std::size_t>(dataLen), digest.data()) == nullptr) {
     return kVerificationError;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The TF card's places, and what a folder on it holds. Whoever filled the card chose the names on it: they may be
-// anything that a file system takes, and are never followed, run or used as a format.
+// Paths on the TF card, and the files of its directories. Names on the card are hostile: they are never followed as
+// links, executed or used as a format.
 #pragma once
 
 #include <dirent.h>
@@ -19,7 +19,7 @@ inline constexpr const char *kCard = "/dev/mmcblk0";
 inline constexpr const char *kCardPartition = "/dev/mmcblk0p1";
 inline constexpr const char *kCardMountPoint = "/mnt/sdmmc0p2";
 
-/// The path of a folder on the card, cut to its capacity.
+/// The path of a directory on the card, cut to its capacity.
 class CardFolder {
  public:
   explicit CardFolder(const char *name) {
@@ -31,16 +31,16 @@ class CardFolder {
   char path_[128];
 };
 
-/// The names of a folder's regular files, in the folder's order. Links are none, wherever they lead.
+/// The names of a directory's regular files, in the order of the directory. Symbolic links are left out.
 class RegularFiles {
  public:
   explicit RegularFiles(const char *folder) : folder_(opendir(folder)) {}
 
-  /// Whether the folder could be opened.
+  /// Returns whether the directory could be opened.
   explicit operator bool() const { return folder_ != nullptr; }
 
-  /// The next name, good until the next call; null after the last one, and when the medium gives no more: errno is
-  /// then not 0.
+  /// Returns the next name, valid until the next call; null after the last one (errno is 0) and after a read failure
+  /// (errno is not 0).
   const char *next() {
     while (const dirent *const entry = nextEntry()) {
       if (isRegular(*entry)) {
@@ -60,12 +60,12 @@ class RegularFiles {
     return readdir(folder_.get());  // NOLINT(concurrency-mt-unsafe): no other thread has the stream
   }
 
-  /// Not every file system gives the type with the name.
+  /// Some file systems don't return the type with the name.
   [[nodiscard]] bool isRegular(const dirent &entry) const {
     if (entry.d_type != DT_UNKNOWN) {
       return entry.d_type == DT_REG;
     }
-    // Asks for the type alone: fstatat() refuses what is dated past 2038 where the C library's times have 32 bits.
+    // Requests only the type: fstatat() with 32-bit times fails on a file dated past 2038.
     struct statx status;
     return statx(dirfd(folder_.get()), entry.d_name, AT_SYMLINK_NOFOLLOW, STATX_TYPE, &status) == 0 &&
            S_ISREG(status.stx_mode);

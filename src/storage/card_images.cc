@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Firmware images on the TF card. A folder holds one image: storing a new one makes the last one the previous and drops
-// the one before, whatever their names are.
+// Firmware images on the TF card. A directory holds one image (".new") and its predecessor (".old"). Storing an image
+// turns the current one into the predecessor and removes the old predecessor, whatever their names are.
 
 #include "storage/card_images.h"
 
@@ -40,14 +40,14 @@ bool begins(const char *version, std::optional<std::string_view> image) {
   return image && std::string_view(version).starts_with(*image);
 }
 
-/// Names one after the other, each with its terminator.
+/// A list of names, one after the other, each with its terminator.
 class NameList {
  public:
   [[nodiscard]] const char *begin() const { return names_.get(); }
   [[nodiscard]] const char *end() const { return names_.get() + size_; }
   static const char *after(const char *name) { return name + std::strlen(name) + 1; }
 
-  /// False when memory is short; the list then stays as it was.
+  /// Returns false when memory is short; the list is then unchanged.
   bool add(const char *name) {
     const std::size_t size = std::strlen(name) + 1;
     if (capacity_ - size_ < size && !grow()) {
@@ -59,7 +59,7 @@ class NameList {
   }
 
  private:
-  /// More than any name takes, and doubled each time.
+  /// More than the longest name; doubled at each growth.
   bool grow() {
     const std::size_t capacity = capacity_ * 2 + 4096;
     void *const names = std::realloc(names_.get(), capacity);
@@ -77,7 +77,7 @@ class NameList {
   std::size_t capacity_ = 0;
 };
 
-/// Takes the folder's listing; false when it can't be read to its end.
+/// Reads the directory's listing; returns false when it can't be read to its end.
 bool listFiles(const char *folder, NameList &names) {
   RegularFiles files(folder);
   if (!files) {
@@ -109,8 +109,8 @@ void makeOldImage(const char *folder, const char *name, std::string_view image) 
   }
 }
 
-/// Makes room for a new image. All removing comes before all renaming, so that the folder's order decides nothing and
-/// what was just renamed is not removed.
+/// Ages the images before a new one is stored. Removes first, then renames: the order of the directory must not matter,
+/// and a renamed file must not be removed.
 void ageImages(const char *folder, const NameList &names) {
   for (const char *name = names.begin(); name != names.end(); name = NameList::after(name)) {
     if (imageOf(name, kOldImage)) {
@@ -124,7 +124,7 @@ void ageImages(const char *folder, const NameList &names) {
   }
 }
 
-/// Whether the medium has a file, its name, and the name of the folder, which may be new.
+/// Syncs a file, its name, and the name of its directory, which may be new.
 bool isStored(const char *path, const char *folder) {
   char parent[kImagePathSize];
   static_cast<void>(std::snprintf(parent, sizeof parent, "%s/..", folder));

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// How a firmware image's generations are named on the card: the image's name followed by ".new" or ".old".
+// Names of the images on the card: the image's name followed by ".new" or ".old".
 #pragma once
 
 #include <cstddef>
@@ -13,8 +13,8 @@ namespace vexora::storage {
 inline constexpr const char *kNewImage = ".new";
 inline constexpr const char *kOldImage = ".old";
 
-/// The image that a file is a generation of: what stands before the first `generation` in its name; none when the name
-/// doesn't hold it. A name that holds both generations is both.
+/// Returns the part of a file name before the first `generation` (".new" or ".old"), nothing without one. A name with
+/// both is both.
 inline std::optional<std::string_view> imageOf(const char *fileName, const char *generation) {
   const char *const end = std::strstr(fileName, generation);
   if (end == nullptr) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the TF card holds.
+// Listings of the TF card.
 
 #include <cstdio>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Mounting the TF card. What reaches the shell is made of the names below alone.
+// Mounting the TF card by shell commands. These contain only the constant names below, never foreign text.
 
 #include <cstdio>
 #include <cstring>
@@ -22,14 +22,14 @@ using namespace vexora::storage;
 constexpr int kMaintenanceFailure = 178;
 constexpr int kMaintenanceWarning = 180;
 
-/// The function's name in the messages of a remount.
+/// The function's name, in the messages of a remount.
 constexpr const char *kCheck = "CheckTFCardMountStatus";
 constexpr const char *kRemountPoint = "/mnt/sdmmc0p3";
 constexpr int kRemounts = 3;
 constexpr long kAfterUnmountMicroseconds = 500;
 constexpr long kAfterMountMicroseconds = 1000;
 
-/// What is to be mounted, or null when there is no card.
+/// Returns the device to mount, or null when there is no card.
 const char *cardDevice() {
   if (exists(kCardPartition)) {
     return kCardPartition;
@@ -55,7 +55,7 @@ void pause(long microseconds) {
   static_cast<void>(nanosleep(&interval, nullptr));
 }
 
-/// Reads a line without its newline; what exceeds its capacity is passed over. False after the last one.
+/// Reads a line without its newline; skips what exceeds the capacity. Returns false after the last line.
 bool readLine(std::FILE *output, char (&line)[kDfLineSize]) {
   std::size_t length = vexora::readOutput(output, line, sizeof line - 1, '\n');
   if (length == 0) {
@@ -71,7 +71,7 @@ bool readLine(std::FILE *output, char (&line)[kDfLineSize]) {
   return true;
 }
 
-/// Looks for the device's line in what `df` prints.
+/// Finds the device's line in the output of `df`.
 bool findMount(std::FILE *output, const char *device, DfLine &found) {
   char line[kDfLineSize];
   while (readLine(output, line)) {
@@ -82,7 +82,7 @@ bool findMount(std::FILE *output, const char *device, DfLine &found) {
   return false;
 }
 
-/// Mounts the device where nothing else is; 0, or the mount command's wait status.
+/// Mounts the device at its own mount point; returns 0 or the wait status of the mount command.
 int remount(const char *device) {
   if (unmount(kRemountPoint) != 0) {
     XDBG_LINUXAPP_MaintenceOut(kMaintenanceWarning, "[%s][%d]umount %s failed!\n", kCheck, __LINE__, kRemountPoint);
@@ -97,11 +97,11 @@ int remount(const char *device) {
   return status;
 }
 
-/// Whether the medium has a file that was copied into the card's topmost folder, and its name. The unmounting to come
-/// would bring it there too, but can't say that it failed.
+/// Syncs a file that was copied into the card's top directory, and its name. The unmount that follows would do so as
+/// well, but can't report a failure.
 bool isStored(const char *source) {
   const char *const slash = std::strrchr(source, '/');
-  char path[512];  // longer than the mount point and the longest name
+  char path[512];  // more than the mount point and the longest name
   static_cast<void>(std::snprintf(path, sizeof path, "%s/%s", kCardMountPoint, slash != nullptr ? slash + 1 : source));
   return vexora::reachesMedium(path) && vexora::reachesMedium(kCardMountPoint);
 }

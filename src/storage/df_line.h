@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A line that `df -k` prints: file system, size, used, available, percentage and mount point, parted by blanks. The
-// mount point is the line's rest, blanks included. Lines are foreign text: anybody who mounts something, a network
-// share for instance, has a say in them.
+// A line of `df -k`: file system, size, used, available, percentage and mount point, separated by blanks. The mount
+// point is the rest of the line, blanks included. Lines are hostile: anybody who mounts something, such as a network
+// share, chooses a part of them.
 #pragma once
 
 #include <cstddef>
@@ -16,13 +16,13 @@ inline constexpr std::size_t kDfLineSize = 256;
 inline constexpr std::size_t kDfFieldSize = 32;
 
 struct DfLine {
-  // As long as a line, so that no field runs on into the next; the last two are cut to kDfFieldSize when parsed. A file
-  // system's name of that length is no card's, cut or not.
+  // As long as a line, so that no field overflows into the next; the last two are cut to kDfFieldSize when parsed. A
+  // file system name of that length is no card, cut or not.
   char fileSystem[kDfLineSize];
   char available[kDfLineSize];
   char mountPoint[kDfLineSize];
 
-  /// False for lines without one of the three fields, such as those that begin with a blank.
+  /// Returns false for a line without one of the three fields, such as a line that begins with a blank.
   bool parse(const char *line) {
     if (std::sscanf(line, "%255[^ ] %*[^ ] %*[^ ] %255[^ ] %*[^ ] %255[^\n]", fileSystem, available, mountPoint) != 3) {
       return false;
@@ -31,8 +31,8 @@ struct DfLine {
     return true;
   }
 
-  /// Whether the line is about a device or, since a card without partitions goes by a shorter name, about what its
-  /// name begins with.
+  /// Returns whether the line's file system is a prefix of the device's name: a card without partitions has a shorter
+  /// name.
   [[nodiscard]] bool isAbout(const char *device) const {
     return std::strncmp(device, fileSystem, std::strlen(fileSystem)) == 0;
   }

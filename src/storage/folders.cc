@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Folders and log files.
+// Directories and log files.
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -23,14 +23,14 @@ constexpr std::size_t kRotatedNameSize = 256;
 
 bool makeFolder(const char *path) { return mkdir(path, kFolderMode) == 0; }
 
-/// Whether anything is at the path, by the process's effective rights. Asks for nothing about it: where the C library's
-/// times have 32 bits, stat() refuses what is dated past 2038.
+/// Returns whether the path exists, by the process's effective rights. Requests no times: stat() with 32-bit times
+/// fails on a file dated past 2038.
 bool isThere(const char *path) {
   struct statx status;
   return statx(AT_FDCWD, path, 0, 0, &status) == 0;
 }
 
-/// Of two daemons that make a folder at the same time, the second one finds it made.
+/// EEXIST: another daemon has created the directory meanwhile.
 bool makeMissingFolder(const char *path) {
   return isThere(path) || makeFolder(path) || (errno == EEXIST && isThere(path));
 }

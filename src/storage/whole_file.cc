@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Text files, read and written whole, plain or guarded: a guarded file is the CRC32 of the text, four bytes in the
-// processor's order, and the text. There is no magic, no version and no length, so the checksum is the only proof that
-// a file is one, and the text's size follows from the file's.
+// Text files, read and written whole, plain or guarded. A guarded file is the CRC32 of the text, four bytes in the
+// processor's order, and the text. It has no magic number, version or length: only the checksum proves that a file is
+// one, and the text's size follows from the file's.
 
 #include <cstddef>
 #include <cstdint>
@@ -32,7 +32,7 @@ Crc crcOf(const char *text, std::size_t length) {
   return CalculateCRC32(reinterpret_cast<const unsigned char *>(text), static_cast<unsigned>(length));
 }
 
-/// Opens a file whose content goes between the medium and the caller's memory without a stop in the stream's buffer.
+/// Opens a file without a stream buffer: content is copied directly between the kernel and the caller's memory.
 Stream openUnbuffered(const char *path, const char *mode) {
   Stream file(std::fopen(path, mode));
   if (file) {
@@ -41,8 +41,8 @@ Stream openUnbuffered(const char *path, const char *mode) {
   return file;
 }
 
-/// Finds out how long a file's text is; false when there is none, or more than memory or a checksum can take. What has
-/// no size is thereby never opened, which for a pipe would mean to wait for a writer.
+/// Finds the length of a file's text; returns false when there is no text, or more than memory or a checksum can hold.
+/// A file without a size is never opened: opening a pipe would wait for a writer.
 bool textLength(const char *path, Envelope envelope, std::size_t &length) {
   const std::uint64_t size = vexora::fileSize(path).value_or(0);
   if (size <= headerSize(envelope)) {
@@ -75,7 +75,7 @@ char *readText(const char *path, Envelope envelope) {
   return envelope == Envelope::Crc32 && crcOf(text.get(), length) != stored ? nullptr : text.release();
 }
 
-/// What doesn't reach the file is not noticed: a short file is for the reader to refuse.
+/// Failures are ignored: the reader refuses a short file.
 int writeText(const char *path, const char *text, Envelope envelope) {
   if (path == nullptr || text == nullptr) {
     return -1;
@@ -114,7 +114,7 @@ char *fileread(const char *path) {
   if (!file) {
     return nullptr;
   }
-  // Without an end to seek, as a folder on some file systems, there is still a position, at the beginning.
+  // Some file systems can't seek to a directory's end; the position is then still at the beginning.
   static_cast<void>(fseeko(file.get(), 0, SEEK_END));
   const off_t size = ftello(file.get());
   if (size < 0) {
@@ -127,7 +127,7 @@ char *fileread(const char *path) {
     REPORT_FAILURE(vexora::kBaseFunction, "Unable to allocate space for char buffer field\n");
     return nullptr;
   }
-  // The file may have become shorter, or not be readable.
+  // The file may have become shorter, or unreadable.
   const std::size_t got = fseeko(file.get(), begin, SEEK_SET) == 0 ? std::fread(text.get(), 1, length, file.get()) : 0;
   std::memset(text.get() + got, 0, length + 1 - got);
   return text.release();

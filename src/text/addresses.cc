@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Addresses, by the platform's own conversion and name lookup. Two families of checks stand side by side: the one
-// answers with status codes and reports its refusals, the other is silent.
+// Addresses, by the C library's conversions and name lookup. There are two sets of checks: one returns status codes and
+// reports its refusals, the other is silent.
 
 #include <arpa/inet.h>
 #include <netdb.h>
@@ -29,13 +29,13 @@ struct FreeAddresses {
 
 using Addresses = std::unique_ptr<addrinfo, FreeAddresses>;
 
-/// The platform's verdict on an address of either family: 1 when it is one.
+/// Returns the result of inet_pton: 1 for an address of the given family.
 int convert(int family, const char *text) {
   in6_addr address;
   return text == nullptr ? kNoText : inet_pton(family, text, &address);
 }
 
-/// Looks a name up; a result other than 0 is the platform's code for why there are no addresses.
+/// Looks up a name; a result other than 0 is getaddrinfo's error code.
 int resolve(const char *name, const char *service, const addrinfo *hints, Addresses &addresses) {
   addrinfo *list = nullptr;
   const int error = getaddrinfo(name, service, hints, &list);
@@ -45,10 +45,10 @@ int resolve(const char *name, const char *service, const addrinfo *hints, Addres
   return error;
 }
 
-/// How many numbers a text begins with, when it is read as a dotted quad.
+/// Returns how many numbers of a dotted quad a text begins with.
 int leadingNumbers(const char *text) {
   int numbers[4];
-  // NOLINTNEXTLINE(cert-err34-c): only how many there are counts, not what they are
+  // NOLINTNEXTLINE(cert-err34-c): only their number matters, not their values
   return std::sscanf(text, "%d.%d.%d.%d", &numbers[0], &numbers[1], &numbers[2], &numbers[3]);
 }
 
@@ -74,7 +74,7 @@ unsigned IsValidIpv6(const char *text) {
 
 unsigned IsValidDomain(const char *text) {
   const int numbers = text == nullptr ? 0 : leadingNumbers(text);
-  // The resolver would take such an address and make up the numbers that are missing.
+  // The resolver would accept such an address and fill in the missing numbers.
   if (numbers == 2 || numbers == 3) {
     std::printf("invalid domain address::%d\n", numbers);
     return kBadDomain;
@@ -93,7 +93,7 @@ int ConverHostnameToIP(const char *hostname, char *ipText) {
   hints.ai_family = AF_INET;
   hints.ai_socktype = SOCK_STREAM;
   Addresses addresses;
-  // Without a name the platform would answer with this machine's own address.
+  // Without a name the resolver would return this machine's own address.
   const int error = hostname == nullptr ? EAI_NONAME : resolve(hostname, "http", &hints, addresses);
   if (error != 0) {
     std::fprintf(stderr, "getaddrinfo: %s\n", gai_strerror(error));
@@ -109,7 +109,7 @@ int ConverHostnameToIP(const char *hostname, char *ipText) {
 }
 
 int vexora_isvalid_ipv4(const char *text) {
-  // What the platform takes is four numbers up to 255 and nothing else; only a 0 in front remains to be refused.
+  // inet_pton accepts only four numbers up to 255; only a leading 0 is left to refuse.
   return text != nullptr && text[0] != '0' && convert(AF_INET, text) == 1 ? 0 : -1;
 }
 

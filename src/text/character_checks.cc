@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Texts made of digits, and texts free of characters that mean something to a shell or a query.
+// Texts of digits, and texts without characters that have a meaning in a shell or a query.
 
 #include <cctype>
 #include <cstddef>
@@ -24,10 +24,10 @@ const char *digitsOf(unsigned base) {
   }
 }
 
-/// A prefix needs something behind it.
+/// A prefix alone is refused.
 bool hasHexPrefix(const char *text) { return text[0] == '0' && (text[1] == 'x' || text[1] == 'X') && text[2] != '\0'; }
 
-/// Hexadecimal numbers come from files as well, where a line's end ends them.
+/// Hexadecimal numbers may come from files, where the end of the line ends them.
 bool isEnd(char character, bool isHex) {
   return character == '\0' || (isHex && (character == '\r' || character == '\n'));
 }

@@ -17,13 +17,13 @@
 
 namespace {
 
-/// Not in an account's user name. SMTP names may have the first, the full stop.
+/// Refused in an account's user name. SMTP names may contain the first, the full stop.
 constexpr char kNameForbidden[] = R"(.~`!#$%^&*()+={}[]|\:;"'<>?,/ )" VEXORA_CONTROLS;
 constexpr const char *kNameStartForbidden = ".-@_";
 
 constexpr const char *kPasswordForbidden = " " VEXORA_CONTROLS;
-/// The kinds of characters that a password mixes, as extended regular expressions. The last, an operator of the
-/// platform's own, takes whatever is no letter, digit or underscore.
+/// The classes of characters in a password, as extended regular expressions. The last one, an extension of the C
+/// library, matches everything but letters, digits and underscores.
 constexpr const char *kPasswordClasses[] = {"[a-z]+", "[A-Z]+", "[0-9]+", "(\\W+)"};
 constexpr int kNeededClasses = 3;
 
@@ -32,7 +32,7 @@ struct NameKind {
   const char *message;
 };
 
-/// By mode; the last is for all other modes.
+/// One row a mode; the last row is for all other modes.
 constexpr NameKind kNameKinds[] = {
     {kNameForbidden, "The special character in the requested username is impermissible."},
     {kNameForbidden + 1, "The special character in the requested SMTP username is impermissible."},
@@ -41,7 +41,7 @@ constexpr NameKind kNameKinds[] = {
 
 const NameKind &kindOf(int mode) { return kNameKinds[mode == 0 || mode == 1 ? mode : 2]; }
 
-/// The first `most` characters; nothing when there is no memory for them, or their number is negative.
+/// Returns a copy of the first `most` characters; null when memory is short or `most` is negative.
 vexora::HeapBlock<char> copyOf(const char *text, int most) {
   if (most < 0) {
     return nullptr;
@@ -54,7 +54,7 @@ vexora::HeapBlock<char> copyOf(const char *text, int most) {
   return copy;
 }
 
-/// False also when there is no memory for the search, so that a lack of it can only refuse.
+/// Returns false also when memory is short: a lack of memory can only refuse.
 bool matches(const char *expression, const char *text) {
   const vexora::text::Pattern pattern(expression);
   return pattern && pattern.match(text) == 0;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Domain and host names by their spelling; nothing is looked up. The three checks differ in strictness, and callers
-// rely on each as it is.
+// The spelling of domain and host names; nothing is looked up. The three checks differ in strictness, and callers rely
+// on each as it is.
 
 #include <algorithm>
 #include <cctype>
@@ -19,14 +19,15 @@ constexpr std::size_t kMostLabel = 63;
 
 bool isLetterOrDigit(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9'); }
 
-/// Whether a label, which is never empty, has letters, digits and, but not in front, hyphens.
+/// Returns whether a label, which is never empty, has only letters, digits and hyphens, and no hyphen in front.
 bool isLabel(std::string_view label) {
   return label.size() <= kMostLabel && isLetterOrDigit(label.front()) &&
          std::all_of(label.begin(), label.end(), [](char c) { return isLetterOrDigit(c) || c == '-'; });
 }
 
-/// Runs of full stops part labels as one does, but the labels must account for all of the name with at most one to
-/// spare. They are counted in a byte: a name of 255 characters without a spare one is refused.
+/// Several full stops separate labels as one does. The labels with one full stop each must add up to the name's length
+/// or one more, so a name has one extra full stop at most. The sum is a byte: a name of 255 characters without an extra
+/// full stop wraps it to 0 and is refused.
 bool isDomain(std::string_view name) {
   if (name.empty() || name.size() > kMostName || name.back() == '.') {
     return false;
@@ -44,10 +45,10 @@ bool isDomain(std::string_view name) {
   return count == name.size() || count == name.size() + 1;
 }
 
-/// The platform's idea of letters and digits, which the locale decides.
+/// Letters and digits of the current locale.
 bool isAlphanumeric(char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0; }
 
-/// Stops at the terminator of a text shorter than `length`: it is no character of a host name.
+/// Stops at the terminator of a text shorter than `length`: NUL is no character of a host name.
 bool isHostName(const char *text, unsigned length) {
   if (length == 0 || length > kMostName || !isAlphanumeric(text[0])) {
     return false;
@@ -62,7 +63,7 @@ bool isHostName(const char *text, unsigned length) {
 
 }  // namespace
 
-// NOLINTNEXTLINE(readability-non-const-parameter): what the daemons' sources declare
+// NOLINTNEXTLINE(readability-non-const-parameter): the daemons' sources declare it so
 int vexora_isvalid_domain(char *text) {
   const char *const stop = text == nullptr ? nullptr : std::strrchr(text, '.');
   return stop != nullptr && stop != text && std::isalpha(static_cast<unsigned char>(stop[1])) != 0 ? 0 : -1;

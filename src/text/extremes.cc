@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Where an array's largest and smallest elements are.
+// Positions of an array's largest and smallest elements.
 
 #include "vexora/text.h"
 
@@ -8,7 +8,7 @@ namespace {
 
 constexpr int kFewest = 2;
 
-/// Of equal elements the first counts; what compares with nothing, as a NaN, replaces nothing.
+/// Of equal elements the first is returned. A NaN never replaces another element.
 template <typename Value>
 void findExtremes(const Value *values, int count, unsigned *maxIndex, unsigned *minIndex) {
   if (values == nullptr || count < kFewest) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The local time zone, looked up anew by every call: an operator may change it under a running daemon.
+// The local time zone, read anew by every call: an operator may change it while a daemon runs.
 
 #include <cstdint>
 #include <cstdio>

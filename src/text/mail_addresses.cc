@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Mail addresses: a local part, which may have quoted strings in it, '@' and a domain. Only their beginning is
-// examined.
+// Mail addresses: a local part, which may contain quoted strings, '@' and a domain. Only the first characters of an
+// address are examined.
 
 #include <cstddef>
 #include <cstdio>
@@ -16,18 +16,18 @@ namespace {
 constexpr std::size_t kExaminedAddress = 64;
 constexpr std::size_t kExaminedSender = 16;
 
-/// Not in a mail address outside quoted strings, but for the '@' between its parts.
+/// Refused outside quoted strings, except for the '@' between the parts.
 constexpr const char *kMailSpecials = R"(()<>@,;:\"[])";
 
 constexpr std::size_t kNone = std::string_view::npos;
 
-/// Printable, with the space: what a quoted string is made of.
+/// Characters of a quoted string: printable ones and the space.
 bool isQuotable(char c) { return c >= ' ' && c <= '~'; }
 
-/// What the rest of an address is made of.
+/// Characters of the rest of an address.
 bool isPlain(char c) { return c > ' ' && c <= '~' && !vexora::text::isOneOf(kMailSpecials, c); }
 
-/// Where the text goes on behind a quoted string's closing quote. `at` is behind the opening one.
+/// Returns the position after a quoted string's closing quote. `at` is the position after the opening one.
 std::size_t endOfQuoted(std::string_view text, std::size_t at) {
   bool escaped = false;
   for (; at < text.size() && isQuotable(text[at]); ++at) {
@@ -39,7 +39,7 @@ std::size_t endOfQuoted(std::string_view text, std::size_t at) {
   return kNone;
 }
 
-/// Where the '@' is that ends the local part; none also when the local part is refused.
+/// Returns the position of the '@' that ends the local part; nothing when there is none or the local part is refused.
 std::size_t endOfLocalPart(std::string_view text) {
   for (std::size_t at = 0; at < text.size();) {
     const bool startsWord = at == 0 || text[at - 1] == '.';
@@ -60,7 +60,7 @@ std::size_t endOfLocalPart(std::string_view text) {
   return kNone;
 }
 
-/// Words with single full stops between them; one word will do.
+/// One or more words with single full stops between them.
 bool isMailDomain(std::string_view text) {
   char before = '.';
   for (const char c : text) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The path check. It stays on the platform's matcher, so that a locale's letters count as it always counted them; the
-// matcher's time grows with the path's length only, whatever the path.
+// The path check, by the C library's matcher: only it classifies a locale's letters as it always has. Its time grows
+// linearly with the path's length.
 
 #include "base/report.h"
 #include "text/pattern.h"
@@ -9,7 +9,7 @@
 
 namespace {
 
-// The point is not escaped: it stands for any one character.
+// The point is not escaped: it matches any one character.
 constexpr const char *kPathPattern = R"(^\/(\w+\/?-?.?:?)+$)";
 
 }  // namespace

@@ -19,7 +19,7 @@ class Pattern {
 
   explicit operator bool() const { return compiled_; }
 
-  /// 0 for a match somewhere in the text, or the platform's error.
+  /// Returns 0 for a match anywhere in the text, or regexec's error.
   int match(const char *text) const {
     regmatch_t whole{};
     return regexec(&pattern_, text, 1, &whole, 0);

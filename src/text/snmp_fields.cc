@@ -23,13 +23,13 @@ constexpr int kMostInput = 16;
 constexpr std::size_t kFewestEngineDigits = 10;
 constexpr std::size_t kMostEngineDigits = 48;
 
-/// The sensor types whose traps can be configured; those from 0xC0 up are OEM types.
+/// Sensor types with configurable traps; those from 0xC0 up are OEM types.
 constexpr std::uint8_t kTrapDeviceTypes[] = {
     0x04, 0x05, 0x07, 0x08, 0x0A, 0x0B, 0x0C, 0x0D, 0x0F, 0x10, 0x11, 0x12, 0x14, 0x15, 0x17, 0x18, 0x19,
     0x1B, 0x1D, 0x1E, 0x1F, 0x20, 0x22, 0x23, 0x27, 0x28, 0xC9, 0xD0, 0xD1, 0xD2, 0xD3, 0xD5, 0xD7, 0xFF,
 };
 
-/// NULs fill up fields of fixed width, but nothing keeps them at the end.
+/// NULs pad fields of fixed width, but may also come earlier.
 bool isFieldByte(unsigned char byte) { return byte == 0 || (byte > ' ' && byte <= '~'); }
 
 }  // namespace
@@ -45,7 +45,7 @@ int ValidateSNMPTrapCfgEngineID(const char *engineId, int maxDigits) {
   if (engineId[0] == '\0') {
     return 0;
   }
-  // A negative limit is beyond all counts.
+  // A negative limit means none: as an unsigned number it is larger than any count.
   const auto limit = static_cast<std::size_t>(maxDigits);
   std::size_t digits = 0;
   while (digits != limit && vexora::text::isOneOf(vexora::text::kHexDigits, engineId[digits])) {

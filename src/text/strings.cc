@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Small text utilities over the callers' buffers.
+// Small text utilities on the callers' buffers.
 
 #include <algorithm>
 #include <cctype>
@@ -16,7 +16,7 @@
 
 namespace {
 
-// What callers provide for a MAC address, more than it needs.
+// The callers' buffer for a MAC address, which needs less.
 constexpr std::size_t kMacTextRoom = 24;
 
 void convertEach(char *text, int (*convert)(int)) {
@@ -28,7 +28,7 @@ void convertEach(char *text, int (*convert)(int)) {
   }
 }
 
-/// Copies a text with backslashes before backslashes and single quotes, but without a terminator.
+/// Copies a text with a backslash before each backslash and single quote; writes no terminator.
 void quote(const char *text, char *out) {
   for (; *text != '\0'; ++text) {
     if (*text == '\\' || *text == '\'') {
@@ -38,7 +38,7 @@ void quote(const char *text, char *out) {
   }
 }
 
-/// Ends the replacement's target with a text from `at` on, cut to the room that there is; false when it had to be cut.
+/// Ends the target with a text from `at` on, cut to the remaining space; returns false when it was cut.
 bool endWith(char *target, std::size_t at, const char *text) {
   const std::size_t room = VEXORA_REPLACE_TARGET_SIZE - 1 - at;
   const std::size_t length = strnlen(text, room + 1);
@@ -105,7 +105,7 @@ char *escaper(char *old, const char *text) {
   if (text == nullptr) {
     return nullptr;
   }
-  // Twice the text and the terminator. The product is calloc's to make, for it must not wrap.
+  // Twice the text and its terminator. calloc multiplies, because the product must not wrap.
   const vexora::HeapBlock<char> work(static_cast<char *>(std::calloc(std::strlen(text) + 1, 2)));
   char *quoted = nullptr;
   if (work) {
@@ -132,7 +132,7 @@ int str_replace(const char *source, char *target, const char *from, const char *
   }
   const std::size_t fromLength = std::strlen(from);
   const std::size_t toLength = std::strlen(to);
-  std::size_t at = 0;  // in the target, where `rest` goes
+  std::size_t at = 0;  // position of `rest` in the target
   const char *rest = source;
   while (const char *const found = std::strstr(rest, from)) {
     at += static_cast<std::size_t>(found - rest);

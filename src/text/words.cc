@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The words of the settings' enumerations. Stored settings hold slot numbers, so a word never moves; programs may hold
-// the arrays in their own images, so none ever grows. Every lookup goes through the exported array itself, never
-// through a copy that the compiler could fold in: it is the program's image that counts.
+// The words of the settings' enumerations. Stored settings contain slot numbers, so a word never moves. Programs may
+// contain a copy of an array (copy relocation), so none ever grows, and every lookup reads the exported array itself,
+// never constants that the compiler folded in.
 
 #include <cstddef>
 #include <cstdio>
