@@ -136,8 +136,8 @@ int main() {
   } samples[] = {{"text", text()}, {"firmware", firmware()}, {"repetitive", repetitive()}};
   bool done = true;
   for (const auto &[name, data] : samples) {
-    done &= compare((std::string(name) + ", UEFI").c_str(), data, Version::Uefi);
-    done &= compare((std::string(name) + ", Tiano").c_str(), data, Version::Tiano);
+    done &= compare((std::string(name) + ", UEFI").c_str(), data, Version::kUefi);
+    done &= compare((std::string(name) + ", Tiano").c_str(), data, Version::kTiano);
   }
   return done ? 0 : 1;
 }

@@ -140,7 +140,7 @@ int main(int argc, char **argv) {
   if (argc == 3 && arguments[1] == "fru") {
     isDone = writeFile(argv[2], makeFru());
   } else if (argc == 5 && arguments[1] == "pack") {
-    const auto form = arguments[2] == "tiano" ? vexora::uefi::Version::Tiano : vexora::uefi::Version::Uefi;
+    const auto form = arguments[2] == "tiano" ? vexora::uefi::Version::kTiano : vexora::uefi::Version::kUefi;
     isDone = writeFile(argv[4], vexora::uefi::compress(readFile(argv[3]), form));
   } else if (argc == 5 && arguments[1] == "sign") {
     isDone = sign(readFile(argv[2]), argv[3], argv[4]);

@@ -27,7 +27,7 @@ using vexora::Stream;
 constexpr const char *kModule = "vexora_eventservicecfg";
 constexpr const char *kPath = "/conf/eventsubscriptions.conf";
 constexpr const char *kAbsent = "N/A";
-constexpr std::size_t kLongestValue = 511;
+constexpr std::size_t kMaxValue = 511;
 constexpr std::size_t kLineSize = 128;  // a longer line is read as several
 constexpr unsigned kTypeBits = 0x1F;
 constexpr std::int32_t kLoaded = 1;
@@ -283,7 +283,7 @@ class NewSlots {
 
 bool hasLongString(const EventSubScriptionRecord &slot) {
   for (std::size_t key = 0; key < kKeys; ++key) {
-    if (!isNumber(key) && strnlen(stringOf(slot, key), kLongestValue + 1) > kLongestValue) {
+    if (!isNumber(key) && strnlen(stringOf(slot, key), kMaxValue + 1) > kMaxValue) {
       return true;
     }
   }

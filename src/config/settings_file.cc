@@ -26,9 +26,9 @@ namespace vexora::config {
 namespace {
 
 constexpr int kParseAttempts = 3;
-constexpr std::size_t kLongestRecord = sizeof(SmtpCfgRecord);
-constexpr std::size_t kLongestList = sizeof(SmtpDestCfgRecord[VEXORA_ALERT_DESTINATIONS]);
-constexpr std::size_t kLongestSecret = 20;
+constexpr std::size_t kMaxRecord = sizeof(SmtpCfgRecord);
+constexpr std::size_t kMaxList = sizeof(SmtpDestCfgRecord[VEXORA_ALERT_DESTINATIONS]);
+constexpr std::size_t kMaxSecret = 20;
 constexpr std::size_t kBlockSize = 16;
 
 /// Bytes of the cipher text in the file for so many plain ones: 1 to 16 more, in whole blocks.
@@ -80,7 +80,7 @@ class Cipher {
 
   /// The cipher text of a field's text; null on failure. A platform may leave `unused` alone.
   Json encipher(const char *field, std::size_t width) const {
-    static_assert(storedLength(kLongestSecret) <= 128);
+    static_assert(storedLength(kMaxSecret) <= 128);
     const std::size_t length = textLength(field, width);
     std::array<std::uint8_t, 128> text{};
     int unused = 0;
@@ -100,7 +100,7 @@ class Cipher {
     }
     // A foreign file's text may have any length. A platform may work in whole blocks, or find the longest secret in a
     // short text: neither may reach the last byte, which ends the text.
-    SecretBlock plain(storedLength(static_cast<std::size_t>(length) + kLongestSecret));
+    SecretBlock plain(storedLength(static_cast<std::size_t>(length) + kMaxSecret));
     int unused = 0;
     if (!plain || AES_DecryptData(reinterpret_cast<const std::uint8_t *>(json_object_get_string(member)), length,
                                   plain.data(), &unused, key_.data(), vector_.data()) != 0) {
@@ -168,7 +168,7 @@ bool readList(json_object *root, const Store &store, void *destinations) {
     VexoraDebug(kError, kSettingsLog, "Get the %s length from Json error.", store.list);
     return false;
   }
-  std::array<std::uint8_t, kLongestList> entries{};
+  std::array<std::uint8_t, kMaxList> entries{};
   for (std::size_t i = 0; i < length; ++i) {
     json_object *const element = json_object_array_get_idx(list, i);
     for (const Field &field : store.listFields) {
@@ -292,7 +292,7 @@ int load(const Store &store, void *record, int recordSize, void *destinations, i
     VexoraDebug(kError, kSettingsLog, "Get the %s struct from Json failed.", store.section);
     return -1;
   }
-  Secret<kLongestRecord> assembled;
+  Secret<kMaxRecord> assembled;
   readRecord(section, store, assembled.data());
   std::memcpy(record, assembled.data(), store.recordSize);
   return store.list == nullptr || readList(document.get(), store, destinations) ? 0 : -1;

@@ -22,9 +22,9 @@ inline constexpr int kRingLockTries = 60'000;
 /// Returns whether a ring of these sizes is accepted. Slots are returned as signed numbers and the storage has to fit
 /// into the target's 32-bit memory; the limits are the same on every machine.
 constexpr bool ringSizesFit(std::uint32_t itemSize, std::uint32_t capacity, std::uint32_t spareSlots) {
-  constexpr std::uint32_t kMostSlots = std::numeric_limits<std::int32_t>::max();
-  constexpr std::uint32_t kMostBytes = std::numeric_limits<std::uint32_t>::max();
-  return itemSize != 0 && capacity != 0 && capacity <= kMostSlots && itemSize <= kMostBytes / (capacity + spareSlots);
+  constexpr std::uint32_t kMaxSlots = std::numeric_limits<std::int32_t>::max();
+  constexpr std::uint32_t kMaxBytes = std::numeric_limits<std::uint32_t>::max();
+  return itemSize != 0 && capacity != 0 && capacity <= kMaxSlots && itemSize <= kMaxBytes / (capacity + spareSlots);
 }
 
 constexpr std::uint32_t nextSlot(std::uint32_t slot, std::uint32_t capacity) {

@@ -24,7 +24,7 @@ namespace vexora {
 
 namespace {
 
-constexpr long kLongestStepSeconds = 1;
+constexpr long kMaxStepSeconds = 1;
 constexpr int kStepSignals[] = {SIGALRM, SIGSEGV, SIGBUS, SIGILL, SIGABRT, SIGFPE, SIGTRAP};
 
 constinit std::atomic<long> reporter{0};
@@ -48,7 +48,7 @@ void createStepTimer() {
 
 /// Starts or restarts the timer. It is never stopped: between steps its signal has no effect.
 void startStepTimer() {
-  const long periodAndStart[] = {0, 0, kLongestStepSeconds, 0};  // this call takes longs, whatever the size of time_t
+  const long periodAndStart[] = {0, 0, kMaxStepSeconds, 0};  // this call takes longs, whatever the size of time_t
   static_cast<void>(syscall(SYS_timer_settime, stepTimer, 0, periodAndStart, nullptr));
 }
 

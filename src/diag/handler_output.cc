@@ -17,7 +17,7 @@ namespace vexora {
 
 namespace {
 
-constexpr int kLongestWaitMs = 1000;
+constexpr int kMaxWaitMs = 1000;
 
 // The reporter whose write timed out or was cut short. A forked process has another reporter, and so starts afresh.
 constinit volatile long stuckReporter = 0;
@@ -35,7 +35,7 @@ void dropBrokenPipeSignal() {
 bool writeAll(std::string_view text) {
   while (!text.empty()) {
     pollfd output{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
-    if (retryInterrupted([&] { return poll(&output, 1, kLongestWaitMs); }) == 0) {
+    if (retryInterrupted([&] { return poll(&output, 1, kMaxWaitMs); }) == 0) {
       return false;
     }
     // A ready pipe accepts this many bytes without blocking, unless another thread fills it first.

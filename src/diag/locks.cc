@@ -46,10 +46,10 @@ pthread_mutex_t *makeLock() {
   return lock.release();
 }
 
-int retryLock(pthread_mutex_t *lock, int timeout, int result) {
+int retryLock(pthread_mutex_t *lock, int attempts, int result) {
   for (int attempt = 1; result != 0; ++attempt) {
     pauseBetweenAttempts();
-    if (attempt == timeout) {
+    if (attempt == attempts) {
       return result;
     }
     result = pthread_mutex_trylock(lock);
@@ -71,7 +71,7 @@ void vexora_safefree(void *pointer) { std::free(pointer); }
 
 pthread_mutex_t *vexora_pstmutex_init() { return vexora::makeLock(); }
 
-int vexora_dwacquire_mutex(pthread_mutex_t *lock, int timeout) { return vexora::acquireLock(lock, timeout); }
+int vexora_dwacquire_mutex(pthread_mutex_t *lock, int attempts) { return vexora::acquireLock(lock, attempts); }
 
 int vexora_dwrelease_mutex(pthread_mutex_t *lock) { return lock == nullptr ? -1 : pthread_mutex_unlock(lock); }
 

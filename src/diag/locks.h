@@ -11,21 +11,21 @@ namespace vexora {
 inline constexpr int kWaitForever = -1;
 
 /// Continues after a first attempt that failed with `result`. Out of line, so that the usual case stays small.
-int retryLock(pthread_mutex_t *lock, int timeout, int result);
+int retryLock(pthread_mutex_t *lock, int attempts, int result);
 
 /// Acquires a lock as vexora_dwacquire_mutex does.
-inline int acquireLock(pthread_mutex_t *lock, int timeout) {
+inline int acquireLock(pthread_mutex_t *lock, int attempts) {
   if (lock == nullptr) {
     return -1;
   }
-  if (timeout == kWaitForever) {
+  if (attempts == kWaitForever) {
     return pthread_mutex_lock(lock);
   }
-  if (timeout < 0) {
+  if (attempts < 0) {
     return EINVAL;
   }
   const int result = pthread_mutex_trylock(lock);
-  return result == 0 || timeout == 0 ? result : retryLock(lock, timeout, result);
+  return result == 0 || attempts == 0 ? result : retryLock(lock, attempts, result);
 }
 
 /// Makes a recursive lock as vexora_pstmutex_init does; null on failure.
@@ -43,7 +43,7 @@ using Lock = std::unique_ptr<pthread_mutex_t, DestroyLock>;
 /// Holds a lock for a scope, unless it could not be acquired.
 class LockHold {
  public:
-  LockHold(pthread_mutex_t *lock, int timeout) : lock_(acquireLock(lock, timeout) == 0 ? lock : nullptr) {}
+  LockHold(pthread_mutex_t *lock, int attempts) : lock_(acquireLock(lock, attempts) == 0 ? lock : nullptr) {}
   LockHold(const LockHold &) = delete;
   LockHold &operator=(const LockHold &) = delete;
   ~LockHold() {

@@ -35,7 +35,7 @@ namespace {
 using vexora::kCritical;
 using vexora::runGuarded;
 
-constexpr int kMostFrames = 100;
+constexpr int kMaxFrames = 100;
 constexpr int kNoBacktraceStatus = 1;
 
 constinit char moduleName[32] = "ZELMONITOR";
@@ -73,7 +73,7 @@ constexpr FatalTexts kFatalTexts[] = {
 
 // Results of the report's guarded steps. Only one thread of a process reports.
 struct Backtrace {
-  std::array<void *, kMostFrames> frames;
+  std::array<void *, kMaxFrames> frames;
   int depth;
   char **lines;
   std::array<char, 1024> line;
@@ -103,16 +103,16 @@ void translateOne(void *const *frame) {
   }
 }
 
-void exitNormally() {
+void exitWithoutBacktrace() {
   std::perror("backtrace_symbols");
   std::exit(kNoBacktraceStatus);  // NOLINT(concurrency-mt-unsafe): the exit handlers are to run, whoever else runs
 }
 
 void reportBacktrace() {
-  runGuarded([] { trace.depth = backtrace(trace.frames.data(), kMostFrames); });
+  runGuarded([] { trace.depth = backtrace(trace.frames.data(), kMaxFrames); });
   if (runGuarded([] { trace.lines = backtrace_symbols(trace.frames.data(), trace.depth); })) {
     if (trace.lines == nullptr) {
-      runGuarded(exitNormally);
+      runGuarded(exitWithoutBacktrace);
       _exit(kNoBacktraceStatus);
     }
     for (int i = 0; i < trace.depth; ++i) {

@@ -15,7 +15,7 @@
 namespace {
 
 /// The largest value of the target's 32-bit time.
-constexpr unsigned kLongestSleep = std::numeric_limits<std::int32_t>::max();
+constexpr unsigned kMaxSleep = std::numeric_limits<std::int32_t>::max();
 
 /// Sleeps; returns false when a signal ended it, and the interval then holds the remaining time.
 bool sleepEnds(timespec &interval) { return nanosleep(&interval, &interval) == 0 || errno != EINTR; }
@@ -25,7 +25,7 @@ bool sleepEnds(timespec &interval) { return nanosleep(&interval, &interval) == 0
 int vexora_sleep(unsigned seconds) {
   // sleep(3) would return the remaining time in whole seconds, and so end up to a second early at each signal.
   do {
-    const unsigned piece = std::min(seconds, kLongestSleep);
+    const unsigned piece = std::min(seconds, kMaxSleep);
     seconds -= piece;
     timespec left{.tv_sec = static_cast<time_t>(piece), .tv_nsec = 0};
     for (bool ended = sleepEnds(left); !ended;) {

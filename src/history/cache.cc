@@ -32,16 +32,16 @@ bool loadCache(vexora::Stream file, vexora_ringlist &ring) {
   const ReadResult result = readImage(file.get(), header, ring.storage);
   file.reset();
   switch (result) {
-    case ReadResult::NoHeader:
+    case ReadResult::kNoHeader:
       REPORT_FAILURE(vexora::kHistoryInterface, "Read History Dat File Head Fail, Reinit History Dat File");
       return false;
-    case ReadResult::ForeignHeader:
+    case ReadResult::kForeignHeader:
       REPORT_FAILURE(vexora::kHistoryInterface, "History Dat File Head Param Error, Reinit History Dat File");
       return false;
-    case ReadResult::NoSlots:
+    case ReadResult::kNoSlots:
       REPORT_FAILURE(vexora::kHistoryInterface, "Read History Dat File Data Fail, Reinit History Dat File");
       return false;
-    case ReadResult::Whole:
+    case ReadResult::kWhole:
       break;
   }
   ring.head = header.head;

@@ -25,23 +25,23 @@ ReadResult readImage(std::FILE *file, Header &header, void *slots) {
   // Without a buffer the slots are read directly into their place.
   static_cast<void>(std::setvbuf(file, nullptr, _IONBF, 0));
   if (std::fread(&header, sizeof header, 1, file) != 1) {
-    return ReadResult::NoHeader;
+    return ReadResult::kNoHeader;
   }
   if (!isOurs(header)) {
-    return ReadResult::ForeignHeader;
+    return ReadResult::kForeignHeader;
   }
-  return std::fread(slots, kSlotsSize, 1, file) == 1 ? ReadResult::Whole : ReadResult::NoSlots;
+  return std::fread(slots, kSlotsSize, 1, file) == 1 ? ReadResult::kWhole : ReadResult::kNoSlots;
 }
 
 WriteResult writeImage(std::FILE *file, const vexora_ringlist &ring) {
   const Header header{ring.head, ring.tail, ring.item_size, ring.capacity, ring.count};
   if (std::fwrite(&header, sizeof header, 1, file) != 1) {
-    return WriteResult::HeaderFailed;
+    return WriteResult::kHeaderFailed;
   }
   // On a full disk the header's failure shows at the first flush, which is reported as a failure of the slots.
   const bool whole =
       std::fflush(file) == 0 && std::fwrite(ring.storage, kSlotsSize, 1, file) == 1 && std::fflush(file) == 0;
-  return whole ? WriteResult::Whole : WriteResult::SlotsFailed;
+  return whole ? WriteResult::kWhole : WriteResult::kSlotsFailed;
 }
 
 }  // namespace vexora::history
@@ -62,11 +62,11 @@ int InitHistoryDatFile() {
   // A partial image stays: the next start finds the damage and tries again.
   const WriteResult written = writeImage(file.get(), *empty);
   const bool closed = std::fclose(file.release()) == 0;
-  if (written == WriteResult::HeaderFailed) {
+  if (written == WriteResult::kHeaderFailed) {
     REPORT_FAILURE(vexora::kHistoryInterface, "Open History Data Head To File Fail");
     return -1;
   }
-  if (written == WriteResult::SlotsFailed || !closed) {
+  if (written == WriteResult::kSlotsFailed || !closed) {
     REPORT_FAILURE(vexora::kHistoryInterface, "Open History Data To File Fail");
     return -1;
   }

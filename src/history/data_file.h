@@ -11,7 +11,7 @@
 
 namespace vexora::history {
 
-inline constexpr const char *kFolder = "/extlog/syslog";
+inline constexpr const char *kDirectory = "/extlog/syslog";
 inline constexpr const char *kDataFile = "/extlog/syslog/history_data.dat";
 inline constexpr const char *kTemporaryFile = "/extlog/syslog/tmp_history_data.dat";
 
@@ -38,7 +38,7 @@ static_assert(sizeof(vexora_history_hour) == 36 && offsetof(vexora_history_hour,
 /// Makes an empty ring of the data file's shape; null when memory is short.
 RingList makeRing();
 
-enum class ReadResult { Whole, NoHeader, ForeignHeader, NoSlots };
+enum class ReadResult { kWhole, kNoHeader, kForeignHeader, kNoSlots };
 
 /// The first five fields of a ring, as the file has them.
 struct Header {
@@ -53,7 +53,7 @@ static_assert(sizeof(Header) == kHeaderSize);
 /// Reads and checks an image's header, then reads its slots.
 ReadResult readImage(std::FILE *file, Header &header, void *slots);
 
-enum class WriteResult { Whole, HeaderFailed, SlotsFailed };
+enum class WriteResult { kWhole, kHeaderFailed, kSlotsFailed };
 
 /// Writes a ring's image and flushes it to the kernel.
 WriteResult writeImage(std::FILE *file, const vexora_ringlist &ring);

@@ -33,7 +33,7 @@ class Records {
       // From malloc: zeros would only be overwritten by the file.
       slots_.reset(static_cast<std::byte *>(std::malloc(kSlotsSize)));
     }
-    if (slots_ && readImage(file.get(), header_, slots_.get()) != ReadResult::Whole) {
+    if (slots_ && readImage(file.get(), header_, slots_.get()) != ReadResult::kWhole) {
       slots_.reset();
     }
     file.reset();

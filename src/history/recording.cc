@@ -140,7 +140,7 @@ bool writeTemporaryFile(const vexora_ringlist &ring) {
   if (!file) {
     return false;
   }
-  const bool written = writeImage(file.get(), ring) == WriteResult::Whole && vexora::reachesMedium(fileno(file.get()));
+  const bool written = writeImage(file.get(), ring) == WriteResult::kWhole && vexora::reachesMedium(fileno(file.get()));
   return std::fclose(file.release()) == 0 && written;
 }
 
@@ -151,7 +151,7 @@ bool rewriteDataFile(const vexora_ringlist &ring) {
   }
   // Makes the rename durable. Without it a power cut may bring back the whole old file, so a directory that can't be
   // synced is no reason to discard the new one.
-  static_cast<void>(vexora::reachesMedium(kFolder));
+  static_cast<void>(vexora::reachesMedium(kDirectory));
   return true;
 }
 

@@ -26,15 +26,15 @@ namespace {
 constexpr int kQueueFlags = IPC_CREAT | 0666;
 constexpr std::uint8_t kMark = 0x01;
 constexpr std::size_t kTypeSize = 4;
-constexpr std::size_t kMostText = VEXORA_QUEUE_PAYLOAD_MAX + 1;
+constexpr std::size_t kMaxText = VEXORA_QUEUE_PAYLOAD_MAX + 1;
 
 /// A message on the wire: the mark, then the payload. Its first four bytes are the type, the rest is the text.
-using Record = std::uint8_t[kTypeSize + kMostText];
+using Record = std::uint8_t[kTypeSize + kMaxText];
 
 /// A message as the platform's calls take it.
 struct PlatformMessage {
   long type;
-  std::uint8_t text[kMostText];
+  std::uint8_t text[kMaxText];
 };
 
 }  // namespace
@@ -78,7 +78,7 @@ int VexoraReadMsgQueue(int queue, void *buffer, unsigned size) {
   }
   std::memset(buffer, 0, size);
   PlatformMessage message{};
-  const ssize_t result = sigwrap_msgrcv(queue, &message, kMostText, 0, 0);
+  const ssize_t result = sigwrap_msgrcv(queue, &message, kMaxText, 0, 0);
   if (result < 0) {
     const int error = errno;
     std::printf("[Error]: read the msgid date error: msgid=%d, RetVal=%d;errorNo:%d", queue, -1, error);

@@ -11,7 +11,7 @@
 
 namespace vexora::uefi {
 
-inline constexpr unsigned kLongestWord = 16;
+inline constexpr unsigned kMaxWord = 16;
 
 /// A complete prefix code for up to `kSymbols` symbols (512 at most), given by the lengths of its words. Words of one
 /// length are consecutive numbers in the order of their symbols, behind all shorter words, so the lengths tell the
@@ -23,7 +23,7 @@ class PrefixCode {
   /// Makes the code; `lengths` has one of 0 to 16 for each symbol, 0 for one that doesn't occur. False, and no code,
   /// when some bits begin no word or more than one.
   bool build(std::span<const std::uint8_t> lengths) {
-    std::array<std::uint16_t, kLongestWord + 1> slots{};
+    std::array<std::uint16_t, kMaxWord + 1> slots{};
     if (!orderLengths(lengths, slots)) {
       return false;
     }
@@ -58,15 +58,15 @@ class PrefixCode {
   static constexpr unsigned kLong = 15;
 
   /// Finds where the words of each length begin and end, and in `slots` where their symbols go.
-  bool orderLengths(std::span<const std::uint8_t> lengths, std::array<std::uint16_t, kLongestWord + 1> &slots) {
-    std::array<std::uint16_t, kLongestWord + 1> numbers{};
+  bool orderLengths(std::span<const std::uint8_t> lengths, std::array<std::uint16_t, kMaxWord + 1> &slots) {
+    std::array<std::uint16_t, kMaxWord + 1> numbers{};
     for (const std::uint8_t length : lengths) {
       ++numbers[length];
     }
     std::uint32_t window = 0;
     std::uint32_t slot = 0;
-    for (unsigned length = 1; length <= kLongestWord; ++length) {
-      const unsigned shift = kLongestWord - length;
+    for (unsigned length = 1; length <= kMaxWord; ++length) {
+      const unsigned shift = kMaxWord - length;
       slots[length] = static_cast<std::uint16_t>(slot);
       // Wraps when the words' numbers exceed their slots, and back again in readLong().
       slotOffsets_[length] = static_cast<std::uint16_t>(slot - (window >> shift));
@@ -74,7 +74,7 @@ class PrefixCode {
       slot += numbers[length];
       ends_[length] = window;
     }
-    return window == 1U << kLongestWord;
+    return window == 1U << kMaxWord;
   }
 
   void fillTable(std::span<const std::uint8_t> lengths) {
@@ -87,20 +87,20 @@ class PrefixCode {
   }
 
   std::uint32_t readLong(BitReader &bits) const {
-    const std::uint32_t window = bits.peek(kLongestWord);
+    const std::uint32_t window = bits.peek(kMaxWord);
     unsigned length = kTableBits + 1;
     // The code is complete, so the longest words end behind every window.
     while (window >= ends_[length]) {
       ++length;
     }
     bits.skip(length);
-    return ordered_[static_cast<std::uint16_t>(slotOffsets_[length] + (window >> (kLongestWord - length)))];
+    return ordered_[static_cast<std::uint16_t>(slotOffsets_[length] + (window >> (kMaxWord - length)))];
   }
 
   std::array<std::uint16_t, 1U << kTableBits> table_;
-  std::array<std::uint16_t, kSymbols> ordered_;              // the symbols, by their words
-  std::array<std::uint32_t, kLongestWord + 1> ends_;         // behind the last 16 bits that begin with a length's word
-  std::array<std::uint16_t, kLongestWord + 1> slotOffsets_;  // from a length's words to their slots in ordered_
+  std::array<std::uint16_t, kSymbols> ordered_;          // the symbols, by their words
+  std::array<std::uint32_t, kMaxWord + 1> ends_;         // behind the last 16 bits that begin with a length's word
+  std::array<std::uint16_t, kMaxWord + 1> slotOffsets_;  // from a length's words to their slots in ordered_
 };
 
 }  // namespace vexora::uefi

@@ -34,7 +34,7 @@ namespace {
 constexpr std::uint32_t kHeaderSize = 8;
 
 constexpr unsigned kLiterals = 256;
-constexpr unsigned kShortestMatch = 3;
+constexpr unsigned kMinMatch = 3;
 constexpr unsigned kCharacters = 510;
 constexpr unsigned kCharacterCountWidth = 9;
 
@@ -144,7 +144,7 @@ class Decoder {
     for (std::size_t at = 0; at < count;) {
       bits_.refill();
       const unsigned length = readLength();
-      if (length > kLongestWord) {
+      if (length > kMaxWord) {
         return false;
       }
       shortLengths_[at++] = static_cast<std::uint8_t>(length);
@@ -159,7 +159,7 @@ class Decoder {
   unsigned readLength() {
     unsigned length = bits_.take(3);
     if (length == 7) {
-      while (length <= kLongestWord && bits_.take(1) != 0) {
+      while (length <= kMaxWord && bits_.take(1) != 0) {
         ++length;
       }
     }
@@ -216,7 +216,7 @@ class Decoder {
       if (position >= written) {
         return false;
       }
-      const std::uint32_t length = std::min(character - kLiterals + kShortestMatch, size_ - written);
+      const std::uint32_t length = std::min(character - kLiterals + kMinMatch, size_ - written);
       copyMatch(destination + written, position + 1, length);
       written += length;
     }

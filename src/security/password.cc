@@ -69,18 +69,18 @@ int transformInPlace(std::uint8_t *buffer, int length, const Direction &directio
 }
 
 /// Prints the failure and leaves an empty text in the caller's buffer.
-int refuseText(const char *message, char *out, std::size_t room) {
+int refuseText(const char *message, char *out, std::size_t capacity) {
   std::puts(message);
   if (out != nullptr) {
-    std::memset(out, 0, room);
+    std::memset(out, 0, capacity);
   }
   return -1;
 }
 
 /// Copies as much of a text as fits, and pads it with zeros.
-void putText(std::string_view text, char *out, std::size_t room) {
-  const std::size_t copied = text.copy(out, room);
-  std::memset(out + copied, 0, room - copied);
+void putText(std::string_view text, char *out, std::size_t capacity) {
+  const std::size_t copied = text.copy(out, capacity);
+  std::memset(out + copied, 0, capacity - copied);
 }
 
 /// Returns the largest decoded size of a base64 text, or what the cipher may read if that is more.

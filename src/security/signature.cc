@@ -24,7 +24,7 @@
 namespace {
 
 constexpr std::uint8_t kVerificationError = 255;
-constexpr std::uint8_t kLongestShortForm = 127;
+constexpr std::uint8_t kMaxShortForm = 127;
 
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
@@ -40,7 +40,7 @@ Key makeKey() { return Key(EC_KEY_new_by_curve_name(NID_X9_62_prime256v1)); }
 /// Returns the key in a DER object, or null. OpenSSL also reads other forms of the length, by which the key would not
 /// end at `size`: those are refused.
 Key parse(const std::uint8_t *der, std::uint8_t size) {
-  return Key(der[1] > kLongestShortForm ? nullptr : d2i_EC_PUBKEY(nullptr, &der, size));
+  return Key(der[1] > kMaxShortForm ? nullptr : d2i_EC_PUBKEY(nullptr, &der, size));
 }
 
 /// Hazard: a parsed key may still be a point for which anybody can forge signatures.
@@ -64,9 +64,9 @@ class QuietErrors {
 /// Returns the size of a DER object whose second byte is `contentLength`.
 std::uint8_t objectSize(std::uint8_t contentLength) { return static_cast<std::uint8_t>(contentLength + 2); }
 
-/// Returns whether the signature, by its length byte, ends within `room` bytes; reads nothing past them.
-bool isWithin(const std::uint8_t *signature, std::uint8_t room) {
-  return room >= 2 && signature[1] != 0 && objectSize(signature[1]) <= room;
+/// Returns whether the signature, by its length byte, ends within `capacity` bytes; reads nothing past them.
+bool isWithin(const std::uint8_t *signature, std::uint8_t capacity) {
+  return capacity >= 2 && signature[1] != 0 && objectSize(signature[1]) <= capacity;
 }
 
 }  // namespace

@@ -20,9 +20,9 @@ inline constexpr const char *kCardPartition = "/dev/mmcblk0p1";
 inline constexpr const char *kCardMountPoint = "/mnt/sdmmc0p2";
 
 /// The path of a directory on the card, cut to its capacity.
-class CardFolder {
+class CardDirectory {
  public:
-  explicit CardFolder(const char *name) {
+  explicit CardDirectory(const char *name) {
     static_cast<void>(std::snprintf(path_, sizeof path_, "%s/%s", kCardMountPoint, name));
   }
   [[nodiscard]] const char *path() const { return path_; }
@@ -34,10 +34,10 @@ class CardFolder {
 /// The names of a directory's regular files, in the order of the directory. Symbolic links are left out.
 class RegularFiles {
  public:
-  explicit RegularFiles(const char *folder) : folder_(opendir(folder)) {}
+  explicit RegularFiles(const char *directory) : directory_(opendir(directory)) {}
 
   /// Returns whether the directory could be opened.
-  explicit operator bool() const { return folder_ != nullptr; }
+  explicit operator bool() const { return directory_ != nullptr; }
 
   /// Returns the next name, valid until the next call; null after the last one (errno is 0) and after a read failure
   /// (errno is not 0).
@@ -51,13 +51,13 @@ class RegularFiles {
   }
 
  private:
-  struct CloseFolder {
-    void operator()(DIR *folder) const { static_cast<void>(closedir(folder)); }
+  struct CloseDirectory {
+    void operator()(DIR *directory) const { static_cast<void>(closedir(directory)); }
   };
 
   const dirent *nextEntry() {
     errno = 0;
-    return readdir(folder_.get());  // NOLINT(concurrency-mt-unsafe): no other thread has the stream
+    return readdir(directory_.get());  // NOLINT(concurrency-mt-unsafe): no other thread has the stream
   }
 
   /// Some file systems don't return the type with the name.
@@ -67,11 +67,11 @@ class RegularFiles {
     }
     // Requests only the type: fstatat() with 32-bit times fails on a file dated past 2038.
     struct statx status;
-    return statx(dirfd(folder_.get()), entry.d_name, AT_SYMLINK_NOFOLLOW, STATX_TYPE, &status) == 0 &&
+    return statx(dirfd(directory_.get()), entry.d_name, AT_SYMLINK_NOFOLLOW, STATX_TYPE, &status) == 0 &&
            S_ISREG(status.stx_mode);
   }
 
-  std::unique_ptr<DIR, CloseFolder> folder_;
+  std::unique_ptr<DIR, CloseDirectory> directory_;
 };
 
 }  // namespace vexora::storage

@@ -27,11 +27,11 @@ using namespace vexora::storage;
 
 constexpr const char *kLogModule = "ZELMONITOR";
 
-constexpr mode_t kImageFolderMode = 0777;
+constexpr mode_t kImageDirectoryMode = 0777;
 constexpr std::size_t kImagePathSize = 511;
 
 // Results of the version check.
-constexpr int kFolderMissing = 2;
+constexpr int kDirectoryMissing = 2;
 constexpr int kNoImage = 3;
 constexpr int kIsNewImage = 4;
 constexpr int kIsOldImage = 5;
@@ -78,8 +78,8 @@ class NameList {
 };
 
 /// Reads the directory's listing; returns false when it can't be read to its end.
-bool listFiles(const char *folder, NameList &names) {
-  RegularFiles files(folder);
+bool listFiles(const char *directory, NameList &names) {
+  RegularFiles files(directory);
   if (!files) {
     return false;
   }
@@ -91,19 +91,19 @@ bool listFiles(const char *folder, NameList &names) {
   return errno == 0;
 }
 
-void removeOldImage(const char *folder, const char *name) {
+void removeOldImage(const char *directory, const char *name) {
   char path[kImagePathSize];
-  static_cast<void>(std::snprintf(path, sizeof path, "%s/%s", folder, name));
+  static_cast<void>(std::snprintf(path, sizeof path, "%s/%s", directory, name));
   if (std::remove(path) != 0) {
     std::printf("Unlink %s fail in TF card.\n", path);
   }
 }
 
-void makeOldImage(const char *folder, const char *name, std::string_view image) {
+void makeOldImage(const char *directory, const char *name, std::string_view image) {
   char from[kImagePathSize];
   char to[kImagePathSize];
-  static_cast<void>(std::snprintf(from, sizeof from, "%s/%s", folder, name));
-  static_cast<void>(std::snprintf(to, sizeof to, "%s/%.*s%s", folder, printed(image), image.data(), kOldImage));
+  static_cast<void>(std::snprintf(from, sizeof from, "%s/%s", directory, name));
+  static_cast<void>(std::snprintf(to, sizeof to, "%s/%.*s%s", directory, printed(image), image.data(), kOldImage));
   if (std::rename(from, to) != 0) {
     std::printf("Rename %s to %s fail in TF card.\n", name, to);
   }
@@ -111,36 +111,36 @@ void makeOldImage(const char *folder, const char *name, std::string_view image) 
 
 /// Ages the images before a new one is stored. Removes first, then renames: the order of the directory must not matter,
 /// and a renamed file must not be removed.
-void ageImages(const char *folder, const NameList &names) {
+void ageImages(const char *directory, const NameList &names) {
   for (const char *name = names.begin(); name != names.end(); name = NameList::after(name)) {
     if (imageOf(name, kOldImage)) {
-      removeOldImage(folder, name);
+      removeOldImage(directory, name);
     }
   }
   for (const char *name = names.begin(); name != names.end(); name = NameList::after(name)) {
     if (const auto image = imageOf(name, kNewImage)) {
-      makeOldImage(folder, name, *image);
+      makeOldImage(directory, name, *image);
     }
   }
 }
 
 /// Syncs a file, its name, and the name of its directory, which may be new.
-bool isStored(const char *path, const char *folder) {
+bool isStored(const char *path, const char *directory) {
   char parent[kImagePathSize];
-  static_cast<void>(std::snprintf(parent, sizeof parent, "%s/..", folder));
-  return vexora::reachesMedium(path) && vexora::reachesMedium(folder) && vexora::reachesMedium(parent);
+  static_cast<void>(std::snprintf(parent, sizeof parent, "%s/..", directory));
+  return vexora::reachesMedium(path) && vexora::reachesMedium(directory) && vexora::reachesMedium(parent);
 }
 
 }  // namespace
 
-int common_check_ima_file_version_tf_card(const char *folder, const char *version) {
-  if (folder == nullptr || version == nullptr) {
+int common_check_ima_file_version_tf_card(const char *directory, const char *version) {
+  if (directory == nullptr || version == nullptr) {
     return -1;
   }
-  const CardFolder place(folder);
+  const CardDirectory place(directory);
   if (!exists(place.path())) {
     VexoraDebug(vexora::kInfo, kLogModule, "%s is not exist in TF Card\n", place.path());
-    return kFolderMissing;
+    return kDirectoryMissing;
   }
   RegularFiles files(place.path());
   if (!files) {
@@ -158,8 +158,8 @@ int common_check_ima_file_version_tf_card(const char *folder, const char *versio
   return kNoImage;
 }
 
-int common_copy_ima_file_to_tf_card(const char *source_path, const char *image_name, const char *folder) {
-  if (source_path == nullptr || image_name == nullptr || folder == nullptr) {
+int common_copy_ima_file_to_tf_card(const char *source_path, const char *image_name, const char *directory) {
+  if (source_path == nullptr || image_name == nullptr || directory == nullptr) {
     return -1;
   }
   if (!exists(kCard)) {
@@ -170,8 +170,8 @@ int common_copy_ima_file_to_tf_card(const char *source_path, const char *image_n
     std::fputs("TFCARD_MOUNT_DIR:check TF card fail, no such file or directory.", stdout);
     return 1;
   }
-  const CardFolder place(folder);
-  if (!exists(place.path()) && mkdir(place.path(), kImageFolderMode) != 0) {
+  const CardDirectory place(directory);
+  if (!exists(place.path()) && mkdir(place.path(), kImageDirectoryMode) != 0) {
     VexoraDebug(vexora::kError, kLogModule, "create %s in TF card fail.\n", place.path());
     return -1;
   }

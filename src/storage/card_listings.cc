@@ -14,7 +14,7 @@ namespace {
 
 using namespace vexora::storage;
 
-constexpr const char *kDocumentFolder = "/mnt/sdmmc0p2/product_doc";
+constexpr const char *kDocumentDirectory = "/mnt/sdmmc0p2/product_doc";
 
 struct Field {
   const char *generation;
@@ -28,8 +28,8 @@ void writeName(const Field &field, std::string_view name) {
 
 }  // namespace
 
-int common_get_file_list_from_tf_card(const char *folder, char *names) {
-  if (folder == nullptr || names == nullptr) {
+int common_get_file_list_from_tf_card(const char *directory, char *names) {
+  if (directory == nullptr || names == nullptr) {
     return -1;
   }
   if (!exists(kCard)) {
@@ -40,7 +40,7 @@ int common_get_file_list_from_tf_card(const char *folder, char *names) {
     std::fputs("Check TF card fail, no such file or directory.", stdout);
     return 2;
   }
-  RegularFiles files(CardFolder(folder).path());
+  RegularFiles files(CardDirectory(directory).path());
   if (!files) {
     return 2;
   }
@@ -69,17 +69,17 @@ int get_production_doc_from_tf_card(char *names, int max, uint32_t *count) {
     REPORT_WARNING(vexora::kTfCard, "/dev/mmcblk0:check TF card fail, no such file or directory.");
     return 1;
   }
-  if (!exists(kDocumentFolder)) {
+  if (!exists(kDocumentDirectory)) {
     REPORT_WARNING(vexora::kTfCard, "Check TF card fail, no such file or directory.");
     return 2;
   }
-  RegularFiles files(kDocumentFolder);
+  RegularFiles files(kDocumentDirectory);
   if (!files) {
     return 2;
   }
-  const std::uint32_t room = max >= 0 ? static_cast<std::uint32_t>(max) + 1 : 0;
+  const std::uint32_t capacity = max >= 0 ? static_cast<std::uint32_t>(max) + 1 : 0;
   *count = 0;
-  while (*count < room) {
+  while (*count < capacity) {
     const char *const name = files.next();
     if (name == nullptr) {
       break;

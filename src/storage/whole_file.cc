@@ -24,9 +24,9 @@ using vexora::Stream;
 
 using Crc = std::uint32_t;
 
-enum class Envelope { None, Crc32 };
+enum class Envelope { kNone, kCrc32 };
 
-constexpr std::size_t headerSize(Envelope envelope) { return envelope == Envelope::Crc32 ? sizeof(Crc) : 0; }
+constexpr std::size_t headerSize(Envelope envelope) { return envelope == Envelope::kCrc32 ? sizeof(Crc) : 0; }
 
 Crc crcOf(const char *text, std::size_t length) {
   return CalculateCRC32(reinterpret_cast<const unsigned char *>(text), static_cast<unsigned>(length));
@@ -51,7 +51,7 @@ bool textLength(const char *path, Envelope envelope, std::size_t &length) {
   const std::uint64_t text = size - headerSize(envelope);
   length = static_cast<std::size_t>(text);
   return text < std::numeric_limits<std::size_t>::max() &&
-         (envelope == Envelope::None || text <= std::numeric_limits<unsigned>::max());
+         (envelope == Envelope::kNone || text <= std::numeric_limits<unsigned>::max());
 }
 
 char *readText(const char *path, Envelope envelope) {
@@ -64,7 +64,7 @@ char *readText(const char *path, Envelope envelope) {
     return nullptr;
   }
   Crc stored = 0;
-  if (envelope == Envelope::Crc32 && std::fread(&stored, sizeof stored, 1, file.get()) != 1) {
+  if (envelope == Envelope::kCrc32 && std::fread(&stored, sizeof stored, 1, file.get()) != 1) {
     return nullptr;
   }
   HeapBlock<char> text(static_cast<char *>(std::malloc(length + 1)));
@@ -72,7 +72,7 @@ char *readText(const char *path, Envelope envelope) {
     return nullptr;
   }
   text.get()[length] = '\0';
-  return envelope == Envelope::Crc32 && crcOf(text.get(), length) != stored ? nullptr : text.release();
+  return envelope == Envelope::kCrc32 && crcOf(text.get(), length) != stored ? nullptr : text.release();
 }
 
 /// Failures are ignored: the reader refuses a short file.
@@ -82,7 +82,7 @@ int writeText(const char *path, const char *text, Envelope envelope) {
   }
   const std::size_t length = std::strlen(text);
   Crc crc = 0;
-  if (envelope == Envelope::Crc32) {
+  if (envelope == Envelope::kCrc32) {
     if (length > std::numeric_limits<unsigned>::max()) {
       return -1;
     }
@@ -99,14 +99,14 @@ int writeText(const char *path, const char *text, Envelope envelope) {
 
 }  // namespace
 
-char *vexora_string_read_file(const char *path) { return readText(path, Envelope::None); }
+char *vexora_string_read_file(const char *path) { return readText(path, Envelope::kNone); }
 
-char *vexora_string_read_file_with_crc32_check(const char *path) { return readText(path, Envelope::Crc32); }
+char *vexora_string_read_file_with_crc32_check(const char *path) { return readText(path, Envelope::kCrc32); }
 
-int vexora_string_write_2_file(const char *path, const char *text) { return writeText(path, text, Envelope::None); }
+int vexora_string_write_2_file(const char *path, const char *text) { return writeText(path, text, Envelope::kNone); }
 
 int vexora_string_write_2_file_with_crc32_check(const char *path, const char *text) {
-  return writeText(path, text, Envelope::Crc32);
+  return writeText(path, text, Envelope::kCrc32);
 }
 
 char *fileread(const char *path) {

@@ -14,14 +14,14 @@
 
 namespace {
 
-constexpr std::size_t kMostName = 255;
-constexpr std::size_t kMostLabel = 63;
+constexpr std::size_t kMaxName = 255;
+constexpr std::size_t kMaxLabel = 63;
 
 bool isLetterOrDigit(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9'); }
 
 /// Returns whether a label, which is never empty, has only letters, digits and hyphens, and no hyphen in front.
 bool isLabel(std::string_view label) {
-  return label.size() <= kMostLabel && isLetterOrDigit(label.front()) &&
+  return label.size() <= kMaxLabel && isLetterOrDigit(label.front()) &&
          std::all_of(label.begin(), label.end(), [](char c) { return isLetterOrDigit(c) || c == '-'; });
 }
 
@@ -29,7 +29,7 @@ bool isLabel(std::string_view label) {
 /// or one more, so a name has one extra full stop at most. The sum is a byte: a name of 255 characters without an extra
 /// full stop wraps it to 0 and is refused.
 bool isDomain(std::string_view name) {
-  if (name.empty() || name.size() > kMostName || name.back() == '.') {
+  if (name.empty() || name.size() > kMaxName || name.back() == '.') {
     return false;
   }
   std::uint8_t count = 0;
@@ -50,7 +50,7 @@ bool isAlphanumeric(char c) { return std::isalnum(static_cast<unsigned char>(c))
 
 /// Stops at the terminator of a text shorter than `length`: NUL is no character of a host name.
 bool isHostName(const char *text, unsigned length) {
-  if (length == 0 || length > kMostName || !isAlphanumeric(text[0])) {
+  if (length == 0 || length > kMaxName || !isAlphanumeric(text[0])) {
     return false;
   }
   for (unsigned i = 1; i < length; ++i) {
@@ -70,7 +70,7 @@ int vexora_isvalid_domain(char *text) {
 }
 
 int VexoraIsDomain(const char *text) {
-  return text != nullptr && isDomain({text, strnlen(text, kMostName + 1)}) ? 0 : -1;
+  return text != nullptr && isDomain({text, strnlen(text, kMaxName + 1)}) ? 0 : -1;
 }
 
 int vexora_valid_hostname(const char *text, unsigned length) {

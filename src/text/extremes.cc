@@ -6,12 +6,12 @@
 
 namespace {
 
-constexpr int kFewest = 2;
+constexpr int kMinCount = 2;
 
 /// Of equal elements the first is returned. A NaN never replaces another element.
 template <typename Value>
 void findExtremes(const Value *values, int count, unsigned *maxIndex, unsigned *minIndex) {
-  if (values == nullptr || count < kFewest) {
+  if (values == nullptr || count < kMinCount) {
     return;
   }
   *maxIndex = 0;

@@ -17,11 +17,11 @@ constexpr int kRefused = 1;
 constexpr int kBadCharacter = 1;
 constexpr int kBadLength = 2;
 
-constexpr int kMostInput = 16;
+constexpr int kMaxInput = 16;
 
 // 5 to 24 octets.
-constexpr std::size_t kFewestEngineDigits = 10;
-constexpr std::size_t kMostEngineDigits = 48;
+constexpr std::size_t kMinEngineDigits = 10;
+constexpr std::size_t kMaxEngineDigits = 48;
 
 /// Sensor types with configurable traps; those from 0xC0 up are OEM types.
 constexpr std::uint8_t kTrapDeviceTypes[] = {
@@ -35,7 +35,7 @@ bool isFieldByte(unsigned char byte) { return byte == 0 || (byte > ' ' && byte <
 }  // namespace
 
 int ValidateSNMPTrapCfgInput(const unsigned char *buffer, int length) {
-  if (buffer == nullptr || length <= 0 || length > kMostInput) {
+  if (buffer == nullptr || length <= 0 || length > kMaxInput) {
     return kRefused;
   }
   return std::all_of(buffer, buffer + length, &isFieldByte) ? 0 : kRefused;
@@ -55,7 +55,7 @@ int ValidateSNMPTrapCfgEngineID(const char *engineId, int maxDigits) {
     std::printf("[%s %d] Invalid Engine ID:%s\n", __func__, __LINE__, engineId);
     return kBadCharacter;
   }
-  if (digits % 2 != 0 || digits < kFewestEngineDigits || digits > kMostEngineDigits) {
+  if (digits % 2 != 0 || digits < kMinEngineDigits || digits > kMaxEngineDigits) {
     std::printf("[%s %d] Invalid Engine ID length!\n", __func__, __LINE__);
     return kBadLength;
   }

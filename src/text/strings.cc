@@ -17,7 +17,7 @@
 namespace {
 
 // The callers' buffer for a MAC address, which needs less.
-constexpr std::size_t kMacTextRoom = 24;
+constexpr std::size_t kMacTextSize = 24;
 
 void convertEach(char *text, int (*convert)(int)) {
   if (text == nullptr) {
@@ -40,12 +40,12 @@ void quote(const char *text, char *out) {
 
 /// Ends the target with a text from `at` on, cut to the remaining space; returns false when it was cut.
 bool endWith(char *target, std::size_t at, const char *text) {
-  const std::size_t room = VEXORA_REPLACE_TARGET_SIZE - 1 - at;
-  const std::size_t length = strnlen(text, room + 1);
-  const std::size_t kept = std::min(length, room);
+  const std::size_t capacity = VEXORA_REPLACE_TARGET_SIZE - 1 - at;
+  const std::size_t length = strnlen(text, capacity + 1);
+  const std::size_t kept = std::min(length, capacity);
   std::memcpy(target + at, text, kept);
   target[at + kept] = '\0';
-  return length <= room;
+  return length <= capacity;
 }
 
 }  // namespace
@@ -120,7 +120,7 @@ char *escaper(char *old, const char *text) {
 
 int ConvertMACnumToStr(const uint8_t *mac, int /*length*/, char *text) {
   if (mac != nullptr && text != nullptr) {
-    static_cast<void>(std::snprintf(text, kMacTextRoom, "%02X:%02X:%02X:%02X:%02X:%02X", mac[0], mac[1], mac[2], mac[3],
+    static_cast<void>(std::snprintf(text, kMacTextSize, "%02X:%02X:%02X:%02X:%02X:%02X", mac[0], mac[1], mac[2], mac[3],
                                     mac[4], mac[5]));
   }
   return 0;

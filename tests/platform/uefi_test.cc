@@ -121,7 +121,7 @@ TEST(Uefi, WhatIsPackedComesBack) {
                                  twice(randomBytes(524'288)),
                                  text(99'999) + randomBytes(70'000)};
   const uefi::Options variants[] = {{}, {.matches = false}, {.longWords = true, .blockSymbols = 65'535, .tries = 4}};
-  for (const Version version : {Version::Uefi, Version::Tiano}) {
+  for (const Version version : {Version::kUefi, Version::kTiano}) {
     SCOPED_TRACE(static_cast<unsigned>(version));
     for (const std::string &sample : samples) {
       for (const uefi::Options &options : std::span(variants).first(sample.size() > 400'000 ? 1 : 3)) {
@@ -138,7 +138,7 @@ TEST(Uefi, WhatIsPackedComesBack) {
 }
 
 TEST(Uefi, CutStreamsGoOnWithZerosAndFormsDiffer) {
-  for (const Version version : {Version::Uefi, Version::Tiano}) {
+  for (const Version version : {Version::kUefi, Version::kTiano}) {
     SCOPED_TRACE(static_cast<unsigned>(version));
     const std::string plain = text(900) + std::string(300, 'z');
     const std::string image = compress(plain, version, {.longWords = true, .blockSymbols = 60});

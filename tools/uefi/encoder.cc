@@ -320,7 +320,7 @@ std::vector<std::uint8_t> compress(std::span<const std::uint8_t> data, Version v
   if (data.size() > UINT32_MAX) {
     return {};
   }
-  const Form &form = version == Version::Uefi ? kUefi : kTiano;
+  const Form &form = version == Version::kUefi ? kUefi : kTiano;
   const std::vector<Token> tokens = options.matches ? findMatches(data, form.window, options.tries) : literalsOf(data);
   std::vector<std::uint8_t> image(kHeaderSize);
   BitWriter out(image);

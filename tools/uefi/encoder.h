@@ -11,7 +11,7 @@
 namespace vexora::uefi {
 
 /// The forms of compressed images; the values are the versions that UefiTianoDecompress takes.
-enum class Version : std::uint32_t { Uefi = 1, Tiano = 2 };
+enum class Version : std::uint32_t { kUefi = 1, kTiano = 2 };
 
 /// How hard to try, and what to leave out where a stream of a certain shape is wanted.
 struct Options {

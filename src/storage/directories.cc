@@ -18,10 +18,10 @@
 
 namespace {
 
-constexpr mode_t kFolderMode = 0755;
+constexpr mode_t kDirectoryMode = 0755;
 constexpr std::size_t kRotatedNameSize = 256;
 
-bool makeFolder(const char *path) { return mkdir(path, kFolderMode) == 0; }
+bool makeDirectory(const char *path) { return mkdir(path, kDirectoryMode) == 0; }
 
 /// Returns whether the path exists, by the process's effective rights. Requests no times: stat() with 32-bit times
 /// fails on a file dated past 2038.
@@ -31,21 +31,21 @@ bool isThere(const char *path) {
 }
 
 /// EEXIST: another daemon has created the directory meanwhile.
-bool makeMissingFolder(const char *path) {
-  return isThere(path) || makeFolder(path) || (errno == EEXIST && isThere(path));
+bool makeMissingDirectory(const char *path) {
+  return isThere(path) || makeDirectory(path) || (errno == EEXIST && isThere(path));
 }
 
 bool isAbsolute(const char *path) { return path != nullptr && *path == '/'; }
 
-bool recreateFolder(const char *path) {
+bool recreateDirectory(const char *path) {
   if (isThere(path)) {
     static_cast<void>(RmDir(path));
   }
-  return makeFolder(path);
+  return makeDirectory(path);
 }
 
-bool copyFolder(const char *path, const char *destination, int flag) {
-  return isAbsolute(destination) && makeMissingFolder(destination) && copyDir(path, destination, flag) == 0;
+bool copyDirectory(const char *path, const char *destination, int flag) {
+  return isAbsolute(destination) && makeMissingDirectory(destination) && copyDir(path, destination, flag) == 0;
 }
 
 }  // namespace
@@ -54,7 +54,7 @@ int createIfNotExists(const char *path) {
   if (path == nullptr) {
     return -1;
   }
-  if (makeMissingFolder(path)) {
+  if (makeMissingDirectory(path)) {
     return 0;
   }
   REPORT_WARNING(vexora::kBaseFunction, "Creation dir: %s Failed", path);
@@ -86,16 +86,16 @@ int vexora_folder_operation(unsigned op, const char *path, ...) {
       done = vexora::storage::exists(path);
       break;
     case VEXORA_FOLDER_CREATE:
-      done = makeMissingFolder(path);
+      done = makeMissingDirectory(path);
       break;
     case VEXORA_FOLDER_RECREATE:
-      done = recreateFolder(path);
+      done = recreateDirectory(path);
       break;
     case VEXORA_FOLDER_COPY_REPLACING:
     case VEXORA_FOLDER_COPY_KEEPING: {
       std::va_list more;
       va_start(more, path);
-      done = copyFolder(path, va_arg(more, const char *), op == VEXORA_FOLDER_COPY_REPLACING ? 1 : 0);
+      done = copyDirectory(path, va_arg(more, const char *), op == VEXORA_FOLDER_COPY_REPLACING ? 1 : 0);
       va_end(more);
       break;
     }
