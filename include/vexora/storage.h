@@ -149,6 +149,15 @@ VEXORA_API int vexora_folder_operation(unsigned op, const char *path, ...);
  * Paths of folders are cut to 127 characters, those of images to 510. Names found on the card are never part of a shell
  * command. Calls that mount or look at mounts block until the commands end. */
 
+/** Results of the calls below, beside 0 and -1. */
+enum vexora_card_result {
+  VEXORA_CARD_MISSING = 1,      /**< there is no card, or no mount point to store an image */
+  VEXORA_CARD_NO_DIRECTORY = 2, /**< a mount point or directory is missing or can't be opened, or lists nothing */
+  VEXORA_CARD_NO_IMAGE = 3,     /**< no image of the version */
+  VEXORA_CARD_IMAGE_NEW = 4,    /**< the version is that of a ".new" file */
+  VEXORA_CARD_IMAGE_OLD = 5     /**< the version is that of an ".old" file */
+};
+
 /** Mounts the card, after unmounting whatever is on its mount point.
  *
  * A failed mount shows neither here nor in what follows: on a writable root the calls below work in the folder that is

@@ -30,12 +30,6 @@ constexpr const char *kLogModule = "ZELMONITOR";
 constexpr mode_t kImageDirectoryMode = 0777;
 constexpr std::size_t kImagePathSize = 511;
 
-// Results of the version check.
-constexpr int kDirectoryMissing = 2;
-constexpr int kNoImage = 3;
-constexpr int kIsNewImage = 4;
-constexpr int kIsOldImage = 5;
-
 bool begins(const char *version, std::optional<std::string_view> image) {
   return image && std::string_view(version).starts_with(*image);
 }
@@ -140,7 +134,7 @@ int common_check_ima_file_version_tf_card(const char *directory, const char *ver
   const CardDirectory place(directory);
   if (!exists(place.path())) {
     VexoraDebug(vexora::kInfo, kLogModule, "%s is not exist in TF Card\n", place.path());
-    return kDirectoryMissing;
+    return VEXORA_CARD_NO_DIRECTORY;
   }
   RegularFiles files(place.path());
   if (!files) {
@@ -149,13 +143,13 @@ int common_check_ima_file_version_tf_card(const char *directory, const char *ver
   }
   while (const char *const name = files.next()) {
     if (begins(version, imageOf(name, kNewImage))) {
-      return kIsNewImage;
+      return VEXORA_CARD_IMAGE_NEW;
     }
     if (begins(version, imageOf(name, kOldImage))) {
-      return kIsOldImage;
+      return VEXORA_CARD_IMAGE_OLD;
     }
   }
-  return kNoImage;
+  return VEXORA_CARD_NO_IMAGE;
 }
 
 int common_copy_ima_file_to_tf_card(const char *source_path, const char *image_name, const char *directory) {
@@ -164,11 +158,11 @@ int common_copy_ima_file_to_tf_card(const char *source_path, const char *image_n
   }
   if (!exists(kCard)) {
     std::fputs("TFCARD_DEVICE:check TF card fail, no such device.", stdout);
-    return 1;
+    return VEXORA_CARD_MISSING;
   }
   if (!exists(kCardMountPoint)) {
     std::fputs("TFCARD_MOUNT_DIR:check TF card fail, no such file or directory.", stdout);
-    return 1;
+    return VEXORA_CARD_MISSING;
   }
   const CardDirectory place(directory);
   if (!exists(place.path()) && mkdir(place.path(), kImageDirectoryMode) != 0) {

@@ -34,15 +34,15 @@ int common_get_file_list_from_tf_card(const char *directory, char *names) {
   }
   if (!exists(kCard)) {
     std::fputs("/dev/mmcblk0:check TF card fail, no such file or directory.", stdout);
-    return 1;
+    return VEXORA_CARD_MISSING;
   }
   if (!exists(kCardMountPoint)) {
     std::fputs("Check TF card fail, no such file or directory.", stdout);
-    return 2;
+    return VEXORA_CARD_NO_DIRECTORY;
   }
   RegularFiles files(CardDirectory(directory).path());
   if (!files) {
-    return 2;
+    return VEXORA_CARD_NO_DIRECTORY;
   }
   Field fields[] = {{kNewImage, names}, {kOldImage, names + VEXORA_CARD_IMAGE_NAME_SIZE}};
   while (const char *const name = files.next()) {
@@ -67,15 +67,15 @@ int get_production_doc_from_tf_card(char *names, int max, uint32_t *count) {
   }
   if (!exists(kCard)) {
     REPORT_WARNING(vexora::kTfCard, "/dev/mmcblk0:check TF card fail, no such file or directory.");
-    return 1;
+    return VEXORA_CARD_MISSING;
   }
   if (!exists(kDocumentDirectory)) {
     REPORT_WARNING(vexora::kTfCard, "Check TF card fail, no such file or directory.");
-    return 2;
+    return VEXORA_CARD_NO_DIRECTORY;
   }
   RegularFiles files(kDocumentDirectory);
   if (!files) {
-    return 2;
+    return VEXORA_CARD_NO_DIRECTORY;
   }
   const std::uint32_t capacity = max >= 0 ? static_cast<std::uint32_t>(max) + 1 : 0;
   *count = 0;

@@ -130,7 +130,7 @@ int common_copy_log_to_tf_card(const char *source_path) {
   }
   if (!exists(kCard)) {
     std::puts("TFCARD_DEVICE:check  TF card fail, no such file or directory. ");
-    return 1;
+    return VEXORA_CARD_MISSING;
   }
   static_cast<void>(common_mount_tf_card());
   if (copyFile(source_path, kCardMountPoint) != 0 || !isStored(source_path)) {
@@ -155,6 +155,7 @@ int CheckTFCardMountStatus(char *mount_point, int64_t *available_kib) {
     DfLine found;
     if (findMount(output.get(), device, found)) {
       if (mount_point != nullptr) {
+        static_assert(kDfFieldSize == VEXORA_CARD_MOUNT_POINT_SIZE, "parse() cuts the text to the caller's buffer");
         std::memcpy(mount_point, found.mountPoint, std::strlen(found.mountPoint) + 1);
       }
       if (available_kib != nullptr) {
