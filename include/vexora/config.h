@@ -23,7 +23,7 @@ extern "C" {
  * file lacks. A save stores what a load would give back: a text that fills its field without a NUL loses its last
  * character, and no byte after the field is read.
  *
- * A JSON null counts as missing. Failures are logged through VexoraDebug at level 2 for module "IPMI", refused
+ * A JSON null is treated as missing. Failures are logged through VexoraDebug at level 2 for module "IPMI", refused
  * arguments are printed on standard output. A save that runs out of memory gives -1 and leaves the file alone; one
  * whose file cannot be written gives 0, as it always has, and a caller who must know loads the file again.
  *
@@ -121,9 +121,9 @@ VEXORA_API int VexoraSetSmtpTotalConfToJson(const SmtpCfgRecord *cfg, int cfgSiz
 
 /** Loads the trap settings from "/conf/SnmpTrapCfg.json".
  *
- * A secret that is missing or cannot be deciphered, for lack of memory too, stays empty, and so do the secrets after
- * it in the order community, authentication password, privacy password; a community that begins with "public" is taken
- * as plain text. Without the platform's key or initialisation vector `cfg` is all zero. Neither is a failure.
+ * A secret that is missing or cannot be deciphered, for lack of memory too, stays empty, and so do the secrets after it
+ * in the order community, authentication password, privacy password; a community that begins with "public" is taken as
+ * plain text. Without the firmware's key or initialisation vector `cfg` is all zero. Neither is a failure.
  *
  * @param cfg        receives the settings; NULL is refused.
  * @param cfgSize    sizeof(SnmpTrapCfgRecord), 179; anything else is refused.
@@ -140,7 +140,7 @@ VEXORA_API int VexoraGetSnmpTotalConfFromJson(SnmpTrapCfgRecord *cfg, int cfgSiz
  *
  * @param cfg, cfgSize, dests, destsSize  as for the load, and only read; all four destinations are written.
  * @return 0, even when the new file could not be written or moved: file and ".bak" are then as the failure left them;
- *         -1 with the file untouched when the platform's key or initialisation vector is not available, which is found
+ *         -1 with the file untouched when the firmware's key or initialisation vector is not available, which is found
  *         out before the arguments are looked at, when an argument is refused, when a secret cannot be enciphered, or
  *         when memory is short.
  */
@@ -149,9 +149,9 @@ VEXORA_API int VexoraSetSnmpTotalConfToJson(const SnmpTrapCfgRecord *cfg, int cf
 
 /** Loads the agent's settings from "/conf/SnmpAgentCfg.json".
  *
- * A secret that is missing or cannot be deciphered, for lack of memory too, stays empty, and so do the secrets after
- * it in the order read-only community, read-write community, authentication password, privacy password; no community
- * is taken as plain text. Without the platform's key or initialisation vector `cfg` is all zero. Neither is a failure.
+ * A secret that is missing or cannot be deciphered, for lack of memory too, stays empty, and so do the secrets after it
+ * in the order read-only community, read-write community, authentication password, privacy password; no community is
+ * taken as plain text. Without the firmware's key or initialisation vector `cfg` is all zero. Neither is a failure.
  *
  * @param cfg      receives the settings; NULL is refused.
  * @param cfgSize  sizeof(SnmpAgentCfgRecord), 99; anything else is refused.
@@ -207,8 +207,8 @@ extern VEXORA_API int32_t blEventSubScriptionsFlag;
  * section lacks gives an empty string, a section that the file lacks gives an unused slot of empty strings, and "N/A"
  * gives NULL. Lines longer than 127 characters are read as several.
  *
- * @param loaded  the latch, normally blEventSubScriptionsFlag; NULL is refused. At 1 nothing is read. Becomes 1 after
- *                a load and 0 when the file is missing.
+ * @param loaded  the latch, normally blEventSubScriptionsFlag; NULL is refused. At 1 nothing is read. Becomes 1 after a
+ *                load and 0 when the file is missing.
  * @param store   four slots; NULL is refused. What they own is freed once the new strings are all there.
  * @return 0; -1 with the store untouched when an argument is NULL, when the file is missing, when it cannot be opened
  *         for reading and writing (printed on standard output), or when it can't be read to its end or memory is short
@@ -218,8 +218,8 @@ VEXORA_API int GetEventSubScriptionFromConfFile(int32_t *loaded, EventSubScripti
 
 /** Writes the file anew from the store: no temporary file, no synchronisation, and a full disk goes unnoticed.
  *
- * A value reads back as it was as long as its line ("key=value") has at most 127 characters, no ";" or "#" is in
- * it, no quote at its beginning and no line end in it.
+ * A value reads back as it was as long as its line ("key=value") has at most 127 characters, no ";" or "#" is in it, no
+ * quote at its beginning and no line end in it.
  *
  * @param unused  ignored.
  * @param store   four slots, in use or not; NULL is refused.
@@ -231,10 +231,10 @@ VEXORA_API int SetEventSubScription2ConfFile(uint32_t unused, const EventSubScri
 /** Frees strings of some slots and sets them to NULL.
  *
  * @param first, last  the slots from `first` up to, not including, `last`. Only the four slots 0 to 3 exist: others are
- *                     passed over.
- * @param what         1 destaddr, 2 the five type bits (cleared), 3 hcontent, hdataver and hxauth, 4 context,
- *                     5 protocal, 6 all of messageid, 7 all of resource, 9 all of these, and present becomes 0.
- *                     0, 8 and negative values do nothing.
+ *               passed over.
+ * @param what         1 destaddr, 2 the five type bits (cleared), 3 hcontent, hdataver and hxauth, 4 context, 5
+ *                     protocal, 6 all of messageid, 7 all of resource, 9 all of these, and present becomes 0. 0, 8 and
+ *                     negative values do nothing.
  * @param store        four slots.
  * @return 0; -1 with nothing touched when first > last, what > 9 or store is NULL.
  */
@@ -270,8 +270,8 @@ VEXORA_API void EventArrayMemInit(EventArray *record);
  * too. An absent originOfCondition or oemKey before a present one leaves a JSON null in its place.
  *
  * @param out             receives the text and its NUL; nothing bounds it, and the caller's buffer must hold it. 56 KiB
- *                        hold any event: each of at most 65 strings grows to six times its 127 bytes when escaped.
- *                        NULL does nothing. When memory is short the text is empty.
+ *                        hold any event: each of at most 65 strings grows to six times its 127 bytes when escaped. NULL
+ *                        does nothing. When memory is short the text is empty.
  * @param record          the event, by value; the strings are only read.
  * @param serverIdentity  the last "Oem" entry, or NULL.
  *

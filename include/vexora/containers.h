@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/** Two fixed-capacity rings of equal-sized records, each guarded by a lock: a list that keeps the
- *  newest records, and a queue that refuses when full. */
+/** Two fixed-capacity rings of equal-sized records, each guarded by a lock: a list that keeps the newest records, and a
+ *  queue that refuses when full. */
 #ifndef VEXORA_CONTAINERS_H
 #define VEXORA_CONTAINERS_H
 
@@ -15,9 +15,8 @@ extern "C" {
 
 /** A ring list. Callers may read `count` without the lock and otherwise leave the fields alone.
  *
- * The first five fields are also the header of the history data file: order and widths are fixed.
- * While the list is not full, `head` is 0 and `tail` is count - 1 (capacity - 1 when empty); once
- * full, `head` is the slot after `tail`.
+ * The first five fields are also the header of the history data file: order and widths are fixed. While the list is not
+ * full, `head` is 0 and `tail` is count - 1 (capacity - 1 when empty); once full, `head` is the slot after `tail`.
  */
 typedef struct vexora_ringlist {
   uint32_t head;         /**< slot of the oldest record */
@@ -42,20 +41,18 @@ typedef struct vexora_ringq {
   void *storage;         /**< item_size x (capacity + 1) bytes */
 } vexora_ringq;
 
-/* What holds for every function of both rings but the init and free ones: a NULL ring, a ring
- * without a lock, a NULL record or output pointer, or a lock that stayed taken for a minute (60,000
- * tries, 1 ms apart) is refused with -1 and changes nothing. Each holds the ring's lock for its
- * work and is safe from any thread, not from a signal handler; it blocks while another thread holds
- * the ring. None allocates or prints; `errno` is not part of the result. Records are copied, and
+/* All functions of both rings except init and free: a NULL ring, a ring without a lock, a NULL record or output
+ * pointer, or a lock that stayed taken for a minute (60,000 tries, 1 ms apart) is refused with -1 and changes nothing.
+ * Each holds the ring's lock for its work and is safe from any thread, not from a signal handler; it blocks while
+ * another thread holds the ring. None allocates or prints; `errno` is not part of the result. Records are copied, and
  * the caller's buffers hold `item_size` bytes a record. */
 
 /** Makes an empty list with storage of zeros.
  *
  * @param item_size  bytes per record; 0 is refused.
  * @param capacity   number of slots; 0, or more than 2,147,483,647, is refused.
- * @return the list, which the caller gives back with vexora_ringlist_free; NULL when a size is
- *         refused, when their product exceeds 32 bits, or when memory or a lock could not be had,
- *         with nothing left behind.
+ * @return the list, which the caller releases with vexora_ringlist_free; NULL when a size is refused, when their
+ *         product exceeds 32 bits, or when memory or a lock could not be made, with nothing leaked.
  */
 VEXORA_API vexora_ringlist *vexora_ringlist_init(unsigned item_size, unsigned capacity);
 
@@ -75,16 +72,14 @@ VEXORA_API int vexora_ringlist_push(vexora_ringlist *list, const void *record);
 
 /** Copies the oldest record.
  *
- * @param out  receives `item_size` bytes; from an empty list whatever the slot holds, zeros in a
- *             fresh or flushed one.
+ * @param out  receives `item_size` bytes; from an empty list whatever the slot holds, zeros in a fresh or flushed one.
  * @return 0 or -1.
  */
 VEXORA_API int vexora_ringlist_get_head(vexora_ringlist *list, void *out);
 
 /** Copies the newest record.
  *
- * @param out  receives `item_size` bytes; from an empty list whatever the slot holds, zeros in a
- *             fresh or flushed one.
+ * @param out  receives `item_size` bytes; from an empty list whatever the slot holds, zeros in a fresh or flushed one.
  * @return 0 or -1.
  */
 VEXORA_API int vexora_ringlist_get_tail(vexora_ringlist *list, void *out);
@@ -93,8 +88,8 @@ VEXORA_API int vexora_ringlist_get_tail(vexora_ringlist *list, void *out);
  *
  * @param out     receives `number` x `item_size` bytes.
  * @param offset  age of the first: 0 is the oldest held.
- * @param number  how many; 0, or more than are held from `offset` on, is refused. That is judged
- *                by the count when the call begins, before the lock is had.
+ * @param number  how many; 0, or more than are held from `offset` on, is refused. That is judged by the count when the
+ *                call begins, before the lock is acquired.
  * @return `number` or -1.
  */
 VEXORA_API int vexora_ringlist_get_counts(vexora_ringlist *list, void *out, unsigned offset, unsigned number);
@@ -102,8 +97,8 @@ VEXORA_API int vexora_ringlist_get_counts(vexora_ringlist *list, void *out, unsi
 /** Overwrites one record in place.
  *
  * @param record  `item_size` bytes.
- * @param index   age of the record: 0 is the oldest, count - 1 the newest; others are refused,
- *                judged by the count when the call begins, before the lock is had.
+ * @param index   age of the record: 0 is the oldest, count - 1 the newest; others are refused, judged by the count when
+ *                the call begins, before the lock is acquired.
  * @return 0 or -1.
  */
 VEXORA_API int vexora_ringlist_modify_item(vexora_ringlist *list, const void *record, int index);
@@ -117,11 +112,9 @@ VEXORA_API int vexora_ringlist_flush(vexora_ringlist *list);
 /** Makes an empty queue.
  *
  * @param item_size  bytes per record; 0 is refused.
- * @param capacity   number of slots, one more than the records it can hold; 0, or more than
- *                   2,147,483,647, is refused.
- * @return the queue, which the caller gives back with vexora_ringq_free; NULL when a size is
- *         refused, when item_size x (capacity + 1) exceeds 32 bits, or when memory or a lock could
- *         not be had, with nothing left behind.
+ * @param capacity   number of slots, one more than the records it can hold; 0, or more than 2,147,483,647, is refused.
+ * @return the queue, which the caller releases with vexora_ringq_free; NULL when a size is refused, when item_size x
+ *         (capacity + 1) exceeds 32 bits, or when memory or a lock could not be had, with nothing leaked.
  */
 VEXORA_API vexora_ringq *vexora_ringq_init(unsigned item_size, unsigned capacity);
 
@@ -150,8 +143,8 @@ VEXORA_API int vexora_ringq_push_head(vexora_ringq *queue, const void *record);
  *
  * @param records  `number` x `item_size` bytes.
  * @param number   how many; below 0 or more than the free places is refused.
- * @return `number`; 0 records on a queue that is not full give 0; or -1, also when the queue is
- *         full, whatever the number.
+ * @return `number`; 0 records on a queue that is not full give 0; or -1, also when the queue is full, whatever the
+ *         number.
  */
 VEXORA_API int vexora_ringq_push_counts(vexora_ringq *queue, const void *records, int number);
 

@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/** Diagnostics and process support: the debug log, the watchdog log, interruption-safe descriptor
- *  calls, sleeps, recursive locks, a retry counter, bit fields and signal handlers. */
+/** Diagnostics and process support: the debug log, the watchdog log, interruption-safe descriptor calls, sleeps,
+ *  recursive locks, a retry counter, bit fields and signal handlers. */
 #ifndef VEXORA_DIAG_H
 #define VEXORA_DIAG_H
 
@@ -16,62 +16,58 @@ extern "C" {
 
 /* Debug log.
  *
- * Marker files under "/conf/vexora_debug/" decide at run time what is printed; only their existence
- * counts, never their content. LEVEL_INFO, LEVEL_WARNING, LEVEL_ERROR or LEVEL_CRITICAL sets the
- * lowest level printed, PATH_SERIAL, PATH_LOG or PATH_BOTH the destination, and ENABLE_<module>
- * switches a module on. A process reads them at its first accepted VexoraDebug call, and again at
- * every call for as long as "/var/vexora_debug_reload" exists. docs/debug-log.md has the details. */
+ * Marker files under "/conf/vexora_debug/" decide at run time what is printed; only their existence counts, never their
+ * content. LEVEL_INFO, LEVEL_WARNING, LEVEL_ERROR or LEVEL_CRITICAL sets the lowest level printed, PATH_SERIAL,
+ * PATH_LOG or PATH_BOTH the destination, and ENABLE_<module> switches a module on. A process reads them at its first
+ * accepted VexoraDebug call, and again at every call for as long as "/var/vexora_debug_reload" exists.
+ * docs/debug-log.md has the details. */
 
 /** The names printed for the levels 0 to 3: "Info", "Warning", "Error", "Critical". */
 extern VEXORA_API const char *const DebugLevelDesc[4];
 
-/** The switch names of the modules that the firmware knows, "ENABLE_DEV" first. GetSourceIsVaild
- *  consults it; VexoraDebug accepts any module that has a switch file. */
+/** The switch names of the modules that the firmware knows, "ENABLE_DEV" first. GetSourceIsVaild consults it;
+ *  VexoraDebug accepts any module that has a switch file. */
 extern VEXORA_API const char *const DebugSourceFile[6];
 
 /** Prints one record to standard output when level, module and destination are switched on.
  *
- * A record is "[Level]:<local time>message", the message ending in a newline (added when its last
- * character is neither a newline nor a tab), and one more newline. A message keeps at most 1,023
- * characters, the newline included.
+ * A record is "[Level]:<local time>message", the message ending in a newline (added when its last character is neither
+ * a newline nor a tab), and one more newline. A message keeps at most 1,023 characters, the newline included.
  *
  * @param level   0 Info, 1 Warning, 2 Error, 3 Critical; a larger value is ignored.
- * @param module  the caller's module name, NUL-terminated, compared on its first 15 characters;
- *                NULL is ignored.
- * @param format  printf format of the message, followed by its arguments; NULL is ignored. A format
- *                that the platform cannot render prints nothing. One that the hardened C library
- *                takes for an attack ends the process: "%n" in writable memory, or a positional
- *                argument ("%2$d") that leaves out one before it.
+ * @param module  the caller's module name, NUL-terminated, compared on its first 15 characters; NULL is ignored.
+ * @param format  printf format of the message, followed by its arguments; NULL is ignored. A format that printf cannot
+ *                render prints nothing. One that the hardened C library takes for an attack ends the process: "%n" in
+ *                writable memory, or a positional argument ("%2$d") that leaves out one before it.
  *
  * An ignored call does not read the settings. `errno` is kept, and "%m" shows the caller's.
  *
- * Safe from any thread, also while another thread reads the settings anew. It takes no lock of its
- * own, so a crash report may log from a signal handler that interrupted a log call of the same
- * thread; such a record shows the time with the UTC offset of the last record printed. A call that
- * prints nothing allocates nothing; for a record the platform may, when it reads the time zone.
- * Blocks only as writing to standard output does.
+ * Safe from any thread, also while another thread reads the settings anew. It takes no lock of its own, so a crash
+ * report may log from a signal handler that interrupted a log call of the same thread; such a record shows the time
+ * with the UTC offset of the last record printed. A call that prints nothing allocates nothing; for a record the C
+ * library may, when it reads the time zone. Blocks only as writing to standard output does.
  */
 VEXORA_API void VexoraDebug(unsigned level, const char *module, const char *format, ...) VEXORA_PRINTF(3, 4);
 
-/** Tells the lowest level that the marker files ask for, looking at the files now.
+/** Returns the lowest level that the marker files ask for, looking at the files now.
  *
- * @return 0, 1, 2 or 3 for the first that exists of LEVEL_INFO, LEVEL_WARNING, LEVEL_ERROR and
- *         LEVEL_CRITICAL; -1 when none does.
+ * @return 0, 1, 2 or 3 for the first that exists of LEVEL_INFO, LEVEL_WARNING, LEVEL_ERROR and LEVEL_CRITICAL; -1 when
+ *         none does.
  *
  * Safe from any thread and from a signal handler. `errno` may change.
  */
 VEXORA_API int GetDebugEanleLevel(void);
 
-/** Tells the destination that the marker files ask for, looking at the files now.
+/** Returns the destination that the marker files ask for, looking at the files now.
  *
- * @return 0, 1 or 2 for the first that exists of PATH_SERIAL (standard output), PATH_LOG (nothing
- *         is written by this library) and PATH_BOTH (standard output); -1 when none does.
+ * @return 0, 1 or 2 for the first that exists of PATH_SERIAL (standard output), PATH_LOG (nothing is written by this
+ *         library) and PATH_BOTH (standard output); -1 when none does.
  *
  * Safe from any thread and from a signal handler. `errno` may change.
  */
 VEXORA_API int GetDebugEanlePath(void);
 
-/** Tells whether a module's switch file exists now.
+/** Returns whether a module's switch file exists now.
  *
  * @param module  module name, NUL-terminated. The file's whole path is cut to 63 characters.
  * @return 1 when it exists, 0 when not, -1 when `module` is NULL.
@@ -80,10 +76,10 @@ VEXORA_API int GetDebugEanlePath(void);
  */
 VEXORA_API int GetDebugSourceIsEnable(const char *module);
 
-/** Tells whether the firmware knows a module, whatever is switched on.
+/** Returns whether the firmware knows a module, whatever is switched on.
  *
- * @param module  module name, NUL-terminated; "ENABLE_" and the name together are cut to 31
- *                characters and compared exactly, upper and lower case apart.
+ * @param module  module name, NUL-terminated; "ENABLE_" and the name together are cut to 31 characters and compared
+ *                exactly, upper and lower case apart.
  * @return 1 when DebugSourceFile lists it, 0 when not, -1 when `module` is NULL.
  *
  * Safe from any thread.
@@ -92,10 +88,9 @@ VEXORA_API int GetSourceIsVaild(const char *module);
 
 /** Fills a table with the names of the modules whose switch files exist now.
  *
- * @param table  receives 256 bytes: 16 slots of 16 bytes, each a name of at most 15 characters
- *               padded with zero bytes, in the order in which the folder lists them; unused slots
- *               are zero and switches beyond the 16th are left out. NULL is left alone. When the
- *               folder cannot be opened the table keeps what it held.
+ * @param table  receives 256 bytes: 16 slots of 16 bytes, each a name of at most 15 characters padded with zero bytes,
+ *               in the order in which the directory lists them; unused slots are zero and switches beyond the 16th are
+ *               left out. NULL is left alone. When the directory cannot be opened the table keeps what it held.
  * @return always 0.
  *
  * Safe from any thread and from a signal handler; allocates nothing. `errno` may change.
@@ -111,36 +106,34 @@ VEXORA_API int TranslateToSyslogLevel(unsigned level);
 
 /** Appends a time-stamped line to the watchdog log "/extlog/syslog/WDT.log".
  *
- * The line is "[YYYY-MM-DD hh:mm:ss] " in UTC and the message, cut and ended as VexoraDebug does
- * it. The file is deleted as soon as it has reached 1 MiB after a write; the next call starts anew.
+ * The line is "[YYYY-MM-DD hh:mm:ss] " in UTC and the message, cut and ended as VexoraDebug does it. The file is
+ * deleted as soon as it has reached 1 MiB after a write; the next call starts anew.
  *
- * @param format  printf format of the message, followed by its arguments. NULL, or a format that
- *                the platform cannot render, is refused with -1 and leaves the file alone. What
- *                ends the process in VexoraDebug does so here, too.
- * @return 0 after a normal write, also when the file could not be opened or written but its size
- *         can be read; -1 when the arguments are refused or the size cannot be read afterwards;
- *         when the file had to be deleted, 0 or, when that failed, -1.
+ * @param format  printf format of the message, followed by its arguments. NULL, or a format that printf cannot render,
+ *                is refused with -1 and leaves the file alone. What ends the process in VexoraDebug does so here, too.
+ * @return 0 after a normal write, also when the file could not be opened or written but its size can be read; -1 when
+ *         the arguments are refused or the size cannot be read afterwards; when the file had to be deleted, 0 or, when
+ *         that failed, -1.
  *
  * Safe from any thread and between processes: each record reaches the file in one write.
  */
 VEXORA_API int TWatchDog1Log(const char *format, ...) VEXORA_PRINTF(1, 2);
 
-/* Descriptor calls that a signal never fails: each repeats its platform call while that fails with
- * EINTR and otherwise returns exactly what the call returned, `errno` included. All are safe from
- * any thread and keep no state. */
+/* Descriptor calls that a signal never fails: each repeats its system call while that fails with EINTR and otherwise
+ * returns exactly what the call returned, `errno` included. All are safe from any thread and keep no state. */
 
 /** Opens a file without a creation mode.
  *
- * @param path   file name, handed to the platform as it is.
- * @param flags  as for open(2). A file that O_CREAT makes here gets no permission bits; use
- *               vexora_open_mode to create files.
+ * @param path   file name, handed to the kernel as it is.
+ * @param flags  as for open(2). A file that O_CREAT makes here gets no permission bits; use vexora_open_mode to create
+ *               files.
  * @return the descriptor, which the caller closes; or -1 with `errno` set.
  */
 VEXORA_API int vexora_open(const char *path, int flags);
 
 /** Opens a file with a creation mode.
  *
- * @param path   file name, handed to the platform as it is.
+ * @param path   file name, handed to the kernel as it is.
  * @param flags  as for open(2).
  * @param mode   permission bits of a file that the call creates, reduced by the umask.
  * @return the descriptor, which the caller closes; or -1 with `errno` set.
@@ -159,8 +152,8 @@ VEXORA_API int vexora_close(int fd);
  * @param read     in: descriptors to watch for reading, out: those ready; NULL watches none.
  * @param write    the same for writing.
  * @param except   the same for exceptional conditions.
- * @param timeout  in: longest wait; out: what the platform left of it. An interrupted wait goes on
- *                 with what was left. NULL waits without limit.
+ * @param timeout  in: longest wait; out: what the kernel left of it. An interrupted wait goes on with what was left.
+ *                 NULL waits without limit.
  * @return the number of ready descriptors, 0 at time-out, or -1 with `errno` set.
  */
 VEXORA_API int vexora_select(int nfds, fd_set *read, fd_set *write, fd_set *except, struct timeval *timeout);
@@ -168,7 +161,7 @@ VEXORA_API int vexora_select(int nfds, fd_set *read, fd_set *write, fd_set *exce
 /** Reads once.
  *
  * @param buffer  receives at most `length` bytes.
- * @param length  room in bytes.
+ * @param length  capacity in bytes.
  * @return the bytes read, 0 at end of file, or -1 with `errno` set.
  */
 VEXORA_API int vexora_read(int fd, void *buffer, unsigned length);
@@ -185,8 +178,8 @@ VEXORA_API int vexora_write(int fd, const void *buffer, unsigned length);
  *
  * @param buffer  receives `length` bytes.
  * @param length  bytes wanted.
- * @return `length`; 0 when the end of file came first (what arrived before is in the buffer but not
- *         counted); -1 with `errno` set when a read failed.
+ * @return `length`; 0 when the end of file came first (what arrived before is in the buffer but not counted); -1 with
+ *         `errno` set when a read failed.
  *
  * Blocks until one of these is so. Safe from any thread.
  */
@@ -216,8 +209,8 @@ VEXORA_API int vexora_sleep(unsigned seconds);
  * Each interruption prints the line "VexoraNanoSleep " on standard output.
  *
  * @param seconds      whole seconds.
- * @param nanoseconds  0 to 999,999,999 more nanoseconds; an interval that the platform calls
- *                     invalid ends the call at once.
+ * @param nanoseconds  0 to 999,999,999 more nanoseconds; an interval that the kernel calls invalid ends the call
+ *                     immediately.
  * @return -1 when both are 0; otherwise 0, also for an invalid interval.
  */
 VEXORA_API int vexora_nanosleep(unsigned seconds, long nanoseconds);
@@ -225,48 +218,48 @@ VEXORA_API int vexora_nanosleep(unsigned seconds, long nanoseconds);
 /** Releases a heap block with free(3); NULL is left alone. The caller's pointer is not cleared. */
 VEXORA_API void vexora_safefree(void *pointer);
 
-/* Recursive locks on the heap: the thread that holds one may take it again, and it is free once
- * every take has its release. */
+/* Recursive locks on the heap: the thread that holds one may take it again, and it is free once every take has its
+ * release. */
 
 /** Makes a lock.
  *
- * @return the lock, which the caller gives back with vexora_dwdestroy_mutex; NULL when memory or
- *         the platform refused, with nothing left behind.
+ * @return the lock, which the caller releases with vexora_dwdestroy_mutex; NULL when memory or the C library refused,
+ *         with nothing leaked.
  */
 VEXORA_API pthread_mutex_t *vexora_pstmutex_init(void);
 
 /** Takes a lock.
  *
  * @param lock     the lock; NULL is refused.
- * @param timeout  -1 waits without limit; 0 tries once; N above 0 tries at most N times, pausing
- *                 1 ms after each failure.
- * @return 0 when the lock is held; -1 when `lock` is NULL; otherwise the platform's error number:
- *         EBUSY when it stayed taken, EINVAL for a negative time-out other than -1.
+ * @param timeout  -1 waits without limit; 0 tries once; N above 0 tries at most N times, pausing 1 ms after each
+ *                 failure.
+ * @return 0 when the lock is held; -1 when `lock` is NULL; otherwise the C library's error number: EBUSY when it stayed
+ *         taken, EINVAL for a negative time-out other than -1.
  *
- * Safe from any thread, not from a signal handler. A timed call never waits inside the platform.
+ * Safe from any thread, not from a signal handler. A timed call never waits inside the C library.
  */
 VEXORA_API int vexora_dwacquire_mutex(pthread_mutex_t *lock, int timeout);
 
 /** Gives a lock back.
  *
- * @return 0; -1 when `lock` is NULL; otherwise the platform's error number (EPERM when the calling
- *         thread does not hold it).
+ * @return 0; -1 when `lock` is NULL; otherwise the C library's error number (EPERM when the calling thread does not
+ *         hold it).
  */
 VEXORA_API int vexora_dwrelease_mutex(pthread_mutex_t *lock);
 
 /** Destroys a lock that no thread holds and releases its memory.
  *
- * @return 0; -1 when `lock` is NULL or the platform refuses, as it does while the lock is held: the
- *         lock then stays valid and allocated.
+ * @return 0; -1 when `lock` is NULL or the C library refuses, as it does while the lock is held: the lock then stays
+ *         valid and allocated.
  */
 VEXORA_API int vexora_dwdestroy_mutex(pthread_mutex_t *lock);
 
-/** Counts an attempt, and tells when there have been enough.
+/** Counts an attempt, and reports when there have been enough.
  *
  * @param counter  in and out: attempts so far, 0 before the first; NULL is refused.
  * @param limit    number of attempts, at most 255: a larger one is never reached, the byte wraps.
- * @return 0 when another attempt may be made (the counter is raised by one), 1 when the counter is
- *         at or above the limit (it stays), -1 when `counter` is NULL.
+ * @return 0 when another attempt may be made (the counter is raised by one), 1 when the counter is at or above the
+ *         limit (it stays), -1 when `counter` is NULL.
  */
 VEXORA_API int is_retry_done(unsigned char *counter, int limit);
 
@@ -305,10 +298,10 @@ VEXORA_API unsigned getBits(unsigned value, int high, int low);
  * SIGSEGV, SIGBUS and SIGILL print and log a backtrace and the thread's name, then end the process with status 255;
  * SIGABRT ends it with 255. The others print a line on standard output and the process goes on, termination requests
  * (SIGTERM, SIGQUIT) included; SIGFPE and SIGCHLD print nothing. A fatal report reaches standard output after what the
- * process had buffered; a step of it that hangs is given up after a second, and the process ends all the same. On an
+ * process had buffered; a step of it that hangs is cut short after a second, and the process ends all the same. On an
  * exhausted stack there is no space for a report: the kernel ends the process.
  *
- * @param module_name  the daemon's module in the debug log; copied. NULL is refused, told on standard output.
+ * @param module_name  the daemon's module in the debug log; copied. NULL is refused and reported on standard output.
  * @param length       how many of its characters to keep, at most 31 and never beyond its end; below 0 keeps none.
  * @return 0; -1 when `module_name` is NULL: nothing is installed then.
  *
@@ -323,7 +316,7 @@ VEXORA_API int VexoraInitSignals(const char *module_name, int length);
 
 /** Installs a handler with every signal blocked while it runs and interrupted system calls restarted.
  *
- * @param signal   signal number. One that the platform refuses is told on standard output.
+ * @param signal   signal number. One that the kernel refuses is reported on standard output.
  * @param handler  the handler, which takes the signal number.
  * @return always 0.
  */

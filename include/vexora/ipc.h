@@ -15,7 +15,7 @@ extern "C" {
  * A receiving daemon owns a FIFO and reads fixed records from it; a sender opens it, writes one record and closes it.
  * Pipes are opened read-write on both sides, so opening never waits for a partner. A record is at most
  * VEXORA_PIPE_RECORD_MAX bytes and goes out in one write, so records of several writers never mix. Failures are
- * reported on standard output or through the platform's debug output; bad arguments are refused silently. All calls are
+ * reported on standard output or through the firmware's debug output; bad arguments are refused silently. All calls are
  * safe from any thread, and no signal makes one fail. Descriptors of pipes are not close-on-exec: a program that the
  * process starts inherits them, and so keeps a pipe open, unless the caller sets FD_CLOEXEC. */
 
@@ -35,7 +35,7 @@ VEXORA_API int vexora_create_pipe(const char *path);
  * A path that can't be opened is removed, so that its owner can make it anew.
  *
  * @param path  the FIFO's path; NULL is refused.
- * @return the descriptor, which the caller gives back with vexora_closepipe; or -1.
+ * @return the descriptor, which the caller releases with vexora_closepipe; or -1.
  */
 VEXORA_API int vexora_openpipe(const char *path);
 
@@ -57,8 +57,7 @@ VEXORA_API int vexora_readpipe(int fd, void *buffer, unsigned size);
 
 /** Waits for data for a time and reads once.
  *
- * @param fd          the pipe; -1 is refused. A wait also refuses one that the platform's descriptor sets can't hold,
- *                    1024 and above.
+ * @param fd          the pipe; -1 is refused. A wait also refuses one that descriptor sets can't hold, 1024 and above.
  * @param buffer      receives at most `size` bytes, the rest is zero; NULL is refused. Untouched unless data came.
  * @param size        capacity in bytes.
  * @param timeout_ms  longest wait in milliseconds; 0 only looks, a negative one waits without limit.
@@ -104,7 +103,7 @@ VEXORA_API int VexoraCreateMsgQueue(int key);
  * @param payload  `size` bytes; NULL is refused.
  * @param size     at most VEXORA_QUEUE_PAYLOAD_MAX; more is refused.
  * @return 0; -1 when an argument is refused, the queue can't be made or is full, or the payload's third byte is 0x80 or
- *         more, which makes a message type that the platform refuses.
+ *         more, which makes a message type that the kernel refuses.
  */
 VEXORA_API int VexoraWriteMsgQueue(int key, const void *payload, unsigned size);
 
@@ -177,22 +176,22 @@ VEXORA_API int VexoraAddTaskFailToSEL(unsigned first, unsigned second, unsigned 
  * @param data           `length` bytes; NULL sends none.
  * @param length         at most VEXORA_COMPONENT_DATA_MAX; more, or a negative one, is refused.
  * @param response_flag  handed to the monitor.
- * @return 0 when the record was written, else -1, reported through the platform's debug output. The monitor's pipe is
- * never made here, but removed when it can't be opened.
+ * @return 0 when the record was written, else -1, reported through the firmware's debug output. The monitor's pipe is
+ *         never made here, but removed when it can't be opened.
  */
 VEXORA_API int VexoraSendCompMonCmdWithRespFlag(unsigned kind, unsigned instance, int command, const void *data,
                                                 int length, unsigned response_flag);
 
-/** Sends a command to the monitor that serves all components of a kind; otherwise as
- *  VexoraSendCompMonCmdWithRespFlag. */
+/** Sends a command to the monitor that serves all components of a kind; otherwise as VexoraSendCompMonCmdWithRespFlag.
+ */
 VEXORA_API int VexoraSendCompMonCmdWithMultiMode(unsigned kind, unsigned instance, int command, const void *data,
                                                  int length, unsigned response_flag);
 
 /** Sends a status to the RAID replacement monitor. Senders of all processes take turns.
  *
  * @param first, second  the status; their low bytes count.
- * @return 0; -1 when the monitor's pipe is missing (reported nowhere), the semaphore isn't available, or the pipe
- *         can't be opened or is full (reported through the platform's debug output).
+ * @return 0; -1 when the monitor's pipe is missing (reported nowhere), the semaphore isn't available, or the pipe can't
+ *         be opened or is full (reported through the firmware's debug output).
  *
  * Waits while another sender has its turn, not for the pipe.
  */
@@ -247,7 +246,7 @@ VEXORA_API int VexoraCommandToBuffEx(const char *command, void *buffer, unsigned
  *
  * @param path  the file, created or emptied; NULL is refused.
  * @return 0; -1 when an argument is NULL, the command can't be started (the file is then untouched), or the file can't
- *         be opened or written. No process is left behind.
+ *         be opened or written. No process is left.
  */
 VEXORA_API int VexoraCommonCommandToFile(const char *command, const char *path);
 

@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 /** Platform data: FRU images, compressed firmware images, readings of power devices, the table of fault-handling
- * advice, and variables that the daemons share. docs/advice-catalogue.md tells where the advice comes from. */
+ *  advice, and variables that the daemons share. docs/advice-catalogue.md says where the advice comes from. */
 #ifndef VEXORA_PLATFORM_H
 #define VEXORA_PLATFORM_H
 
@@ -16,8 +16,8 @@ extern "C" {
 
 /** Converts a reading in the PMBus LINEAR11 format (PMBus Power System Management Protocol, Part II) to a number.
  *
- * The mantissa counts as unsigned, all 32 bits of it: for negative readings the caller takes the sign off the 11-bit
- * field before the call and puts it on the result.
+ * The mantissa is unsigned, all 32 bits of it: for negative readings the caller takes the sign off the 11-bit field
+ * before the call and puts it on the result.
  *
  * @param mantissa  the factor.
  * @param exponent  the 5-bit exponent field, 0 to 31, of which 16 to 31 mean -16 to -1; higher bits are ignored.
@@ -39,18 +39,18 @@ VEXORA_API int PMBUS_LinearFormatDataCalc(uint32_t mantissa, uint32_t exponent, 
 /** Bytes of the whole table. */
 #define VEXORA_IDL_ADVICE_TABLE 523260
 
-/** What to do about an event: 2052 bytes without padding between or behind the fields. */
+/** What to do about an event: 2052 bytes without padding between or after the fields. */
 typedef struct vexora_idl_advice {
   uint8_t sensor_type;   /**< IPMI sensor type code, or one of the firmware's own from 0xC0 on */
   uint8_t sensor_number; /**< 0xFF in most records */
   uint8_t event_code;    /**< IPMI event offset, or a code of the firmware's own */
   uint8_t level;         /**< 0, 1, 2 or 0xFF */
-  /** Lines separated by single line feeds, none behind the last: "Step1:", "Step2:" and so on, at most seven, or the
-   *  one line "Normal system information,do not need to deal with."; padded with NUL characters, one at least. */
+  /** Lines separated by single line feeds, none after the last: "Step1:", "Step2:" and so on, at most seven, or the one
+   *  line "Normal system information,do not need to deal with."; padded with NUL characters, one at least. */
   char advice[VEXORA_IDL_ADVICE_TEXT];
 } vexora_idl_advice;
 
-/** Tells how many records the table has.
+/** Returns how many records the table has.
  *
  * @return VEXORA_IDL_ADVICE_RECORDS.
  *
@@ -71,7 +71,8 @@ VEXORA_API int GetIdlAdviserArray(uint8_t *dst);
 /** @name Shared variables
  * @{ */
 /** One of the variables that the programs of the firmware share through the library: zero or NULL when it is loaded.
- * The programs own them, give them their meaning and serialise their use; the library neither reads nor writes them. */
+ *  The programs own them, give them their meaning and serialise their use; the library neither reads nor writes them.
+ */
 extern VEXORA_API int32_t DEVICE_COOLING_EVENT_OFFSET;
 extern VEXORA_API int32_t DEVICE_TYPE_ACPI_EVENT_OFFSET;
 extern VEXORA_API int32_t DEVICE_TYPE_ADDIN_CARD_OFFSET;
@@ -111,10 +112,10 @@ extern VEXORA_API void *pVersionParamBuf;
 
 /* FRU inventory images, as the IPMI Platform Management FRU Information Storage Definition 1.0 has them.
  *
- * A getter copies one field out of an area, undecoded: the type/length byte that comes with it tells the encoding in
+ * A getter copies one field out of an area, undecoded: the type/length byte that comes with it gives the encoding in
  * bits 6 and 7 and the number of bytes in the image in bits 0 to 5. Areas are found by the common header, whose version
  * and checksum are checked; an area's own are not. No byte beyond `fruLen` is read. What is wrong with arguments,
- * header or area offset is told on standard output. Safe from any thread. */
+ * header or area offset is reported on standard output. Safe from any thread. */
 
 /** The chassis area's fields. */
 enum {
@@ -142,7 +143,7 @@ enum {
   VEXORA_FRU_PRODUCT_SERIAL_NUMBER,
   VEXORA_FRU_PRODUCT_ASSET_TAG,
   /** The field whose type/length byte follows the one of the FRU file ID, which has to be empty: the first custom
-   * field. Behind the last field it is the end marker, C1h, taken for a field of one byte. */
+   *  field. After the last field it is the end marker, C1h, taken for a field of one byte. */
   VEXORA_FRU_PRODUCT_CUSTOM
 };
 
@@ -160,11 +161,11 @@ VEXORA_API int vexora_check_fru_common_header(const uint8_t *fru, int fruLen);
  * @param fruLen      bytes; below 8 is refused.
  * @param field       VEXORA_FRU_CHASSIS_*; others are refused.
  * @param out         receives the field's first `outMax` bytes, without a terminator; NULL is refused.
- * @param outMax      room in bytes; below 1 is refused.
+ * @param outMax      capacity in bytes; below 1 is refused.
  * @param outTypeLen  receives the field's type/length byte, with its length in the image even where `outMax` is less; 0
  *                    when there is no such area, and nothing is then copied. NULL is refused.
  * @return 0; -1 when an argument is refused, the header isn't valid, or the area or a field up to this one would run
- *         past `fruLen` (told for the area's offset only). Both outputs are then untouched.
+ *         past `fruLen` (reported for the area's offset only). Both outputs are then untouched.
  */
 VEXORA_API int vexora_get_fru_chassis_info(const uint8_t *fru, int fruLen, int field, uint8_t *out, int outMax,
                                            uint8_t *outTypeLen);
@@ -181,7 +182,7 @@ VEXORA_API int vexora_get_fru_product_info(const uint8_t *fru, int fruLen, int f
  *
  * @param data   `count` bytes; NULL is refused, whatever `count` is.
  * @param count  bytes; 0 gives 0.
- * @return the checksum; 255, told on standard output, when `data` is refused.
+ * @return the checksum; 255, reported on standard output, when `data` is refused.
  */
 VEXORA_API uint8_t vexora_checksum_calc(const uint8_t *data, uint32_t count);
 
@@ -196,7 +197,7 @@ VEXORA_API uint8_t cal_zerosum(const uint8_t *data, uint32_t count);
  *
  * A compressed image is two 32-bit little-endian sizes, of the bit stream and of the plain data, and the bit stream:
  * LZ77 matches under static Huffman codes in blocks, which the UEFI specification defines in its chapter on
- * compression. It may begin at any address. There are two forms, which an image doesn't tell apart.
+ * compression. It may begin at any address. There are two forms, which an image does not identify.
  *
  * Ask UefiDecompressGetInfo first: it alone knows how many bytes there are, so it alone can refuse a header that
  * promises more. Then allocate a destination and a scratch area of the sizes it gives, and decompress. The calls
@@ -211,11 +212,10 @@ VEXORA_API uint8_t cal_zerosum(const uint8_t *data, uint32_t count);
 /** The Tiano form: distances up to 512 KiB. */
 #define VEXORA_TIANO_FORM 2
 
-/** Tells what decompression of an image takes.
+/** Returns the sizes that the decompression of an image needs.
  *
  * @param source            the image; NULL is refused.
- * @param source_size       its size in bytes; less than the header's 8 is refused. Bytes behind the bit stream are
- *                          fine.
+ * @param source_size       its size in bytes; less than the header's 8 is refused. Bytes after the bit stream are fine.
  * @param destination_size  receives the size of the plain data in bytes; NULL is refused.
  * @param scratch_size      receives VEXORA_UEFI_SCRATCH_SIZE; NULL is refused.
  * @return 0; -1, with nothing stored, when an argument is refused or the image is shorter than its header says.

@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/** Security primitives: passwords enciphered by the platform, ECDSA signatures over SHA-256, MD5 digests of streams.
- *  docs/crypto.md tells what each protects, and what is left to callers. */
+/** Security primitives: passwords enciphered by the firmware, ECDSA signatures over SHA-256, MD5 digests of streams.
+ *  docs/crypto.md says what each protects, and what is left to callers. */
 #ifndef VEXORA_SECURITY_H
 #define VEXORA_SECURITY_H
 
@@ -15,10 +15,10 @@ extern "C" {
 
 /* Passwords.
  *
- * Cipher and key are the platform's. Whether passwords are kept enciphered at all is the firmware feature
+ * Cipher and key are the firmware's. Whether passwords are kept enciphered at all is the firmware feature
  * "CONFIG_RVK_FEATURE_ENABLE_USERPSWD_ENCRYPTION", asked at every call: where it is off, a cipher call answers 0 and
- * changes nothing. Failures are told as lines on standard output, never with a key or a password in them. Keys and
- * plain texts that a call holds are wiped before it returns. The calls are as safe in threads as the platform's own. */
+ * changes nothing. Failures are reported as lines on standard output, never with a key or a password in them. Keys and
+ * plain texts that a call holds are wiped before it returns. The calls are as safe in threads as the firmware's own. */
 
 /** Longest password, in bytes. */
 #define VEXORA_PASSWORD_MAX 64
@@ -29,8 +29,8 @@ extern "C" {
  *             byte is read whatever `len` is. NULL, or a first byte of 0, is refused; no message.
  * @param len  bytes, 0 to VEXORA_PASSWORD_MAX; anything else is refused; no message. While the feature is off it isn't
  *             looked at.
- * @return 0 when enciphered, or when the feature is off; -1 when an argument is refused, the key can't be had or the
- *         cipher fails, with `buf` untouched.
+ * @return 0 when enciphered, or when the feature is off; -1 when an argument is refused, the key is not available or
+ *         the cipher fails, with `buf` untouched.
  */
 VEXORA_API int vexora_password_encrypt(uint8_t *buf, int len);
 
@@ -51,17 +51,17 @@ VEXORA_API int VexoraPwDecrypt(uint8_t *buf, int len);
  * @param out     receives the plain text up to its first zero byte, padded with zeros to `outLen` bytes. Not terminated
  *                when the text has `outLen` bytes or more. Zero-filled when the call fails. NULL is refused; no
  *                message.
- * @param key     what the platform's cipher takes: 56 bytes, or fewer ended by a NUL. NULL or empty is refused.
- * @param outLen  room in `out`, in bytes.
+ * @param key     what the firmware's cipher takes: 56 bytes, or fewer ended by a NUL. NULL or empty is refused.
+ * @param outLen  capacity of `out`, in bytes.
  * @return 0 when deciphered, or when the feature is off, with `out` untouched; -1 when an argument is refused, memory
  *         is short or the cipher fails.
  */
 VEXORA_API int VexoraPwDecryptAndCyo(const char *b64, char *out, const uint8_t *key, uint32_t outLen);
 
-/** Tells whether this system keeps passwords enciphered: 1 when "/var/blowfish" exists, else 0. */
+/** Returns whether this system keeps passwords enciphered: 1 when "/var/blowfish" exists, else 0. */
 VEXORA_API int GetEncryptCtrl(void);
 
-/** Tells whether a password in the given state is acceptable on this system.
+/** Returns whether a password in the given state is acceptable on this system.
  *
  * @param isEnciphered  1 for an enciphered password; anything else is a plain one.
  * @return 0; -1 for a plain password where "/var/blowfish" exists.
@@ -73,18 +73,18 @@ VEXORA_API int CheckEncryptValid(int isEnciphered);
  * @param bytes    `count` bytes; NULL is refused.
  * @param out      receives 2 * `count` digits and a terminator; must not overlap `bytes`. NULL is refused.
  * @param count    bytes; below 1 nothing is written, no terminator either.
- * @param outSize  room in `out`, the terminator included.
+ * @param outSize  capacity of `out`, the terminator included.
  * @return 0; -1 when `outSize` is below 2 * `count` + 1 (also for a `count` below 1) or an argument is refused, with
  *         `out` untouched.
  */
 VEXORA_API int vexora_convert_hextostr(const uint8_t *bytes, char *out, int count, int outSize);
 
-/* Signatures. Safe from any thread; a key may serve several at once. */
+/* Signatures. Safe from any thread; a key may serve several calls at the same time. */
 
 /** OpenSSL's EC_KEY. */
 struct ec_key_st;
 
-/** Loads a public key, and tells about it on standard output.
+/** Loads a public key, and reports it on standard output.
  *
  * @param der  a SubjectPublicKeyInfo with an EC key, in DER. Its second byte states the content's length, at most 127:
  *             the caller guarantees that many bytes and two more. A larger second byte is no length, and refused; the
@@ -147,10 +147,10 @@ VEXORA_API int vexora_initialize_md5library(void);
  */
 VEXORA_API int vexora_close_md5library(void);
 
-/** Computes the MD5 digest of a stream's next bytes. Failures are told on standard output.
+/** Computes the MD5 digest of a stream's next bytes. Failures are reported on standard output.
  *
  * @param stream  read from its current position; NULL is refused, no message. Signals don't cut the reading short.
- * @param length  bytes to digest. A stream that ends or fails earlier gives the digest of the bytes it had.
+ * @param length  bytes to digest. A stream that ends or fails earlier gives the digest of the bytes read so far.
  * @param digest  receives VEXORA_MD5_SIZE bytes; NULL is refused, no message. A failed call leaves it untouched.
  * @return 0 when the digest was written; -1 when an argument is refused, libcrypto can't be loaded or one of its
  *         functions fails. When the digest was written but libcrypto can't be closed, the result of dlclose.

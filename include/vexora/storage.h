@@ -1,10 +1,10 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/** Files and removable storage: text and JSON documents kept whole in a file, with or without a checksum; folders and
- *  log files; the TF (microSD) card. docs/file-storage.md has the file format and the card's folder scheme.
+/** Files and removable storage: text and JSON documents kept whole in a file, with or without a checksum; directories
+ *  and log files; the TF (microSD) card. docs/file-storage.md has the file format and the card's directory scheme.
  *
- *  Paths are NUL-terminated. Every call opens, works and closes; none keeps state or takes a lock, so each is safe from
- *  any thread, but callers that work on the same file, folder or card at once must take turns. None is safe in a signal
- *  handler. `errno` is left as the platform's calls leave it. */
+ * Paths are NUL-terminated. Every call opens, works and closes; none keeps state or takes a lock, so each is safe from
+ * any thread, but callers that work on the same file, directory or card at the same time must be serialised. None is
+ * safe in a signal handler. `errno` is left as the C library's calls leave it. */
 #ifndef VEXORA_STORAGE_H
 #define VEXORA_STORAGE_H
 
@@ -31,9 +31,9 @@ struct json_object;
  *
  * @param path  the file; NULL is refused.
  * @return its bytes and a terminator, which the caller releases with free(); NULL when it can't be read, memory is
- * short, or the file is empty. What has no size, such as a pipe, a device or a file under "/proc", counts as empty and
- *         is not opened. A file that shrinks meanwhile fails; of one that grows, the beginning is returned. Zero bytes
- *         are kept, and then the text seems to end early: the length is not returned.
+ *         short, or the file is empty. What has no size, such as a pipe, a device or a file under "/proc", counts as
+ *         empty and is not opened. A file that shrinks meanwhile fails; of one that grows, the beginning is returned.
+ *         Zero bytes are kept, and then the text seems to end early: the length is not returned.
  */
 VEXORA_API char *vexora_string_read_file(const char *path);
 
@@ -48,8 +48,8 @@ VEXORA_API char *vexora_string_read_file_with_crc32_check(const char *path);
  *
  * @param path  the file; NULL is refused.
  * @return the document, which the caller releases with json_object_put(); NULL when the file can't be read as
- *         vexora_string_read_file describes, or isn't JSON, or holds "null" or a value within more than 31
- *         objects and arrays. Anything after the document is ignored.
+ *         vexora_string_read_file describes, or isn't JSON, or holds "null" or a value within more than 31 objects and
+ *         arrays. Anything after the document is ignored.
  */
 VEXORA_API struct json_object *vexora_json_read_file(const char *path);
 
@@ -84,7 +84,7 @@ VEXORA_API int vexora_json_write_2_file(const char *path, struct json_object *ob
 /** Writes a JSON document as a guarded file; otherwise as vexora_json_write_2_file. */
 VEXORA_API int vexora_json_write_2_file_with_crc32_check(const char *path, struct json_object *object);
 
-/* Folders and log files. */
+/* Directories and log files. */
 
 /** Most bytes that fileread returns. */
 #define VEXORA_FILE_TAIL_MAX 532480
@@ -93,19 +93,19 @@ VEXORA_API int vexora_json_write_2_file_with_crc32_check(const char *path, struc
  *
  * @param path  the file; NULL is refused.
  * @return its last VEXORA_FILE_TAIL_MAX bytes, all of a shorter file, and a terminator, which the caller releases with
- *         free(); zeros where bytes can't be read, so that an empty or unreadable file, or a folder, gives an empty
+ *         free(); zeros where bytes can't be read, so that an empty or unreadable file, or a directory, gives an empty
  *         text. NULL when it can't be opened or has no position, as a pipe; or when memory is short, which is reported
- *         through the platform's debug output.
+ *         through the firmware's debug output.
  *
  * Opening a pipe waits for a writer.
  */
 VEXORA_API char *fileread(const char *path);
 
-/** Makes a folder, mode 0755 reduced by the umask, unless anything exists at its path, by the process's effective
+/** Makes a directory, mode 0755 reduced by the umask, unless anything exists at its path, by the process's effective
  *  rights.
  *
- * @param path  the folder, whose parent must exist; NULL is refused.
- * @return 0 when something is there; -1 when it can't be made, which is reported through the platform's debug output.
+ * @param path  the directory, whose parent must exist; NULL is refused.
+ * @return 0 when something is there; -1 when it can't be made, which is reported through the firmware's debug output.
  */
 VEXORA_API int createIfNotExists(const char *path);
 
@@ -114,40 +114,40 @@ VEXORA_API int createIfNotExists(const char *path);
  * @param path  the log file; NULL is refused. The rotated copy's name is cut to 255 characters: of a path of 255
  *              characters or more, whatever its first 255 characters name is removed, if need be the log itself.
  * @return 0, also when neither exists or can be changed; -1 when `path` is NULL. A file that can't be opened is
- * reported through the platform's debug output.
+ *         reported through the firmware's debug output.
  */
 VEXORA_API int vexora_delete_logfile(const char *path);
 
 /** Operations of vexora_folder_operation. */
 enum vexora_folder_op {
   VEXORA_FOLDER_EXISTS = 0,         /**< reports whether anything exists at the path */
-  VEXORA_FOLDER_CREATE = 1,         /**< makes the folder unless anything exists there */
-  VEXORA_FOLDER_RECREATE = 2,       /**< removes what exists there, with all below it, and makes the folder */
-  VEXORA_FOLDER_COPY_REPLACING = 3, /**< copies the folder; 1 goes to the platform's copyDir as its third argument */
+  VEXORA_FOLDER_CREATE = 1,         /**< makes the directory unless anything exists there */
+  VEXORA_FOLDER_RECREATE = 2,       /**< removes what exists there, with all below it, and makes the directory */
+  VEXORA_FOLDER_COPY_REPLACING = 3, /**< copies the directory; 1 goes to the firmware's copyDir as its third argument */
   VEXORA_FOLDER_COPY_KEEPING = 4    /**< the same with 0 */
 };
 
-/** Works on a folder. Folders are made with mode 0755, reduced by the umask, in parents that exist.
+/** Works on a directory. Directories are made with mode 0755, reduced by the umask, in parents that exist.
  *
  * @param op    one of vexora_folder_op; any other is refused.
- * @param path  the folder; NULL, or one that doesn't begin with "/", is refused.
- * @param ...   for the two copies, `const char *destination`: the folder that receives the copy, made when missing;
- * NULL, or one that doesn't begin with "/", is refused. What becomes of links and of files that exist there is the
- * platform's.
- * @return 0; -1 when an argument is refused, nothing exists at the path (VEXORA_FOLDER_EXISTS), or the folder can't be
- *         made or copied. Reported nowhere.
+ * @param path  the directory; NULL, or one that doesn't begin with "/", is refused.
+ * @param ...   for the two copies, `const char *destination`: the directory that receives the copy, made when missing;
+ *              NULL, or one that doesn't begin with "/", is refused. What becomes of links and of files that exist
+ *              there is up to the firmware's copyDir.
+ * @return 0; -1 when an argument is refused, nothing exists at the path (VEXORA_FOLDER_EXISTS), or the directory can't
+ *         be made or copied. Reported nowhere.
  */
 VEXORA_API int vexora_folder_operation(unsigned op, const char *path, ...);
 
 /* The TF card.
  *
  * The card's first partition is "/dev/mmcblk0p1", and "/dev/mmcblk0" the card as a whole, which is mounted when there
- * is no partition. It is mounted on "/mnt/sdmmc0p2". A folder on it holds one firmware image in two generations,
- * "NAME.new" and "NAME.old": NAME is what stands before the first ".new" or ".old" of a file's name. Only regular files
+ * is no partition. It is mounted on "/mnt/sdmmc0p2". A directory on it holds one firmware image in two generations,
+ * "NAME.new" and "NAME.old": NAME is the part before the first ".new" or ".old" of a file's name. Only regular files
  * count, so links are never followed.
  *
- * Paths of folders are cut to 127 characters, those of images to 510. Names found on the card are never part of a shell
- * command. Calls that mount or look at mounts block until the commands end. */
+ * Paths of directories are cut to 127 characters, those of images to 510. Names found on the card are never part of a
+ * shell command. Calls that mount or look at mounts block until the commands end. */
 
 /** Results of the calls below, beside 0 and -1. */
 enum vexora_card_result {
@@ -160,10 +160,10 @@ enum vexora_card_result {
 
 /** Mounts the card, after unmounting whatever is on its mount point.
  *
- * A failed mount shows neither here nor in what follows: on a writable root the calls below work in the folder that is
- * the mount point, return 0, and fill the root. CheckTFCardMountStatus tells: call it after mounting, and go on when it
- * sets its outputs and the mount point is "/mnt/sdmmc0p2". A product makes both mount points when it is built, and so
- * that nobody can write to them while nothing is mounted: on a read-only root, or with the immutable attribute
+ * A failed mount shows neither here nor in what follows: on a writable root the calls below work in the directory that
+ * is the mount point, return 0, and fill the root. CheckTFCardMountStatus reports it: call it after mounting, and go on
+ * when it sets its outputs and the mount point is "/mnt/sdmmc0p2". A product makes both mount points when it is built,
+ * and so that nobody can write to them while nothing is mounted: on a read-only root, or with the immutable attribute
  * ("chattr +i") where the file system has it. Where "/mnt/sdmmc0p2" is missing, a log copied becomes a file of that
  * name, and every later mount fails until it is removed.
  *
@@ -176,18 +176,18 @@ VEXORA_API int common_umount_tf_card(void);
 
 /** Looks for an image of a version on the card, which must be mounted.
  *
- * @param folder   the image's folder, below the mount point; NULL is refused.
+ * @param directory   the image's directory, below the mount point; NULL is refused.
  * @param version  the version's text, which begins with an image's name; NULL is refused.
  * @return 4 or 5 for the first file found whose name begins the version, 4 for a ".new" one and 5 for an ".old" one; 3
- *         when none does; 2 when the folder doesn't exist, logged in the debug log, module "ZELMONITOR"; -1 when an
- *         argument is NULL, or the folder can't be opened, reported on standard output. A name of no characters begins
- * every version.
+ *         when none does; 2 when the directory doesn't exist, logged in the debug log, module "ZELMONITOR"; -1 when an
+ *         argument is NULL, or the directory can't be opened, reported on standard output. A name of no characters
+ *         begins every version.
  */
-VEXORA_API int common_check_ima_file_version_tf_card(const char *folder, const char *version);
+VEXORA_API int common_check_ima_file_version_tf_card(const char *directory, const char *version);
 
 /** Stores an image on the card, which must be mounted.
  *
- * Every ".old" file of the folder is removed, whatever its image, then every ".new" file becomes its image's ".old",
+ * Every ".old" file of the directory is removed, whatever its image, then every ".new" file becomes its image's ".old",
  * then the source is copied to `image_name`.new. Files that can't be removed or renamed are reported on standard output
  * and don't stop the call. Blocks until the medium has the image and its name, where the file system can say so.
  *
@@ -197,22 +197,22 @@ VEXORA_API int common_check_ima_file_version_tf_card(const char *folder, const c
  *
  * @param source_path  the image; NULL is refused.
  * @param image_name   its name on the card; NULL is refused.
- * @param folder       its folder below the mount point, made (mode 0777, reduced by the umask) when missing; NULL is
- *                     refused.
- * @return 0; 1 when there is no card or no mount point; -1 when an argument is NULL, the folder can't be made
+ * @param directory       its directory below the mount point, made (mode 0777, reduced by the umask) when missing; NULL
+ *                        is refused.
+ * @return 0; 1 when there is no card or no mount point; -1 when an argument is NULL, the directory can't be made
  *         (logged in the debug log, module "ZELMONITOR"), its files can't be listed, or the copy fails or doesn't reach
  *         the medium. The other refusals, but for a NULL, are reported on standard output. When the files can't be
  *         listed to their end nothing is changed: a copy would overwrite the last image.
  */
-VEXORA_API int common_copy_ima_file_to_tf_card(const char *source_path, const char *image_name, const char *folder);
+VEXORA_API int common_copy_ima_file_to_tf_card(const char *source_path, const char *image_name, const char *directory);
 
-/** Mounts the card, copies a file into its topmost folder and unmounts it; 0 doesn't mean that the mount succeeded
+/** Mounts the card, copies a file into its topmost directory and unmounts it; 0 doesn't mean that the mount succeeded
  *  (common_mount_tf_card says what to look at). Blocks until the medium has the file and its name, where the file
  *  system can say so.
  *
  * @param source_path  the file; NULL is refused.
  * @return 0; 1 when there is no card; -1 when the path is NULL, or the copy fails or doesn't reach the medium, in which
- * case the card stays mounted. A missing card and a failed copy are reported on standard output.
+ *         case the card stays mounted. A missing card and a failed copy are reported on standard output.
  */
 VEXORA_API int common_copy_log_to_tf_card(const char *source_path);
 
@@ -222,30 +222,30 @@ VEXORA_API int common_copy_log_to_tf_card(const char *source_path);
 /** The name for an image that isn't there. */
 #define VEXORA_CARD_NO_FILE "TF_CARD_NO_FILE"
 
-/** Returns the names of a folder's images on the card, which must be mounted.
+/** Returns the names of a directory's images on the card, which must be mounted.
  *
- * @param folder  the folder, below the mount point; NULL is refused.
+ * @param directory  the directory, below the mount point; NULL is refused.
  * @param names   receives two texts, each at most 63 characters and a terminator, with nothing written after it: from
  *                byte 0 the name of the ".new" image, from byte 64 that of the ".old" one, of several the last found,
- * and VEXORA_CARD_NO_FILE for none. NULL is refused. Untouched unless the result is 0.
- * @return 0; 1 when there is no card; 2 when the mount point is missing, or the folder is missing or can't be opened;
- * -1 when an argument is NULL. A missing card or mount point is reported on standard output.
+ *                and VEXORA_CARD_NO_FILE for none. NULL is refused. Untouched unless the result is 0.
+ * @return 0; 1 when there is no card; 2 when the mount point is missing, or the directory is missing or can't be
+ *         opened; -1 when an argument is NULL. A missing card or mount point is reported on standard output.
  */
-VEXORA_API int common_get_file_list_from_tf_card(const char *folder, char *names);
+VEXORA_API int common_get_file_list_from_tf_card(const char *directory, char *names);
 
 /** Bytes of one name in the result of get_production_doc_from_tf_card, its terminator included. */
 #define VEXORA_CARD_DOC_NAME_SIZE 257
 
 /** Lists the production documents on the card, which must be mounted.
  *
- * @param names  capacity for `max` + 1 names of VEXORA_CARD_DOC_NAME_SIZE bytes; receives the names in the folder's
- * order, each with a terminator and nothing written after it. NULL is refused.
+ * @param names  capacity for `max` + 1 names of VEXORA_CARD_DOC_NAME_SIZE bytes; receives the names in the directory's
+ *               order, each with a terminator and nothing written after it. NULL is refused.
  * @param max    one less than the capacity in names; negative for none.
  * @param count  receives the number of names, at most `max` + 1; NULL is refused. Untouched when there is no card or no
- *               such folder.
- * @return 0 with at least one name; 1 when there is no card; 2 when the folder is missing, can't be opened or holds no
- *         regular file, or `max` is negative; -1 when `names` or `count` is NULL. A missing card or folder is reported
- * through the platform's debug output.
+ *               such directory.
+ * @return 0 with at least one name; 1 when there is no card; 2 when the directory is missing, can't be opened or holds
+ *         no regular file, or `max` is negative; -1 when `names` or `count` is NULL. A missing card or directory is
+ *         reported through the firmware's debug output.
  */
 VEXORA_API int get_production_doc_from_tf_card(char *names, int max, uint32_t *count);
 
@@ -257,8 +257,9 @@ VEXORA_API int get_production_doc_from_tf_card(char *names, int max, uint32_t *c
  * @param mount_point    receives the mount point, cut to 31 characters, and a terminator; NULL when it isn't wanted.
  * @param available_kib  receives the kibibytes available, at most what a long holds; NULL when they are not wanted.
  * @return 0 when the card's mount was found, with both outputs set, or when it was mounted now, with both untouched:
- * ask again. -1 when there is no card or "df" can't be started. Otherwise the wait status of the last of three mount
- * commands that failed. A missing card and failed commands are reported through the platform's maintenance output.
+ *         ask again. -1 when there is no card or "df" can't be started. Otherwise the wait status of the last of three
+ *         mount commands that failed. A missing card and failed commands are reported through the firmware's
+ *         maintenance output.
  *
  * What "df -k" prints decides: of a card that was pulled out and put back, it may be the old mount, dead, with its old
  * space. Mount again after a change of the card. A line counts up to 255 characters, each of its fields up to 31.

@@ -69,7 +69,7 @@ extern VEXORA_API const char *EventLevelStr[3];
  *
  * Texts match a word exactly: case, blanks and length count. Safe from any thread while nobody changes the table. */
 
-/** Tells whether a text is a word of a table.
+/** Returns whether a text is a word of a table.
  *
  * @param table  slots; NULL is refused.
  * @param text   NUL-terminated; NULL is refused.
@@ -96,7 +96,7 @@ VEXORA_API int ValidateStrToOrder(const char **table, const char *text, int coun
  * @param count     slots of the table; there is none with 0 or a negative count.
  * @param dst       receives the word, cut to `dst_size` - 1 characters, and a terminator; NULL is refused. Untouched
  *                  unless the result is 0.
- * @param dst_size  room in bytes, the terminator included; with 0 nothing is written.
+ * @param dst_size  capacity in bytes, the terminator included; with 0 nothing is written.
  * @return 0, also when the word was cut; 1 when there is no such slot, it is empty, or an argument is refused.
  */
 VEXORA_API int ValidateIndexToString(const char **table, unsigned int index, int count, char *dst, size_t dst_size);
@@ -104,13 +104,13 @@ VEXORA_API int ValidateIndexToString(const char **table, unsigned int index, int
 /* The lookups for single settings: vexora_valid_strparams, ValidateStrToOrder or ValidateIndexToString with the table
  * that is named, and all its slots. */
 
-/** Tells whether a text is a word of AuthProtocols. */
+/** Returns whether a text is a word of AuthProtocols. */
 VEXORA_API int ValidateAUTHProtocol(const char *text);
 
-/** Tells whether a text is a word of HostIDs. */
+/** Returns whether a text is a word of HostIDs. */
 VEXORA_API int ValidateHostID(const char *text);
 
-/** Tells whether a text is a word of PrivProtocols. */
+/** Returns whether a text is a word of PrivProtocols. */
 VEXORA_API int ValidatePrivProtocol(const char *text);
 
 /** The number of a word of EnableStr. */
@@ -175,8 +175,8 @@ VEXORA_API int ValidateVideoQualityIndexToString(unsigned int index, char *dst, 
 
 /* Strings.
  *
- * Texts are NUL-terminated. Failures that are told go through the platform's debug output, others are silent. All calls
- * are safe from any thread, as long as none shares a buffer with another. */
+ * Texts are NUL-terminated. Reported failures go through the firmware's debug output, others are silent. All calls are
+ * safe from any thread, as long as none shares a buffer with another. */
 
 /** Finds a suffix.
  *
@@ -185,7 +185,7 @@ VEXORA_API int ValidateVideoQualityIndexToString(unsigned int index, char *dst, 
  */
 VEXORA_API const char *vexora_str_end_str(const char *text, const char *suffix);
 
-/** Tells whether a text begins with a prefix, as every text does with an empty one.
+/** Returns whether a text begins with a prefix, as every text does with an empty one.
  *
  * @return `text` when it does; NULL when it doesn't or an argument is NULL.
  */
@@ -219,13 +219,13 @@ VEXORA_API size_t strnlen_safe(const char *text, size_t max);
 
 /** Copies a text, into a buffer or into a new one.
  *
- * @param dst  receives exactly `len` bytes: the text and zero bytes behind it, but no terminator when the text has
- *             `len` bytes or more. With NULL the copy is a new string of at most `len` characters, always terminated.
+ * @param dst  receives exactly `len` bytes: the text and zero bytes after it, but no terminator when the text has `len`
+ *             bytes or more. With NULL the copy is a new string of at most `len` characters, always terminated.
  * @param src  the text.
- * @param len  room in bytes, or with a NULL `dst` the characters to copy; the new block takes one byte more.
- * @return `dst`, or the new string, which the caller gives back with free. For a NULL `src` a constant empty string,
+ * @param len  capacity in bytes, or with a NULL `dst` the characters to copy; the new block takes one byte more.
+ * @return `dst`, or the new string, which the caller releases with free. For a NULL `src` a constant empty string,
  *         never to be freed or written; `dst` is then untouched. NULL when memory is short, or when `len` is SIZE_MAX
- *         and `dst` is NULL; that is told.
+ *         and `dst` is NULL; that is reported.
  */
 VEXORA_API char *strncpy_safe(char *dst, const char *src, size_t len);
 
@@ -235,8 +235,8 @@ VEXORA_API char *strncpy_safe(char *dst, const char *src, size_t len);
  *
  * @param old   a string from an earlier call, or NULL. It is freed first, whatever happens then.
  * @param text  the text, not part of `old`.
- * @return a new string, which the caller gives back with free or through `old`; NULL when `text` is NULL, or when
- *         memory is short, which is told.
+ * @return a new string, which the caller releases with free or through `old`; NULL when `text` is NULL, or when memory
+ *         is short, which is reported.
  */
 VEXORA_API char *escaper(char *old, const char *text);
 
@@ -249,20 +249,20 @@ VEXORA_API char *escaper(char *old, const char *text);
  */
 VEXORA_API int ConvertMACnumToStr(const uint8_t *mac, int length, char *text);
 
-/** Room of str_replace's target in bytes, the terminator included. */
+/** Capacity of str_replace's target in bytes, the terminator included. */
 #define VEXORA_REPLACE_TARGET_SIZE 5120
 
 /** Replaces every occurrence of a text. What was put in is not searched again.
  *
  * @param source  the text to search.
- * @param target  VEXORA_REPLACE_TARGET_SIZE bytes apart from the source, holding a copy of it, at least of what stands
+ * @param target  VEXORA_REPLACE_TARGET_SIZE bytes apart from the source, holding a copy of it, at least of the part
  *                before the first occurrence: that part is neither read nor written. Without an occurrence it is
  *                untouched.
  * @param from    what to replace; empty is refused.
  * @param to      what to put in its place.
- * @return 0; -1 when an argument is NULL or refused, which leaves the target alone, or when the target has no room for
- *         the text as it is with this and all earlier occurrences replaced, later ones not yet. That is told; the
- *         target then holds a cut result, or what it held when the first occurrence lies behind its end.
+ * @return 0; -1 when an argument is NULL or refused, which leaves the target alone, or when the target has no space for
+ *         the text as it is with this and all earlier occurrences replaced, later ones not yet. That is reported; the
+ *         target then holds a cut result, or what it held when the first occurrence lies after its end.
  *
  * Nothing is ever written outside the target, whatever it held before.
  */
@@ -274,7 +274,7 @@ VEXORA_API int str_replace(const char *source, char *target, const char *from, c
  * @param delimiters  the characters that part tokens.
  * @param tokens      receives pointers into the text, in order; at least one slot.
  * @param count       receives the number of pointers stored, 0 when the text holds delimiters only.
- * @param max         slots of `tokens`; below 1 it counts as 1. One more token than there are slots is cut off the
+ * @param max         slots of `tokens`; below 1 is treated as 1. One more token than there are slots is cut off the
  *                    text, but not stored.
  *
  * Nothing is done, and `count` left as it was, when an argument is NULL or `text` or `delimiters` is empty.
@@ -284,12 +284,11 @@ VEXORA_API void split_c(char *text, const char *delimiters, char **tokens, int *
 /** Checks the syntax of a path: "/" and a word character (letter, digit, underscore); from there on runs of word
  *  characters, each followed by at most one "/", one "-", one character of any kind and one ":", in this order.
  *
- * The calling thread needs 20 KiB of stack on ARM, whatever the path: most of it is for the platform's matcher.
+ * The calling thread needs 20 KiB of stack on ARM, whatever the path: most of it is for the C library's matcher.
  * PTHREAD_STACK_MIN is less.
  *
- * @return 0 when the whole path matches; -1 when it doesn't, which is told, when it is NULL or empty, or when the
- *         pattern can't be compiled; another error of the platform's regexec when matching fails, REG_ESPACE for want
- *         of memory.
+ * @return 0 when the whole path matches; -1 when it doesn't, which is reported, when it is NULL or empty, or when the
+ *         pattern can't be compiled; another error of regexec when matching fails, REG_ESPACE for want of memory.
  */
 VEXORA_API int is_valid_path(const char *path);
 
@@ -299,7 +298,7 @@ VEXORA_API int is_valid_path(const char *path);
 
 /** The current offset of local time from UTC.
  *
- * @return seconds, east of Greenwich positive; -1 when the local time can't be had.
+ * @return seconds, east of Greenwich positive; -1 when the local time is not available.
  */
 VEXORA_API int VexoraGetUTC_SecondsOffset(void);
 
@@ -307,16 +306,16 @@ VEXORA_API int VexoraGetUTC_SecondsOffset(void);
  *
  * @param log_time  seconds since the epoch as a local clock shows them.
  * @param out       receives the local time of `log_time` less the current UTC offset, so a record from the other half
- *                  of the year is an hour off where clocks change; NULL is left alone. An offset that can't be had
- *                  counts as 0, and a time that the platform can't convert leaves `out` untouched. Where time_t has
- *                  32 bits, later times than it holds wrap to before 1970.
+ *                  of the year is an hour off where clocks change; NULL is left alone. An offset that is not available
+ *                  is treated as 0, and a time that the C library can't convert leaves `out` untouched. Where time_t
+ *                  has 32 bits, later times than it holds wrap to before 1970.
  */
 VEXORA_API void VexoraLogTime2TmMode(uint32_t log_time, struct tm *out);
 
 /** Writes the current offset of local time from UTC as "+05:30" or "-03:30".
  *
  * @param text  receives the text, cut to `size` - 1 characters, and a terminator; untouched unless the result is 0.
- * @param size  room in bytes, the terminator included; with 0 nothing is written.
+ * @param size  capacity in bytes, the terminator included; with 0 nothing is written.
  * @return 0, also when the text was cut; -1 when `text` is NULL or the offset is -1.
  */
 VEXORA_API int get_time_zone(char *text, size_t size);
@@ -327,8 +326,8 @@ VEXORA_API int get_time_zone(char *text, size_t size);
  * rely on each answer as it is. Texts are NUL-terminated unless a length is given, and of any bytes; NULL is refused
  * unless a parameter says that it must not be NULL. No check keeps state or touches its arguments, outputs aside; each
  * is safe from any thread, not from a signal handler, and `errno` is not part of any result. "Letters and digits of the
- * locale" are the platform's classes in the process's locale; in the default one, as everywhere else here, they are A
- * to Z, a to z and 0 to 9. "Printed" means on standard output, "reported" through the platform's debug output at level
+ * locale" are the C library's classes in the process's locale; in the default one, as everywhere else here, they are A
+ * to Z, a to z and 0 to 9. "Printed" means on standard output, "reported" through the firmware's debug output at level
  * 130.
  */
 
@@ -359,7 +358,7 @@ VEXORA_API unsigned IsValidDomain(const char *text);
  * @param hostname  a name, or an address in dotted decimals.
  * @param ipText    receives VEXORA_IP_TEXT_SIZE bytes, the address in dotted decimals and NULs to the end; of several
  *                  addresses the last that the resolver gives. Must not be NULL. Untouched on failure.
- * @return 0; 1 when the name has no IPv4 address or none could be had, with a line on standard error.
+ * @return 0; 1 when the name has no IPv4 address or none was found, with a line on standard error.
  */
 VEXORA_API int ConverHostnameToIP(const char *hostname, char *ipText);
 
@@ -375,8 +374,8 @@ VEXORA_API int vexora_isvalid_ipv4(const char *text);
  */
 VEXORA_API int vexora_isvalid_ipv6(const char *text);
 
-/** Checks that the last full stop stands behind something and in front of a letter of the locale. Nothing else is
- *  looked at.
+/** Checks that the last full stop follows some character and precedes a letter of the locale. Nothing else is looked
+ *  at.
  *
  * @param text  not changed.
  * @return 0 or -1.
@@ -395,7 +394,7 @@ VEXORA_API int VexoraIsDomain(const char *text);
 
 /** Checks a host name of one label: letters and digits of the locale and, within, hyphens.
  *
- * @param text    holds the name in its first `length` bytes and may go on behind them; a text that ends before is
+ * @param text    holds the name in its first `length` bytes and may go on after them; a text that ends before is
  *                refused.
  * @param length  1 to 255; others are refused.
  * @return 0 or -1.
@@ -410,9 +409,9 @@ VEXORA_API int vexora_valid_hostname(const char *text, unsigned length);
 VEXORA_API int vexora_valid_digit(const char *text);
 
 /** Checks a password's strength: it mixes three of small letters, capitals, digits and others (the underscore is none
- * of these), and has neither a space nor a control character. Letters are those of the locale. There is no limit to its
- * length. A kind that can't be searched for, for want of memory, counts as missing. It takes as much stack as
- * is_valid_path.
+ *  of these), and has neither a space nor a control character. Letters are those of the locale. There is no limit to
+ *  its length. A kind that can't be searched for, for want of memory, is treated as missing. It takes as much stack as
+ *  is_valid_path.
  *
  * @return 0 or -1.
  */
@@ -441,8 +440,8 @@ VEXORA_API int vexora_isvalid_senderaddress(const char *address);
 /** Checks a mail address. Only its first 64 characters are looked at, as if there were no more.
  *
  * Both parts are of printable characters without the space and ()<>@,;:\"[]. In the local part a quoted string may
- * stand at the beginning or behind a full stop, up to a full stop or the part's end; it may be empty, and takes the
- * space and all specials, '"' and '\' behind a '\'. Neither part is empty or ends with a full stop; the domain doesn't
+ * stand at the beginning or after a full stop, up to a full stop or the part's end; it may be empty, and takes the
+ * space and all specials, '"' and '\' after a '\'. Neither part is empty or ends with a full stop; the domain doesn't
  * begin with one either and doubles none.
  *
  * @param address  must not be NULL.
@@ -458,8 +457,8 @@ VEXORA_API int vexora_verify_sensitivewords(const char *text);
 
 /** Checks that a text is a number.
  *
- * @param text  digits, at least one. In base 16 "0x" or "0X" may stand before them, and a carriage return or line feed
- *              behind them hides whatever follows.
+ * @param text  digits, at least one. In base 16 "0x" or "0X" may precede them, and a carriage return or line feed after
+ *              them hides whatever follows.
  * @param base  2, 10 or 16.
  * @return 1, or 0, also for other bases.
  */
@@ -478,8 +477,8 @@ VEXORA_API int ValidateSNMPTrapCfgInput(const unsigned char *buffer, int length)
  *
  * @param engineId   must not be NULL.
  * @param maxDigits  at this many digits the check stops; what follows is not looked at. A negative one is no limit.
- * @return 0; 1 for a character that is no hexadecimal digit; 2 for a number of digits that is odd, below 10 or
- *         above 48.
+ * @return 0; 1 for a character that is no hexadecimal digit; 2 for a number of digits that is odd, below 10 or above
+ *         48.
  */
 VEXORA_API int ValidateSNMPTrapCfgEngineID(const char *engineId, int maxDigits);
 

@@ -24,7 +24,7 @@ struct CloseLibrary {
   void operator()(void *library) const { static_cast<void>(dlclose(library)); }
 };
 
-/// A heap block from malloc, calloc or a platform call that asks for free().
+/// A heap block from malloc, calloc or a C library call whose result is released by free().
 template <typename T>
 using HeapBlock = std::unique_ptr<T, FreeBlock>;
 

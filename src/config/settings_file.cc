@@ -68,7 +68,7 @@ std::size_t textLength(const char *field, std::size_t width) { return strnlen(fi
 
 bool isSecret(const Field &field) { return field.kind == Kind::kSecret || field.kind == Kind::kCommunity; }
 
-/// The platform's cipher for secrets; its key is in memory for as long as this lives.
+/// The firmware's cipher for secrets; its key is in memory for as long as this lives.
 class Cipher {
  public:
   /// False when there are secrets and the platform has no key or initialisation vector to give.
@@ -78,7 +78,7 @@ class Cipher {
             AES_GetInitialVector(vector_.data(), FIRMWARE_AES_VECTOR_SIZE) == 0);
   }
 
-  /// The cipher text of a field's text; null on failure. A platform may leave `unused` alone.
+  /// The cipher text of a field's text; null on failure. The firmware may leave `unused` alone.
   Json encipher(const char *field, std::size_t width) const {
     static_assert(storedLength(kMaxSecret) <= 128);
     const std::size_t length = textLength(field, width);
@@ -98,7 +98,7 @@ class Cipher {
     if (length <= 0) {
       return false;
     }
-    // A foreign file's text may have any length. A platform may work in whole blocks, or find the longest secret in a
+    // A foreign file's text may have any length. The firmware may work in whole blocks, or find the longest secret in a
     // short text: neither may reach the last byte, which ends the text.
     SecretBlock plain(storedLength(static_cast<std::size_t>(length) + kMaxSecret));
     int unused = 0;
