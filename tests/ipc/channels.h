@@ -28,8 +28,7 @@ struct Outcome {
 };
 
 inline void PrintTo(const Outcome &outcome, std::ostream *out) {
-  *out << outcome.result << ", printed \"" << outcome.output << "\", reported "
-       << testing::PrintToString(outcome.reports);
+  testing::internal::UniversalPrint(std::tie(outcome.result, outcome.output, outcome.reports), out);
 }
 
 // What the debug log prints of a critical message at the tests' time.
@@ -49,14 +48,11 @@ inline std::string zeros(std::size_t count) { return std::string(count, '\0'); }
 // A daemon's end of its pipe.
 class PipeOwner {
  public:
-  explicit PipeOwner(const char *path) {
-    static_cast<void>(mkfifo(path, 0600));
-    fd_ = open(path, O_RDWR | O_NONBLOCK | O_CLOEXEC);
+  explicit PipeOwner(const char *path) : made_(mkfifo(path, 0600)), fd_(open(path, O_RDWR | O_NONBLOCK | O_CLOEXEC)) {
     EXPECT_GE(fd_, 0) << path;
   }
   ~PipeOwner() { close(fd_); }
-  PipeOwner(const PipeOwner &) = delete;
-  PipeOwner &operator=(const PipeOwner &) = delete;
+  PipeOwner(PipeOwner &&) = delete;
 
   [[nodiscard]] int fd() const { return fd_; }
 
@@ -77,7 +73,7 @@ class PipeOwner {
   }
 
  private:
-  int fd_ = -1;
+  const int made_, fd_;
 };
 
 // Something that exists and that nobody can open, root included.
@@ -86,8 +82,7 @@ inline void placeUnopenable(const char *path) { EXPECT_EQ(mknod(path, S_IFSOCK |
 // Starts with the debug log on for this library's own module; ends with no descriptor, child process or report left.
 class ChannelTest : public RootTest {
  protected:
-  void SetUp() override {
-    RootTest::SetUp();
+  ChannelTest() {
     for (const char *marker : {"LEVEL_INFO", "PATH_SERIAL", "ENABLE_ZELDIAG"}) {
       touch(std::string("/conf/vexora_debug/") + marker);
     }
@@ -95,7 +90,7 @@ class ChannelTest : public RootTest {
     descriptors_ = openDescriptors();
   }
 
-  void TearDown() override {
+  ~ChannelTest() override {
     EXPECT_EQ(openDescriptors(), descriptors_);
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
     EXPECT_EQ(errno, ECHILD);

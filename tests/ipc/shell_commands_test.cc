@@ -27,10 +27,8 @@ std::string numbersTo(int last) {
 
 class ShellCommands : public ChannelTest {
  protected:
-  void SetUp() override {
-    popenError = 0;
-    ChannelTest::SetUp();
-  }
+  ShellCommands() { popenError = 0; }
+
   static int toFile(const char *command) { return VexoraCommonCommandToFile(command, kFile); }
 };
 

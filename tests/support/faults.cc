@@ -27,14 +27,13 @@ namespace {
 
 // Of the executable's own storage, so that reading it never allocates.
 thread_local FailCall *armed = nullptr;
-thread_local long heapBlocks = 0;
 
 bool mustFail(std::string_view call, std::string_view group = kAnyFileCall) {
   return armed != nullptr && !InHarness::active() && armed->strikes(call, group);
 }
 
 [[maybe_unused]] void *counted(void *block) {
-  heapBlocks += block != nullptr ? 1 : 0;
+  HeapWatch::count(block != nullptr ? 1 : 0);
   return block;
 }
 
@@ -58,7 +57,6 @@ bool FailCall::strikes(std::string_view call, std::string_view group) {
   if ((call_ != call && call_ != group) || ++seen_ < nth_ || (seen_ > nth_ && strike_ != Strike::kFromThen)) {
     return false;
   }
-  struck_ = true;
   if (strike_ == Strike::kKill) {
     kill(getpid(), SIGKILL);
   }
@@ -66,14 +64,10 @@ bool FailCall::strikes(std::string_view call, std::string_view group) {
   return strike_ != Strike::kSay;
 }
 
-HeapWatch::HeapWatch() : before_(heapBlocks) {}
-
-long HeapWatch::growth() const { return heapBlocks - before_; }
-
 }  // namespace vexora::test
 
 using vexora::test::counted;
-using vexora::test::heapBlocks;
+using vexora::test::HeapWatch;
 using vexora::test::kAnyAllocation;
 using vexora::test::markFailed;
 using vexora::test::mustFail;
@@ -168,12 +162,12 @@ void *realloc(void *old, std::size_t size) noexcept {
     return nullptr;
   }
   void *const block = __libc_realloc(old, size);
-  heapBlocks += (old == nullptr && block != nullptr ? 1 : 0) - (old != nullptr && size == 0 ? 1 : 0);
+  HeapWatch::count((old == nullptr && block != nullptr ? 1 : 0) - (old != nullptr && size == 0 ? 1 : 0));
   return block;
 }
 
 void free(void *block) noexcept {
-  heapBlocks -= block != nullptr ? 1 : 0;
+  HeapWatch::count(block != nullptr ? -1 : 0);
   __libc_free(block);
 }
 

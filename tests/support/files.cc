@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "support/files.h"
 
-#include <sys/stat.h>
+#include <ftw.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -21,22 +22,14 @@ constexpr const char *kRootMark = "/.private-root";
 constexpr const char *kWritable[] = {
     "/conf", "/etc/defconfig", "/extlog/syslog", "/var", "/mnt", "/usr/local/lib", "/usr/lib/arm-linux-gnueabi"};
 
-// Removes what a folder holds but stays on its file system: a build folder that happens to lie below one of ours is
-// mounted there, and must survive.
-void clearFolder(const fs::path &folder) {
-  struct stat own = {};
-  lstat(folder.c_str(), &own);
-  for (const auto &entry : fs::directory_iterator(folder)) {
-    struct stat found = {};
-    if (lstat(entry.path().c_str(), &found) != 0 || found.st_dev != own.st_dev) {
-      continue;
-    }
-    if (S_ISDIR(found.st_mode)) {
-      clearFolder(entry.path());
-    }
-    std::error_code stillHoldsMount;
-    fs::remove(entry.path(), stillHoldsMount);
+constexpr int kMostOpen = 16;
+
+// What holds a mount stays.
+int removeBelow(const char *path, const struct stat * /*status*/, int /*kind*/, FTW *at) {
+  if (at->level > 0) {
+    static_cast<void>(std::remove(path));
   }
+  return 0;
 }
 
 }  // namespace
@@ -73,10 +66,9 @@ void remove(const std::string &path) { fs::remove_all(path); }
 
 std::vector<std::string> list(const std::string &path) {
   std::vector<std::string> names;
-  if (fs::is_directory(path)) {
-    for (const auto &entry : fs::directory_iterator(path)) {
-      names.push_back(entry.path().filename());
-    }
+  std::error_code missing;
+  for (const auto &entry : fs::directory_iterator(path, missing)) {
+    names.push_back(entry.path().filename());
   }
   std::sort(names.begin(), names.end());
   return names;
@@ -87,17 +79,13 @@ void clearRoot() {
     throw std::runtime_error("not in a private root; start test programs through tests/support/private_root");
   }
   for (const char *folder : kWritable) {
-    clearFolder(folder);
+    // On its file system alone: a build folder that happens to lie below one of ours is mounted there, and must
+    // survive.
+    nftw(folder, removeBelow, kMostOpen, FTW_DEPTH | FTW_MOUNT | FTW_PHYS);
   }
   fs::create_directories("/var/tmp");
 }
 
-int openDescriptors() {
-  int count = 0;
-  for (const auto &entry : fs::directory_iterator("/proc/self/fd")) {
-    count += entry.path().empty() ? 0 : 1;
-  }
-  return count - 1;  // without the listing's own
-}
+int openDescriptors() { return static_cast<int>(list("/proc/self/fd").size()) - 1; }  // without the listing's own
 
 }  // namespace vexora::test

@@ -42,7 +42,7 @@ int openDescriptors();
 // Starts each test with an empty private root.
 class RootTest : public testing::Test {
  protected:
-  void SetUp() override { clearRoot(); }
+  RootTest() { clearRoot(); }
 };
 
 }  // namespace vexora::test

@@ -6,7 +6,9 @@
 
 #include <dlfcn.h>
 
+#include <atomic>
 #include <ctime>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -42,8 +44,7 @@ class PlatformLog {
  public:
   PlatformLog();
   ~PlatformLog();
-  PlatformLog(const PlatformLog &) = delete;
-  PlatformLog &operator=(const PlatformLog &) = delete;
+  PlatformLog(PlatformLog &&) = delete;
 
   // What arrived since the construction or the last take(), without source lines.
   std::vector<PlatformMessage> take();
@@ -53,13 +54,18 @@ class PlatformLog {
 // forked processes see the same moment.
 class FixedClock {
  public:
-  explicit FixedClock(std::time_t now);
-  ~FixedClock();
-  FixedClock(const FixedClock &) = delete;
-  FixedClock &operator=(const FixedClock &) = delete;
+  explicit FixedClock(std::time_t now) { set(now); }
+  ~FixedClock() { set(kNone); }
+  FixedClock(FixedClock &&) = delete;
 
-  void set(std::time_t now);
-  void advance(std::time_t seconds);
+  void set(std::time_t now) { moment_ = now; }
+  void advance(std::time_t seconds) { moment_ += seconds; }
+  // The moment, or the real time when none lives.
+  static std::time_t now();
+
+ private:
+  static constexpr std::time_t kNone = std::numeric_limits<std::time_t>::min();
+  static inline std::atomic<std::time_t> moment_ = kNone;
 };
 
 // Puts the stand-in sensor library where the library under test looks for it. Its readings come from a file of /var.
@@ -68,12 +74,14 @@ void installSensorLibrary();
 // While one lives, the thread's calls are the test's own: call faults (faults.h) let them through.
 class InHarness {
  public:
-  InHarness();
-  ~InHarness();
-  InHarness(const InHarness &) = delete;
-  InHarness &operator=(const InHarness &) = delete;
+  InHarness() { ++depth_; }
+  ~InHarness() { --depth_; }
+  InHarness(InHarness &&) = delete;
 
-  [[nodiscard]] static bool active();
+  [[nodiscard]] static bool active() { return depth_ > 0; }
+
+ private:
+  static inline thread_local int depth_ = 0;
 };
 
 }  // namespace vexora::test

@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/platform.h"
+
 namespace vexora::test {
 namespace {
 
@@ -40,18 +42,13 @@ int runInChild(const std::function<void()> &body) {
 void inFreshProcess(const std::function<void()> &body) { EXPECT_EQ(runInChild(body), 0) << "in the child process"; }
 
 std::string capturedOutput(const std::function<void()> &body) {
-  std::fflush(stdout);
-  std::FILE *const file = std::tmpfile();
-  const int saved = dup(STDOUT_FILENO);
-  dup2(fileno(file), STDOUT_FILENO);
+  {
+    const InHarness own;
+    testing::internal::CaptureStdout();
+  }
   body();
-  std::fflush(stdout);
-  dup2(saved, STDOUT_FILENO);
-  close(saved);
-  std::string output(static_cast<std::size_t>(lseek(fileno(file), 0, SEEK_END)), '\0');
-  EXPECT_EQ(pread(fileno(file), output.data(), output.size(), 0), static_cast<ssize_t>(output.size()));
-  std::fclose(file);
-  return output;
+  const InHarness own;
+  return testing::internal::GetCapturedStdout();
 }
 
 SignalStorm::SignalStorm(void (*onFifth)()) {

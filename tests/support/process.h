@@ -17,7 +17,7 @@ int runInChild(const std::function<void()> &body);
 // Runs `body` in a forked process and fails the current test when anything failed or crashed there.
 void inFreshProcess(const std::function<void()> &body);
 
-// What `body` writes to standard output (descriptor 1).
+// What `body` writes to standard output (descriptor 1). Not to be nested, in a forked process neither.
 std::string capturedOutput(const std::function<void()> &body);
 
 // Interrupts the process every millisecond while it lives; the kernel takes no call up again by itself. `onFifth` runs
@@ -26,8 +26,7 @@ class SignalStorm {
  public:
   explicit SignalStorm(void (*onFifth)() = nullptr);
   ~SignalStorm();
-  SignalStorm(const SignalStorm &) = delete;
-  SignalStorm &operator=(const SignalStorm &) = delete;
+  SignalStorm(SignalStorm &&) = delete;
 
   [[nodiscard]] static int signals();
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// The debug log. The settings live as long as the process, so each story runs in one of its own. The program stands
-// between the library and the platform's existence tests and time conversion: it counts the tests, and can have a
-// signal arrive in each call, whose handler logs as a crash report does.
+// The debug log and the watchdog log. The debug log's settings live as long as the process, so each of its stories runs
+// in one of its own. The program stands between the library and the platform's time conversion, and can have a signal
+// arrive in each call, whose handler logs as a crash report does.
 
-#include <sys/resource.h>
+#include <fcntl.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "support/faults.h"
 #include "support/files.h"
 #include "support/platform.h"
 #include "support/process.h"
@@ -24,37 +25,33 @@ namespace {
 const std::string kFolder = "/conf/vexora_debug/";
 const std::string kReload = "/var/vexora_debug_reload";
 const std::string kTime = "<2024-05-01T13:45:07>";
+const std::string kLog = "/extlog/syslog/WDT.log";
+const std::string kStamp = "[2024-05-01 13:45:07] ";
 const std::string kWithErrno = "%s: %m";  // not in the calls: compilers warn of the extension
 
-int existenceTests = 0;
-bool seesReload = false;
+// Texts, and how both logs keep them.
+const std::string kMost(1022, 'x');
+const std::pair<std::string, std::string> kTexts[] = {{"abc", "abc\n"},
+                                                      {"abc\n", "abc\n"},
+                                                      {"abc\t", "abc\t"},
+                                                      {"", "\n"},
+                                                      {kMost + "y", kMost + "\n"},
+                                                      {kMost + "yz", kMost + "\n"},
+                                                      {kMost + "\tz", kMost + "\t"}};
+
+int inherited = 0;  // descriptors that a child would inherit in the middle of a watchdog record
 bool converting = false;
 bool interrupts = false;
 std::atomic<int> signals = 0;
 
-// Repeats a call while so many signals arrive, one after the other, at any of its instructions.
-void whileSignalled(int count, void (*call)()) {
-  const itimerval soon = {{}, {0, 50}};
-  while (count-- > 0) {
-    const int before = signals;
-    setitimer(ITIMER_REAL, &soon, nullptr);
-    while (signals == before) {
-      call();
-    }
-  }
-}
-
 // As with the platform's own lock, a handler that interrupted a conversion must not begin another.
 void conversion() {
-  if (converting) {
-    ADD_FAILURE() << "would have waited for itself";
-    return;
-  }
-  converting = true;
-  if (interrupts) {
+  EXPECT_FALSE(converting) << "would have waited for itself";
+  if (interrupts && !converting) {
+    converting = true;
     raise(SIGUSR1);
+    converting = false;
   }
-  converting = false;
 }
 
 void useSettings(const std::vector<std::string> &markers) {
@@ -70,22 +67,26 @@ std::string printed(const std::string &module, unsigned level = 3, const std::st
 
 bool prints(const std::string &module) { return !printed(module).empty(); }
 
-class DebugLog : public RootTest {
+class Logs : public RootTest {
  protected:
+  Logs() { setenv("TZ", "UTC", 1); }
+
   FixedClock clock_{1714571107};
 };
+using DebugLog = Logs;
+using WatchdogLog = Logs;
 
 TEST_F(DebugLog, KnowsPrioritiesAndTheFirmwaresModules) {
   for (const auto &[level, priority] : {std::pair{0U, 6}, {1U, 4}, {2U, 3}, {3U, 2}, {4U, -1}, {UINT_MAX, -1}}) {
     EXPECT_EQ(TranslateToSyslogLevel(level), priority) << level;
   }
-  for (const char *known : {"DEV", "IPMI", "REDFISH", "SNMP", "ZELMONITOR", "CPLD"}) {
-    EXPECT_EQ(GetSourceIsVaild(known), 1) << known;
+  const std::pair<int, std::vector<const char *>> modules[] = {
+      {1, {"DEV", "IPMI", "REDFISH", "SNMP", "ZELMONITOR", "CPLD"}}, {0, {"zelmonitor", "DE", ""}}, {-1, {nullptr}}};
+  for (const auto &[result, names] : modules) {
+    for (const char *name : names) {
+      EXPECT_EQ(GetSourceIsVaild(name), result) << testing::PrintToString(name);
+    }
   }
-  for (const char *unknown : {"zelmonitor", "DE", ""}) {
-    EXPECT_EQ(GetSourceIsVaild(unknown), 0) << unknown;
-  }
-  EXPECT_EQ(GetSourceIsVaild(nullptr), -1);
 }
 
 TEST_F(DebugLog, MostVerboseLevelAndFirstDestinationCount) {
@@ -106,9 +107,9 @@ TEST_F(DebugLog, MostVerboseLevelAndFirstDestinationCount) {
     SCOPED_TRACE(testing::PrintToString(row.markers));
     useSettings(row.markers);
     touch(kFolder + "ENABLE_IPMI");
-    EXPECT_EQ(GetDebugEanleLevel(), row.level);
-    EXPECT_EQ(GetDebugEanlePath(), row.destination);
     inFreshProcess([&] {
+      EXPECT_EQ(GetDebugEanleLevel(), row.level);
+      EXPECT_EQ(GetDebugEanlePath(), row.destination);
       std::string levels;
       for (const unsigned level : {0U, 1U, 2U, 3U, 4U, UINT_MAX}) {
         levels += printed("IPMI", level).empty() ? "" : std::to_string(level);
@@ -119,17 +120,13 @@ TEST_F(DebugLog, MostVerboseLevelAndFirstDestinationCount) {
 }
 
 TEST_F(DebugLog, RecordShowsLevelLocalTimeAndMessageAndKeepsErrno) {
-  const std::string most(1022, 'x');
   useSettings({"LEVEL_INFO", "PATH_BOTH", "ENABLE_IPMI"});
   inFreshProcess([&] {
-    for (const auto &[text, shown] :
-         {std::pair{"abc", "abc\n\n"}, {"abc\n", "abc\n\n"}, {"abc\t", "abc\t\n"}, {"", "\n\n"}}) {
-      EXPECT_EQ(printed("IPMI", 1, text), "[Warning]:" + kTime + shown) << text;
+    for (const auto &[text, kept] : kTexts) {
+      EXPECT_EQ(printed("IPMI", 1, text), "[Warning]:" + kTime + kept + "\n");
     }
-    EXPECT_EQ(printed("IPMI", 1, most + "yz"), "[Warning]:" + kTime + most + "\n\n");
     clock_.set(981173106);
     EXPECT_EQ(printed("IPMI", 0), "[Info]:<2001-02-03T04:05:06>text\n\n");
-    clock_.set(1714571107);
     setenv("TZ", "XST-05:45", 1);
     touch(kReload);  // reading the settings meets missing files
     EXPECT_EQ(capturedOutput([] {
@@ -139,7 +136,7 @@ TEST_F(DebugLog, RecordShowsLevelLocalTimeAndMessageAndKeepsErrno) {
                 VexoraDebug(2, "IPMI", "before %ls after", L"\xD800");
                 EXPECT_EQ(errno, ENOTTY);
               }),
-              "[Error]:<2024-05-01T19:30:07>open: Inappropriate ioctl for device\n\n");
+              "[Error]:<2001-02-03T09:50:06>open: Inappropriate ioctl for device\n\n");
   });
 }
 
@@ -207,10 +204,10 @@ TEST_F(DebugLog, SettingsAreReadAtTheFirstAcceptedCallAndWhileTheReloadMarkerSta
     useSettings({});
 
     EXPECT_TRUE(prints("DEV"));
-    existenceTests = 0;
+    const FailCall existenceTests("access", kNever, 0);
     EXPECT_FALSE(prints("IPMI"));
     EXPECT_EQ(printed("DEV", 2), "");
-    EXPECT_EQ(existenceTests, 2) << "one for each silent call";
+    EXPECT_EQ(existenceTests.seen(), 2U) << "one for each silent call";
     touch(kReload);
     EXPECT_FALSE(prints("DEV"));
     EXPECT_TRUE(exists(kReload));
@@ -223,16 +220,9 @@ TEST_F(DebugLog, FolderThatCannotBeOpenedAtAReloadKeepsTheModules) {
     EXPECT_TRUE(prints("IPMI"));
     useSettings({"LEVEL_INFO", "PATH_SERIAL", "ENABLE_DEV"});
     touch(kReload);
-    EXPECT_EQ(capturedOutput([] {
-                rlimit files = {};
-                getrlimit(RLIMIT_NOFILE, &files);
-                const rlimit none = {0, files.rlim_max};
-                setrlimit(RLIMIT_NOFILE, &none);
-                VexoraDebug(0, "IPMI", "kept");
-                VexoraDebug(0, "DEV", "not seen");
-                setrlimit(RLIMIT_NOFILE, &files);
-              }),
-              "[Info]:" + kTime + "kept\n\n");
+    const FailCall unopened("open", 1, EMFILE, Strike::kFromThen);
+    EXPECT_EQ(printed("IPMI", 0), "[Info]:" + kTime + "text\n\n");
+    EXPECT_FALSE(prints("DEV"));
   });
 }
 
@@ -250,13 +240,23 @@ TEST_F(DebugLog, LookupInterruptedByReloadsGoesByTheOldSettingsOrTheNew) {
       for (const auto &[from, to] : states) {
         std::rename((signals % 2 == 0 ? from : to).c_str(), (signals % 2 == 0 ? to : from).c_str());
       }
-      seesReload = true;
+      symlink("/", kReload.c_str());
       VexoraDebug(0, "OFF", "reloads");
       VexoraDebug(0, "OFF", "reloads once more, so that no copy of the old settings is left");
-      seesReload = false;
+      unlink(kReload.c_str());
       ++signals;
     });
-    EXPECT_EQ(capturedOutput([] { whileSignalled(1000, [] { VexoraDebug(0, "X", "on at no time for this level"); }); }),
+    const auto lookUp = [] { VexoraDebug(0, "X", "on at no time for this level"); };
+    EXPECT_EQ(capturedOutput([&] {
+                lookUp();  // its calls are looked up once, which a handler must not interrupt
+                for (int n = 0; n < 1000; ++n) {
+                  const itimerval soon = {{}, {0, 50}};
+                  setitimer(ITIMER_REAL, &soon, nullptr);
+                  while (signals == n) {
+                    lookUp();
+                  }
+                }
+              }),
               "");
   });
 }
@@ -271,30 +271,90 @@ TEST_F(DebugLog, HandlerLogsAtOnceWhereverItInterruptedAConversion) {
     EXPECT_EQ(printed("IPMI", 1),
               "[Critical]:<2024-05-01T19:30:07>crash 1\n\n[Critical]:<2024-05-01T19:30:07>crash 2\n\n"
               "[Warning]:<2024-05-01T19:30:07>text\n\n");
-    interrupts = false;
   });
 }
 
-}  // namespace
-}  // namespace vexora::test
+// Records of several writers stay whole, since each is appended at once.
+TEST_F(WatchdogLog, AppendsRecordsStampedInUtcInOneSystemCallEach) {
+  setenv("TZ", "XST-05:45", 1);
+  const auto writes = [] {
+    const std::string counts = read("/proc/thread-self/io");
+    return std::stoi(counts.substr(counts.find("syscw: ") + 7));
+  };
+  std::string expected = "what was there\n";
+  write(kLog, expected);
+  const int descriptors = openDescriptors();
+  for (const auto &[text, kept] : kTexts) {
+    SCOPED_TRACE(testing::PrintToString(text));
+    const int before = writes();
+    EXPECT_EQ(TWatchDog1Log("%s", text.c_str()), 0);
+    EXPECT_EQ(writes() - before, 1);
+    expected.append(kStamp).append(kept);
+    EXPECT_EQ(read(kLog), expected);
+  }
+  clock_.set(981173106);
+  errno = ENOTTY;
+  EXPECT_EQ(TWatchDog1Log(kWithErrno.c_str(), "open"), 0);
+  EXPECT_EQ(read(kLog), expected + "[2001-02-03 04:05:06] open: Inappropriate ioctl for device\n");
+  EXPECT_EQ(openDescriptors(), descriptors);
+  kill(0, 0);
+  const int ours = std::exchange(inherited, 0);
+  const FailCall moment("fwrite", 1, EIO, Strike::kKill);
+  TWatchDog1Log("kick");
+  EXPECT_EQ(inherited, ours) << "the log is open for this process alone";
+}
 
-using vexora::test::original;
+TEST_F(WatchdogLog, IsDeletedAsSoonAsItReaches1MiB) {
+  const std::string record = kStamp + "kick\n";
+  const std::string almost(1048575 - record.size(), 'x');
+  write(kLog, almost);
+  EXPECT_EQ(TWatchDog1Log("kick"), 0);
+  EXPECT_EQ(read(kLog), almost + record);
+  write(kLog, almost + "x");
+  {
+    const FailCall undeletable("remove", 1, EBUSY);
+    EXPECT_EQ(TWatchDog1Log("kick"), -1);
+  }
+  EXPECT_EQ(read(kLog), almost + "x" + record);
+  const FailCall year2038("stat", 1, EOVERFLOW);  // what a log dated from then on gives where time_t has 32 bits
+  EXPECT_EQ(TWatchDog1Log("kick"), 0);
+  EXPECT_FALSE(exists(kLog));
+}
+
+TEST_F(WatchdogLog, RefusesWhatItCannotRenderAndTellsOfALogBySizeAlone) {
+  const char *nothing = nullptr;
+  EXPECT_EQ(TWatchDog1Log(nothing, 0), -1);
+  EXPECT_EQ(TWatchDog1Log("before %ls after", L"\xD800"), -1);
+  EXPECT_FALSE(exists(kLog));
+  makeFolder(kLog);
+  EXPECT_EQ(TWatchDog1Log("not opened"), 0);
+  for (const auto &[target, result] : {std::pair{"/dev/full", 0}, {"/extlog/syslog/missing/WDT.log", -1}}) {
+    remove(kLog);
+    std::filesystem::create_symlink(target, kLog);
+    EXPECT_EQ(TWatchDog1Log("lost"), result) << target;
+  }
+}
+
+}  // namespace
 
 extern "C" {
 
-int access(const char *path, int mode) noexcept {
-  static auto *const real = vexora::test::original(&access, "access");  // looking it up is no work for a handler
-  ++vexora::test::existenceTests;
-  return vexora::test::seesReload && path == vexora::test::kReload ? 0 : real(path, mode);
+// Called by an armed fault, which here only looks.
+int kill(pid_t /*process*/, int /*signal*/) noexcept {
+  for (int fd = 0; fd < 64; ++fd) {
+    inherited += fcntl(fd, F_GETFD) == 0 ? 1 : 0;
+  }
+  return 0;
 }
 
 void tzset() noexcept {
-  vexora::test::conversion();
+  conversion();
   original(&tzset, "tzset")();
 }
 
 std::tm *localtime_r(const std::time_t *moment, std::tm *parts) noexcept {
-  vexora::test::conversion();
+  conversion();
   return original(&localtime_r, "localtime_r")(moment, parts);
 }
 }
+}  // namespace vexora::test
