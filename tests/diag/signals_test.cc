@@ -434,21 +434,17 @@ TEST_F(Signals, BacktraceEndsAfter100Frames) {
 }
 
 TEST_F(Signals, LineThatNobodyReadsIsLostAndNothingElse) {
-  inFreshProcess([] {
-    static int broken = 0;
-    const int saved = dup(STDOUT_FILENO);
-    VexoraInitSignals("IPMI", 4);
+  const Ending end = endOf([] {
+    static int broken = 0, state = -1;
     InstallSignal(SIGPIPE, [](int) { ++broken; });
     close(outputIntoPipe());
     errno = ENOTTY;
     raise(SIGUSR1);
     close(STDOUT_FILENO);
     raise(SIGUSR1);
-    const int after = errno;
-    dup2(saved, STDOUT_FILENO);
-    EXPECT_EQ(after, ENOTTY);
+    EXPECT_EQ(errno, ENOTTY);
     EXPECT_EQ(broken, 0);
-    static int state = -1;
+    dup2(STDERR_FILENO, STDOUT_FILENO);
     std::thread([] {
       pthread_cancel(pthread_self());
       raise(SIGUSR1);
@@ -456,6 +452,7 @@ TEST_F(Signals, LineThatNobodyReadsIsLostAndNothingElse) {
     }).join();
     EXPECT_EQ(state, PTHREAD_CANCEL_ENABLE) << "-1: cancelled inside the handler";
   });
+  EXPECT_EQ(end, (Ending{0, "  Received SIGUSR1\n" + kAtExit}));
 }
 
 }  // namespace

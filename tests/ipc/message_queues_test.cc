@@ -9,7 +9,6 @@
 #include <array>
 #include <climits>
 #include <cstring>
-#include <thread>
 
 #include "firmware/unix.h"
 #include "ipc/channels.h"
@@ -241,10 +240,8 @@ TEST_F(MessageQueues, PipeRequestsArriveByteByByteOrAreReported) {
 
 TEST_F(MessageQueues, ATaskFailureNamesItsThreadForGood) {
   std::array<char, 16> name = {};
-  std::thread([&] {
-    EXPECT_EQ(VexoraAddTaskFailToSEL(1, 2, 3), 0);
-    prctl(PR_GET_NAME, name.data());
-  }).join();
+  EXPECT_EQ(VexoraAddTaskFailToSEL(1, 2, 3), 0);
+  prctl(PR_GET_NAME, name.data());
   EXPECT_STREQ(name.data(), "VexoraAddTaskFa");
 }
 
