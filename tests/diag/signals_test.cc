@@ -63,6 +63,14 @@ void faultByMissingPage() {
   *static_cast<volatile char *>(page) = 1;
 }
 
+void faultByInstruction() {
+#ifdef __arm__
+  __asm__ volatile(".word 0xe7f000f0");
+#else
+  __asm__ volatile("ud2");
+#endif
+}
+
 void breakpoint() {
 #ifdef __arm__
   __asm__ volatile("bkpt");
@@ -290,7 +298,7 @@ TEST_F(Signals, FatalOnesReportTheThreadAndItsBacktrace) {
     std::string signal, printed, logged;  // the last two before the words that they share
   } rows[] = {{faultByAddress, "SIGSEGV", "  IPMI", " "},
               {faultByMissingPage, "SIGBUS", "  IPMI", "VexoraMonitor"},
-              {[] { __builtin_trap(); }, "SIGILL", "  VexoraMonitor", "  VexoraMonitor"}};
+              {faultByInstruction, "SIGILL", "  VexoraMonitor", "  VexoraMonitor"}};
   // After the thread's id the backtrace's lines, which depend on the build; each is logged after itself.
   for (const std::string record : {"", "\\[Critical\\]:<2024-05-01T19:30:07>\\2\n\n"}) {
     const std::regex pattern("([0-9]+)\n(?:([^ ].*)\n" + record + ")+");
