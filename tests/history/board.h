@@ -50,7 +50,7 @@ struct Sensors {
   int broken = 0;  // this one answers with a failure
   int loads = 0;
   int unloads = 0;
-  std::vector<std::tuple<int, double, int>> calls;  // sensor, what the caller's double held, option
+  std::vector<std::tuple<int, double, int>> calls = {};  // sensor, what the caller's double held, option
 };
 
 inline Sensors sensors;
@@ -58,8 +58,6 @@ inline Sensors sensors;
 // A recorder's process at a moment in time. Its messages are collected.
 class Board {
  public:
-  explicit Board(std::time_t now = kNoon) : clock(now) { sensors = {}; }
-
   int sample() { return historyDataRecord(); }
   int sampleAt(std::time_t now, double sensor3009, double sensor7000) {
     clock.set(now);
@@ -68,7 +66,7 @@ class Board {
     return sample();
   }
 
-  FixedClock clock;
+  FixedClock clock{kNoon};
   PlatformLog log;
 };
 

@@ -51,12 +51,12 @@ struct Image {
 // A record of some moment of UTC, with figures that depend on it.
 inline Record recordAt(std::time_t moment) {
   const auto seconds = static_cast<std::uint32_t>(moment);
-  const auto figure = [seconds](std::uint32_t shift) { return static_cast<std::uint16_t>(seconds / 60 + shift); };
-  const auto part = [](int value) { return static_cast<std::uint16_t>(value); };
+  const auto part = [](std::time_t value) { return static_cast<std::uint16_t>(value); };
+  const std::time_t minute = moment / 60;
   std::tm utc{};
   gmtime_r(&moment, &utc);
-  return {.sensor_7000 = {figure(0), figure(1), figure(2)},
-          .sensor_3009 = {figure(3), figure(4), figure(5)},
+  return {.sensor_7000 = {part(minute), part(minute + 1), part(minute + 2)},
+          .sensor_3009 = {part(minute + 3), part(minute + 4), part(minute + 5)},
           .hour = part(utc.tm_hour),
           .day = part(utc.tm_mday),
           .month = part(utc.tm_mon + 1),

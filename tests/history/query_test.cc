@@ -5,29 +5,6 @@
 
 #include "history/board.h"
 
-namespace {
-
-// The bytes of this thread's reads, those under the busy flag, and the flag at the last removal.
-thread_local std::size_t bytesRead = 0;
-thread_local std::size_t bytesReadBusy = 0;
-thread_local std::uint8_t flagAtRemoval = 0;
-
-std::uint8_t busyFlag() { return std::atomic_ref(getHistoryDataFlag).load(); }
-
-}  // namespace
-
-extern "C" std::size_t fread(void *data, std::size_t size, std::size_t number, std::FILE *file) {
-  const std::size_t got = vexora::test::original(&fread, "fread")(data, size, number, file);
-  bytesRead += got * size;
-  bytesReadBusy += busyFlag() == 1 ? got * size : 0;
-  return got;
-}
-
-extern "C" int remove(const char *path) noexcept {
-  flagAtRemoval = busyFlag();
-  return vexora::test::original(&remove, "remove")(path);
-}
-
 namespace vexora::test {
 namespace {
 
@@ -114,52 +91,25 @@ TEST_F(HistoryQuery, RefusesWhatItCannotAnswer) {
   remove(kDataFile);
   EXPECT_EQ(ask({4, 1, 0xFFFFFFFF}), QueryAnswer{});
   EXPECT_FALSE(exists(kDataFile));
-}
-
-// A header may tell of no records where the slots hold times.
-TEST_F(HistoryQuery, RefusesAPositionBeforeTheFirstRecord) {
-  Image image = hourly(3, kNoon);
-  image.count = 0;
-  write(kDataFile, image.bytes());
+  // A header may tell of no records where the slots hold times.
+  Image uncounted = hourly(3, kNoon);
+  uncounted.count = 0;
+  write(kDataFile, uncounted.bytes());
+  getHistoryDataFlag = 1;  // of somebody else, for whom no query waits
   EXPECT_EQ(ask({4, 1, 0xFFFFFFFF}), (QueryAnswer{0, 7, {}}));
   EXPECT_EQ(ask({4, kNoon + 1, 0xFFFFFFFF}), QueryAnswer{});
 }
 
-TEST_F(HistoryQuery, ReadsTheFileOnceUnderTheBusyFlagWhichItDoesNotWaitFor) {
-  const Image image = hourly(8760, kNoon);
-  write(kDataFile, image.bytes());
-  for (const bool busy : {false, true}) {
-    SCOPED_TRACE(busy);
-    getHistoryDataFlag = busy ? 1 : 0;
-    bytesRead = bytesReadBusy = 0;
-    EXPECT_EQ(ask({4, kNoon, 0xFFFFFFFF}), reference(image, {4, kNoon, 0xFFFFFFFF}));
-    EXPECT_EQ(bytesRead, kImageSize);
-    EXPECT_EQ(bytesReadBusy, kImageSize);
-  }
-}
-
-BOARD_TEST(HistoryClear, EmptiesTheCacheAndRemovesTheFile) {
-  EXPECT_EQ(clearHistoryData(), -1);
-  EXPECT_EQ(getHistoryDataFlag, 0);
-  ASSERT_EQ(historyDataInit(), 0);
-  ASSERT_EQ(board.sample(), 0);
-  ASSERT_EQ(board.sampleAt(kNoon, 20, 0), 0);
-  getHistoryDataFlag = 1;
-  EXPECT_EQ(clearHistoryData(), -1);
-  EXPECT_EQ(getHistoryDataFlag, 1);
-  EXPECT_EQ(HistoryDataRing->count, 1U);
-  getHistoryDataFlag = 0;
-  EXPECT_EQ(clearHistoryData(), 0);
-  EXPECT_EQ(flagAtRemoval, 1);
-  EXPECT_TRUE(cacheBytes() == Image().bytes());
-  EXPECT_FALSE(exists(kDataFile));
-  EXPECT_EQ(RecTmpData.sensor_3009.samples, 1U);
-  EXPECT_EQ(clearHistoryData(), -1);
-  EXPECT_EQ(getHistoryDataFlag, 0);
-  // The hour in progress goes on into a new file.
-  EXPECT_EQ(board.sampleAt(kNoon + kHour, 30, 0), 0);
-  EXPECT_EQ(newestRecord().sensor_3009.average, 25);
-  EXPECT_EQ(board.log.take(), kNoReports);
+// The command's answer to a request at an odd address, beyond which the response keeps its untouched bytes.
+std::string command(const std::string &request) {
+  const std::string unaligned = '-' + request;
+  std::string room(64, kUntouched);
+  const int length = VexoraHistoryRecordDataOper(reinterpret_cast<const std::uint8_t *>(&unaligned[1]),
+                                                 static_cast<std::uint32_t>(request.size()),
+                                                 reinterpret_cast<std::uint8_t *>(&room[1]));
+  const std::string answer = room.substr(1, static_cast<std::size_t>(length));
+  EXPECT_EQ(room, kUntouched + answer + std::string(63 - answer.size(), kUntouched));
+  return answer;
 }
 
 TEST_F(HistoryQuery, CommandAnswersWithCompletionCodes) {
@@ -168,53 +118,43 @@ TEST_F(HistoryQuery, CommandAnswersWithCompletionCodes) {
   // The seconds 1,709,208,000 and one more, little-endian.
   const std::string range("\xC0\x71\xE0\x65\xC1\x71\xE0\x65", 8);
   const std::string backward("\xC1\x71\xE0\x65\xC0\x71\xE0\x65", 8);
-  struct Row {
-    std::string request, answer;
-  };
-  const auto expectAnswers = [](const std::vector<Row> &rows) {
-    for (const auto &[request, answer] : rows) {
-      const std::string unaligned = '-' + request;
-      std::string room(64, kUntouched);
-      const int length = VexoraHistoryRecordDataOper(reinterpret_cast<const std::uint8_t *>(unaligned.data() + 1),
-                                                     static_cast<std::uint32_t>(request.size()),
-                                                     reinterpret_cast<std::uint8_t *>(&room[1]));
-      EXPECT_EQ(length, answer.size()) << testing::PrintToString(request);
-      EXPECT_EQ(room, kUntouched + answer + std::string(63 - answer.size(), kUntouched))
-          << testing::PrintToString(request);
-    }
-  };
   const std::string count("\0", 1);
   const std::string clear("\2", 1);
-  expectAnswers({{count, "\xCC"}, {"\1\4" + range, "\xCC"}, {clear, "\xCC"}});
+  std::uint32_t number = 7;
+  EXPECT_EQ(getHistoryDataNum(&number), -1);
+  EXPECT_EQ(number, 7U);
+  for (const std::string &request : {count, "\1\4" + range, clear}) {
+    EXPECT_EQ(command(request), "\xCC") << testing::PrintToString(request);
+  }
   write(kDataFile, hourly(8760, kNoon).bytes());
   ASSERT_EQ(historyDataInit(), 0);
-  expectAnswers({{"", "\xC7"},
-                 {count + 'x', "\xC7"},
-                 {"\1\4" + range.substr(0, 7), "\xC7"},
-                 {"\1\4" + range + 'x', "\xC7"},
-                 {"\2x", "\xC7"},
-                 {"\3", "\xC9"},
-                 {"\xFF\4" + range, "\xC9"},
-                 {"\1\2" + range, "\xCC"},
-                 {"\1\4" + backward, "\xCC"},
-                 {"\1\4" + std::string("\1\0\0\0\2\0\0\0", 8), std::string(5, '\0')},
-                 {count, std::string("\0\x38\x22\0\0", 5)},
-                 {"\1\4" + range, std::string("\0\1\0\0\0", 5) + entry},
-                 {std::string("\1\0", 2) + range, std::string("\0\1\0\0\0", 5) + entry.substr(6)},
-                 {clear, std::string("\0", 1)},
-                 {clear, "\xCC"},
-                 {count, std::string("\0\0\0\0\0", 5)}});
+  const std::pair<std::string, std::string> rows[] = {
+      {"", "\xC7"},
+      {count + 'x', "\xC7"},
+      {"\1\4" + range.substr(0, 7), "\xC7"},
+      {"\1\4" + range + 'x', "\xC7"},
+      {"\2x", "\xC7"},
+      {"\3", "\xC9"},
+      {"\xFF\4" + range, "\xC9"},
+      {"\1\2" + range, "\xCC"},
+      {"\1\4" + backward, "\xCC"},
+      {"\1\4" + std::string("\1\0\0\0\2\0\0\0", 8), std::string(5, '\0')},
+      {count, std::string("\0\x38\x22\0\0", 5)},
+      {"\1\4" + range, std::string("\0\1\0\0\0", 5) + entry},
+      {std::string("\1\0", 2) + range, std::string("\0\1\0\0\0", 5) + entry.substr(6)},
+      {clear, std::string("\0", 1)},
+      {clear, "\xCC"},
+      {count, std::string(5, '\0')}};
+  for (const auto &[request, answer] : rows) {
+    EXPECT_EQ(command(request), answer) << testing::PrintToString(request);
+  }
   std::uint8_t byte = 0x5A;
   EXPECT_EQ(VexoraHistoryRecordDataOper(nullptr, 1, &byte), 0);
   EXPECT_EQ(VexoraHistoryRecordDataOper(&byte, 1, nullptr), 0);
   EXPECT_EQ(byte, 0x5A);
-  std::uint32_t number = 7;
   EXPECT_EQ(getHistoryDataNum(&number), 0);
   EXPECT_EQ(number, 0U);
   vexora_ringlist_free(std::exchange(HistoryDataRing, nullptr));
-  number = 7;
-  EXPECT_EQ(getHistoryDataNum(&number), -1);
-  EXPECT_EQ(number, 7U);
 }
 
 // The recorder samples in one thread while others ask and clear.

@@ -55,28 +55,24 @@ BOARD_TEST(History, RoundsReadings) {
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
   constexpr int kMost = 2'147'483'647;
   constexpr int kLeast = -kMost - 1;
-  struct Row {
-    double reading;
-    int rounded;    // sensor 0x3009
-    int truncated;  // sensor 0x7000
-  };
-  const Row rows[] = {{20.5, 20, 20},
-                      {20.6, 21, 20},
-                      {-3.7, -3, -3},
-                      {19.9999999999, 20, 19},  // 20 in single precision
-                      {20.5000005, 20, 20},     // 20.5 in single precision
-                      {16777217.75, 16777218, 16777217},
-                      {2147483647.0, kMost, kMost},
-                      {-1e10, kLeast, kLeast},
-                      {1e300, kMost, kMost},
-                      {kInfinity, kMost, kMost},
-                      {-kInfinity, kLeast, kLeast},
-                      {std::nan(""), 0, 0}};
-  for (const Row &row : rows) {
-    RecTmpData.sensor_3009 = RecTmpData.sensor_7000 = {};
-    EXPECT_EQ(board.sampleAt(kNoon, row.reading, row.reading), 0) << row.reading;
-    EXPECT_EQ(RecTmpData.sensor_3009.sum, row.rounded) << row.reading;
-    EXPECT_EQ(RecTmpData.sensor_7000.sum, row.truncated) << row.reading;
+  const std::tuple<double, int, int> rows[] = {// the sums of 0x3009, which is rounded, and of 0x7000, which is not
+                                               {20.5, 20, 20},
+                                               {20.6, 21, 20},
+                                               {-3.7, -3, -3},
+                                               {19.9999999999, 20, 19},  // 20 in single precision
+                                               {20.5000005, 20, 20},     // 20.5 in single precision
+                                               {16777217.75, 16777218, 16777217},
+                                               {2147483647.0, kMost, kMost},
+                                               {-1e10, kLeast, kLeast},
+                                               {1e300, kMost, kMost},
+                                               {kInfinity, kMost, kMost},
+                                               {-kInfinity, kLeast, kLeast},
+                                               {std::nan(""), 0, 0}};
+  for (const auto &[reading, rounded, truncated] : rows) {
+    RecTmpData.sensor_3009.sum = RecTmpData.sensor_7000.sum = 0;
+    EXPECT_EQ(board.sampleAt(kNoon, reading, reading), 0);
+    EXPECT_EQ(std::pair(RecTmpData.sensor_3009.sum, RecTmpData.sensor_7000.sum), std::pair(rounded, truncated))
+        << reading;
   }
 }
 
@@ -114,49 +110,40 @@ BOARD_TEST(History, ASecondStartForgetsOnlyTheExportedStatistics) {
   EXPECT_EQ(HistoryDataRing->count, 1U) << "midnight is the hour of the last record now";
 }
 
-TEST(History, MergesWithARecordOfTheSameHourAfterARestart) {
-  struct Row {
-    std::time_t now;
-    std::time_t age;  // of the newest record
-    std::uint16_t hour;
-    bool merged;
-  };
+BOARD_TEST(History, MergesWithARecordOfTheSameHourAfterARestart) {
   constexpr std::time_t kNow = kNoon + 1800;
   constexpr auto kBeyondSigned = static_cast<std::time_t>(0x80000001);
-  const Row rows[] = {{kNow, 0, 12, true},
-                      {kNow, 3599, 12, true},
-                      {kNow, 3600, 12, false},
-                      {kNow, 600, 11, false},
-                      {kBeyondSigned, 3600, 12, false}};
-  for (const Row &row : rows) {
-    SCOPED_TRACE(testing::Message() << row.now << ", age " << row.age << ", hour " << row.hour);
-    clearRoot();
+  const std::tuple<std::time_t, std::uint32_t, std::uint16_t, bool> rows[] = {// now, the newest record's age and hour
+                                                                              {kNow, 0, 12, true},
+                                                                              {kNow, 3599, 12, true},
+                                                                              {kNow, 3600, 12, false},
+                                                                              {kNow, 600, 11, false},
+                                                                              {kBeyondSigned, 3600, 12, false}};
+  for (const auto &[now, age, hour, merged] : rows) {
+    SCOPED_TRACE(testing::Message() << now << ", age " << age << ", hour " << hour);
     Image image = hourly(2, kNoon - 48 * kHour);
-    Record newest = recordAt(row.now);
-    newest.query_time -= static_cast<std::uint32_t>(row.age);
+    Record newest = recordAt(now);
+    newest.query_time -= age;
     newest.time = 0xFFFFFFFF;  // which nothing compares
     newest.sensor_3009 = {20, 22, 18};
     newest.sensor_7000 = {0xFFFE, 0x8007, 0xFFFB};
-    newest.hour = row.hour;
+    newest.hour = hour;
     image.push(newest);
     write(kDataFile, image.bytes());
-    inFreshProcess([&]() noexcept {
-      Board board;
-      ASSERT_EQ(historyDataInit(), 0);
-      EXPECT_EQ(board.sampleAt(row.now, 25, 5), 0);
-      Record expected = recordAt(row.now);
-      expected.sensor_3009 = row.merged ? vexora_history_statistics{22, 25, 18} : vexora_history_statistics{25, 25, 25};
-      expected.sensor_7000 =
-          row.merged ? vexora_history_statistics{0x8001, 0x8007, 5} : vexora_history_statistics{5, 5, 5};
-      if (row.merged) {
-        image.slots[2] = expected;
-      } else {
-        image.push(expected);
-      }
-      EXPECT_TRUE(read(kDataFile) == image.bytes());
-      EXPECT_TRUE(cacheBytes() == image.bytes());
-      vexora_ringlist_free(HistoryDataRing);
-    });
+    ASSERT_EQ(historyDataInit(), 0);
+    EXPECT_EQ(board.sampleAt(now, 25, 5), 0);
+    Record expected = recordAt(now);
+    expected.sensor_3009 = {25, 25, 25};
+    expected.sensor_7000 = {5, 5, 5};
+    if (merged) {
+      expected.sensor_3009 = {22, 25, 18};
+      expected.sensor_7000 = {0x8001, 0x8007, 5};
+      image.slots[2] = expected;
+    } else {
+      image.push(expected);
+    }
+    EXPECT_TRUE(read(kDataFile) == image.bytes());
+    EXPECT_TRUE(cacheBytes() == image.bytes());
   }
 }
 
@@ -167,7 +154,6 @@ BOARD_TEST(History, LoadsTheInstalledSensorLibraryAndSkipsSamplesWhileBusy) {
   start(board);
   EXPECT_EQ(newestRecord().sensor_3009.average, 21);
   EXPECT_EQ(newestRecord().sensor_7000.average, 300);
-  EXPECT_EQ(sensors.loads, 1);
   getHistoryDataFlag = 1;
   EXPECT_EQ(board.sampleAt(kNoon + kHour, 5, 5), 0);
   EXPECT_EQ(sensors.loads, 1);
@@ -178,22 +164,19 @@ BOARD_TEST(History, LoadsTheInstalledSensorLibraryAndSkipsSamplesWhileBusy) {
 
 BOARD_TEST(History, LosesOnlyTheSampleWhenASensorFails) {
   start(board);
-  sensors.loads = sensors.unloads = 0;
   const std::tuple<const char *, int, int, unsigned> rows[] = {// library, broken sensor, loads, samples of 0x3009
                                                                {"/none", 0, 0, 0},
                                                                {"libc.so.6", 0, 1, 0},
-                                                               {nullptr, 0x3009, 2, 0},
-                                                               {nullptr, 0x7000, 3, 1}};
+                                                               {nullptr, 0x3009, 1, 0},
+                                                               {nullptr, 0x7000, 1, 1}};
   const std::string before = read(kDataFile);
   for (const auto &[library, broken, loads, samples] : rows) {
-    SCOPED_TRACE(testing::Message() << library << ", broken " << broken);
-    sensors.library = library;
-    sensors.broken = broken;
+    sensors = {.library = library, .broken = broken};
     EXPECT_EQ(board.sampleAt(kNoon + kHour, 5, 5), 0);
-    EXPECT_EQ(sensors.loads, loads);
-    EXPECT_EQ(sensors.unloads, loads);
-    EXPECT_EQ(RecTmpData.sensor_3009.samples, samples);
-    EXPECT_EQ(RecTmpData.sensor_7000.samples, 0U);
+    EXPECT_EQ(
+        std::tuple(sensors.loads, sensors.unloads, RecTmpData.sensor_3009.samples, RecTmpData.sensor_7000.samples),
+        std::tuple(loads, loads, samples, 0U))
+        << library << ", broken " << broken;
     EXPECT_TRUE(read(kDataFile) == before);
   }
   EXPECT_EQ(board.log.take(), kNoReports);
@@ -204,14 +187,12 @@ BOARD_TEST(History, SaysSoWhenThereIsNoLocalTime) {
   for (const std::time_t now : {kNoon, std::time_t{-1}}) {  // -1: a clock beyond what the C library's time holds
     int result = 0;
     localTimeFails = now == kNoon;
-    board.clock.set(now);
-    sensors.unloads = 0;
-    const std::string output = capturedOutput([&] { result = board.sample(); });
+    sensors = {};
+    const std::string output = capturedOutput([&] { result = board.sampleAt(now, 1, 1); });
     localTimeFails = false;
     EXPECT_EQ(result, -1) << now;
     EXPECT_EQ(withoutLine(output), "Localtime return null func:historyDataRecord line:LINE\n") << now;
-    EXPECT_EQ(sensors.calls.size(), 0U) << now;
-    EXPECT_EQ(sensors.unloads, 1) << now;
+    EXPECT_EQ(std::pair(sensors.unloads, sensors.calls.size()), std::pair(1, std::size_t{0})) << now;
     EXPECT_EQ(RecTmpData.last_record_hour, 0) << now;
   }
 }
