@@ -21,20 +21,15 @@ inline const std::string kTemporaryFile = "/extlog/syslog/tmp_history_data.dat";
 
 // The newest record of the data file.
 inline Record newestRecord() {
-  const std::string file = read(kDataFile);
-  std::uint32_t tail = 0;
-  Record newest{};
-  std::memcpy(&tail, &file.at(4), sizeof tail);
-  std::memcpy(&newest, &file.at(20 + tail * sizeof newest), sizeof newest);
-  return newest;
+  Image image;
+  std::memcpy(&image, read(kDataFile).data(), sizeof image);
+  return image.slots[image.tail];
 }
 
-// The cache as it would stand in a file.
+// The cache as it would stand in a file: the ring's first five fields, and its storage.
 inline std::string cacheBytes() {
-  const vexora_ringlist &ring = *HistoryDataRing;
-  Image image{ring.head, ring.tail, ring.item_size, ring.capacity, ring.count};
-  std::memcpy(image.slots.data(), ring.storage, kSlots * sizeof(Record));
-  return image.bytes();
+  const std::string header(reinterpret_cast<const char *>(HistoryDataRing), 20);
+  return header + std::string(static_cast<const char *>(HistoryDataRing->storage), kImageSize - 20);
 }
 
 // A message of the recorder, as it should arrive.

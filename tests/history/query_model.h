@@ -4,6 +4,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <ctime>
@@ -23,14 +24,14 @@ inline constexpr std::time_t kNoon = 1'709'208'000;  // 2024-02-29 12:00:00 UTC
 
 using Record = vexora_history_record;
 
-// A data file: the header's five numbers, then the slots.
+// A data file, in its layout: the header's five numbers, then the slots.
 struct Image {
   std::uint32_t head = 0;
   std::uint32_t tail = kSlots - 1;
   std::uint32_t itemSize = 28;
   std::uint32_t capacity = kSlots;
   std::uint32_t count = 0;
-  std::vector<Record> slots = std::vector<Record>(kSlots);
+  std::array<Record, kSlots> slots = {};
 
   Image &push(const Record &record) {
     tail = (tail + 1) % kSlots;
@@ -39,14 +40,9 @@ struct Image {
     head = count < kSlots ? 0 : (tail + 1) % kSlots;
     return *this;
   }
-  [[nodiscard]] std::string bytes() const {
-    const std::uint32_t header[] = {head, tail, itemSize, capacity, count};
-    std::string all(kImageSize, '\0');
-    std::memcpy(all.data(), header, sizeof header);
-    std::memcpy(&all[sizeof header], slots.data(), kSlots * sizeof(Record));
-    return all;
-  }
+  [[nodiscard]] std::string bytes() const { return {reinterpret_cast<const char *>(this), kImageSize}; }
 };
+static_assert(sizeof(Image) == kImageSize);
 
 // A record of some moment of UTC, with figures that depend on it.
 inline Record recordAt(std::time_t moment) {
