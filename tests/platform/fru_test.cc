@@ -87,18 +87,21 @@ TEST(Fru, EndMarkerCountsForTheChassisAlone) {
   EXPECT_EQ(read(2, marked, VEXORA_FRU_PRODUCT_CUSTOM), Read(0, "f", 0xC1, ""));
 }
 
+const std::string kBadSum("\1\0\3\3\3\0\0\xF7", 8);
+const std::string kMismatch =
+    "[Warning]: FRU common header checksum mis-match! 0xf6 vs 0xf7 \n"
+    "FRU Data:0x01, 0x00, 0x03, 0x03, 0x03, 0x00, 0x00, 0xf7\n";
+
 TEST(Fru, WhatIsWrongIsTold) {
   for (std::size_t area = 0; const std::string word : {"chassis", "board", "product"}) {
-    const std::string failed = "Check FRU Header info error in function vexora_get_fru_" + word + "_info!\n";
-    const auto told = [&](const std::string &bad) { return std::get<3>(read(area, bad, 1)); };
+    const std::string function = "vexora_get_fru_" + word + "_info";
+    const std::string refusal = "Input parameters error in function " + function + ", ";
     EXPECT_EQ(read(area, std::string("\1\0\0\0\0\0\0\xFF", 8), 1),
               Read(0, "", 0, "[Warning]: No " + word + " information in FRU \n"));
-    EXPECT_EQ(told({"\1\0\2\2\2\0\0\xF9", 8}), "[Warning]: Invalid " + word + " info offset(2) in FRU \n");
-    EXPECT_EQ(told({"\1\0\3\3\3\0\0\xF7", 8}),
-              "[Warning]: FRU common header checksum mis-match! 0xf6 vs 0xf7 \n"
-              "FRU Data:0x01, 0x00, 0x03, 0x03, 0x03, 0x00, 0x00, 0xf7\n" +
-                  failed);
-    const std::string refusal = "Input parameters error in function vexora_get_fru_" + word + "_info, ";
+    EXPECT_EQ(read(area, {"\1\0\2\2\2\0\0\xF9", 8}, 1),
+              Read(-1, "", 0xEE, "[Warning]: Invalid " + word + " info offset(2) in FRU \n"));
+    EXPECT_EQ(read(area, kBadSum, 1),
+              Read(-1, "", 0xEE, kMismatch + "Check FRU Header info error in function " + function + "!\n"));
     EXPECT_EQ(capturedOutput([&] { EXPECT_EQ(kGetters[area](nullptr, 23, 1, nullptr, 1, nullptr), -1); }),
               refusal + "(nil), 23, 1, (nil), 1, (nil)\n");
     for (const auto &[size, field, room] :
@@ -119,22 +122,21 @@ TEST(Fru, WhatIsWrongIsTold) {
 }
 
 TEST(Fru, HeaderIsCheckedByItself) {
-  const auto told = [](const std::string &header, int size) {
+  const std::string refusal = "Input parameters error in function vexora_check_fru_common_header, ";
+  const std::tuple<std::string, int, std::string> rows[] = {
+      {image.substr(0, 8), 0, ""},
+      {image.substr(0, 7), -1, refusal},
+      {{"\2\0\3\3\3\0\0\xF5", 8}, -1, "[Warning]: Invalid FRU format version(2) \n"},
+      {kBadSum, -1, kMismatch}};
+  for (const auto &[header, expected, told] : rows) {
     int result = 1;
-    const std::string output = capturedOutput([&] {
-      const Bytes exact(header.begin(), header.end());
-      result = vexora_check_fru_common_header(header.empty() ? nullptr : exact.data(), size);
-    });
-    return std::to_string(result) + output;
-  };
-  EXPECT_EQ(told(image.substr(0, 8), 8), "0");
-  EXPECT_EQ(told("", 8), "-1Input parameters error in function vexora_check_fru_common_header, (nil), 8\n");
-  EXPECT_EQ(told(image.substr(0, 7), 7).substr(0, 67),
-            "-1Input parameters error in function vexora_check_fru_common_header");
-  EXPECT_EQ(told({"\2\0\3\3\3\0\0\xF5", 8}, 8), "-1[Warning]: Invalid FRU format version(2) \n");
-  EXPECT_EQ(told({"\1\0\3\3\3\0\0\xF7", 8}, 8),
-            "-1[Warning]: FRU common header checksum mis-match! 0xf6 vs 0xf7 \n"
-            "FRU Data:0x01, 0x00, 0x03, 0x03, 0x03, 0x00, 0x00, 0xf7\n");
+    const Bytes exact(header.begin(), header.end());
+    const auto check = [&] { result = vexora_check_fru_common_header(exact.data(), static_cast<int>(exact.size())); };
+    const std::string output = capturedOutput(check);
+    EXPECT_EQ(result, expected) << told;
+    EXPECT_EQ(told == refusal ? output.substr(0, told.size()) : output, told);
+  }
+  EXPECT_EQ(capturedOutput([] { EXPECT_EQ(vexora_check_fru_common_header(nullptr, 8), -1); }), refusal + "(nil), 8\n");
 }
 
 TEST(ZeroChecksum, MakesTheSumZero) {

@@ -49,15 +49,10 @@ TEST(ShippedAdvice, IsTheKnownTable) {
 }
 
 TEST(PmbusReading, ScalesByTheSignedFiveBitExponent) {
-  const std::tuple<std::uint32_t, std::uint32_t, float> rows[] = {{100, 0x1F, 50.0F},
-                                                                  {100, 0x10, 0.00152587890625F},
-                                                                  {100, 2, 400.0F},
-                                                                  {100, 0, 100.0F},
-                                                                  {1, 15, 32768.0F},
-                                                                  {16777217, 0, 16777216.0F},
-                                                                  {0xFFFFFFFF, 1, 8589934592.0F},
-                                                                  {100, 0xFFFFFFE2, 400.0F},
-                                                                  {100, 0x3F, 50.0F}};
+  const std::tuple<std::uint32_t, std::uint32_t, float> rows[] = {
+      {100, 2, 400.0F},  {100, 0x1F, 50.0F},        {100, 0x10, 0.00152587890625F},
+      {100, 0, 100.0F},  {100, 0x3F, 50.0F},        {16777217, 0, 16777216.0F},
+      {1, 15, 32768.0F}, {100, 0xFFFFFFE2, 400.0F}, {0xFFFFFFFF, 1, 8589934592.0F}};
   for (const auto &[mantissa, exponent, expected] : rows) {
     float value = -1;
     EXPECT_EQ(PMBUS_LinearFormatDataCalc(mantissa, exponent, &value), 0);

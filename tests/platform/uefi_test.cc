@@ -26,20 +26,12 @@ constexpr char kUntouched = 'U';
 const std::string kUntouchedScratch(13'376, kUntouched);
 const std::string kMargin(33, '\xFF');  // odd, so that no area is aligned
 
-// Bytes with sentinels on both sides.
-struct Area {
-  explicit Area(const std::string &contents) : size(contents.size()), all(kMargin + contents + kMargin) {}
-
-  void *data() { return &all[kMargin.size()]; }
-  [[nodiscard]] std::string contents() const {
-    std::string inner = all.substr(kMargin.size(), size);
-    EXPECT_TRUE(all == kMargin + inner + kMargin);
-    return inner;
-  }
-
-  std::size_t size;
-  std::string all;
-};
+// What is between the margins, which nothing may have touched.
+std::string inside(const std::string &area) {
+  const std::string contents = area.substr(kMargin.size(), area.size() - 2 * kMargin.size());
+  EXPECT_TRUE(area == kMargin + contents + kMargin);
+  return contents;
+}
 
 struct Outcome {
   int result = -1;
@@ -53,14 +45,17 @@ template <typename Form>
 Outcome decompress(const std::string &image, Form form) {
   const auto version = static_cast<unsigned>(form);
   const std::vector<char> source(image.begin(), image.end());  // not a byte more
-  Area destination(std::string(loadLittle32(reinterpret_cast<const std::uint8_t *>(&image[4])), kUntouched));
-  Area scratch(kUntouchedScratch);
+  const std::uint32_t size = loadLittle32(reinterpret_cast<const std::uint8_t *>(&image[4]));
+  std::string destination = kMargin + std::string(size, kUntouched) + kMargin;
+  std::string scratch = kMargin + kUntouchedScratch + kMargin;
+  void *const to = &destination[kMargin.size()];
+  void *const room = &scratch[kMargin.size()];
   int result = -2;
   const std::string output = capturedOutput([&] {
-    result = version == 1 ? UefiDecompress(source.data(), destination.data(), scratch.data())
-                          : UefiTianoDecompress(source.data(), destination.data(), scratch.data(), version);
+    result =
+        version == 1 ? UefiDecompress(source.data(), to, room) : UefiTianoDecompress(source.data(), to, room, version);
   });
-  return {result, destination.contents(), output, scratch.contents()};
+  return {result, inside(destination), output, inside(scratch)};
 }
 
 std::string sized(std::uint32_t compressed, std::uint32_t plain) {
@@ -233,7 +228,6 @@ TEST(Uefi, PrintsSizesAndFirstBits) {
     EXPECT_TRUE(refused == (Outcome{-1, std::string(3, kUntouched)}));
     EXPECT_EQ(refused.output, sizes);
     EXPECT_EQ(refused.scratch, std::string(13'376, '\0'));
-
     const Outcome empty = decompress(sized(0xFFFF'FFFF, 0), version);
     EXPECT_EQ(empty.result, 0);
     EXPECT_EQ(empty.output, "UefiTianoDecompress----size:13376, CompSize:-1, OrigSize:0\r\n");
@@ -246,13 +240,12 @@ TEST(Uefi, InfoRefusesShortImages) {
       {100, 107, -1}, {100, 108, 0}, {0, 7, -1}, {0, 8, 0}, {0xFFFF'FFF7, UINT32_MAX, 0}, {0xFFFF'FFF8, 200, -1},
   };
   for (const auto &[compressed, sourceSize, result] : rows) {
-    SCOPED_TRACE(testing::Message() << compressed << " in " << sourceSize);
     const std::string image = "." + sized(compressed, 0x8765'4321);
     std::uint32_t plain = 1;
     std::uint32_t scratch = 2;
     EXPECT_EQ(UefiDecompressGetInfo(&image[1], sourceSize, &plain, &scratch), result);
-    EXPECT_EQ(plain, result == 0 ? 0x8765'4321 : 1);
-    EXPECT_EQ(scratch, result == 0 ? 13'376U : 2U);
+    EXPECT_EQ(std::pair(plain, scratch), result == 0 ? std::pair(0x8765'4321U, 13'376U) : std::pair(1U, 2U))
+        << compressed << " in " << sourceSize;
   }
   std::uint32_t size = 1;
   const std::string image = sized(0, 1);
@@ -260,11 +253,11 @@ TEST(Uefi, InfoRefusesShortImages) {
   EXPECT_EQ(UefiDecompressGetInfo(image.data(), 8, nullptr, &size), -1);
   EXPECT_EQ(UefiDecompressGetInfo(image.data(), 8, &size, nullptr), -1);
   EXPECT_EQ(size, 1U);
-  Area scratch(kUntouchedScratch);
+  std::string scratch = kUntouchedScratch;
   EXPECT_EQ(UefiDecompress(nullptr, &size, scratch.data()), -1);
   EXPECT_EQ(UefiDecompress(image.data(), nullptr, scratch.data()), -1);
   EXPECT_EQ(UefiDecompress(image.data(), &size, nullptr), -1);
-  EXPECT_EQ(scratch.contents(), kUntouchedScratch);
+  EXPECT_EQ(scratch, kUntouchedScratch);
   EXPECT_EQ(UefiDecompress(sized(0, 0).data(), nullptr, nullptr), 0);
 }
 
