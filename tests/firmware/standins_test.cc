@@ -79,9 +79,8 @@ TEST_F(Platform, KeysComeFromTheirFilesOrFail) {
 
 TEST_F(Platform, FeaturesAndGpioLinesAreTheirFiles) {
   write("/conf/platform_features", "# CONFIG_B\nCONFIG_A\n\nCONFIG_CD");
-  for (const auto &[name, on] :
-       {std::pair{"CONFIG_A", true}, {"CONFIG_CD", true}, {"CONFIG_B", false}, {"CONFIG_C", false}, {"", false}}) {
-    EXPECT_EQ(IsFeatureEnabled(name) != 0, on) << name;
+  for (const char *name : {"CONFIG_A", "CONFIG_CD", "CONFIG_B", "CONFIG_C", "", "# CONFIG_B"}) {
+    EXPECT_EQ(IsFeatureEnabled(name) != 0, name == std::string("CONFIG_A") || name == std::string("CONFIG_CD")) << name;
   }
   EXPECT_EQ(hostGpioRead(7), -1);
   EXPECT_EQ(hostGpioWrite(7, 1), 0);

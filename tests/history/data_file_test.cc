@@ -2,7 +2,6 @@
 //
 // The data file: what a start makes of any, and what a writer that fails or dies leaves behind.
 #include <fcntl.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -18,10 +17,7 @@ namespace {
 std::function<void()> insteadOfDying;
 }  // namespace
 
-extern "C" int kill(pid_t process, int signal) noexcept {
-  if (!insteadOfDying) {
-    return static_cast<int>(syscall(SYS_kill, process, signal));
-  }
+extern "C" int kill(pid_t /*process*/, int /*signal*/) noexcept {
   const vexora::test::InHarness own;
   insteadOfDying();
   return 0;
@@ -63,6 +59,7 @@ class HistoryFile : public RootTest {
     write(kDataFile, file);
     expectStart(file, kNoReports);
   }
+
   PlatformLog log_;
 };
 
@@ -71,18 +68,16 @@ TEST_F(HistoryFile, IsMadeByTheFirstStartAndReplacedWhenForeignOrCutShort) {
   write(kDataFile, std::string(300'000, 'x'));
   EXPECT_EQ(InitHistoryDatFile(), 0);
   EXPECT_TRUE(read(kDataFile) == kFreshFile);
-  const std::pair<std::uint32_t Image::*, std::vector<std::uint32_t>> rows[] = {{&Image::head, {8760, 0xFFFFFFFF}},
-                                                                                {&Image::tail, {8760, 0xFFFFFFFF}},
-                                                                                {&Image::itemSize, {0, 27, 29, 32}},
-                                                                                {&Image::capacity, {0, 8759, 8761}},
-                                                                                {&Image::count, {8761, 0xFFFFFFFF}}};
-  for (const auto &[field, values] : rows) {
-    for (const std::uint32_t value : values) {
-      Image image = hourly(30, kNoon);
-      image.*field = value;
-      SCOPED_TRACE(testing::PrintToString(image.bytes().substr(0, 20)));
-      expectReplaced(image.bytes(), kForeignHeader);
-    }
+  using Row = std::pair<std::uint32_t Image::*, std::uint32_t>;
+  const Row rows[] = {{&Image::head, 8760},     {&Image::head, 0xFFFFFFFF},  {&Image::itemSize, 0},
+                      {&Image::tail, 8760},     {&Image::tail, 0xFFFFFFFF},  {&Image::itemSize, 27},
+                      {&Image::count, 8761},    {&Image::count, 0xFFFFFFFF}, {&Image::itemSize, 29},
+                      {&Image::capacity, 8759}, {&Image::capacity, 8761},    {&Image::itemSize, 32}};
+  for (const auto &[field, value] : rows) {
+    Image image = hourly(30, kNoon);
+    image.*field = value;
+    SCOPED_TRACE(testing::PrintToString(image.bytes().substr(0, 20)));
+    expectReplaced(image.bytes(), kForeignHeader);
   }
   const std::string whole = hourly(8760, kNoon).bytes();
   for (std::size_t length = 0; length < whole.size(); length += length < 20 ? 1 : 245'279) {
@@ -171,7 +166,6 @@ TEST_F(HistoryFile, StartsOrFailsCleanlyAndStaysForTheNextStart) {
     restore();
     insteadOfDying = openFiles;
     EXPECT_GT(failEach(group, ENOSPC, start, check, Strike::kKill), calls ? row.reports.size() - 1 : 3);
-    insteadOfDying = {};
     EXPECT_EQ(result, 0);
     freeCache();
   };
@@ -185,23 +179,20 @@ TEST_F(HistoryFile, StartsOrFailsCleanlyAndStaysForTheNextStart) {
   }
 }
 
-// A query of all that a file of three records holds, for a caller whose count was 7 before.
-std::uint32_t queriedCount;
-int query() {
-  static Record room[3];
-  queriedCount = 7;
-  return getHistoryData(room, 4, 1, 0xFFFFFFFF, &queriedCount);
-}
-
 TEST_F(HistoryFile, ThatCannotBeReadFailsAQueryCleanly) {
   const std::string file = hourly(3, kNoon).bytes();
   write(kDataFile, file);
   const int descriptors = openDescriptors();
+  Record room[3];
+  std::uint32_t count = 0;
   int result = 0;
-  const auto asking = [&] { result = query(); };
+  const auto asking = [&] {
+    count = 7;
+    result = getHistoryData(room, 4, 1, 0xFFFFFFFF, &count);
+  };
   const auto check = [&](unsigned n) {
     EXPECT_EQ(result, -1) << n;
-    EXPECT_EQ(queriedCount, 7U) << n;
+    EXPECT_EQ(count, 7U) << n;
     EXPECT_EQ(getHistoryDataFlag, 0) << n;
     EXPECT_EQ(openDescriptors(), descriptors) << n;
   };
@@ -217,12 +208,11 @@ TEST_F(HistoryFile, ThatCannotBeReadFailsAQueryCleanly) {
     const HeapWatch heap;
     EXPECT_EQ(failEach(call, EIO, asking, check, Strike::kKill), failures) << call;
     EXPECT_EQ(result, 3 * 28) << call;
-    EXPECT_EQ(queriedCount, 10U) << call;
+    EXPECT_EQ(count, 10U) << call;
 #ifndef VEXORA_SANITIZED
     EXPECT_EQ(heap.growth(), 0) << call;
 #endif
   }
-  insteadOfDying = {};
   EXPECT_TRUE(read(kDataFile) == file);
   EXPECT_EQ(log_.take(), kNoReports);
 }
@@ -317,9 +307,7 @@ BOARD_TEST(PowerCut, OrAFailingCallLeavesAWholeFileOrNone) {
     };
     insteadOfDying = [&] { seen = lookAround(older); };
     prepare();
-    const unsigned failures = failEach(group, EIO, sample, check, strike);
-    insteadOfDying = {};
-    return failures;
+    return failEach(group, EIO, sample, check, strike);
   };
   EXPECT_EQ(failIn(kAnyFileCall, Strike::kKill), kRewrite.size());
 #ifndef VEXORA_SANITIZED

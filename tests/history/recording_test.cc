@@ -6,11 +6,11 @@
 #include "history/board.h"
 
 namespace {
-bool localTimeFails = false;
+constexpr std::time_t kNoLocalTime = 86400;
 }  // namespace
 
 extern "C" std::tm *localtime_r(const std::time_t *moment, std::tm *out) noexcept {
-  return localTimeFails ? nullptr : vexora::test::original(&localtime_r, "localtime_r")(moment, out);
+  return *moment == kNoLocalTime ? nullptr : vexora::test::original(&localtime_r, "localtime_r")(moment, out);
 }
 
 namespace vexora::test {
@@ -157,39 +157,29 @@ BOARD_TEST(History, LoadsTheInstalledSensorLibraryAndSkipsSamplesWhileBusy) {
   EXPECT_EQ(HistoryDataRing->count, 2U);
 }
 
-BOARD_TEST(History, LosesOnlyTheSampleWhenASensorFails) {
-  start(board);
-  const std::tuple<const char *, int, int, unsigned> rows[] = {// library, broken sensor, loads, samples of 0x3009
-                                                               {"/none", 0, 0, 0},
-                                                               {"libc.so.6", 0, 1, 0},
-                                                               {nullptr, 0x3009, 1, 0},
-                                                               {nullptr, 0x7000, 1, 1}};
+BOARD_TEST(History, LosesOnlyTheSampleThatCannotBeTaken) {
+  ASSERT_EQ(historyDataInit(), 0);
+  // The library, a broken sensor, the time; then the loads, the samples of 0x3009 and the last record's hour, which is
+  // 24 from the first reading on.
+  using Row = std::tuple<const char *, int, std::time_t, int, unsigned, int>;
+  const Row rows[] = {
+      {"/none", 0, kNoon, 0, 0, 0},        {"libc.so.6", 0, kNoon, 1, 0, 0},
+      {nullptr, 0, kNoLocalTime, 1, 0, 0}, {nullptr, 0, -1, 1, 0, 0},  // a clock beyond what the C library's time holds
+      {nullptr, 0x3009, kNoon, 1, 0, 24},  {nullptr, 0x7000, kNoon, 1, 1, 24}};
   const std::string before = read(kDataFile);
-  for (const auto &[library, broken, loads, samples] : rows) {
+  for (const auto &[library, broken, now, loads, samples, hour] : rows) {
+    SCOPED_TRACE(testing::Message() << library << " at " << now << ", broken " << broken);
     sensors = {.library = library, .broken = broken};
-    EXPECT_EQ(board.sampleAt(kNoon + kHour, 5, 5), 0);
-    EXPECT_EQ(
-        std::tuple(sensors.loads, sensors.unloads, RecTmpData.sensor_3009.samples, RecTmpData.sensor_7000.samples),
-        std::tuple(loads, loads, samples, 0U))
-        << library << ", broken " << broken;
+    int result = 1;
+    const std::string output = capturedOutput([&, moment = now] { result = board.sampleAt(moment, 5, 5); });
+    EXPECT_EQ(result, now == kNoon ? 0 : -1);
+    EXPECT_EQ(withoutLine(output), now == kNoon ? "" : "Localtime return null func:historyDataRecord line:LINE\n");
+    EXPECT_EQ(std::pair(sensors.loads, sensors.unloads), std::pair(loads, loads));
+    EXPECT_EQ(std::pair(RecTmpData.sensor_3009.samples, RecTmpData.sensor_7000.samples), std::pair(samples, 0U));
+    EXPECT_EQ(RecTmpData.last_record_hour, hour);
     EXPECT_TRUE(read(kDataFile) == before);
   }
   EXPECT_EQ(board.log.take(), kNoReports);
-}
-
-BOARD_TEST(History, SaysSoWhenThereIsNoLocalTime) {
-  ASSERT_EQ(historyDataInit(), 0);
-  for (const std::time_t now : {kNoon, std::time_t{-1}}) {  // -1: a clock beyond what the C library's time holds
-    int result = 0;
-    localTimeFails = now == kNoon;
-    sensors = {};
-    const std::string output = capturedOutput([&] { result = board.sampleAt(now, 1, 1); });
-    localTimeFails = false;
-    EXPECT_EQ(result, -1) << now;
-    EXPECT_EQ(withoutLine(output), "Localtime return null func:historyDataRecord line:LINE\n") << now;
-    EXPECT_EQ(std::pair(sensors.unloads, sensors.calls.size()), std::pair(1, std::size_t{0})) << now;
-    EXPECT_EQ(RecTmpData.last_record_hour, 0) << now;
-  }
 }
 
 BOARD_TEST(History, GivesUpTheFileButNotTheSamplesWhileTheClockIsSetBack) {
