@@ -37,7 +37,7 @@ class Card : public ChannelTest {
  protected:
   void SetUp() override {
     ChannelTest::SetUp();
-    popenFails = false;
+    popenFails = entriesWithoutType = false;
     pauses = {};
     for (const std::string program : {"mount", "umount", "df"}) {
       write("/var/bin/" + program, "#!/bin/sh\necho \"${0##*/} $*\" >>/var/commands\n. $0.answer\n");
@@ -49,10 +49,6 @@ class Card : public ChannelTest {
       touch(file);
     }
     makeFolder(kFolder);
-  }
-  void TearDown() override {
-    entriesWithoutType = false;
-    ChannelTest::TearDown();
   }
   // The commands since the last look at them.
   static std::string commands() {
@@ -155,6 +151,10 @@ TEST_F(Card, VersionBeginsWithItsImage) {
 }
 
 TEST_F(Card, KeepsTwoGenerationsOfOneImage) {
+  EXPECT_EQ(common_copy_ima_file_to_tf_card(nullptr, "fw", "fw"), -1);
+  EXPECT_EQ(common_copy_ima_file_to_tf_card("/var/source", nullptr, "fw"), -1);
+  EXPECT_EQ(common_copy_ima_file_to_tf_card("/var/source", "fw", nullptr), -1);
+  EXPECT_EQ(common_get_file_list_from_tf_card("fw", nullptr), -1);
   for (const std::string &name : kForeign) {
     SCOPED_TRACE(name);
     entriesWithoutType = !entriesWithoutType;
