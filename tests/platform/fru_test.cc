@@ -45,31 +45,25 @@ const std::string image(
     76);
 
 TEST(Fru, FieldsAreReadUpToTheEndOfTheImage) {
-  // Of each area its offset and fields: bytes, type/length byte and where in the image they end.
-  const std::pair<std::size_t, std::vector<std::tuple<std::string, int, std::size_t>>> areas[] = {
-      {8, {{"\x17", 1, 11}, {"pn", 0xC2, 14}, {"s", 0xC1, 16}, {"one", 0xC3, 20}}},
-      {24, {{"\x11\x22\x33", 3, 30}, {"BMC", 0xC3, 34}, {"", 0xC0, 35}, {"12", 0xC2, 38}, {"p", 1, 40}}},
-      {48,
-       {{"m0", 0xC2, 54},
-        {"n", 0xC1, 56},
-        {"\x99\x88", 0x42, 59},
-        {"", 0xC0, 60},
-        {"1234", 0xC4, 65},
-        {"at", 0xC2, 68},
-        {"first", 0xC5, 75}}}};
-  for (std::size_t area = 0; area < 3; ++area) {
-    const auto &[offset, fields] = areas[area];
-    for (int field = 1; const auto &[bytes, typeLength, end] : fields) {
-      SCOPED_TRACE(testing::Message() << "area " << area << ", field " << field);
-      for (std::size_t size = 8; size <= image.size(); ++size) {
-        const auto [result, got, gotTypeLength, output] = read(area, image.substr(0, size), field);
-        EXPECT_EQ(output.empty(), size >= offset) << size;
-        EXPECT_EQ(std::tuple(result, got, gotTypeLength),
-                  size < end ? std::tuple(-1, std::string(), 0xEE) : std::tuple(0, bytes, typeLength))
-            << size;
-      }
-      EXPECT_EQ(read(area, image, field++, 1), Read(0, bytes.substr(0, 1), typeLength, ""));
+  // The area, the field, its bytes, its type/length byte and where in the image it ends.
+  const std::tuple<std::size_t, int, std::string, int, std::size_t> rows[] = {
+      {0, 1, "\x17", 1, 11},    {0, 2, "pn", 0xC2, 14},        {0, 3, "s", 0xC1, 16},
+      {0, 4, "one", 0xC3, 20},  {1, 1, "\x11\x22\x33", 3, 30}, {1, 2, "BMC", 0xC3, 34},
+      {1, 3, "", 0xC0, 35},     {1, 4, "12", 0xC2, 38},        {1, 5, "p", 1, 40},
+      {2, 1, "m0", 0xC2, 54},   {2, 2, "n", 0xC1, 56},         {2, 3, "\x99\x88", 0x42, 59},
+      {2, 4, "", 0xC0, 60},     {2, 5, "1234", 0xC4, 65},      {2, 6, "at", 0xC2, 68},
+      {2, 7, "first", 0xC5, 75}};
+  for (const auto &[area, field, bytes, typeLength, end] : rows) {
+    SCOPED_TRACE(testing::Message() << "area " << area << ", field " << field);
+    const std::size_t offset = std::array<std::size_t, 3>{8, 24, 48}[area];
+    for (std::size_t size = 8; size <= image.size(); ++size) {
+      const auto [result, got, gotTypeLength, output] = read(area, image.substr(0, size), field);
+      EXPECT_EQ(output.empty(), size >= offset) << size;
+      EXPECT_EQ(std::tuple(result, got, gotTypeLength),
+                size < end ? std::tuple(-1, std::string(), 0xEE) : std::tuple(0, bytes, typeLength))
+          << size;
     }
+    EXPECT_EQ(read(area, image, field, 1), Read(0, bytes.substr(0, 1), typeLength, ""));
   }
 }
 
@@ -87,6 +81,7 @@ TEST(Fru, EndMarkerCountsForTheChassisAlone) {
   EXPECT_EQ(read(2, marked, VEXORA_FRU_PRODUCT_CUSTOM), Read(0, "f", 0xC1, ""));
 }
 
+// A header whose checksum is one too high, and what is printed of it.
 const std::string kBadSum("\1\0\3\3\3\0\0\xF7", 8);
 const std::string kMismatch =
     "[Warning]: FRU common header checksum mis-match! 0xf6 vs 0xf7 \n"
