@@ -107,7 +107,7 @@ std::string command(const std::string &request) {
   const int length = VexoraHistoryRecordDataOper(reinterpret_cast<const std::uint8_t *>(&unaligned[1]),
                                                  static_cast<std::uint32_t>(request.size()),
                                                  reinterpret_cast<std::uint8_t *>(&room[1]));
-  const std::string answer = room.substr(1, static_cast<std::size_t>(length));
+  std::string answer = room.substr(1, static_cast<std::size_t>(length));
   EXPECT_EQ(room, kUntouched + answer + std::string(63 - answer.size(), kUntouched));
   return answer;
 }
