@@ -24,18 +24,14 @@ QueryAnswer ask(const Query &query) {
   return answer;
 }
 
-// How far apart records are: this many out of 4 an hour, the others any time up to a limit.
-struct Rhythm {
-  unsigned hourly;
-  std::uint32_t limit;
-};
-
-void compareWithReference(unsigned pushes, const Rhythm &rhythm, unsigned queries, std::mt19937 &random) {
-  const auto below = [&random](std::uint32_t limit) { return static_cast<std::uint32_t>(random() % limit); };
+// Records of which so many out of 4 come an hour after the one before, the others after any time up to a limit.
+void compareWithReference(unsigned pushes, unsigned perHour, std::uint32_t limit, unsigned queries,
+                          std::mt19937 &random) {
+  const auto below = [&random](std::uint32_t end) { return static_cast<std::uint32_t>(random() % end); };
   Image image;
   std::uint32_t now = 0x80000000 - pushes * 1800;  // half of the times are beyond what a signed number holds
   for (unsigned i = 0; i < pushes; ++i) {
-    now += below(4) < rhythm.hourly ? 3600 : below(rhythm.limit);
+    now += below(4) < perHour ? 3600 : below(limit);
     Record record = recordAt(static_cast<std::time_t>(now));
     record.time = ~now;  // which nothing compares
     image.push(record);
@@ -52,8 +48,8 @@ void compareWithReference(unsigned pushes, const Rhythm &rhythm, unsigned querie
     const std::uint32_t start = moment();
     const std::uint32_t ends[] = {moment(), 0xFFFFFFFF, start + 1 + below(90'000)};
     const Query query{kTypes[below(3)], start, ends[below(3)]};
-    ASSERT_EQ(ask(query), reference(image, query)) << pushes << " pushes, limit " << rhythm.limit << ", type "
-                                                   << query.type << ", " << start << " to " << query.end;
+    ASSERT_EQ(ask(query), reference(image, query))
+        << pushes << " pushes, limit " << limit << ", type " << query.type << ", " << start << " to " << query.end;
   }
 }
 
@@ -61,12 +57,12 @@ class HistoryQuery : public RootTest {};
 
 TEST_F(HistoryQuery, FollowsThePositionRulesForAnyRecords) {
   std::mt19937 random(52);
-  for (const Rhythm &rhythm : {Rhythm{4, 1}, {3, 400'000}, {1, 300}, {0, 9000}}) {
+  for (const auto &[perHour, limit] : {std::pair{4U, 1U}, {3, 400'000}, {1, 300}, {0, 9000}}) {
     for (const unsigned pushes : {0U, 1U, 2U, 3U, 4U, 5U, 9U, 40U}) {
-      compareWithReference(pushes, rhythm, 100, random);
+      compareWithReference(pushes, perHour, limit, 100, random);
     }
-    compareWithReference(kSlots, rhythm, 20, random);
-    compareWithReference(kSlots + 3456, rhythm, 40, random);
+    compareWithReference(kSlots, perHour, limit, 20, random);
+    compareWithReference(kSlots + 3456, perHour, limit, 40, random);
   }
 }
 
