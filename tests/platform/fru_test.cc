@@ -82,10 +82,10 @@ TEST(Fru, EndMarkerCountsForTheChassisAlone) {
 }
 
 // A header whose checksum is one too high, and what is printed of it.
-const std::string kBadSum("\1\0\3\3\3\0\0\xF7", 8);
+const std::string kBadSum("\1\2\3\4\5\6\7\xE5");
 const std::string kMismatch =
-    "[Warning]: FRU common header checksum mis-match! 0xf6 vs 0xf7 \n"
-    "FRU Data:0x01, 0x00, 0x03, 0x03, 0x03, 0x00, 0x00, 0xf7\n";
+    "[Warning]: FRU common header checksum mis-match! 0xe4 vs 0xe5 \n"
+    "FRU Data:0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0xe5\n";
 
 TEST(Fru, WhatIsWrongIsTold) {
   for (std::size_t area = 0; const std::string word : {"chassis", "board", "product"}) {

@@ -28,7 +28,7 @@ const std::string kMargin(33, '\xFF');  // odd, so that no area is aligned
 
 // What is between the margins, which nothing may have touched.
 std::string inside(const std::string &area) {
-  const std::string contents = area.substr(kMargin.size(), area.size() - 2 * kMargin.size());
+  std::string contents = area.substr(kMargin.size(), area.size() - 2 * kMargin.size());
   EXPECT_TRUE(area == kMargin + contents + kMargin);
   return contents;
 }
