@@ -15,15 +15,12 @@
 namespace vexora::test {
 namespace {
 
-using List = std::unique_ptr<vexora_ringlist, int (*)(vexora_ringlist *)>;
-List makeList(unsigned itemSize, unsigned capacity) {
-  return {vexora_ringlist_init(itemSize, capacity), &vexora_ringlist_free};
-}
-
-using Queue = std::unique_ptr<vexora_ringq, int (*)(vexora_ringq *)>;
-Queue makeQueue(unsigned itemSize, unsigned capacity) {
-  return {vexora_ringq_init(itemSize, capacity), &vexora_ringq_free};
-}
+struct Release {
+  void operator()(vexora_ringlist *list) const { EXPECT_EQ(vexora_ringlist_free(list), 0); }
+  void operator()(vexora_ringq *queue) const { EXPECT_EQ(vexora_ringq_free(queue), 0); }
+};
+using List = std::unique_ptr<vexora_ringlist, Release>;
+using Queue = std::unique_ptr<vexora_ringq, Release>;
 
 // Unwritten bytes of an output keep this value.
 std::string untouched(std::size_t size) { return std::string(size, '\xA5'); }
@@ -54,7 +51,7 @@ void expectHolds(const Ring &ring, const Model &model) {
 
 void compareList(unsigned itemSize, unsigned capacity, std::mt19937 &random) {
   const auto below = [&random](unsigned limit) { return static_cast<unsigned>(random() % limit); };
-  const List list = makeList(itemSize, capacity);
+  const List list(vexora_ringlist_init(itemSize, capacity));
   Model model;
   unsigned pushes = 0;  // since the last flush
   for (unsigned step = 0; step < 1000; ++step) {
@@ -104,7 +101,7 @@ void compareList(unsigned itemSize, unsigned capacity, std::mt19937 &random) {
 // A queue of capacity 1 holds nothing: it is full and empty at once.
 void compareQueue(unsigned itemSize, unsigned capacity, std::mt19937 &random) {
   const auto below = [&random](unsigned limit) { return static_cast<unsigned>(random() % limit); };
-  const Queue queue = makeQueue(itemSize, capacity);
+  const Queue queue(vexora_ringq_init(itemSize, capacity));
   Model model;
   unsigned head = 0;
   const auto slot = [&](std::size_t distance) { return static_cast<int>((head + distance) % capacity); };
@@ -114,33 +111,32 @@ void compareQueue(unsigned itemSize, unsigned capacity, std::mt19937 &random) {
     std::string written;
     const int held = static_cast<int>(model.size());
     const int free = static_cast<int>(capacity) - 1 - held;
-    const int number = static_cast<int>(below(capacity + 2)) - 1;
+    const bool single = below(2) == 0;
+    const int number = single ? 1 : static_cast<int>(below(capacity + 2)) - 1;
     int result = 0;
     int expected = -1;
-    int appended = 0;
-    int taken = 0;
-    if (const unsigned operation = below(100); operation < 25) {
-      result = vexora_ringq_push(queue.get(), input.data());
-      appended = std::min(free, 1);
-      expected = free > 0 ? slot(model.size() + 1) : -1;
-    } else if (operation < 35) {
+    if (const unsigned operation = below(100); operation < 40) {
+      result = single ? vexora_ringq_push(queue.get(), input.data())
+                      : vexora_ringq_push_counts(queue.get(), input.data(), number);
+      const int pushed = free > 0 && number <= free ? number : -1;
+      for (int n = 0; n < pushed; ++n) {
+        model.push_back(records(step + static_cast<unsigned>(n), 1, itemSize));
+      }
+      expected = single && pushed == 1 ? slot(model.size()) : pushed;
+    } else if (operation < 50) {
       result = vexora_ringq_push_head(queue.get(), input.data());
       if (free > 0) {
-        model.push_front(input.substr(0, itemSize));
+        model.push_front(records(step, 1, itemSize));
         expected = static_cast<int>(head = (head + capacity - 1) % capacity);
       }
-    } else if (operation < 55) {
-      result = vexora_ringq_push_counts(queue.get(), input.data(), number);
-      expected = free > 0 && number <= free ? number : -1;
-      appended = std::max(expected, 0);
-    } else if (operation < 70) {
-      result = vexora_ringq_poll(queue.get(), out.data());
-      taken = std::min(held, 1);
-      expected = held > 0 ? slot(1) : -1;
     } else if (operation < 85) {
-      result = vexora_ringq_poll_counts(queue.get(), out.data(), number);
-      expected = held == 0 ? -1 : std::min(number, held);
-      taken = std::max(expected, 0);
+      result = single ? vexora_ringq_poll(queue.get(), out.data())
+                      : vexora_ringq_poll_counts(queue.get(), out.data(), number);
+      const int taken = held > 0 ? std::min(number, held) : -1;
+      for (int n = 0; n < taken; ++n, model.pop_front(), head = (head + 1) % capacity) {
+        written += model.front();
+      }
+      expected = single && taken == 1 ? slot(0) : taken;
     } else if (operation < 98) {
       result = vexora_ringq_head(queue.get(), out.data());
       written = held == 0 ? "" : model.front();
@@ -150,14 +146,6 @@ void compareQueue(unsigned itemSize, unsigned capacity, std::mt19937 &random) {
       model.clear();
       expected = static_cast<int>(head = 0);
       ASSERT_EQ(contents(queue).find_first_not_of('\0'), std::string::npos);
-    }
-    for (int n = 0; n < appended; ++n) {
-      model.push_back(records(step + static_cast<unsigned>(n), 1, itemSize));
-    }
-    for (int n = 0; n < taken; ++n) {
-      written += model.front();
-      model.pop_front();
-      head = (head + 1) % capacity;
     }
     ASSERT_EQ(result, expected) << "step " << step;
     ASSERT_EQ(out, written + untouched(out.size() - written.size())) << "step " << step;
@@ -181,17 +169,15 @@ TEST(Rings, RefuseSizesThatCannotBe) {
   const std::pair<unsigned, unsigned> sizes[] = {{0, 4},          {4, 0},          {1, 0x80000000},
                                                  {2, 0x80000000}, {0xFFFFFFFF, 2}, {3, 0x7FFFFFFF}};
   for (const auto &[itemSize, capacity] : sizes) {
-    EXPECT_EQ(makeList(itemSize, capacity), nullptr) << itemSize << " x " << capacity;
-    EXPECT_EQ(makeQueue(itemSize, capacity), nullptr) << itemSize << " x " << capacity;
+    EXPECT_EQ(vexora_ringlist_init(itemSize, capacity), nullptr) << itemSize << " x " << capacity;
+    EXPECT_EQ(vexora_ringq_init(itemSize, capacity), nullptr) << itemSize << " x " << capacity;
   }
-  EXPECT_EQ(makeQueue(2, 0x7FFFFFFF), nullptr) << "with the spare slot";
-  EXPECT_EQ(vexora_ringlist_free(nullptr), 0);
-  EXPECT_EQ(vexora_ringq_free(nullptr), 0);
+  EXPECT_EQ(vexora_ringq_init(2, 0x7FFFFFFF), nullptr) << "with the spare slot";
 }
 
 // A list restored from a file may hold fewer records than slots and begin anywhere.
 TEST(RingList, ReadsARestoredRunAcrossTheEndOfTheStorage) {
-  const List list = makeList(4, 4);
+  const List list(vexora_ringlist_init(4, 4));
   const std::string slots = records(0, 4);
   std::copy(slots.begin(), slots.end(), static_cast<char *>(list->storage));
   std::tie(list->head, list->tail, list->count) = std::tuple(3, 1, 3);
@@ -227,91 +213,74 @@ Calls operations(vexora_ringq *queue, void *buffer) {
 
 thread_local std::function<void()> duringPause;
 
-// Makes every call with a NULL ring, a NULL buffer, without a lock, and for a minute while another thread holds the
-// lock. Each is refused and changes nothing. Then the lock is given back during the third pause, and each goes through.
+// Each of the calls is refused after so many pauses and changes nothing.
 template <typename Ring>
-void expectRefusals(Ring *ring) {
+void expectRefused(const Ring *ring, const Calls &calls, unsigned waits) {
+  const auto state = [&] { return std::tuple(contents(ring), ring->head, ring->tail); };
+  for (std::size_t i = 0; i < calls.size(); ++i) {
+    unsigned pauses = 0;
+    duringPause = [&] { ++pauses; };
+    const auto before = state();
+    EXPECT_EQ(calls[i](), -1) << i;
+    EXPECT_EQ(state(), before) << i;
+    EXPECT_EQ(pauses, waits) << i;
+  }
+}
+
+// `unheld` are calls that ask for what the ring doesn't hold: they are refused without the lock.
+template <typename Ring>
+void expectRefusals(Ring *ring, const Calls &unheld) {
   std::string buffer = untouched(64);
-  unsigned pauses = 0;
-  const auto state = [&] {
-    return std::tuple(contents(ring), ring->head, ring->tail, ring->item_size, ring->capacity, buffer);
-  };
-  const auto expectRefused = [&, before = state()](Ring *handle, void *out, unsigned waits) {
-    const Calls calls = operations(handle, out);
-    for (std::size_t i = 0; i < calls.size() - (out == nullptr ? 1 : 0); ++i) {
-      pauses = 0;
-      EXPECT_EQ(calls[i](), -1) << i;
-      EXPECT_EQ(state(), before) << i;
-      EXPECT_EQ(pauses, waits) << i;
-    }
-  };
-  duringPause = [&] { ++pauses; };
-  expectRefused(nullptr, buffer.data(), 0);
-  expectRefused(ring, nullptr, 0);
+  Calls withoutBuffer = operations(ring, nullptr);
+  withoutBuffer.pop_back();
+  expectRefused(ring, withoutBuffer, 0);
+  expectRefused(ring, operations(static_cast<Ring *>(nullptr), buffer.data()), 0);
   pthread_mutex_t *const lock = std::exchange(ring->lock, nullptr);
-  expectRefused(ring, buffer.data(), 0);
+  expectRefused(ring, operations(ring, buffer.data()), 0);
   ring->lock = lock;
   LockedElsewhere held(lock);
-  expectRefused(ring, buffer.data(), 60'000);
+  expectRefused(ring, operations(ring, buffer.data()), 60'000);
+  expectRefused(ring, unheld, 0);
   held.release();
-  for (std::size_t i = 0; const auto &call : operations(ring, buffer.data())) {
-    LockedElsewhere other(lock);
-    pauses = 0;
-    duringPause = [&] { ++pauses == 3 ? other.release() : void(); };
-    EXPECT_NE(call(), -1) << i;
-    EXPECT_EQ(pauses, 3U) << i++;
-  }
-  LockedElsewhere(lock).release();
+  EXPECT_EQ(buffer, untouched(64));
 }
 
 TEST(Rings, RefuseUnusableArgumentsAndWaitAMinuteForTheirLock) {
-  const List list = makeList(4, 4);
+  const List list(vexora_ringlist_init(4, 4));
   for (unsigned n = 0; n < 3; ++n) {
     vexora_ringlist_push(list.get(), records(n, 1).data());
   }
-  expectRefusals(list.get());
-  const Queue queue = makeQueue(4, 8);
+  std::string out(16, '~');
+  expectRefusals(list.get(), {[&] { return vexora_ringlist_get_counts(list.get(), out.data(), 0, 0); },
+                              [&] { return vexora_ringlist_get_counts(list.get(), out.data(), 0, 4); },
+                              [&] { return vexora_ringlist_get_counts(list.get(), out.data(), 3, 1); },
+                              [&] { return vexora_ringlist_get_counts(list.get(), out.data(), 0xFFFFFFFF, 2); },
+                              [&] { return vexora_ringlist_modify_item(list.get(), out.data(), -1); },
+                              [&] { return vexora_ringlist_modify_item(list.get(), out.data(), 3); }});
+  const Queue queue(vexora_ringq_init(4, 8));
   ASSERT_EQ(vexora_ringq_push_counts(queue.get(), records(1, 3).data(), 3), 3);
-  ASSERT_EQ(vexora_ringq_poll(queue.get(), untouched(4).data()), 1);
-  expectRefusals(queue.get());
-}
-
-TEST(RingList, RefusesWhatItDoesNotHoldWithoutWaitingForItsLock) {
-  const List list = makeList(4, 4);
-  std::string buffer = untouched(16);
-  for (unsigned n = 0; n < 3; ++n) {
-    vexora_ringlist_push(list.get(), buffer.data());
-  }
-  LockedElsewhere held(list->lock);
-  unsigned pauses = 0;
-  duringPause = [&] { ++pauses; };
-  for (const auto &[offset, number] : {std::pair{0U, 0U}, {0U, 4U}, {3U, 1U}, {0xFFFFFFFFU, 2U}}) {
-    EXPECT_EQ(vexora_ringlist_get_counts(list.get(), buffer.data(), offset, number), -1) << offset << " " << number;
-  }
-  for (const int index : {-1, 3}) {
-    EXPECT_EQ(vexora_ringlist_modify_item(list.get(), buffer.data(), index), -1) << index;
-  }
-  EXPECT_EQ(pauses, 0U);
-  held.release();
+  ASSERT_EQ(vexora_ringq_poll(queue.get(), out.data()), 1);
+  expectRefusals(queue.get(), {});
+  EXPECT_EQ(vexora_ringlist_free(nullptr), 0);
+  EXPECT_EQ(vexora_ringq_free(nullptr), 0);
 }
 
 // What counts is what the thread that held the lock has left.
 TEST(RingQueue, JudgesUnderItsLockWhetherItIsFullOrEmpty) {
-  const Queue queue = makeQueue(4, 4);
+  const Queue queue(vexora_ringq_init(4, 4));
   std::string buffer = untouched(4);
   const Calls calls = operations(queue.get(), buffer.data());
   for (std::size_t i = 0; i < 6; ++i) {
-    const std::pair full(2U, 1U);
-    const std::pair half(2U, 0U);
-    const std::pair empty(2U, 2U);
+    const std::pair serving(2U, 0U);
+    const std::pair refusing(2U, i < 3 ? 1U : 2U);  // full for the pushes, empty for the others
     for (const bool goesThrough : {true, false}) {
-      const auto refusing = i < 3 ? full : empty;
-      const auto after = goesThrough ? half : refusing;
-      std::tie(queue->head, queue->tail) = goesThrough ? refusing : half;
+      std::tie(queue->head, queue->tail) = goesThrough ? refusing : serving;
       LockedElsewhere held(queue->lock);
-      duringPause = [&] {
-        std::tie(queue->head, queue->tail) = after;
-        held.release();
+      duringPause = [&, pauses = 0]() mutable {
+        if (++pauses == 3) {
+          std::tie(queue->head, queue->tail) = goesThrough ? serving : refusing;
+          held.release();
+        }
       };
       EXPECT_EQ(calls[i]() != -1, goesThrough) << i;
     }
@@ -319,24 +288,22 @@ TEST(RingQueue, JudgesUnderItsLockWhetherItIsFullOrEmpty) {
 }
 
 #ifndef VEXORA_SANITIZED
-template <typename Ring>
-void expectAllOrNothing(Ring *(*init)(unsigned, unsigned), int (*release)(Ring *)) {
+template <typename Owner, typename Ring>
+void expectAllOrNothing(Ring *(*init)(unsigned, unsigned)) {
   for (const auto &[name, failures] : {std::pair(kAnyAllocation, 3U), {"pthread_mutex_init", 1U}}) {
-    SCOPED_TRACE(name);
     const HeapWatch heap;
-    Ring *ring = nullptr;
-    const auto expectNothing = [&](unsigned) { EXPECT_TRUE(ring == nullptr && heap.growth() == 0); };
-    EXPECT_EQ(failEach(
-                  name, ENOMEM, [&] { ring = init(28, 10); }, expectNothing),
-              failures);
-    EXPECT_EQ(release(ring), 0);
-    EXPECT_EQ(heap.growth(), 0);
+    Owner ring;
+    const auto make = [&] { ring.reset(init(28, 10)); };
+    const auto check = [&](unsigned n) { EXPECT_TRUE(ring == nullptr && heap.growth() == 0) << n; };
+    EXPECT_EQ(failEach(name, ENOMEM, make, check), failures) << name;
+    ring.reset();
+    EXPECT_EQ(heap.growth(), 0) << name;
   }
 }
 
 TEST(Rings, AreMadeWholeOrNotAtAll) {
-  expectAllOrNothing(&vexora_ringlist_init, &vexora_ringlist_free);
-  expectAllOrNothing(&vexora_ringq_init, &vexora_ringq_free);
+  expectAllOrNothing<List>(&vexora_ringlist_init);
+  expectAllOrNothing<Queue>(&vexora_ringq_init);
 }
 #endif
 
