@@ -14,22 +14,24 @@ struct Smtp {
   static constexpr const char *kFile = "/conf/SmtpCfg.json";
   SmtpCfgRecord cfg = {};
   SmtpDestCfgRecord dests[4] = {};
-  int load(int more = 0) { return VexoraGetSmtpTotalConfFromJson(&cfg, 273 + more, dests, 332); }
+  int load() { return VexoraGetSmtpTotalConfFromJson(&cfg, 273, dests, 332); }
   int save() { return VexoraSetSmtpTotalConfToJson(&cfg, 273, dests, 332); }
 };
 
 struct Trap {
   static constexpr const char *kFile = "/conf/SnmpTrapCfg.json";
+  static constexpr unsigned kSecrets = 3;
   SnmpTrapCfgRecord cfg = {};
   SnmpTrapDestCfgRecord dests[4] = {};
-  int load(int more = 0) { return VexoraGetSnmpTotalConfFromJson(&cfg, 179, dests, 208 + more); }
+  int load() { return VexoraGetSnmpTotalConfFromJson(&cfg, 179, dests, 208); }
   int save() { return VexoraSetSnmpTotalConfToJson(&cfg, 179, dests, 208); }
 };
 
 struct Agent {
   static constexpr const char *kFile = "/conf/SnmpAgentCfg.json";
+  static constexpr unsigned kSecrets = 4;
   SnmpAgentCfgRecord cfg = {};
-  int load(int more = 0) { return VexoraGetSnmpAgentTotalConfFromJson(&cfg, 99 + more); }
+  int load() { return VexoraGetSnmpAgentTotalConfFromJson(&cfg, 99); }
   int save() { return VexoraSetSnmpAgentTotalConfToJson(&cfg, 99); }
 };
 

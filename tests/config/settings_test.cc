@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 
 #include "config/settings_stores.h"
 #include "firmware/aes.h"
@@ -38,7 +39,11 @@ void put(char (&field)[Size], const std::string &text) {
   text.copy(field, Size - 1);
 }
 
-Smtp smtp() {
+template <typename Store>
+Store sample();
+
+template <>
+Smtp sample() {
   Smtp smtp;
   smtp.cfg = {1, "mail.example", 25, 65535, 1, 0, 1, "ops", "p\"w/\x01\xE9", "bmc@example", "alert", 1, 0, 255, 3};
   smtp.dests[0] = {1, "a@example", "first"};
@@ -46,7 +51,31 @@ Smtp smtp() {
   return smtp;
 }
 
-const std::string kSmtpFile =
+template <>
+Trap sample() {
+  Trap trap;
+  trap.cfg = {2, 0, "", "HostName", "trapper", "SHA", "", "AES", "other letters", "", 200};
+  put(trap.cfg.Community, "sixteen letters!");
+  put(trap.cfg.AUTHPwd, "twenty letters, just");
+  put(trap.cfg.EngineID, "0123456789abcdef0123456789abcdef0123456789abcdef");
+  trap.dests[1] = {1, "192.0.2.7", 162};
+  trap.dests[3] = {1, "trap.example", -70000};
+  return trap;
+}
+
+template <>
+Agent sample() {
+  Agent agent;
+  agent.cfg = {1, 0, "letters", "more letters", 1, 1, 2, 3, "engineer", "letters of reading", "letters of writing"};
+  return agent;
+}
+
+// What the samples' files hold, without the secrets' cipher texts.
+template <typename Store>
+const std::string kDocument;
+
+template <>
+const std::string kDocument<Smtp> =
     R"({"SmtpCfg":{"SmtpEnable":1,"ServerAddr":"mail.example","SmtpPort":25,"SmtpSecurePort":65535,)"
     R"("EnableSTARTTLS":1,"EnableSSLTLS":0,"SMTPAUTH":1,"UserName":"ops","PassWord":"p\"w\/\u0001)"
     "\xE9"
@@ -55,28 +84,20 @@ const std::string kSmtpFile =
     R"({"Enabled":0,"EmailAddress":"","Description":""},{"Enabled":0,"EmailAddress":"","Description":""},)"
     R"({"Enabled":0,"EmailAddress":"d@example","Description":"last"}]})";
 
-Trap trap() {
-  Trap trap;
-  trap.cfg.TrapVersion = 2;
-  trap.cfg.DeviceType = 200;
-  put(trap.cfg.Community, "sixteen letters!");
-  put(trap.cfg.HostID, "HostName");
-  put(trap.cfg.UserName, "trapper");
-  put(trap.cfg.AUTHProtocol, "SHA");
-  put(trap.cfg.PrivProtocol, "AES");
-  put(trap.cfg.PRIVPwd, "other password");
-  put(trap.cfg.AUTHPwd, "twenty letters, just");
-  put(trap.cfg.EngineID, "0123456789abcdef0123456789abcdef0123456789abcdef");
-  trap.dests[1] = {1, "192.0.2.7", 162};
-  trap.dests[3] = {1, "trap.example", -70000};
-  return trap;
-}
+template <>
+const std::string kDocument<Trap> =
+    R"({"Version":"1.00","SnmpTrapCfg":{"TrapVersion":2,"EventLevelLimit":0,"HostID":"HostName",)"
+    R"("UserName":"trapper","AUTHProtocol":"SHA","PrivProtocol":"AES","EngineID":)"
+    R"("0123456789abcdef0123456789abcdef0123456789abcdef","DeviceType":200,"Community":"","AUTHPwd":"",)"
+    R"("PRIVPwd":""},"SnmpTrapDestCfg":[{"Enabled":0,"Destination":"","port":0},{"Enabled":1,)"
+    R"("Destination":"192.0.2.7","port":162},{"Enabled":0,"Destination":"","port":0},{"Enabled":1,)"
+    R"("Destination":"trap.example","port":-70000}]})";
 
-Agent agent() {
-  Agent agent;
-  agent.cfg = {1, 0, "readers", "writers", 1, 1, 2, 3, "engineer", "secret of reading", "secret of writing"};
-  return agent;
-}
+template <>
+const std::string kDocument<Agent> =
+    R"({"SnmpCfg":{"SnmpV1Enable":1,"SnmpV2Enable":0,"SnmpV1V2SetEnable":1,"SnmpV3Enable":1,)"
+    R"("AUTHProtocol":2,"PrivProtocol":3,"AUTHUserName":"engineer","ReadOnlyCommunity":"",)"
+    R"("ReadWriteCommunity":"","AUTHPwd":"","PRIVPwd":""}})";
 
 // A member of an object of strings and numbers, with its value as it stands in the file.
 std::string memberOf(const std::string &document, const std::string &key) {
@@ -86,11 +107,32 @@ std::string memberOf(const std::string &document, const std::string &key) {
 
 using SettingsFiles = RootTest;
 
-TEST_F(SettingsFiles, SmtpIsWrittenInOrder) {
-  Smtp saved = smtp();
-  write(kSmtp, "what was there before, and longer");
-  EXPECT_EQ(saved.save(), 0);
-  EXPECT_EQ(read(kSmtp), kSmtpFile);
+template <typename Store>
+class SettingsStore : public RootTest {
+ protected:
+  static inline const std::string kNew = Store::kFile + std::string(".bak");
+  Store saved = sample<Store>();
+};
+
+template <typename Store>
+using SecretStore = SettingsStore<Store>;
+
+using AllStores = testing::Types<Smtp, Trap, Agent>;
+using SecretStores = testing::Types<Trap, Agent>;
+TYPED_TEST_SUITE(SettingsStore, AllStores);
+TYPED_TEST_SUITE(SecretStore, SecretStores);
+
+TYPED_TEST(SettingsStore, IsWrittenInOrderAndReadBack) {
+  write(TypeParam::kFile, "what was there before, and longer");
+  EXPECT_EQ(this->saved.save(), 0);
+  const std::string file = read(TypeParam::kFile);
+  EXPECT_EQ(file.find("letters"), std::string::npos) << "a secret in plain";
+  const std::regex secrets(R"re((Community|AUTHPwd|PRIVPwd)":"(\\.|[^"\\])+)re");
+  EXPECT_EQ(std::regex_replace(file, secrets, "$1\":\""), kDocument<TypeParam>);
+  auto loaded = filled<TypeParam>(kUntouched);
+  EXPECT_EQ(loaded.load(), 0);
+  EXPECT_EQ(bytes(loaded), bytes(this->saved));
+  EXPECT_EQ(list("/conf").size(), 1U);
 }
 
 TEST_F(SettingsFiles, TextsWithoutAnEndAreCutToWhatALoadGives) {
@@ -123,12 +165,12 @@ TEST_F(SettingsFiles, NumbersKeepTheirLowBitsAndTextsAreCut) {
 }
 
 TEST_F(SettingsFiles, DefaultsTakeTheirPlace) {
-  write("/etc/defconfig/SmtpCfg.json", kSmtpFile);
+  write("/etc/defconfig/SmtpCfg.json", kDocument<Smtp>);
   auto loaded = filled<Smtp>(kUntouched);
   EXPECT_EQ(capturedOutput([&] { EXPECT_EQ(loaded.load(), 0); }),
             "=====11111\n=====Smtpjsonfilepath:/conf/SmtpCfg.json\n");
-  EXPECT_EQ(bytes(loaded), bytes(smtp()));
-  EXPECT_EQ(read(kSmtp), kSmtpFile);
+  EXPECT_EQ(bytes(loaded), bytes(sample<Smtp>()));
+  EXPECT_EQ(read(kSmtp), kDocument<Smtp>);
 
   for (const char *call : {"open", "read"}) {
     int result = -1;
@@ -136,7 +178,7 @@ TEST_F(SettingsFiles, DefaultsTakeTheirPlace) {
                   call, EIO, [&] { result = loaded.load(); },
                   [&](unsigned n) {
                     EXPECT_EQ(result, 0) << call << n << ": the next attempt works";
-                    EXPECT_EQ(bytes(loaded), bytes(smtp())) << call << n;
+                    EXPECT_EQ(bytes(loaded), bytes(sample<Smtp>())) << call << n;
                     loaded = filled<Smtp>(kUntouched);
                   }),
               1U);
@@ -265,29 +307,8 @@ TEST_F(SettingsFiles, WrongRecordsAreRefused) {
   EXPECT_EQ(list("/conf"), std::vector<std::string>{});
 }
 
-TEST_F(SettingsFiles, SecretsAreEncipheredAndReadBack) {
-  Trap saved = trap();
-  EXPECT_EQ(saved.save(), 0);
-  const std::string file = read(kTrap);
-  EXPECT_EQ(file.find(R"({"Version":"1.00","SnmpTrapCfg":{"TrapVersion":2,"EventLevelLimit":0,"HostID":"HostName",)"
-                      R"("UserName":"trapper","AUTHProtocol":"SHA","PrivProtocol":"AES","EngineID":)"
-                      R"("0123456789abcdef0123456789abcdef0123456789abcdef","DeviceType":200,"Community":")"),
-            0U);
-  EXPECT_LT(file.find("\"Community\""), file.find("\"AUTHPwd\""));
-  EXPECT_LT(file.find("\"AUTHPwd\""), file.find("\"PRIVPwd\""));
-  EXPECT_EQ(file.substr(file.find("\"SnmpTrapDestCfg\"")),
-            R"("SnmpTrapDestCfg":[{"Enabled":0,"Destination":"","port":0},{"Enabled":1,"Destination":"192.0.2.7",)"
-            R"("port":162},{"Enabled":0,"Destination":"","port":0},{"Enabled":1,"Destination":"trap.example",)"
-            R"("port":-70000}]})");
-  EXPECT_EQ(file.find("letters"), std::string::npos);
-  auto loaded = filled<Trap>(kUntouched);
-  EXPECT_EQ(loaded.load(), 0);
-  EXPECT_EQ(bytes(loaded), bytes(saved));
-  EXPECT_EQ(list("/conf"), std::vector<std::string>{"SnmpTrapCfg.json"});
-}
-
 TEST_F(SettingsFiles, AnyCipherTextSurvivesTheFile) {
-  Agent saved = agent();
+  auto saved = sample<Agent>();
   for (unsigned n = 0; n < 600; ++n) {  // 4 texts of up to 32 bytes each: every byte value comes up
     put(saved.cfg.ReadOnlyCommunity, std::to_string(n) + " community !!!!");
     put(saved.cfg.AUTHPwd, std::to_string(n * 31));
@@ -296,10 +317,6 @@ TEST_F(SettingsFiles, AnyCipherTextSurvivesTheFile) {
     EXPECT_EQ(loaded.load(), 0);
     ASSERT_EQ(bytes(loaded), bytes(saved)) << read(kAgent);
   }
-  const std::string file = read(kAgent);
-  EXPECT_EQ(file.find(R"({"SnmpCfg":{"SnmpV1Enable":1,"SnmpV2Enable":0,"SnmpV1V2SetEnable":1,"SnmpV3Enable":1,)"
-                      R"("AUTHProtocol":2,"PrivProtocol":3,"AUTHUserName":"engineer","ReadOnlyCommunity":")"),
-            0U);
 }
 
 TEST_F(SettingsFiles, ADamagedSecretTakesTheOnesBehindItAlong) {
@@ -307,7 +324,7 @@ TEST_F(SettingsFiles, ADamagedSecretTakesTheOnesBehindItAlong) {
   for (std::size_t damaged = 0; damaged < 4; ++damaged) {
     const std::string key = '"' + secrets[damaged] + "\":";
     for (const std::string value : {"5,", "null,", "\"\",", "\"public\",", "\"sixteen letters!\",", "[],"}) {
-      Agent expected = agent();
+      auto expected = sample<Agent>();
       EXPECT_EQ(expected.save(), 0);
       std::string file = read(kAgent);
       file.replace(file.find(key), key.size(), key + value + "\"_\":");
@@ -353,121 +370,99 @@ TEST_F(SettingsFiles, PlainTextsHaveTheirBufferAndAreCut) {
   board.wholeBlocks = false;
 }
 
-// A save whose nth secret can't be enciphered.
-template <typename Store>
-void expectNoSave(Store saved, unsigned secrets) {
-  write(Store::kFile, "before");
-  for (unsigned n = 1; n <= secrets; ++n) {
+TYPED_TEST(SecretStore, IsNotSavedWithoutItsSecretsNorReadWithoutAKey) {
+  write(TypeParam::kFile, "before");
+  const auto expectNoSave = [&] {
+    EXPECT_EQ(this->saved.save(), -1);
+    EXPECT_EQ(read(TypeParam::kFile), "before");
+    EXPECT_FALSE(exists(this->kNew));
+  };
+  for (unsigned n = 1; n <= TypeParam::kSecrets; ++n) {
+    SCOPED_TRACE(n);
     board.refused = n;
-    EXPECT_EQ(saved.save(), -1) << n;
-    EXPECT_EQ(read(Store::kFile), "before") << n;
-    EXPECT_FALSE(exists(Store::kFile + std::string(".bak"))) << n;
+    expectNoSave();
   }
-  EXPECT_EQ(saved.save(), 0);
-}
-
-TEST_F(SettingsFiles, ASecretThatCannotBeEncipheredLeavesTheFileAlone) {
-  expectNoSave(trap(), 3);
-  expectNoSave(agent(), 4);
-}
-
-TEST_F(SettingsFiles, WithoutAKeyNothingSecretIsReadOrWritten) {
+  TypeParam expected = this->saved;
+  expected.cfg = {};
   for (const char *missing : {"/conf/platform_aes_key", "/conf/platform_aes_vector"}) {
     SCOPED_TRACE(missing);
-    Trap trapBefore = trap();
-    Agent agentBefore = agent();
-    EXPECT_EQ(std::pair(trapBefore.save(), agentBefore.save()), std::pair(0, 0));
-    const std::string files = read(kTrap) + read(kAgent);
     write(missing, "too short");
-    auto trap = filled<Trap>(kUntouched);
-    auto agent = filled<Agent>(kUntouched);
-    EXPECT_EQ(capturedOutput([&] {
-                EXPECT_EQ(std::pair(trap.save(), agent.save()), std::pair(-1, -1));
-                EXPECT_EQ(VexoraSetSnmpTotalConfToJson(nullptr, 0, nullptr, 0), -1) << "and prints nothing";
-                EXPECT_EQ(std::pair(trap.load(), agent.load()), std::pair(0, 0));
-              }),
-              "");
-    EXPECT_EQ(bytes(trap.cfg) + bytes(agent.cfg), std::string(179 + 99, '\0'));
-    EXPECT_EQ(bytes(trap.dests), bytes(trapBefore.dests));
-    EXPECT_EQ(read(kTrap) + read(kAgent), files);
+    write(TypeParam::kFile, "before");
+    expectNoSave();
+    EXPECT_EQ(capturedOutput([] { EXPECT_EQ(VexoraSetSnmpTotalConfToJson(nullptr, 0, nullptr, 0), -1); }), "");
+    remove(missing);
+    EXPECT_EQ(this->saved.save(), 0);
+    write(missing, "too short");
+    auto loaded = filled<TypeParam>(kUntouched);
+    EXPECT_EQ(loaded.load(), 0);
+    EXPECT_EQ(bytes(loaded), bytes(expected));
     remove(missing);
   }
 }
 
-template <typename Store>
-void expectFailedWritesUnnoticed(Store saved) {
-  EXPECT_EQ(saved.save(), 0);
-  const std::string file = read(Store::kFile);
+TYPED_TEST(SettingsStore, IsSavedThoughItsFileIsNot) {
+  EXPECT_EQ(this->saved.save(), 0);
+  const std::string file = read(TypeParam::kFile);
   const int descriptors = openDescriptors();
   for (const char *call : {"open", "write", "close", "rename"}) {
     int result = -1;
-    failEach(
-        call, ENOSPC, [&] { result = saved.save(); },
-        [&](unsigned n) {
-          EXPECT_TRUE(result == 0 || read(Store::kFile) == file) << call << n << ": a key that is not available";
-          EXPECT_TRUE(result == 0 || Store::kFile != kSmtp) << call << n;
-          EXPECT_EQ(openDescriptors(), descriptors) << call << n;
-          write(Store::kFile, file);
-        });
-    EXPECT_EQ(read(Store::kFile), file) << call;
+    const auto save = [&] { result = this->saved.save(); };
+    failEach(call, ENOSPC, save, [&](unsigned n) {
+      EXPECT_TRUE(result == 0 || read(TypeParam::kFile) == file) << call << n << ": a key that is not available";
+      EXPECT_TRUE(result == 0 || TypeParam::kFile != kSmtp) << call << n;
+      EXPECT_EQ(openDescriptors(), descriptors) << call << n;
+      write(TypeParam::kFile, file);
+    });
+    EXPECT_EQ(read(TypeParam::kFile), file) << call;
   }
 }
 
-TEST_F(SettingsFiles, AFailedWriteIsNoFailedSave) {
-  expectFailedWritesUnnoticed(smtp());
-  expectFailedWritesUnnoticed(trap());
-  expectFailedWritesUnnoticed(agent());
-  const std::string before = read(kTrap);
-  Trap after = trap();
-  after.cfg.EventLevelLimit = 3;  // a move that fails leaves the old document, with the new one beside it
+// A move that fails leaves the old document, with the new one beside it.
+TYPED_TEST(SecretStore, KeepsItsOldFileUntilTheNewOneIsWhole) {
+  write(TypeParam::kFile, "before");
   const FailCall noMove("rename", 1, EIO);
-  EXPECT_EQ(after.save(), 0);
-  EXPECT_EQ(read(kTrap), before);
-  EXPECT_EQ(memberOf(read(kTrap + std::string(".bak")), "EventLevelLimit"), "\"EventLevelLimit\":3");
+  EXPECT_EQ(this->saved.save(), 0);
+  EXPECT_EQ(read(TypeParam::kFile), "before");
+  remove(TypeParam::kFile);
+  std::filesystem::rename(this->kNew, TypeParam::kFile);
+  TypeParam loaded;
+  EXPECT_EQ(loaded.load(), 0);
+  EXPECT_EQ(bytes(loaded), bytes(this->saved));
 }
 
 // A cut inside a move may leave a file with both names, and what writes the one then empties the other.
-template <typename Store>
-void expectOneNameAfterSave(Store saved) {
-  const std::string bak = Store::kFile + std::string(".bak");
-  write(Store::kFile, "before");
-  std::filesystem::create_hard_link(Store::kFile, bak);
-  std::ifstream reader(Store::kFile);
-  EXPECT_EQ(saved.save(), 0);
+TYPED_TEST(SecretStore, WithBothNamesBecomesTwoFiles) {
+  const std::filesystem::path path = TypeParam::kFile;
+  write(path, "before");
+  std::filesystem::create_hard_link(path, this->kNew);
+  std::ifstream reader(path);
+  EXPECT_EQ(this->saved.save(), 0);
   EXPECT_EQ(std::string(std::istreambuf_iterator(reader), {}), "before");
-  EXPECT_FALSE(exists(bak));
-  const std::string file = read(Store::kFile);
-  std::filesystem::create_hard_link(Store::kFile, "/conf/elsewhere");
-  std::filesystem::create_symlink("elsewhere", bak);
-  EXPECT_EQ(saved.save(), 0);
-  EXPECT_EQ(std::filesystem::read_symlink(Store::kFile), "elsewhere") << "a link is another file";
-  EXPECT_EQ(read(Store::kFile), file);
-  remove("/conf/elsewhere");
-}
-
-TEST_F(SettingsFiles, OneFileWithBothNamesBecomesTwo) {
-  expectOneNameAfterSave(trap());
-  expectOneNameAfterSave(agent());
+  EXPECT_FALSE(exists(this->kNew));
+  const std::string file = read(path);
+  std::filesystem::create_hard_link(path, "/conf/elsewhere");
+  std::filesystem::create_symlink("elsewhere", this->kNew);
+  EXPECT_EQ(this->saved.save(), 0);
+  EXPECT_EQ(std::filesystem::read_symlink(path), "elsewhere") << "a link is another file";
+  EXPECT_EQ(read(path), file);
 }
 
 #ifndef VEXORA_SANITIZED
-// Short of memory, a save either writes the whole file or leaves it alone.
-template <typename Store>
-void expectWholeSaves(Store saved) {
-  EXPECT_EQ(saved.save(), 0);
-  const std::string file = read(Store::kFile);
+TYPED_TEST(SettingsStore, IsWrittenWholeOrNotAtAllWhenMemoryIsShort) {
+  EXPECT_EQ(this->saved.save(), 0);
+  const std::string file = read(TypeParam::kFile);
   int result = 0;
   const auto save = [&] {
     {
       const InHarness test;
-      write(Store::kFile, "before");
+      write(TypeParam::kFile, "before");
     }
-    result = saved.save();
+    result = this->saved.save();
   };
   const auto check = [&](unsigned n) {
-    const bool moved = !exists(Store::kFile + std::string(".bak"));  // the platform may be short of memory, too
-    EXPECT_EQ(read(Store::kFile), result == 0 && moved ? file : "before") << n;
-    remove(Store::kFile + std::string(".bak"));
+    const bool moved = !exists(this->kNew);  // the platform may be short of memory, too
+    EXPECT_EQ(read(TypeParam::kFile), result == 0 && moved ? file : "before") << n;
+    remove(this->kNew);
   };
   // The cipher keeps notes of its last failures: the heap stops growing when it has as many as it keeps.
   const HeapWatch heap;
@@ -478,17 +473,15 @@ void expectWholeSaves(Store saved) {
   }
   EXPECT_EQ(heap.growth(), grown);
   failEach(kAnyAllocation, ENOMEM, save, check, Strike::kFromThen);
-  failEach(
-      kAnyAllocation, ENOMEM, save,
-      [&](unsigned n) {
-        EXPECT_EQ(result, 0) << n << ": a call that works may also leave an error in errno";
-        check(n);
-      },
-      Strike::kSay);
+  const auto checkSaid = [&](unsigned n) {
+    EXPECT_EQ(result, 0) << n << ": a call that works may also leave an error in errno";
+    check(n);
+  };
+  failEach(kAnyAllocation, ENOMEM, save, checkSaid, Strike::kSay);
 }
 
 TEST_F(SettingsFiles, AShortMemoryCostsASecretAndTheOnesBehindIt) {
-  EXPECT_EQ(agent().save(), 0);
+  EXPECT_EQ(sample<Agent>().save(), 0);
   Agent loaded;
   std::string secrets;  // how many were read, as a digit for each refused buffer
   failEach(
@@ -501,11 +494,6 @@ TEST_F(SettingsFiles, AShortMemoryCostsASecretAndTheOnesBehindIt) {
   EXPECT_EQ(secrets.substr(secrets.find_last_not_of("0123") + 1), "0123");
 }
 
-TEST_F(SettingsFiles, AShortMemoryCostsNoFile) {
-  expectWholeSaves(smtp());
-  expectWholeSaves(trap());
-  expectWholeSaves(agent());
-}
 #endif
 
 }  // namespace
