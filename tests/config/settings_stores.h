@@ -11,6 +11,7 @@
 namespace vexora::test {
 
 struct Smtp {
+  static constexpr const char *kName = "Smtp";  // in messages
   static constexpr const char *kFile = "/conf/SmtpCfg.json";
   SmtpCfgRecord cfg = {};
   SmtpDestCfgRecord dests[4] = {};
@@ -19,6 +20,7 @@ struct Smtp {
 };
 
 struct Trap {
+  static constexpr const char *kName = "SnmpTrap";  // in messages
   static constexpr const char *kFile = "/conf/SnmpTrapCfg.json";
   static constexpr unsigned kSecrets = 3;
   SnmpTrapCfgRecord cfg = {};
@@ -28,6 +30,7 @@ struct Trap {
 };
 
 struct Agent {
+  static constexpr const char *kName = "Snmp";  // in messages
   static constexpr const char *kFile = "/conf/SnmpAgentCfg.json";
   static constexpr unsigned kSecrets = 4;
   SnmpAgentCfgRecord cfg = {};

@@ -54,10 +54,17 @@ Smtp sample() {
 template <>
 Trap sample() {
   Trap trap;
-  trap.cfg = {2, 0, "", "HostName", "trapper", "SHA", "", "AES", "other letters", "", 200};
-  put(trap.cfg.Community, "sixteen letters!");
-  put(trap.cfg.AUTHPwd, "twenty letters, just");
-  put(trap.cfg.EngineID, "0123456789abcdef0123456789abcdef0123456789abcdef");
+  trap.cfg = {2,
+              0,
+              "sixteen letters!",
+              "HostName",
+              "trapper",
+              "SHA",
+              "twenty letters, just",
+              "AES",
+              "other letters",
+              "0123456789abcdef0123456789abcdef0123456789abcdef",
+              200};
   trap.dests[1] = {1, "192.0.2.7", 162};
   trap.dests[3] = {1, "trap.example", -70000};
   return trap;
@@ -99,10 +106,17 @@ const std::string kDocument<Agent> =
     R"("AUTHProtocol":2,"PrivProtocol":3,"AUTHUserName":"engineer","ReadOnlyCommunity":"",)"
     R"("ReadWriteCommunity":"","AUTHPwd":"","PRIVPwd":""}})";
 
-// A member of an object of strings and numbers, with its value as it stands in the file.
-std::string memberOf(const std::string &document, const std::string &key) {
-  const std::size_t begin = document.find('"' + key + "\":");
-  return begin == std::string::npos ? "" : document.substr(begin, document.find_first_of(",}", begin) - begin);
+struct SecretField {
+  std::string key;
+  char *text;
+  std::size_t width;
+};
+
+std::vector<SecretField> secretsOf(Agent &agent) {
+  return {{"ReadOnlyCommunity", agent.cfg.ReadOnlyCommunity, 17},
+          {"ReadWriteCommunity", agent.cfg.ReadWriteCommunity, 17},
+          {"AUTHPwd", agent.cfg.AUTHPwd, 21},
+          {"PRIVPwd", agent.cfg.PRIVPwd, 21}};
 }
 
 using SettingsFiles = RootTest;
@@ -135,16 +149,14 @@ TYPED_TEST(SettingsStore, IsWrittenInOrderAndReadBack) {
   EXPECT_EQ(list("/conf").size(), 1U);
 }
 
-TEST_F(SettingsFiles, TextsWithoutAnEndAreCutToWhatALoadGives) {
-  auto endless = filled<Smtp>('x');
+TYPED_TEST(SettingsStore, CutsTextsWithoutAnEndToWhatALoadGives) {
+  auto endless = filled<TypeParam>('x');
   EXPECT_EQ(endless.save(), 0);
-  EXPECT_EQ(memberOf(read(kSmtp), "Description"), "\"Description\":\"" + std::string(16, 'x') + '"');
-  EXPECT_EQ(memberOf(read(kSmtp), "ServerAddr"), "\"ServerAddr\":\"" + std::string(46, 'x') + '"');
-  auto agent = filled<Agent>('x');
-  EXPECT_EQ(agent.save(), 0);
-  Agent loaded;
+  const std::string file = read(TypeParam::kFile);
+  TypeParam loaded;
   EXPECT_EQ(loaded.load(), 0);
-  EXPECT_EQ(loaded.cfg.PRIVPwd, std::string(20, 'x'));
+  EXPECT_EQ(loaded.save(), 0);
+  EXPECT_EQ(read(TypeParam::kFile), file);
 }
 
 TEST_F(SettingsFiles, NumbersKeepTheirLowBitsAndTextsAreCut) {
@@ -164,109 +176,89 @@ TEST_F(SettingsFiles, NumbersKeepTheirLowBitsAndTextsAreCut) {
   EXPECT_EQ(bytes(loaded), bytes(expected));
 }
 
-TEST_F(SettingsFiles, DefaultsTakeTheirPlace) {
-  write("/etc/defconfig/SmtpCfg.json", kDocument<Smtp>);
-  auto loaded = filled<Smtp>(kUntouched);
+TYPED_TEST(SettingsStore, TakesItsDefaultForAMissingFileOnly) {
+  const std::string path = TypeParam::kFile;
+  const std::string fallback = "/etc/defconfig" + path.substr(5);
+  const bool isSmtp = path == kSmtp;
+  EXPECT_EQ(this->saved.save(), 0);
+  const std::string file = read(path);
+  write(fallback, file);
+  remove(path);
+  TypeParam loaded;
   EXPECT_EQ(capturedOutput([&] { EXPECT_EQ(loaded.load(), 0); }),
-            "=====11111\n=====Smtpjsonfilepath:/conf/SmtpCfg.json\n");
-  EXPECT_EQ(bytes(loaded), bytes(sample<Smtp>()));
-  EXPECT_EQ(read(kSmtp), kDocument<Smtp>);
+            isSmtp ? "=====11111\n=====Smtpjsonfilepath:/conf/SmtpCfg.json\n" : "");
+  EXPECT_EQ(bytes(loaded), bytes(this->saved));
+  EXPECT_EQ(read(path), file);
 
-  for (const char *call : {"open", "read"}) {
-    int result = -1;
-    EXPECT_GE(failEach(
-                  call, EIO, [&] { result = loaded.load(); },
-                  [&](unsigned n) {
-                    EXPECT_EQ(result, 0) << call << n << ": the next attempt works";
-                    EXPECT_EQ(bytes(loaded), bytes(sample<Smtp>())) << call << n;
-                    loaded = filled<Smtp>(kUntouched);
-                  }),
-              1U);
+  for (const char *mark : {"/conf/vexora_debug/LEVEL_ERROR", "/conf/vexora_debug/PATH_SERIAL",
+                           "/conf/vexora_debug/ENABLE_IPMI", "/var/vexora_debug_reload"}) {
+    touch(mark);
   }
-  const auto filesOpened = [&] {
-    const FailCall opening("open", kNever, 0);
+  const std::string name = TypeParam::kName;
+  const std::string total = "Get the total " + name + " configure struct from Json failed.";
+  const std::string section = "Get the " + name + "Cfg struct from Json failed.";
+  const std::string list = "Get the " + name + "DestCfg struct from Json failed.";
+  const struct {
+    std::string content;
+    std::string log;
+    bool fillsCfg = false;
+  } rows[] = {
+      {"{\"SmtpCfg\":", total},
+      {std::string(33, '[') + std::string(33, ']'), total},
+      {"[1]", section},
+      {"{\"" + name + "Cfg\":null}", section},
+      {"{\"" + name + "Cfg\":{}}", list, true},
+      {"{\"" + name + "Cfg\":3,\"" + name + "DestCfg\":{}}", list, true},
+      {"{\"" + name + "Cfg\":{},\"" + name + "DestCfg\":[0,0,0,0,0]}",
+       "Get the " + name + "DestCfg length from Json error.", true},
+  };
+  const auto expectRefusal = [&](const std::string &log, bool fillsCfg) {
+    auto expected = filled<TypeParam>(kUntouched);
+    if (fillsCfg) {
+      expected.cfg = {};
+    }
+    loaded = filled<TypeParam>(kUntouched);
+    const std::string output = capturedOutput([&] { EXPECT_EQ(loaded.load(), -1) << log; });
+    EXPECT_NE(output.find(log), std::string::npos) << log << " is not in " << output;
+    EXPECT_EQ(output.rfind("Get the "), log.starts_with("Get") ? output.find(log) : std::string::npos) << output;
+    EXPECT_EQ(bytes(loaded), bytes(expected)) << log;
+  };
+  for (const auto &[content, log, fillsCfg] : rows) {
+    if (!fillsCfg || path != kAgent) {  // which has no list
+      write(path, content);
+      expectRefusal(log, fillsCfg);
+      EXPECT_EQ(read(path), content) << log;
+    }
+  }
+  remove(path);
+  remove(fallback);
+  expectRefusal("The " + name + " configure file " + path + (isSmtp ? "" : " and " + fallback) + " not exist.", false);
+}
+
+TEST_F(SettingsFiles, ADocumentIsTriedThreeTimes) {
+  write(kSmtp, kDocument<Smtp>);
+  Smtp loaded;
+  for (const char *call : {"open", "read"}) {
+    const auto load = [&] { EXPECT_EQ(loaded.load(), 0) << call << ": the next attempt works"; };
+    const auto check = [&](unsigned n) {
+      EXPECT_EQ(bytes(loaded), bytes(sample<Smtp>())) << call << n;
+      loaded = {};
+    };
+    EXPECT_GE(failEach(call, EIO, load, check), 1U);
+  }
+  const auto filesOpened = [&](unsigned failing) {
+    const FailCall opening("open", failing, EIO);
     EXPECT_EQ(loaded.load(), -1);
     return opening.seen();
   };
   write(kSmtp, "no JSON");
-  filesOpened();  // the first time also the log's switches
-  EXPECT_EQ(filesOpened(), 3U);
+  filesOpened(kNever);  // the first time also the log's switches
+  EXPECT_EQ(filesOpened(kNever), 3U);
   remove(kSmtp);
   write("/etc/defconfig/SmtpCfg.json", "no JSON");
-  EXPECT_EQ(filesOpened(), 2U + 3U) << "the copy's two files, and the attempts";
+  EXPECT_EQ(filesOpened(kNever), 2U + 3U) << "the copy's two files, and the attempts";
   remove(kSmtp);
-  {
-    const FailCall noCopy("open", 1, EIO);
-    EXPECT_EQ(loaded.load(), -1);
-    EXPECT_EQ(noCopy.seen(), 1U) << "no attempts on what isn't there";
-  }
-
-  write("/etc/defconfig/SnmpTrapCfg.json",
-        R"({"SnmpTrapCfg":{"Community":"public and more letters"},"SnmpTrapDestCfg":[]})");
-  Trap trap;
-  EXPECT_EQ(capturedOutput([&] { EXPECT_EQ(trap.load(), 0); }), "");
-  EXPECT_STREQ(trap.cfg.Community, "public and more ");
-  EXPECT_EQ(trap.save(), 0);
-  EXPECT_EQ(read(kTrap).find("public"), std::string::npos);
-  EXPECT_EQ(trap.load(), 0);
-  EXPECT_STREQ(trap.cfg.Community, "public and more ");
-}
-
-// What a load of one store does with files that it cannot use.
-struct BadFile {
-  std::string content;
-  std::string log;
-  bool fillsCfg = false;
-};
-
-template <typename Store>
-void expectRefusals(std::initializer_list<BadFile> files) {
-  for (const BadFile &file : files) {
-    const std::string &log = file.log;
-    if (!file.content.empty()) {
-      write(Store::kFile, file.content);
-      write(std::string("/etc/defconfig/") + (Store::kFile + 6),
-            R"({"SmtpCfg":{},"SnmpTrapCfg":{},"SnmpCfg":{},"SmtpDestCfg":[],"SnmpTrapDestCfg":[]})");
-    }
-    auto loaded = filled<Store>(kUntouched);
-    auto expected = filled<Store>(kUntouched);
-    if (file.fillsCfg) {
-      expected.cfg = {};
-    }
-    const std::string output = capturedOutput([&] { EXPECT_EQ(loaded.load(), -1) << log; });
-    EXPECT_NE(output.find(log), std::string::npos) << log << " is not in " << output;
-    EXPECT_EQ(output.find("Get the"), log.starts_with("Get the") ? output.find(log) : std::string::npos) << output;
-    EXPECT_EQ(bytes(loaded), bytes(expected)) << log;
-    EXPECT_EQ(exists(Store::kFile) ? read(Store::kFile) : "", file.content) << log << ": no default takes its place";
-  }
-}
-
-TEST_F(SettingsFiles, BadFilesAreRefusedAndSayWhy) {
-  touch("/conf/vexora_debug/LEVEL_ERROR");
-  touch("/conf/vexora_debug/PATH_SERIAL");
-  touch("/conf/vexora_debug/ENABLE_IPMI");
-  touch("/var/vexora_debug_reload");
-  const std::string deep = std::string(33, '[') + std::string(33, ']');
-  expectRefusals<Smtp>(
-      {{"", "The Smtp configure file /conf/SmtpCfg.json not exist."},
-       {"{\"SmtpCfg\":", "Get the total Smtp configure struct from Json failed."},
-       {deep, "Get the total Smtp configure struct from Json failed."},
-       {"[1]", "Get the SmtpCfg struct from Json failed."},
-       {R"({"SmtpCfg":null})", "Get the SmtpCfg struct from Json failed."},
-       {R"({"SmtpCfg":{}})", "Get the SmtpDestCfg struct from Json failed.", true},
-       {R"({"SmtpCfg":3,"SmtpDestCfg":{}})", "Get the SmtpDestCfg struct from Json failed.", true},
-       {R"({"SmtpCfg":{},"SmtpDestCfg":[0,0,0,0,0]})", "Get the SmtpDestCfg length from Json error.", true}});
-  expectRefusals<Trap>(
-      {{"", "The SnmpTrap configure file /conf/SnmpTrapCfg.json and /etc/defconfig/SnmpTrapCfg.json not exist."},
-       {"x", "Get the total SnmpTrap configure struct from Json failed."},
-       {"{}", "Get the SnmpTrapCfg struct from Json failed."},
-       {R"({"SnmpTrapCfg":{}})", "Get the SnmpTrapDestCfg struct from Json failed.", true},
-       {R"({"SnmpTrapCfg":{},"SnmpTrapDestCfg":[1,2,3,4,5]})", "Get the SnmpTrapDestCfg length from Json error.",
-        true}});
-  expectRefusals<Agent>(
-      {{"", "The Snmp configure file /conf/SnmpAgentCfg.json and /etc/defconfig/SnmpAgentCfg.json not exist."},
-       {"x", "Get the total Snmp configure struct from Json failed."},
-       {"{}", "Get the SnmpCfg struct from Json failed."}});
+  EXPECT_EQ(filesOpened(1), 1U) << "no attempts on what isn't there";
 }
 
 // Refused arguments, and the whole output without its line number.
@@ -320,26 +312,27 @@ TEST_F(SettingsFiles, AnyCipherTextSurvivesTheFile) {
 }
 
 TEST_F(SettingsFiles, ADamagedSecretTakesTheOnesBehindItAlong) {
-  const std::string secrets[] = {"ReadOnlyCommunity", "ReadWriteCommunity", "AUTHPwd", "PRIVPwd"};
   for (std::size_t damaged = 0; damaged < 4; ++damaged) {
-    const std::string key = '"' + secrets[damaged] + "\":";
     for (const std::string value : {"5,", "null,", "\"\",", "\"public\",", "\"sixteen letters!\",", "[],"}) {
       auto expected = sample<Agent>();
       EXPECT_EQ(expected.save(), 0);
+      const std::vector<SecretField> secrets = secretsOf(expected);
+      const std::string key = '"' + secrets[damaged].key + "\":";
       std::string file = read(kAgent);
       file.replace(file.find(key), key.size(), key + value + "\"_\":");
       write(kAgent, file);
-      char *const fields[] = {expected.cfg.ReadOnlyCommunity, expected.cfg.ReadWriteCommunity, expected.cfg.AUTHPwd,
-                              expected.cfg.PRIVPwd};
       for (std::size_t n = damaged; n < 4; ++n) {
-        std::memset(fields[n], 0, n < 2 ? 17 : 21);
+        std::memset(secrets[n].text, 0, secrets[n].width);
       }
       auto loaded = filled<Agent>(kUntouched);
       EXPECT_EQ(loaded.load(), 0);
       EXPECT_EQ(bytes(loaded), bytes(expected)) << file;
     }
   }
-  for (const auto &[community, expected] : {std::pair{"public", "public"}, {"publi", ""}, {"Public", ""}}) {
+  for (const auto &[community, expected] : {std::pair{"public", "public"},
+                                            {"public and more letters", "public and more "},
+                                            {"publi", ""},
+                                            {"Public", ""}}) {
     SCOPED_TRACE(community);
     write(kTrap, std::string(R"({"SnmpTrapCfg":{"DeviceType":9,"AUTHPwd":"public","Community":")") + community +
                      R"("},"SnmpTrapDestCfg":[{"port":5}]})");
@@ -353,16 +346,15 @@ TEST_F(SettingsFiles, ADamagedSecretTakesTheOnesBehindItAlong) {
 }
 
 TEST_F(SettingsFiles, PlainTextsHaveTheirBufferAndAreCut) {
-  Agent expected;
-  put(expected.cfg.ReadOnlyCommunity, std::string(16, 'w'));
-  put(expected.cfg.AUTHPwd, std::string(20, 'w'));
-  std::memcpy(expected.cfg.ReadWriteCommunity, expected.cfg.ReadOnlyCommunity, 17);
-  std::memcpy(expected.cfg.PRIVPwd, expected.cfg.AUTHPwd, 21);
   board.wholeBlocks = true;
   for (const std::size_t length : {1U, 5U, 17U, 1'000'000U}) {
-    const std::string text = R"(":")" + std::string(length, 'c') + '"';
-    write(kAgent, R"({"SnmpCfg":{"ReadOnlyCommunity)" + text + R"(,"ReadWriteCommunity)" + text + R"(,"AUTHPwd)" +
-                      text + R"(,"PRIVPwd)" + text + "}}");
+    Agent expected;
+    std::string members;
+    for (const auto &[key, text, width] : secretsOf(expected)) {
+      std::memset(text, 'w', width - 1);
+      members += ",\"" + key + "\":\"" + std::string(length, 'c') + '"';
+    }
+    write(kAgent, "{\"SnmpCfg\":{" + members.substr(1) + "}}");
     auto loaded = filled<Agent>(kUntouched);
     EXPECT_EQ(loaded.load(), 0) << length;
     EXPECT_EQ(bytes(loaded), bytes(expected)) << length;
@@ -483,17 +475,15 @@ TYPED_TEST(SettingsStore, IsWrittenWholeOrNotAtAllWhenMemoryIsShort) {
 TEST_F(SettingsFiles, AShortMemoryCostsASecretAndTheOnesBehindIt) {
   EXPECT_EQ(sample<Agent>().save(), 0);
   Agent loaded;
-  std::string secrets;  // how many were read, as a digit for each refused buffer
-  failEach(
-      "calloc", ENOMEM, [&] { EXPECT_EQ(loaded.load(), 0); },
-      [&](unsigned) {
-        const char *const texts[] = {loaded.cfg.ReadOnlyCommunity, loaded.cfg.ReadWriteCommunity, loaded.cfg.AUTHPwd,
-                                     loaded.cfg.PRIVPwd};
-        secrets += static_cast<char>('0' + std::count_if(texts, texts + 4, [](auto *text) { return *text != '\0'; }));
-      });
-  EXPECT_EQ(secrets.substr(secrets.find_last_not_of("0123") + 1), "0123");
+  std::string read;  // how many secrets were, as a digit for each refused buffer
+  const auto load = [&] { EXPECT_EQ(loaded.load(), 0); };
+  failEach("calloc", ENOMEM, load, [&](unsigned) {
+    const auto secrets = secretsOf(loaded);
+    read += std::to_string(
+        std::count_if(secrets.begin(), secrets.end(), [](auto &secret) { return *secret.text != '\0'; }));
+  });
+  EXPECT_EQ(read.substr(read.find_last_not_of("0123") + 1), "0123");
 }
-
 #endif
 
 }  // namespace
