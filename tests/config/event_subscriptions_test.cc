@@ -3,8 +3,9 @@
 
 #include <unistd.h>
 
-#include <cstring>
+#include <random>
 
+#include "config/subscriptions_model.h"
 #include "support/faults.h"
 #include "support/files.h"
 #include "support/platform.h"
@@ -68,68 +69,26 @@ TEST_F(EventSubscriptions, AreWrittenAsTheyAreRead) {
   EXPECT_STREQ(store[3].protocal, " x ");
 }
 
-TEST_F(EventSubscriptions, LinesMeanWhatTheyAlwaysDid) {
-  const std::string tooLong(200, 'x');
-  const std::pair<std::string, std::string> rows[] = {
-      {"[s]\ndestaddr=bare\r\n", "<bare>"},
-      {"[s]\ndestaddr=\r\n", "<>"},
-      {"[s]\ndestaddr=", "<>"},
-      {"[s]\n", "<>"},
-      {"[s]\ndestaddr=first\ndestaddr=later\n", "<later>"},
-      {"[s]\ndestaddr=N/A\n", "null"},
-      {"[s]\ndestaddr=N/A\ndestaddr=n/a", "<n/a>"},
-      {"[s]\ndestaddr=\"N/A\" rest\n", "null"},
-      {"[s]\ndestaddr=\"a;b#c\" rest\r\n", "<a;b#c>"},
-      {"[s]\ndestaddr='a\"b'\r\n", R"(<a"b>)"},
-      {"[s]\ndestaddr=\"open\r\n", "<open>"},
-      {"[s]\ndestaddr=\"\r\n", "<>"},
-      {"[s]\ndestaddr=\"\"\r\n", R"(<"">)"},
-      {"[s]\ndestaddr=''x\n", "<''x>"},
-      {"[s]\ndestaddr=\"", R"(<">)"},
-      {"[s]\ndestaddr=a;b\n", "<a>"},
-      {"[s]\ndestaddr=a # b\n", "<a >"},
-      {"[s]\ndestaddr=old\ndestaddr=;none\n", "<old>"},
-      {"[s]\ndestaddr==x=y\n", "<=x=y>"},
-      {"[s]\ndestaddr=a\rb\n", "<a>"},
-      {"[s]\n destaddr=a\ndestaddr =b\nDestaddr=c\n=d\ndestadd=e\nmessageid=f\nmessageid032=g\n", "<>"},
-      {"destaddr=too early\n[s]\n", "<>"},
-      {"[]\ndestaddr=no header\n", "<>"},
-      {"[open\ndestaddr=a\n", "<a>"},
-      {"[", "<>"},
-      {"[s]\ndestaddr=" + tooLong + "\n", "<" + std::string(118, 'x') + ">"},
-      {"[s]\n;" + std::string(126, 'c') + "destaddr=behind a long line\n", "<behind a long line>"},
-      {"[s]\ndestaddr=a" + std::string(1, '\0') + "b\n", "<a>"},
-  };
-  for (const auto &[file, expected] : rows) {
-    EXPECT_EQ(load(file), 0) << file;
-    EXPECT_EQ(destination(), expected) << file;
-    EXPECT_STREQ(store[3].resource[31], "") << file;
+TEST_F(EventSubscriptions, EditedFilesMeanWhatTheirModelSays) {
+  std::string written;
+  for (const char *value : {"v", "N/A", "\"N/A\" rest", "'a;b#c\" d", "fifth"}) {
+    written += section(4, "2 37", value, value);
   }
-}
-
-TEST_F(EventSubscriptions, KeysMayBeLeftOutAndStandInAnyOrder) {
-  std::string file = "[a]\n";
-  std::string expected = section(0, "0 0", "", "") + section(1, "0 0", "", "");
-  for (const std::string line : {"resource31=r31", "messageid0=m0", "messageid9=m9", "messageid10=m10", "resource0=r0",
-                                 "context=c", "hxauth=x", "protocal=p", "hdataver=v", "hcontent=h"}) {
-    const std::string key = '\n' + line.substr(0, line.find('=') + 1);
-    expected.replace(expected.find(key + '\r'), key.size(), '\n' + line);
-    file += line + '\n';
+  const std::string characters("\n\r==\"\"'';#[] -8N\0", 18);
+  std::mt19937 random(9);
+  for (int round = 0; round < 1000; ++round) {
+    std::string file = written;
+    for (auto edits = random() % 200; edits > 0; --edits) {
+      const auto removed = random() % 4 == 0 ? random() % 40 : 0U;
+      const auto added = random() % 16 == 0 ? 130U : 1U;
+      file.replace(random() % file.size(), removed, added, characters[random() % characters.size()]);
+    }
+    ASSERT_EQ(load(file), 0);
+    const EventSubScriptionRecord *slot = store;
+    for (auto &section : sectionsOf(file)) {
+      ASSERT_EQ(difference(*slot++, section), "") << file;
+    }
   }
-  ASSERT_EQ(load(file + "[b]\n"), 0);
-  EXPECT_EQ(SetEventSubScription2ConfFile(0, store), 0);
-  EXPECT_EQ(read(kFile).substr(0, expected.size()), expected);
-}
-
-TEST_F(EventSubscriptions, NumbersKeepTheirLowBits) {
-  ASSERT_EQ(load("[x]\npresent=258\ntype=37\n[1]\npresent=-1x\ntype=-1\n[2]\n[3]\n[4]\npresent=1\ndestaddr=fifth\n"),
-            0);
-  EXPECT_EQ(store[0].present, 2);
-  EXPECT_EQ(store[0].type, 5);
-  EXPECT_EQ(store[1].present, 255);
-  EXPECT_EQ(store[1].type, 31);
-  EXPECT_EQ(store[3].present, 0);
-  EXPECT_EQ(destination(3), "<>");
 }
 
 TEST_F(EventSubscriptions, RefusedCallsLeaveTheStoreAlone) {
@@ -254,8 +213,7 @@ TEST_F(EventSubscriptions, AShortMemoryKeepsTheOldStore) {
     EXPECT_EQ(destination(), result == 0 ? "<new>" : "<old>") << n;
     EXPECT_EQ(blEventSubScriptionsFlag, result + 1) << n;
     refused += result == 0 ? 0 : 1;
-    write(kFile, files[0]);
-    reload();
+    load(files[0]);
     EXPECT_EQ(heap.growth(), 0) << n;
     write(kFile, files[1]);
   });
