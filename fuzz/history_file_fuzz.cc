@@ -4,15 +4,8 @@
 // start and the command. Runs in the private root, where the file is one in memory. What an execution costs is blocks
 // of 245,280 bytes, fresh pages from the sanitizer each time, so one execution does not do all.
 //
-// An input describes a file rather than holding one, which would be 245,300 bytes of mostly the same. Little-endian,
-// and zeros where it ends early:
-//
-//   offset  0  request length, modulo 17
-//           1  request, 16 bytes; bytes 1 to 9 also are the arguments of the query
-//          17  the file's header, 20 bytes
-//          37  bit 0: the slots' times are an hour apart, in slot order, else all 0; bit 1: start and command, else
-//          query 38  the file's size, 4 bytes; at most 100 bytes beyond a whole file 42  times of single records, to
-//          the end: slot (2 bytes, modulo 8760), time (4 bytes)
+// An input describes a file rather than holding one, which would be 245,300 bytes of mostly the same: a Description,
+// then times of single records. It is zeros where it ends early.
 //
 // Each record's averages hold its slot, so that an answer tells which records it is made of.
 
@@ -30,15 +23,23 @@ extern "C" void XDBG_LINUXAPP_DbgOut(int, const char *, ...) {}
 
 namespace {
 
-using vexora::test::Image;
-using vexora::test::kImageSize;
-using vexora::test::kSlots;
-using vexora::test::Query;
-using vexora::test::reference;
+using namespace vexora::test;
 
 constexpr const char *kDataFile = "/extlog/syslog/history_data.dat";
 constexpr std::size_t kTrailingSize = 100;
-constexpr std::size_t kRequestRoom = 16;
+
+struct [[gnu::packed]] Description {
+  std::uint8_t requestLength;  // modulo 17
+  char request[16];            // also has the query's arguments in it, after the operation
+  std::uint32_t header[5];     // of the file
+  std::uint8_t choices;        // bit 0: times an hour apart, in slot order, else all 0; bit 1: start and command, else query
+  std::uint32_t fileSize;      // at most kTrailingSize beyond a whole file
+};
+
+struct [[gnu::packed]] SingleTime {
+  std::uint16_t slot;  // modulo 8760
+  std::uint32_t time;
+};
 
 /// Slots whose records know their number.
 Image makeImage(std::uint32_t firstTime, std::uint32_t secondsApart) {
@@ -62,30 +63,10 @@ bool isOurs(const Image &image, std::size_t size) {
          image.capacity == kSlots && image.count <= kSlots;
 }
 
-/// Reads an input's fields; zeros behind its end.
-class Input {
- public:
-  explicit Input(std::span<const std::uint8_t> bytes) : rest_(bytes) {}
-
-  [[nodiscard]] bool isEmpty() const { return rest_.empty(); }
-
-  template <typename Field>
-  Field take() {
-    Field field{};
-    const std::size_t taken = std::min(sizeof field, rest_.size());
-    std::memcpy(&field, rest_.data(), taken);
-    rest_ = rest_.subspan(taken);
-    return field;
-  }
-
- private:
-  std::span<const std::uint8_t> rest_;
-};
-
 /// Answers stand in blocks of their size, so that a byte beyond them ends the run.
-void queryFile(const Query &query, const vexora::test::QueryAnswer &expected) {
+void queryFile(const Query &query, const QueryAnswer &expected) {
   std::vector<char> room(expected.entries.size());
-  vexora::test::QueryAnswer answer;
+  QueryAnswer answer;
   answer.result = getHistoryData(room.data() == nullptr ? &answer.entries : static_cast<void *>(room.data()),
                                  query.type, query.start, query.end, &answer.count);
   answer.entries.assign(room.begin(), room.end());
@@ -151,34 +132,30 @@ void runCommand(const std::string &request, const std::string &expected) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
   static Image image;
   static std::string file;
-  Input input({data, size});
-  const std::size_t requestLength = input.take<std::uint8_t>() % (kRequestRoom + 1);
-  const auto request = input.take<std::array<char, kRequestRoom>>();
-  const auto header = input.take<std::array<std::uint32_t, 5>>();
-  const auto choices = input.take<std::uint8_t>();
-  const std::size_t fileSize = std::min<std::size_t>(input.take<std::uint32_t>(), kImageSize + kTrailingSize);
-  image = (choices & 1) == 0 ? kTimeless : kHourly;
-  std::tie(image.head, image.tail, image.itemSize, image.capacity, image.count) = std::tuple_cat(header);
-  while (!input.isEmpty()) {
-    vexora_history_record &record = image.slots[input.take<std::uint16_t>() % kSlots];
-    record.time = record.query_time = input.take<std::uint32_t>();
+  Description input{};
+  std::memcpy(&input, data, std::min(size, sizeof input));
+  const std::size_t fileSize = std::min<std::size_t>(input.fileSize, kImageSize + kTrailingSize);
+  image = (input.choices & 1) == 0 ? kTimeless : kHourly;
+  std::memcpy(&image, input.header, sizeof input.header);
+  for (std::size_t at = sizeof input; at < size; at += sizeof(SingleTime)) {
+    SingleTime single{};
+    std::memcpy(&single, data + at, std::min(size - at, sizeof single));
+    vexora_history_record &record = image.slots[single.slot % kSlots];
+    record.time = record.query_time = single.time;
   }
-  file.assign(kImageSize + kTrailingSize, '\0');
-  std::memcpy(&file[0], &header, sizeof header);
-  std::memcpy(&file[sizeof header], image.slots.data(), kImageSize - sizeof header);
+  file = image.bytes();
+  file.resize(kImageSize + kTrailingSize);
   file.resize(fileSize);
   putFile(kDataFile, file.data(), file.size());
-  Query query{static_cast<std::uint8_t>(request[1]), 0, 0};
-  std::memcpy(&query.start, &request[2], sizeof query.start);
-  std::memcpy(&query.end, &request[6], sizeof query.end);
+  Query query{static_cast<std::uint8_t>(input.request[1]), 0, 0};
+  std::memcpy(&query.start, &input.request[2], 2 * sizeof query.start);
   const bool ours = isOurs(image, fileSize);
-  if ((choices & 2) == 0) {
-    queryFile(query, ours ? reference(image, query) : vexora::test::QueryAnswer{});
+  if ((input.choices & 2) == 0) {
+    queryFile(query, ours ? reference(image, query) : QueryAnswer{});
     return 0;
   }
-  const Image &used = ours ? image : kFresh;
   startRecorder(ours ? file : kFreshFile);
-  const std::string command(request.data(), requestLength);
-  runCommand(command, expectedAnswer(command, query, used));
+  const std::string command(input.request, input.requestLength % (sizeof input.request + 1));
+  runCommand(command, expectedAnswer(command, query, ours ? image : kFresh));
   return 0;
 }

@@ -75,7 +75,6 @@ TEST(Validators, TellWhatIsWrong) {
   EXPECT_EQ(told(IsValidIpv6, "1::2::3"), "226" + error + "V6 IP Address::0\n");
   EXPECT_EQ(told(IsValidIpv6, nullptr), "226" + error + "V6 IP Address::-1\n");
   EXPECT_EQ(told(vexora_isvalid_ipv6, "::1"), "0 ");
-  EXPECT_EQ(told(vexora_isvalid_ipv6, "1.2.3.4"), "-1 ");
   EXPECT_EQ(told(IsValidDomain, "10.1.2.3") + asked, "228" + error + "domain address::-2\n10.1.2.3 ");
   EXPECT_EQ(told(IsValidDomain, "10.x") + asked, "228" + error + "domain address::-2\n10.x ");
   EXPECT_EQ(told(IsValidDomain, nullptr), "228" + error + "domain address::-1\n");
@@ -103,18 +102,15 @@ TEST(Validators, TellWhatIsWrong) {
   EXPECT_EQ(told(vexora_verify_strisdigit, nullptr, 2), "0 ");
   EXPECT_EQ(told(vexora_valid_hostname, nullptr, 1), "-1 ");
   EXPECT_EQ(told(ValidateSNMPTrapCfgInput, nullptr, 1), "1 ");
-  EXPECT_EQ(told(vexora_isvalid_ipv4, nullptr), "-1 ");
-  EXPECT_EQ(told(vexora_isvalid_ipv6, nullptr), "-1 ");
   EXPECT_EQ(told(vexora_isvalid_domain, nullptr), "-1 ");
-  EXPECT_EQ(told(VexoraIsDomain, nullptr), "-1 ");
-  EXPECT_EQ(told(vexora_isvalid_ipv4, "1"), "-1 ");
-  EXPECT_EQ(told(VexoraIsDomain, "_"), "-1 ");
-  EXPECT_EQ(told(vexora_isvalid_email, "a"), "-1 ");
-  EXPECT_EQ(told(vexora_isvalid_email, "a@"), "-1 ");
-  EXPECT_EQ(told(vexora_isvalid_passwd, "a"), "-1 ");
-  EXPECT_EQ(told(vexora_verify_sensitivewords, "*"), "-1 ");
-  EXPECT_EQ(told(vexora_isvalid_passwd, nullptr), "-1 ");
-  EXPECT_EQ(told(vexora_verify_sensitivewords, nullptr), "-1 ");
+  for (const auto &[name, call] : {std::pair("IPv4", &vexora_isvalid_ipv4),
+                                   {"IPv6", vexora_isvalid_ipv6},
+                                   {"domain", VexoraIsDomain},
+                                   {"password", vexora_isvalid_passwd},
+                                   {"words", vexora_verify_sensitivewords}}) {
+    EXPECT_EQ(told(call, nullptr), "-1 ") << name;
+    EXPECT_EQ(told(call, "*"), "-1 ") << name;
+  }
 }
 
 TEST(Validators, KnowTheDeviceTypes) {
