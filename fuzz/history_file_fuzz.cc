@@ -11,10 +11,6 @@
 
 #include <unistd.h>
 
-#include <array>
-#include <span>
-#include <tuple>
-
 #include "../tests/history/query_model.h"
 #include "target.h"
 
@@ -28,12 +24,21 @@ using namespace vexora::test;
 constexpr const char *kDataFile = "/extlog/syslog/history_data.dat";
 constexpr std::size_t kTrailingSize = 100;
 
+/// The request is `requestLength`, modulo 17, bytes from `operation` on; the query has its arguments.
 struct [[gnu::packed]] Description {
-  std::uint8_t requestLength;  // modulo 17
-  char request[16];            // also has the query's arguments in it, after the operation
-  std::uint32_t header[5];     // of the file
-  std::uint8_t choices;        // bit 0: times an hour apart, in slot order, else all 0; bit 1: start and command, else query
-  std::uint32_t fileSize;      // at most kTrailingSize beyond a whole file
+  std::uint8_t requestLength;
+  char operation;
+  std::uint8_t type;
+  std::uint32_t start;
+  std::uint32_t end;
+  char more[6];
+  std::uint32_t head;  // what the file's header says
+  std::uint32_t tail;
+  std::uint32_t itemSize;
+  std::uint32_t capacity;
+  std::uint32_t count;
+  std::uint8_t choices;  // bit 0: times an hour apart, in slot order, else all 0; bit 1: start and command, else query
+  std::uint32_t fileSize;  // at most kTrailingSize beyond a whole file
 };
 
 struct [[gnu::packed]] SingleTime {
@@ -135,8 +140,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   Description input{};
   std::memcpy(&input, data, std::min(size, sizeof input));
   const std::size_t fileSize = std::min<std::size_t>(input.fileSize, kImageSize + kTrailingSize);
-  image = (input.choices & 1) == 0 ? kTimeless : kHourly;
-  std::memcpy(&image, input.header, sizeof input.header);
+  image = {input.head,     input.tail,  input.itemSize,
+           input.capacity, input.count, (input.choices & 1) == 0 ? kTimeless.slots : kHourly.slots};
   for (std::size_t at = sizeof input; at < size; at += sizeof(SingleTime)) {
     SingleTime single{};
     std::memcpy(&single, data + at, std::min(size - at, sizeof single));
@@ -147,15 +152,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   file.resize(kImageSize + kTrailingSize);
   file.resize(fileSize);
   putFile(kDataFile, file.data(), file.size());
-  Query query{static_cast<std::uint8_t>(input.request[1]), 0, 0};
-  std::memcpy(&query.start, &input.request[2], 2 * sizeof query.start);
+  const Query query{input.type, input.start, input.end};
   const bool ours = isOurs(image, fileSize);
   if ((input.choices & 2) == 0) {
     queryFile(query, ours ? reference(image, query) : QueryAnswer{});
     return 0;
   }
   startRecorder(ours ? file : kFreshFile);
-  const std::string command(input.request, input.requestLength % (sizeof input.request + 1));
+  const std::string command(reinterpret_cast<const char *>(&input) + 1, input.requestLength % 17);
   runCommand(command, expectedAnswer(command, query, ours ? image : kFresh));
   return 0;
 }
