@@ -122,15 +122,14 @@ TEST_F(EventSubscriptions, RefusedCallsLeaveTheStoreAlone) {
 
 TEST_F(EventSubscriptions, AStringThatIsTooLongStopsTheWriteBeforeItBegins) {
   ASSERT_EQ(load("[s]\n"), 0);
-  for (const std::size_t length : {512U, 511U}) {
-    SCOPED_TRACE(length);
-    const int result = length == 512 ? -1 : 0;
-    std::free(store[3].resource[31]);
-    store[3].resource[31] = strdup(std::string(length, 'x').c_str());
-    write(kFile, "before");
-    const std::string output = capturedOutput([&] { EXPECT_EQ(SetEventSubScription2ConfFile(0, store), result); });
-    EXPECT_EQ(output.find(")Buffer Over Flow!\n") != std::string::npos, result == -1);
-    EXPECT_EQ(read(kFile) == "before", result == -1);
+  write(kFile, "before");
+  for (const auto &[length, result, output] :
+       {std::tuple(512U, -1, "vexora_eventservicecfg(LINE)Buffer Over Flow!\n"), {511U, 0, ""}}) {
+    std::free(std::exchange(store[3].resource[31], strdup(std::string(length, 'x').c_str())));
+    const std::string told =
+        capturedOutput([&, result = result] { EXPECT_EQ(SetEventSubScription2ConfFile(0, store), result); });
+    EXPECT_EQ(withoutLine(told), output) << length;
+    EXPECT_EQ(read(kFile) == "before", result == -1) << length;
   }
 }
 

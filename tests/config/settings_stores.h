@@ -12,6 +12,7 @@ namespace vexora::test {
 
 struct Smtp {
   static constexpr const char *kName = "Smtp";  // in messages
+  static constexpr unsigned kSecrets = 0;
   static constexpr const char *kFile = "/conf/SmtpCfg.json";
   SmtpCfgRecord cfg = {};
   SmtpDestCfgRecord dests[4] = {};
