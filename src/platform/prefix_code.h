@@ -37,25 +37,28 @@ class PrefixCode {
   }
 
   /// Makes the code of a single symbol, 511 at most, whose word has no bits.
-  void buildSingle(std::uint32_t symbol) { table_.fill(static_cast<std::uint16_t>(symbol)); }
+  void buildSingle(std::uint32_t symbol) { table_.fill(entryOf(symbol, 0)); }
 
-  /// Takes a word's 0 to 16 bits, of which the reader has them all; returns its symbol.
+  /// Takes a word's 0 to 16 bits; returns its symbol.
   std::uint32_t read(BitReader &bits) const {
     const std::uint32_t entry = table_[bits.peek(kTableBits)];
-    const std::uint32_t length = entry >> kLengthShift;
-    if (length == kLong) [[unlikely]] {
+    if (entry == kLong) [[unlikely]] {
       return readLong(bits);
     }
-    bits.skip(length);
-    return entry & kSymbolMask;
+    bits.skip(entry & kLengthMask);
+    return entry >> kSymbolShift;
   }
 
  private:
   static_assert(kSymbols <= 512 && kTableBits < 15);
-  // Table entries: the symbol, above it its word's length, or kLong for the beginnings of longer words.
-  static constexpr unsigned kLengthShift = 9;
-  static constexpr unsigned kSymbolMask = (1U << kLengthShift) - 1;
-  static constexpr unsigned kLong = 15;
+  // Table entries: a word's length, above it the symbol; or kLong for the beginnings of longer words.
+  static constexpr unsigned kSymbolShift = 4;
+  static constexpr unsigned kLengthMask = (1U << kSymbolShift) - 1;
+  static constexpr std::uint16_t kLong = 0xFFFF;
+
+  static std::uint16_t entryOf(std::uint32_t symbol, unsigned length) {
+    return static_cast<std::uint16_t>(symbol << kSymbolShift | length);
+  }
 
   /// Finds where the words of each length begin and end, and in `slots` where their symbols go.
   bool orderLengths(std::span<const std::uint8_t> lengths, std::array<std::uint16_t, kMaxWord + 1> &slots) {
@@ -81,9 +84,9 @@ class PrefixCode {
     auto at = table_.begin();
     for (auto symbol = ordered_.begin(); at != table_.end() && lengths[*symbol] <= kTableBits; ++symbol) {
       const unsigned length = lengths[*symbol];
-      at = std::fill_n(at, 1U << (kTableBits - length), static_cast<std::uint16_t>(*symbol | length << kLengthShift));
+      at = std::fill_n(at, 1U << (kTableBits - length), entryOf(*symbol, length));
     }
-    std::fill(at, table_.end(), static_cast<std::uint16_t>(kLong << kLengthShift));
+    std::fill(at, table_.end(), kLong);
   }
 
   std::uint32_t readLong(BitReader &bits) const {

@@ -10,7 +10,7 @@
 //
 // A length, a match and a count are all read from whatever bytes there are, so nothing in a stream is trusted: a
 // distance stays within what has been written, a match within what is still to be written, and the reader goes on with
-// zeros behind its last byte. Each symbol writes a byte at least, so every stream ends.
+// zeros after its last byte. Each symbol writes a byte at least, so every stream ends.
 //
 // All state is in the caller's scratch area, wherever that begins.
 
@@ -55,64 +55,38 @@ struct Sizes {
   std::uint32_t plain;
 };
 
-template <typename Chunk>
-void copyChunk(std::uint8_t *to, const std::uint8_t *from) {
-  Chunk chunk;
-  std::memcpy(&chunk, from, sizeof chunk);
-  std::memcpy(to, &chunk, sizeof chunk);
-}
-
-/// Copies a run of at least a chunk, from at least a chunk before. The last chunk overlaps the one before it, so that
-/// nothing is written behind the run.
-template <typename Chunk>
-void copyChunks(std::uint8_t *to, const std::uint8_t *from, std::size_t length) {
-  const std::size_t last = length - sizeof(Chunk);
-  for (std::size_t at = 0; at < last; at += sizeof(Chunk)) {
-    copyChunk<Chunk>(to + at, from + at);
-  }
-  copyChunk<Chunk>(to + last, from + last);
-}
-
-/// Repeats at `to` what stands `distance` bytes before it, which may be less than `length`.
-void copyMatch(std::uint8_t *to, std::size_t distance, std::size_t length) {
-  const std::uint8_t *const from = to - distance;
-  if (distance == 1) {
+/// Repeats at `to` what is `distance` bytes before it, which may be less than `length`; returns the end.
+std::uint8_t *copyMatch(std::uint8_t *to, std::size_t distance, std::size_t length) {
+  // Measured: from how many bytes on a call is worth it. Where words are long, a loop's unforeseen end costs more.
+  constexpr std::size_t kWorthCall = sizeof(std::size_t) == sizeof(std::uint64_t) ? 4 : 16;
+  const std::uint8_t *from = to - distance;
+  std::uint8_t *const end = to + length;
+  if (length < kWorthCall || (distance != 1 && distance < length)) {
+    do {
+      *to++ = *from++;
+    } while (to != end);
+  } else if (distance == 1) {
     std::memset(to, *from, length);
-    return;
-  }
-  // A short period is written once: the run then stands twice as far behind.
-  while (distance < sizeof(std::uint64_t) && length > distance) {
-    for (std::size_t at = 0; at < distance; ++at) {
-      to[at] = from[at];
-    }
-    to += distance;
-    length -= distance;
-    distance *= 2;
-  }
-  if (length >= sizeof(std::uint64_t)) {
-    copyChunks<std::uint64_t>(to, from, length);
-  } else if (length >= sizeof(std::uint32_t)) {
-    copyChunks<std::uint32_t>(to, from, length);
   } else {
-    for (std::size_t at = 0; at < length; ++at) {
-      to[at] = from[at];
-    }
+    std::memcpy(to, from, length);
   }
+  return end;
 }
 
 class Decoder {
  public:
   Decoder(const std::uint8_t *source, Sizes sizes, std::uint8_t *destination, unsigned positionCountWidth)
       : bits_(source, sizes.compressed),
-        destination_(destination),
-        size_(sizes.plain),
+        begin_(destination),
+        out_(destination),
+        end_(destination + sizes.plain),
         positionCountWidth_(positionCountWidth) {}
 
-  [[nodiscard]] std::uint32_t firstBits() const { return bits_.peek(32); }
+  [[nodiscard]] std::uint32_t firstBits() const { return bits_.first(); }
 
   /// Writes the whole destination; false when the stream is bad, with what came before the fault written.
   bool decode() {
-    while (written_ < size_) {
+    while (out_ != end_) {
       if (!readBlockHeader() || !decodeBlock()) {
         return false;
       }
@@ -121,9 +95,11 @@ class Decoder {
   }
 
  private:
+  /// Takes bits of a block's header, which are few.
+  [[gnu::noinline]] std::uint32_t take(unsigned number) { return bits_.take(number); }
+
   bool readBlockHeader() {
-    bits_.refill();
-    symbolsLeft_ = bits_.take(16);
+    symbolsLeft_ = take(16);
     if (symbolsLeft_ == 0) {
       symbolsLeft_ = 1U << 16;
     }
@@ -134,22 +110,20 @@ class Decoder {
   /// Reads the extra or the position code. More lengths than symbols may come; those beyond belong to no symbol. A
   /// single symbol may be one beyond: it does harm only where a stream uses it.
   bool readShortCode(unsigned symbols, unsigned countWidth, unsigned zerosAfter) {
-    bits_.refill();
-    const std::uint32_t count = bits_.take(countWidth);
+    const std::uint32_t count = take(countWidth);
     if (count == 0) {
-      shortCode_.buildSingle(bits_.take(countWidth));
+      shortCode_.buildSingle(take(countWidth));
       return true;
     }
     shortLengths_.fill(0);
     for (std::size_t at = 0; at < count;) {
-      bits_.refill();
       const unsigned length = readLength();
       if (length > kMaxWord) {
         return false;
       }
       shortLengths_[at++] = static_cast<std::uint8_t>(length);
       if (at == zerosAfter) {
-        at += bits_.take(2);
+        at += take(2);
       }
     }
     return shortCode_.build(std::span(shortLengths_).first(symbols));
@@ -157,9 +131,9 @@ class Decoder {
 
   /// Reads 3 bits, all of them set for a length of 7 and more, which then has a set bit for each one more and a zero.
   unsigned readLength() {
-    unsigned length = bits_.take(3);
+    unsigned length = take(3);
     if (length == 7) {
-      while (length <= kMaxWord && bits_.take(1) != 0) {
+      while (length <= kMaxWord && take(1) != 0) {
         ++length;
       }
     }
@@ -167,26 +141,24 @@ class Decoder {
   }
 
   bool readCharacterCode() {
-    bits_.refill();
-    const std::uint32_t count = bits_.take(kCharacterCountWidth);
+    const std::uint32_t count = take(kCharacterCountWidth);
     if (count == 0) {
-      const std::uint32_t character = bits_.take(kCharacterCountWidth);
+      const std::uint32_t character = take(kCharacterCountWidth);
       characterCode_.buildSingle(character);
       return character < kCharacters;
     }
     characterLengths_.fill(0);
     for (std::size_t at = 0; at < std::min<std::size_t>(count, kCharacters);) {
-      bits_.refill();
       const std::uint32_t extra = shortCode_.read(bits_);
       switch (extra) {
         case 0:
           at += 1;
           break;
         case 1:
-          at += 3 + bits_.take(4);
+          at += 3 + take(4);
           break;
         case 2:
-          at += 20 + bits_.take(9);
+          at += 20 + take(9);
           break;
         default:
           if (extra >= kExtras) {
@@ -202,44 +174,44 @@ class Decoder {
   bool decodeBlock() {
     // In local variables for speed.
     BitReader bits = bits_;
-    std::uint8_t *const destination = destination_;
-    std::uint32_t written = written_;
-    for (std::uint32_t left = symbolsLeft_; left > 0 && written < size_; --left) {
-      bits.refill();
+    std::uint8_t *const end = end_;
+    std::uint8_t *out = out_;
+    // Where the output ends if all symbols left are literals. Matches move it on, up to the end of the destination.
+    std::uint8_t *stop = out + std::min<std::size_t>(symbolsLeft_, static_cast<std::size_t>(end - out));
+    while (out != stop) {
       const std::uint32_t character = characterCode_.read(bits);
       if (character < kLiterals) {
-        destination[written++] = static_cast<std::uint8_t>(character);
+        *out++ = static_cast<std::uint8_t>(character);
         continue;
       }
-      bits.refill();
       const std::uint32_t position = readPosition(bits);
-      if (position >= written) {
+      if (position >= static_cast<std::size_t>(out - begin_)) {
         return false;
       }
-      const std::uint32_t length = std::min(character - kLiterals + kMinMatch, size_ - written);
-      copyMatch(destination + written, position + 1, length);
-      written += length;
+      const std::size_t length = character - kLiterals + kMinMatch;
+      stop += std::min(length - 1, static_cast<std::size_t>(end - stop));
+      out = copyMatch(out, std::size_t{position} + 1, std::min(length, static_cast<std::size_t>(end - out)));
     }
     bits_ = bits;
-    written_ = written;
+    out_ = out;
     return true;
   }
 
-  /// Takes how far before the newest byte a match begins: at most 45 bits, all of a refill. A symbol beyond the
-  /// position code's gives 1 GiB and more.
+  /// Takes how far before the newest byte a match begins. A symbol beyond the position code's gives 1 GiB and more.
   std::uint32_t readPosition(BitReader &bits) const {
-    const std::uint32_t magnitude = shortCode_.read(bits);
-    if (magnitude == 0) {
-      return 0;
+    const std::uint32_t width = shortCode_.read(bits);
+    if (width <= BitReader::kWidestNumber) [[likely]] {
+      return bits.takeNumber(width);
     }
-    const unsigned lowerBits = magnitude - 1;
-    return (1U << lowerBits) + bits.take(lowerBits);
+    const unsigned rest = width - BitReader::kWidestNumber;
+    const std::uint32_t upper = bits.takeNumber(BitReader::kWidestNumber);
+    return upper << rest | bits.take(rest);
   }
 
   BitReader bits_;
-  std::uint8_t *destination_;
-  std::uint32_t size_;
-  std::uint32_t written_ = 0;
+  std::uint8_t *begin_;
+  std::uint8_t *out_;
+  std::uint8_t *end_;
   std::uint32_t symbolsLeft_ = 0;
   unsigned positionCountWidth_;
   PrefixCode<12, kCharacters> characterCode_;
