@@ -28,13 +28,13 @@ constexpr std::uint8_t kMark = 0x01;
 constexpr std::size_t kTypeSize = 4;
 constexpr std::size_t kMaxText = VEXORA_QUEUE_PAYLOAD_MAX + 1;
 
-/// A message on the wire: the mark, then the payload. Its first four bytes are the type, the rest is the text.
-using Record = std::uint8_t[kTypeSize + kMaxText];
-
-/// A message as the platform's calls take it.
+/// A message as the platform's calls take it. On the wire it begins with the last bytes of the type, the mark and then
+/// the payload: what the platform has for a type is made of these before it is sent, and gives them when received.
 struct PlatformMessage {
   long type;
   std::uint8_t text[kMaxText];
+
+  std::uint8_t *wire() { return reinterpret_cast<std::uint8_t *>(this) + offsetof(PlatformMessage, text) - kTypeSize; }
 };
 
 }  // namespace
@@ -58,12 +58,13 @@ int VexoraWriteMsgQueue(int key, const void *payload, unsigned size) {
   if (queue == -1) {
     return -1;
   }
-  Record record = {kMark};
-  std::memcpy(&record[1], payload, size);
-  PlatformMessage message{};
+  __attribute__((uninitialized)) PlatformMessage message;  // all that is sent is written
+  std::uint8_t *const wire = message.wire();
+  wire[0] = kMark;
+  std::memcpy(wire + 1, payload, size);
+  std::memset(wire + 1 + size, 0, kTypeSize - 1);
   // Through 32 bits: a payload that makes a negative type there is refused on every machine.
-  message.type = static_cast<std::int32_t>(vexora::loadLittle32(record));
-  std::memcpy(message.text, &record[kTypeSize], size);
+  message.type = static_cast<std::int32_t>(vexora::loadLittle32(wire));
   if (sigwrap_msgsnd(queue, &message, size, IPC_NOWAIT) == -1) {
     VexoraDebug(vexora::kCritical, vexora::kQueueLog, "Send MsgQueue Error MsgId:%d;ErrNo:%d", queue, errno);
     return -1;
@@ -76,19 +77,18 @@ int VexoraReadMsgQueue(int queue, void *buffer, unsigned size) {
     VexoraDebug(vexora::kCritical, vexora::kQueueLog, "VexoraReadMsgQueue Error");
     return -1;
   }
-  std::memset(buffer, 0, size);
   PlatformMessage message{};
-  const ssize_t result = sigwrap_msgrcv(queue, &message, kMaxText, 0, 0);
-  if (result < 0) {
+  if (sigwrap_msgrcv(queue, &message, kMaxText, 0, 0) < 0) {
     const int error = errno;
+    std::memset(buffer, 0, size);
     std::printf("[Error]: read the msgid date error: msgid=%d, RetVal=%d;errorNo:%d", queue, -1, error);
     VexoraDebug(vexora::kCritical, vexora::kQueueLog, "Read the msgid date error: msgid=%d, RetVal=%d;errorNo:%d\n",
                 queue, -1, error);
     return -1;
   }
-  Record record;
-  vexora::storeLittle32(record, static_cast<std::uint32_t>(message.type));
-  std::memcpy(&record[kTypeSize], message.text, sizeof message.text);
-  std::memcpy(buffer, &record[1], std::min<std::size_t>(size, VEXORA_QUEUE_PAYLOAD_MAX));
+  vexora::storeLittle32(message.wire(), static_cast<std::uint32_t>(message.type));
+  const std::size_t copied = std::min<std::size_t>(size, VEXORA_QUEUE_PAYLOAD_MAX);
+  std::memcpy(buffer, message.wire() + 1, copied);
+  std::memset(static_cast<std::uint8_t *>(buffer) + copied, 0, size - copied);
   return 0;
 }
