@@ -26,7 +26,7 @@ using vexora::Stream;
 
 constexpr const char *kModule = "vexora_eventservicecfg";
 constexpr const char *kPath = "/conf/eventsubscriptions.conf";
-constexpr const char *kAbsent = "N/A";
+constexpr std::string_view kAbsent = "N/A";
 constexpr std::size_t kMaxValue = 511;
 constexpr std::size_t kLineSize = 128;  // a longer line is read as several
 constexpr unsigned kTypeBits = 0x1F;
@@ -125,7 +125,7 @@ char **stringOf(EventSubScriptionRecord &slot, std::size_t key) {
 
 const char *stringOf(const EventSubScriptionRecord &slot, std::size_t key) {
   char **const string = stringOf(const_cast<EventSubScriptionRecord &>(slot), key);
-  return *string == nullptr ? kAbsent : *string;
+  return *string == nullptr ? kAbsent.data() : *string;
 }
 
 bool isNumber(std::size_t key) { return key == kPresent || key == kType; }
@@ -144,47 +144,40 @@ void freeStrings(EventSubScriptionRecord &slot, std::int32_t what) {
   }
 }
 
-/// A line's key and value, cut out of the line.
+/// A line's key and value.
 struct Setting {
   const char *key = nullptr;
-  char *value = nullptr;
+  std::string_view value;
 };
 
-/// The value after an opening quote, up to the closing one or the line's end; null when there is none.
-char *quotedValue(char *value, char quote) {
-  if (value[0] != quote || value[1] == '\0' || value[1] == quote) {
-    return nullptr;
+/// Cuts a value at the line's end or at one of two characters. strcspn would make a table at every call.
+std::string_view cut(char *value, char one, char other) {
+  const auto isEnd = [&](char c) { return c == '\0' || c == '\r' || c == '\n' || c == one || c == other; };
+  char *end = value;
+  while (*end > ';' || !isEnd(*end)) {  // no end is above a semicolon, nearly all of a value is
+    ++end;
   }
-  const char end[] = {quote, '\0'};
-  value[1 + std::strcspn(value + 1, end)] = '\0';
-  return value + 1;
+  *end = '\0';
+  return {value, end};
 }
 
-/// The bare value, which ends where a comment begins; null when nothing is before that.
-char *bareValue(char *value) {
-  const std::size_t length = std::strcspn(value, ";#");
-  value[length] = '\0';
-  return length == 0 ? nullptr : value;
+/// The value, without its quotes or up to a comment; one without data when that leaves nothing. Quotes that enclose
+/// nothing belong to a bare value.
+std::string_view takeValue(char *at) {
+  if ((at[0] == '"' || at[0] == '\'') && at[1] != '\0' && at[1] != at[0]) {
+    return cut(at + 1, at[0], at[0]);
+  }
+  return at[0] == '\0' || at[0] == ';' || at[0] == '#' ? std::string_view() : cut(at, ';', '#');
 }
 
-/// Takes a line apart. Quotes that enclose nothing belong to a bare value.
+/// Takes a line apart.
 Setting parseSetting(char *line) {
   char *const equals = std::strchr(line, '=');
   if (equals == nullptr) {
     return {};
   }
   *equals = '\0';
-  char *value = quotedValue(equals + 1, '"');
-  if (value == nullptr) {
-    value = quotedValue(equals + 1, '\'');
-  }
-  if (value == nullptr) {
-    value = bareValue(equals + 1);
-  }
-  if (value != nullptr) {
-    value[std::strcspn(value, "\r\n")] = '\0';
-  }
-  return {line, value};
+  return {line, takeValue(equals + 1)};
 }
 
 bool opensSection(const char *line) { return line[0] == '[' && line[1] != '\0' && line[1] != ']'; }
@@ -203,19 +196,16 @@ class NewSlots {
 
   /// Reads the whole file; false when memory is short or the file can't be read to its end.
   bool read(std::FILE *file) {
-    if (!std::all_of(std::begin(slots_), std::end(slots_), fillEmpty)) {
-      return false;
-    }
     std::int32_t current = -1;  // the slot being filled: -1 before the first header, kSlots after the last slot
     char line[kLineSize];
     while (std::fgets(line, sizeof line, file) != nullptr) {
       if (opensSection(line)) {
         current = std::min(current + 1, kSlots);
-      } else if (current >= 0 && current < kSlots && !takeSetting(parseSetting(line), slots_[current])) {
+      } else if (current >= 0 && current < kSlots && !takeSetting(parseSetting(line), current)) {
         return false;
       }
     }
-    return std::ferror(file) == 0;
+    return std::ferror(file) == 0 && fillMissing();
   }
 
   void moveTo(EventSubScriptionRecord *store) {
@@ -224,31 +214,33 @@ class NewSlots {
   }
 
  private:
-  /// Gives a slot what it has without any setting: empty strings.
-  static bool fillEmpty(EventSubScriptionRecord &slot) {
-    for (std::size_t key = 0; key < kKeys; ++key) {
-      if (char **const string = stringOf(slot, key); string != nullptr && !setString(*string, "")) {
-        return false;
+  /// Gives the slots what they have without a setting: empty strings.
+  bool fillMissing() {
+    for (std::int32_t number = 0; number < kSlots; ++number) {
+      for (std::size_t key = 0; key < kKeys; ++key) {
+        if (!isNumber(key) && !isSet_[number][key] && !setString(*stringOf(slots_[number], key), "")) {
+          return false;
+        }
       }
     }
     return true;
   }
 
-  bool takeSetting(const Setting &setting, EventSubScriptionRecord &slot) {
-    if (setting.value == nullptr) {
-      return true;
-    }
-    const std::size_t key = find(setting.key);
+  bool takeSetting(const Setting &setting, std::int32_t number) {
+    const std::size_t key = setting.value.data() == nullptr ? kKeys : find(setting.key);
     if (key == kKeys) {
       return true;
     }
-    if (key == kPresent) {
-      slot.present = static_cast<std::uint8_t>(std::strtol(setting.value, nullptr, 10));
-    } else if (key == kType) {
-      slot.type =
-          static_cast<std::uint8_t>(static_cast<unsigned long>(std::strtol(setting.value, nullptr, 10)) & kTypeBits);
-    } else {
+    EventSubScriptionRecord &slot = slots_[number];
+    if (!isNumber(key)) {
+      isSet_[number][key] = true;
       return setString(*stringOf(slot, key), setting.value);
+    }
+    const long value = std::strtol(setting.value.data(), nullptr, 10);
+    if (key == kPresent) {
+      slot.present = static_cast<std::uint8_t>(value);
+    } else {
+      slot.type = static_cast<std::uint8_t>(static_cast<unsigned long>(value) & kTypeBits);
     }
     return true;
   }
@@ -265,19 +257,21 @@ class NewSlots {
     return kKeys;
   }
 
-  static bool setString(char *&string, const char *value) {
+  static bool setString(char *&string, std::string_view value) {
     char *copy = nullptr;
-    if (std::strcmp(value, kAbsent) != 0) {
-      copy = strdup(value);
+    if (value != kAbsent) {
+      copy = static_cast<char *>(std::malloc(value.size() + 1));
       if (copy == nullptr) {
         return false;
       }
+      copy[value.copy(copy, value.size())] = '\0';
     }
     std::free(std::exchange(string, copy));
     return true;
   }
 
   EventSubScriptionRecord slots_[kSlots]{};
+  bool isSet_[kSlots][kKeys]{};
   std::size_t next_ = 0;
 };
 
