@@ -11,7 +11,6 @@
 #include <cstring>
 #include <iterator>
 #include <span>
-#include <string_view>
 
 #include "platform/advice_table.h"
 #include "vexora/platform.h"
@@ -31,13 +30,15 @@ static_assert(sizeof(vexora_idl_advice) * VEXORA_IDL_ADVICE_RECORDS == VEXORA_ID
 
 void writeOut(const AdviceRecord &record, std::uint8_t *out) {
   std::uint8_t *const end = out + sizeof(vexora_idl_advice);
-  std::memcpy(out, record.key, sizeof record.key);
-  out += sizeof record.key;
-  for (const std::uint16_t offset : std::span(kAdviceLines).subspan(record.first, record.count)) {
-    const std::string_view line(kAdvicePool + offset);
-    std::memcpy(out, line.data(), line.size());
-    out += line.size();
-    *out++ = '\n';
+  // One by one: memcpy of four bytes is a call where they may be unaligned.
+  *out++ = record.key[0];
+  *out++ = record.key[1];
+  *out++ = record.key[2];
+  *out++ = record.key[3];
+  for (const std::uint16_t line : std::span(kAdviceLines).subspan(record.first, record.count)) {
+    const std::size_t size = std::size_t{kAdviceStarts[line + 1]} - kAdviceStarts[line];
+    std::memcpy(out, kAdvicePool + kAdviceStarts[line], size);
+    out += size;
   }
   // The last line's feed makes room for the padding.
   --out;

@@ -5,6 +5,7 @@
 advice_table.py CATALOGUE SHIPPED HEADER: reads CATALOGUE, whose records must be those of the SHIPPED one, and writes
 HEADER. Of a catalogue that breaks a rule it tells the first fault as FILE:LINE: REASON, and writes nothing.
 """
+import itertools
 import re
 import sys
 
@@ -13,7 +14,7 @@ MOST_STEPS = 7
 LONGEST_TEXT = 2047
 LARGEST_TABLE = 32 * 1024 - 1
 RECORD_SIZE = 8
-LINE_SIZE = 2
+NUMBER_SIZE = 2
 
 ADVICE = re.compile(r'advice ([a-z0-9-]+)')
 QUOTED = re.compile(r'"(.*)"')
@@ -100,22 +101,18 @@ class Catalogue:
 
 
 def table(catalogue):
-    """Each line once, NUL behind it; the texts as runs of offsets of lines; the records with their texts' runs."""
-    offsets = {}
+    """Each line once; the texts as runs of numbers of lines; the records with their texts' runs."""
+    numbers = {}
     runs = []
     first = {}
-    size = 0
     for name, lines in catalogue.texts.items():
         first[name] = len(runs)
-        for line in lines:
-            if line not in offsets:
-                offsets[line] = size
-                size += len(line) + 1
-            runs.append(offsets[line])
-    size += LINE_SIZE * len(runs) + RECORD_SIZE * len(catalogue.records)
+        runs += [numbers.setdefault(line, len(numbers)) for line in lines]
+    size = sum(len(line) + 1 for line in numbers) + NUMBER_SIZE * (len(numbers) + 1 + len(runs))
+    size += RECORD_SIZE * len(catalogue.records)
     if size > LARGEST_TABLE:
         raise Fault(catalogue.here, f'the table takes {size} bytes; it may take {LARGEST_TABLE}')
-    return list(offsets), runs, [(key, first[name], len(catalogue.texts[name])) for key, name in catalogue.records]
+    return list(numbers), runs, [(key, first[name], len(catalogue.texts[name])) for key, name in catalogue.records]
 
 
 def header(pool, runs, records):
@@ -126,6 +123,7 @@ def header(pool, runs, records):
         key, first, count = value
         return f'{{{{0x{", 0x".join(key)}}}, {first}, {count}}},'
 
+    starts = [0, *itertools.accumulate(len(line) + 1 for line in pool)]
     return f'''// Made by the build of an advice catalogue; changes belong there.
 #pragma once
 
@@ -135,11 +133,18 @@ def header(pool, runs, records):
 
 namespace vexora {{
 
+// The lines, a line feed after each.
 inline constexpr char kAdvicePool[] =
-{rows(lambda line: f'"{line}{chr(92)}0"', pool)};
+{rows(lambda line: f'"{line}{chr(92)}n"', pool)};
 
+// Where each line starts in the pool, and where the last one ends.
+inline constexpr std::uint16_t kAdviceStarts[] = {{
+{rows(lambda start: f'{start},', starts)}
+}};
+
+// The texts: the numbers of their lines.
 inline constexpr std::uint16_t kAdviceLines[] = {{
-{rows(lambda offset: f'{offset},', runs)}
+{rows(lambda number: f'{number},', runs)}
 }};
 
 inline constexpr AdviceRecord kAdviceRecords[] = {{
