@@ -20,6 +20,7 @@
 
 #include <array>
 #include <atomic>
+#include <bit>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdint>
@@ -113,15 +114,16 @@ void forEachEntry(int folder, Visit visit) {
   }
 }
 
-/// Reads the module switches; false, with the table as it was, when the folder can't be opened.
-bool loadModules(ModuleTable &table) {
+/// Reads the module switches and returns how many there are; nothing, with the table as it was, when the folder can't
+/// be opened.
+std::optional<std::uint32_t> loadModules(ModuleTable &table) {
   const vexora::Descriptor folder(
       vexora::retryInterrupted([] { return open(VEXORA_DEBUG_FOLDER, O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
   if (!folder) {
-    return false;
+    return std::nullopt;
   }
   table.fill('\0');
-  std::size_t used = 0;
+  std::uint32_t used = 0;
   forEachEntry(folder.get(), [&](std::string_view name) {
     constexpr std::string_view kPrefix = VEXORA_SWITCH_PREFIX;
     if (name.starts_with(kPrefix)) {
@@ -131,10 +133,11 @@ bool loadModules(ModuleTable &table) {
     }
     return used < kModules;
   });
-  return true;
+  return used;
 }
 
-/// The settings as words: the first holds threshold and destination, a byte each, the rest the module table.
+/// The settings as words: the first holds threshold, destination and number of modules, a byte each, the rest the
+/// module table.
 using Settings = std::array<std::uint32_t, 1 + kModules * kWordsPerModule>;
 
 /// A module name as the table holds it: 15 characters at most, padded with zeros. Two names that
@@ -142,11 +145,11 @@ using Settings = std::array<std::uint32_t, 1 + kModules * kWordsPerModule>;
 using PaddedName = std::array<std::uint32_t, kWordsPerModule>;
 
 PaddedName padName(const char *module) {
-  char padded[kModuleSize] = {};
-  std::memcpy(padded, module, strnlen(module, kModuleLength));
-  PaddedName name;
-  std::memcpy(name.data(), padded, sizeof padded);
-  return name;
+  std::array<char, kModuleSize> padded{};
+  for (std::size_t i = 0; i < kModuleLength && module[i] != '\0'; ++i) {
+    padded[i] = module[i];
+  }
+  return std::bit_cast<PaddedName>(padded);
 }
 
 /// Decides by the settings that `word(index)` yields: the destination where the record is to be
@@ -158,13 +161,15 @@ std::optional<int> decide(unsigned level, const char *module, Word word) {
     return std::nullopt;
   }
   const PaddedName name = padName(module);
-  for (std::size_t slot = 1; slot < Settings{}.size(); slot += kWordsPerModule) {
+  // An empty name is in every slot that no module has, too.
+  const std::size_t slots = module[0] == '\0' ? kModules : choices >> 16;
+  for (std::size_t slot = 1; slot < 1 + slots * kWordsPerModule; slot += kWordsPerModule) {
     std::size_t equal = 0;
     while (equal < kWordsPerModule && word(slot + equal) == name[equal]) {
       ++equal;
     }
     if (equal == kWordsPerModule) {
-      return static_cast<int>(choices >> 8);
+      return static_cast<std::uint8_t>(choices >> 8);
     }
   }
   return std::nullopt;
@@ -218,11 +223,14 @@ Settings reload() {
     }
     return words;
   });
-  if (ModuleTable modules; loadModules(modules)) {
+  std::uint32_t used = settings[0] >> 16;
+  ModuleTable modules;
+  if (const std::optional<std::uint32_t> found = loadModules(modules)) {
+    used = *found;
     std::memcpy(settings.data() + 1, modules.data(), modules.size());
   }
   // A missing marker is -1, and 255 as a byte: above every level, and no destination.
-  settings[0] = threshold | std::uint32_t{static_cast<std::uint8_t>(GetDebugEanlePath())} << 8;
+  settings[0] = threshold | std::uint32_t{static_cast<std::uint8_t>(GetDebugEanlePath())} << 8 | used << 16;
   cache.publish(settings);
   return settings;
 }
