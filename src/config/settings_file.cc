@@ -12,6 +12,7 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "base/json.h"
 #include "base/medium.h"
@@ -40,6 +41,28 @@ json_object *member(json_object *object, const char *key) {
   static_cast<void>(json_object_object_get_ex(object, key, &found));
   return found;
 }
+
+/// An object's members, asked for in the order of a file that the library has written: each is then the next one, and
+/// only a file of another order costs searches.
+class Members {
+ public:
+  explicit Members(json_object *object) : object_(object) {
+    if (const lh_table *const table = json_object_get_object(object); table != nullptr) {
+      next_ = table->head;
+    }
+  }
+
+  json_object *take(const char *key) {
+    if (next_ == nullptr || std::strcmp(static_cast<const char *>(next_->k), key) != 0) {
+      return member(object_, key);
+    }
+    return static_cast<json_object *>(const_cast<void *>(std::exchange(next_, next_->next)->v));
+  }
+
+ private:
+  json_object *object_;
+  const lh_entry *next_ = nullptr;
+};
 
 void readInteger(json_object *value, std::uint8_t *field, std::size_t width) {
   auto rest = static_cast<std::uint32_t>(json_object_get_int(value));
@@ -121,8 +144,7 @@ bool isPublic(json_object *value) {
 }
 
 /// Reads one field; false when it is a secret that can't be deciphered.
-bool readField(json_object *section, const Field &field, std::uint8_t *record, const Cipher *cipher) {
-  json_object *const value = member(section, field.key);
+bool readField(json_object *value, const Field &field, std::uint8_t *record, const Cipher *cipher) {
   std::uint8_t *const bytes = record + field.offset;
   char *const text = reinterpret_cast<char *>(bytes);
   switch (field.kind) {
@@ -149,8 +171,9 @@ void readRecord(json_object *section, const Store &store, std::uint8_t *record) 
   if (!cipher.fetchFor(store.fields)) {
     return;
   }
+  Members members(section);
   for (const Field &field : store.fields) {
-    if (!readField(section, field, record, &cipher)) {
+    if (!readField(members.take(field.key), field, record, &cipher)) {
       return;
     }
   }
@@ -170,9 +193,9 @@ bool readList(json_object *root, const Store &store, void *destinations) {
   }
   std::array<std::uint8_t, kMaxList> entries{};
   for (std::size_t i = 0; i < length; ++i) {
-    json_object *const element = json_object_array_get_idx(list, i);
+    Members members(json_object_array_get_idx(list, i));
     for (const Field &field : store.listFields) {
-      readField(element, field, entries.data() + i * store.entrySize, nullptr);
+      readField(members.take(field.key), field, entries.data() + i * store.entrySize, nullptr);
     }
   }
   std::memcpy(destinations, entries.data(), VEXORA_ALERT_DESTINATIONS * store.entrySize);
