@@ -125,11 +125,11 @@ void copyHalves(Half *to, const Half *from, std::index_sequence<At...>) {
 /// Emits one sensor's entries. The caller's buffer may begin at an odd address, so entries are put together in aligned
 /// blocks.
 std::byte *emitSensor(std::span<const Record> run, std::size_t sensorAt, std::byte *out) {
-  constexpr std::size_t kMost = 64;
+  constexpr std::size_t kMaxEntries = 64;
   // Not cleared: that costs more than a day's entries.
-  __attribute__((uninitialized)) std::array<Half, kMost * kEntryHalves> block;
+  __attribute__((uninitialized)) std::array<Half, kMaxEntries * kEntryHalves> block;
   while (!run.empty()) {
-    const std::span<const Record> taken = run.first(std::min(run.size(), kMost));
+    const std::span<const Record> taken = run.first(std::min(run.size(), kMaxEntries));
     // Two pointers: with one, gcc for x86-64 assembles vectors across the two parts, half by half.
     Half *statistics = block.data();
     Half *rest = block.data() + Statistics::size();
