@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The document of an event, as subscribers receive it. Its members are in the order in which they are added.
+// The JSON document of an event, as subscribers receive it. Members are in the order in which they are added.
 
 #include <cstdio>
 #include <cstring>
@@ -17,7 +17,7 @@ using vexora::addMember;
 using vexora::appendElement;
 using vexora::Json;
 
-/// A value as the document has it: a string, cut to 127 bytes.
+/// Returns a value as a JSON string, cut to 127 bytes.
 class Value {
  public:
   explicit Value(const char *text, const char *absent = "null", const char *prefix = "") {
@@ -46,7 +46,7 @@ bool addStrings(const Json &object, const Member (&members)[Count]) {
   return true;
 }
 
-/// An object of one member, with a key of its own: the caller's may be a buffer.
+/// Returns an object of one member, with a copy of the key: the caller may reuse its buffer.
 Json newPair(const char *key, const Value &value) {
   Json pair(json_object_new_object());
   Json string = value.json();
@@ -57,7 +57,7 @@ Json newPair(const char *key, const Value &value) {
   return pair;
 }
 
-/// Puts a value at its own place; the places before it that nothing was put at become JSON nulls.
+/// Stores a value at an index; lower indices without a value become JSON nulls.
 bool putElement(const Json &array, std::size_t index, Json element) {
   if (!array || !element || json_object_array_put_idx(array.get(), index, element.get()) != 0) {
     return false;

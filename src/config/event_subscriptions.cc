@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The event subscriptions and their file: one section a slot, one "key=value" line a field, in one order of keys.
-// People edit the file by hand, so it is read generously, yet always in the same way: a line that means nothing is
-// passed over. A load builds the new slots aside and only then gives up the old ones, so that it never ends halfway.
+// The event subscriptions and their file: one section a slot, one "key=value" line a field, in a fixed order of keys.
+// People edit the file by hand, so unknown lines are skipped and any order is accepted. A load builds new slots and
+// then replaces the old ones, so that a failure changes nothing.
 
 #include <unistd.h>
 
@@ -78,7 +78,7 @@ consteval std::array<KeyName, kKeys> makeNames(std::index_sequence<Numbers...>) 
 
 constexpr std::array<KeyName, kKeys> kNames = makeNames(std::make_index_sequence<VEXORA_EVENT_FILTERS>());
 
-/// What a selector frees, as a range of keys. The type bits and the present byte are no strings.
+/// The range of keys whose strings a selector frees. The type bits and the present byte are no strings.
 struct Selection {
   std::size_t first;
   std::size_t last;
@@ -150,19 +150,19 @@ struct Setting {
   std::string_view value;
 };
 
-/// Cuts a value at the line's end or at one of two characters. strcspn would make a table at every call.
+/// Cuts a value at the line's end or at one of two characters. strcspn builds a table at every call.
 std::string_view cut(char *value, char one, char other) {
   const auto isEnd = [&](char c) { return c == '\0' || c == '\r' || c == '\n' || c == one || c == other; };
   char *end = value;
-  while (*end > ';' || !isEnd(*end)) {  // no end is above a semicolon, nearly all of a value is
+  while (*end > ';' || !isEnd(*end)) {  // fast path: nearly all characters are above ';', no end is
     ++end;
   }
   *end = '\0';
   return {value, end};
 }
 
-/// The value, without its quotes or up to a comment; one without data when that leaves nothing. Quotes that enclose
-/// nothing belong to a bare value.
+/// Returns the value without its quotes, or a bare value up to a comment; null data when nothing is left. Empty quotes
+/// are a part of a bare value.
 std::string_view takeValue(char *at) {
   if ((at[0] == '"' || at[0] == '\'') && at[1] != '\0' && at[1] != at[0]) {
     return cut(at + 1, at[0], at[0]);
@@ -170,7 +170,7 @@ std::string_view takeValue(char *at) {
   return at[0] == '\0' || at[0] == ';' || at[0] == '#' ? std::string_view() : cut(at, ';', '#');
 }
 
-/// Takes a line apart.
+/// Splits a line.
 Setting parseSetting(char *line) {
   char *const equals = std::strchr(line, '=');
   if (equals == nullptr) {
@@ -182,7 +182,7 @@ Setting parseSetting(char *line) {
 
 bool opensSection(const char *line) { return line[0] == '[' && line[1] != '\0' && line[1] != ']'; }
 
-/// Slots that are filled from a file; what they own goes with them unless it is taken.
+/// Slots that are filled from a file. Owns their strings until they are moved out.
 class NewSlots {
  public:
   NewSlots() = default;
@@ -194,7 +194,7 @@ class NewSlots {
     }
   }
 
-  /// Reads the whole file; false when memory is short or the file can't be read to its end.
+  /// Reads the whole file; returns false when memory is short or the file can't be read to its end.
   bool read(std::FILE *file) {
     std::int32_t current = -1;  // the slot being filled: -1 before the first header, kSlots after the last slot
     char line[kLineSize];
@@ -214,7 +214,7 @@ class NewSlots {
   }
 
  private:
-  /// Gives the slots what they have without a setting: empty strings.
+  /// Fills strings without a setting with empty ones.
   bool fillMissing() {
     for (std::int32_t number = 0; number < kSlots; ++number) {
       for (std::size_t key = 0; key < kKeys; ++key) {
@@ -245,7 +245,7 @@ class NewSlots {
     return true;
   }
 
-  /// The number of a key, or kKeys. Starts after the key found last, as files have them in order.
+  /// Returns the number of a key, or kKeys. Starts after the last match, since files are usually in order.
   std::size_t find(const char *name) {
     for (std::size_t tried = 0; tried < kKeys; ++tried) {
       const std::size_t key = (next_ + tried) % kKeys;
@@ -309,7 +309,7 @@ int GetEventSubScriptionFromConfFile(std::int32_t *loaded, EventSubScriptionReco
     *loaded = 0;
     return -1;
   }
-  // For update, although nothing is written: a file that can't be written back is not loaded.
+  // Opened for update although nothing is written: a file that can't be written back is not loaded.
   const Stream file(std::fopen(kPath, "rb+e"));
   if (!file) {
     std::printf("%s(%d)open file %s err!\n", kModule, __LINE__, kPath);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Loading and saving of settings documents. A load assembles each record in a buffer of its own and hands it over
-// whole. Buffers that may hold a secret are wiped, whichever way a function ends; json-c's own copy of a password that
-// its file holds in plain is out of reach.
+// Loading and saving of settings documents. A load assembles each record in its own buffer and copies it out whole.
+// Buffers that may contain a secret are wiped on every way out; only json-c's own copy of a plain password is out of
+// reach.
 
 #include "config/settings_file.h"
 
@@ -32,18 +32,18 @@ constexpr std::size_t kMaxList = sizeof(SmtpDestCfgRecord[VEXORA_ALERT_DESTINATI
 constexpr std::size_t kMaxSecret = 20;
 constexpr std::size_t kBlockSize = 16;
 
-/// Bytes of the cipher text in the file for so many plain ones: 1 to 16 more, in whole blocks.
+/// Returns the size of the cipher text in the file: 1 to 16 bytes more than the plain text, in whole blocks.
 constexpr std::size_t storedLength(std::size_t plain) { return plain / kBlockSize * kBlockSize + kBlockSize; }
 
-/// Members of an object; null for a missing one, for a JSON null, and for anything that is no object.
+/// Returns a member of an object; null when it is missing or JSON null, or when `object` is no object.
 json_object *member(json_object *object, const char *key) {
   json_object *found = nullptr;
   static_cast<void>(json_object_object_get_ex(object, key, &found));
   return found;
 }
 
-/// An object's members, asked for in the order of a file that the library has written: each is then the next one, and
-/// only a file of another order costs searches.
+/// Finds an object's members in the order of the library's own files: each is then the next one. Only another order
+/// costs searches.
 class Members {
  public:
   explicit Members(json_object *object) : object_(object) {
@@ -79,29 +79,29 @@ Json newInteger(const std::uint8_t *field, std::size_t width) {
   return Json(json_object_new_int(static_cast<std::int32_t>(value)));
 }
 
-/// Copies what fits into a zero-filled field and leaves its last byte zero.
+/// Copies as much as fits into a zero-filled field, and leaves the last byte zero.
 void readText(const char *text, char *field, std::size_t width) {
   if (text != nullptr) {
     std::memcpy(field, text, strnlen(text, width - 1));
   }
 }
 
-/// Length of a field's text, never more than a load gives back.
+/// Returns the length of a field's text, limited to what a load returns.
 std::size_t textLength(const char *field, std::size_t width) { return strnlen(field, width - 1); }
 
 bool isSecret(const Field &field) { return field.kind == Kind::kSecret || field.kind == Kind::kCommunity; }
 
-/// The firmware's cipher for secrets; its key is in memory for as long as this lives.
+/// The firmware's cipher for secrets. The key is in memory during its lifetime.
 class Cipher {
  public:
-  /// False when there are secrets and the platform has no key or initialisation vector to give.
+  /// Returns false when there are secrets but no key or initialisation vector is available.
   bool fetchFor(std::span<const Field> fields) {
     return std::none_of(fields.begin(), fields.end(), isSecret) ||
            (AES_GetEncryptKey(key_.data(), FIRMWARE_AES_KEY_SIZE) == 0 &&
             AES_GetInitialVector(vector_.data(), FIRMWARE_AES_VECTOR_SIZE) == 0);
   }
 
-  /// The cipher text of a field's text; null on failure. The firmware may leave `unused` alone.
+  /// Returns the cipher text of a field; null on failure. The firmware may leave `unused` unset.
   Json encipher(const char *field, std::size_t width) const {
     static_assert(storedLength(kMaxSecret) <= 128);
     const std::size_t length = textLength(field, width);
@@ -115,14 +115,14 @@ class Cipher {
                                            static_cast<int>(storedLength(length))));
   }
 
-  /// Deciphers a member into a zero-filled field, as much of it as fits; false, with the field untouched, on failure.
+  /// Deciphers a member into a zero-filled field, cut to its size; returns false, with the field untouched, on failure.
   bool decipher(json_object *member, char *field, std::size_t width) const {
     const int length = json_object_get_string_len(member);
     if (length <= 0) {
       return false;
     }
-    // A foreign file's text may have any length. The firmware may work in whole blocks, or find the longest secret in a
-    // short text: neither may reach the last byte, which ends the text.
+    // The text is hostile and of any length. The firmware may write whole blocks, or the longest secret for a short
+    // text: neither may reach the last byte, which is the terminator.
     SecretBlock plain(storedLength(static_cast<std::size_t>(length) + kMaxSecret));
     int unused = 0;
     if (!plain || AES_DecryptData(reinterpret_cast<const std::uint8_t *>(json_object_get_string(member)), length,
@@ -143,7 +143,7 @@ bool isPublic(json_object *value) {
   return text != nullptr && std::strncmp(text, "public", 6) == 0;
 }
 
-/// Reads one field; false when it is a secret that can't be deciphered.
+/// Reads one field; returns false for a secret that can't be deciphered.
 bool readField(json_object *value, const Field &field, std::uint8_t *record, const Cipher *cipher) {
   std::uint8_t *const bytes = record + field.offset;
   char *const text = reinterpret_cast<char *>(bytes);
@@ -165,7 +165,7 @@ bool readField(json_object *value, const Field &field, std::uint8_t *record, con
   return true;
 }
 
-/// Reads the fields up to the first secret that can't be deciphered; none when the cipher has no key.
+/// Reads the fields up to the first secret that can't be deciphered; no field without a key.
 void readRecord(json_object *section, const Store &store, std::uint8_t *record) {
   Cipher cipher;
   if (!cipher.fetchFor(store.fields)) {
@@ -179,7 +179,7 @@ void readRecord(json_object *section, const Store &store, std::uint8_t *record) 
   }
 }
 
-/// Reads the alert destinations; false, with the failure logged, when their list is not one.
+/// Reads the alert destinations; returns false, and logs the failure, when there is no valid list.
 bool readList(json_object *root, const Store &store, void *destinations) {
   json_object *const list = member(root, store.list);
   if (!json_object_is_type(list, json_type_array)) {
@@ -235,7 +235,7 @@ Json newList(const Store &store, const std::uint8_t *entries) {
   return list;
 }
 
-/// The document of the records; null when memory is short or a secret cannot be enciphered.
+/// Returns the records' document; null when memory is short or a secret can't be enciphered.
 Json makeDocument(const Store &store, const void *record, const void *destinations, const Cipher &cipher) {
   Json root(json_object_new_object());
   if (store.version != nullptr && !addMember(root.get(), "Version", Json(json_object_new_string(store.version)))) {
@@ -249,11 +249,11 @@ Json makeDocument(const Store &store, const void *record, const void *destinatio
       !addMember(root.get(), store.list, newList(store, static_cast<const std::uint8_t *>(destinations)))) {
     return nullptr;
   }
-  // Made here once, so that the writer has its memory already and a short memory never costs a file.
+  // Serialised once here: the writer then needs no more memory, and short memory never costs a file.
   return wholeText(root.get(), JSON_C_TO_STRING_PLAIN) == nullptr ? nullptr : std::move(root);
 }
 
-/// Whether the arguments are the store's records; prints their refusal on standard output.
+/// Returns whether the arguments are the store's records; prints a refusal on standard output.
 bool accepts(const Store &store, const void *record, int recordSize, const void *destinations, int destinationsSize,
              int line) {
   const bool hasList = store.list != nullptr;
@@ -269,7 +269,7 @@ bool accepts(const Store &store, const void *record, int recordSize, const void 
 
 bool isThere(const Store &store) { return access(store.path, F_OK) == 0; }
 
-/// Puts the default in the place of a missing file.
+/// Copies the default to the place of a missing file.
 bool restore(const Store &store) {
   if (store.printsRestore) {
     std::puts("=====11111");

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The one way in which settings travel between a packed record and a JSON file. A store is data: the file's names, and
-// tables of fields in the order of the file, which is also the order of reading. That order matters where fields are
-// secret: a secret that cannot be deciphered ends the reading, so that it and those after it stay empty.
+// Transfers settings between packed records and a JSON file. A store is data: the file's names, and tables of fields in
+// the order of the file, which is also the order of reading. The order matters: a secret that can't be deciphered ends
+// the reading, so it and the fields after it stay empty.
 #pragma once
 
 #include <cstddef>
@@ -12,10 +12,10 @@
 namespace vexora::config {
 
 enum class Kind : std::uint8_t {
-  kInteger,    // little-endian in the record; of a number too large for it the low bits of the nearest 32-bit number
+  kInteger,    // little-endian in the record; of a larger number the low bits of the nearest 32-bit number
   kText,       // NUL-terminated in the record
-  kSecret,     // a text that is enciphered in the file
-  kCommunity,  // a secret that may also be in the file as a plain text beginning with "public"
+  kSecret,     // a text, enciphered in the file
+  kCommunity,  // a secret; plain texts in the file that begin with "public" are accepted, too
 };
 
 struct Field {
@@ -25,7 +25,7 @@ struct Field {
   Kind kind;
 };
 
-void tableAndRecordDiffer();  // no such function: a call in a constant expression stops the compiler
+void tableAndRecordDiffer();  // not constexpr: a call during constant evaluation is a compile error
 
 consteval Field checkedField(std::size_t expected, const char *key, std::size_t offset, std::size_t width, Kind kind) {
   if (offset != expected) {
@@ -34,7 +34,7 @@ consteval Field checkedField(std::size_t expected, const char *key, std::size_t 
   return {key, static_cast<std::uint16_t>(offset), static_cast<std::uint16_t>(width), kind};
 }
 
-/// A line of a table: the offset that the layout fixes, and the record's member, which has the key's name.
+/// A row of a table: the fixed offset, and the record's member, whose name is the key.
 #define SETTINGS_FIELD(offset, record, member, kind) \
   vexora::config::checkedField(offset, #member, offsetof(record, member), sizeof(record::member), kind)
 
@@ -43,7 +43,7 @@ struct Store {
   const char *name;    // in messages
   const char *path;
   const char *defaultPath;
-  const char *newPath;  // what a save writes and then moves into place, or null: it writes in place
+  const char *newPath;  // written by a save and then moved into place; null: the save writes in place
   bool printsRestore;   // on standard output; messages of a missing file then leave out the default
   const char *version;  // the document's first member, or null
   const char *section;  // the member that holds the record
@@ -54,12 +54,12 @@ struct Store {
   std::size_t entrySize;
 };
 
-/// Fills the records from the file; `line` is the caller's, for the refusal of arguments. Returns the exported
-/// functions' result.
+/// Fills the records from the file. `line` is the caller's, for the text of a refusal. Returns the result of the
+/// exported function.
 int load(const Store &store, void *record, int recordSize, void *destinations = nullptr, int destinationsSize = 0,
          int line = __builtin_LINE());
 
-/// Writes the records to the file; otherwise as load().
+/// Writes the records to the file; otherwise like load().
 int save(const Store &store, const void *record, int recordSize, const void *destinations = nullptr,
          int destinationsSize = 0, int line = __builtin_LINE());
 

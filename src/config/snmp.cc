@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The settings of SNMP traps and of the SNMP agent. Their files hold communities and passwords enciphered, and a save
-// puts a new file in the old one's place, so that a load sees one or the other whole.
+// The settings of SNMP traps and of the SNMP agent. Communities and passwords are enciphered in the files. A save
+// writes a new file and moves it into place, so that a load sees the whole old file or the whole new one.
 
 #include "config/settings_file.h"
 #include "vexora/config.h"
@@ -14,7 +14,7 @@ using vexora::config::Store;
 
 constexpr const char *kModule = "vexora_snmpcfg";
 
-// The secrets come last in the file, so that a load has all plain fields when one can't be deciphered.
+// The secrets come last in the file: a secret that can't be deciphered ends a load, which then has all plain fields.
 static_assert(sizeof(SnmpTrapCfgRecord) == 179);
 constexpr Field kTrapFields[] = {
     SETTINGS_FIELD(0, SnmpTrapCfgRecord, TrapVersion, Kind::kInteger),

@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The debug log. Marker files decide what is printed; a process keeps what it read of them in a
-// cache, and a call that prints nothing costs one existence test and a few loads.
+// The debug log. Marker files decide what is printed. A process caches the settings; a call that prints nothing costs
+// one existence test and a few loads.
 //
-// A thread may reload the cache during lookups in others, and a crash report may log from a signal handler that
-// interrupted either, so nobody ever waits for it:
-//  - there are two copies of the settings. The generation counts the reloads, and its lowest bit names the copy that
-//    holds; a reload fills the other copy, then moves the generation on. A lookup that finds the generation moved
-//    meanwhile may have read a mixture, and looks again;
-//  - a reload reads the files into memory of its own and decides by that. When another reload moved the generation on
-//    while it filled its copy, it fills the one that is free now. For that moment a lookup may meet a mixture of what
-//    the two have read; the last one's settings then hold, whole.
-// All words are atomic. A copy's words are stored with release and loaded with acquire order, which keeps them on their
-// side of the generation without fences.
+// A thread may reload the cache while others look something up, and a crash report may log from a signal handler that
+// interrupted either. So nobody waits:
+//  - There are two copies of the settings. The generation counts the reloads; its lowest bit selects the current copy.
+//    A reload fills the other copy, then increments the generation. A lookup that finds the generation changed may have
+//    read a mixture, and repeats.
+//  - A reload reads the files into its own memory and decides by that. If another reload has incremented the generation
+//    meanwhile, it fills the copy that is free now. For that moment a lookup may read a mixture of both reloads; then
+//    the last one's settings are current, whole.
+// All words are atomic. Stores of a copy's words are release, loads are acquire: this orders them with the generation
+// without fences.
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -93,13 +93,13 @@ int firstExisting(const char *const (&markers)[Count]) {
 
 using ModuleTable = std::array<char, kModules * kModuleSize>;
 
-/// Walks a folder's entries in the order in which the platform lists them, without the heap, which
-/// a signal handler can't use. Stops when `visit(name)` returns false.
+/// Visits a directory's entries in the kernel's order, without the heap, which a signal handler can't use. Stops when
+/// `visit(name)` returns false.
 template <typename Visit>
-void forEachEntry(int folder, Visit visit) {
+void forEachEntry(int directory, Visit visit) {
   alignas(dirent64) std::array<char, 2048> entries;
   for (;;) {
-    const ssize_t filled = getdents64(folder, entries.data(), entries.size());
+    const ssize_t filled = getdents64(directory, entries.data(), entries.size());
     if (filled <= 0) {
       return;
     }
@@ -114,17 +114,17 @@ void forEachEntry(int folder, Visit visit) {
   }
 }
 
-/// Reads the module switches and returns how many there are; nothing, with the table as it was, when the folder can't
-/// be opened.
+/// Reads the module switches and returns their number; nothing, with the table unchanged, when the directory can't be
+/// opened.
 std::optional<std::uint32_t> loadModules(ModuleTable &table) {
-  const vexora::Descriptor folder(
+  const vexora::Descriptor directory(
       vexora::retryInterrupted([] { return open(VEXORA_DEBUG_FOLDER, O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
-  if (!folder) {
+  if (!directory) {
     return std::nullopt;
   }
   table.fill('\0');
   std::uint32_t used = 0;
-  forEachEntry(folder.get(), [&](std::string_view name) {
+  forEachEntry(directory.get(), [&](std::string_view name) {
     constexpr std::string_view kPrefix = VEXORA_SWITCH_PREFIX;
     if (name.starts_with(kPrefix)) {
       name.remove_prefix(kPrefix.size());
@@ -140,8 +140,8 @@ std::optional<std::uint32_t> loadModules(ModuleTable &table) {
 /// module table.
 using Settings = std::array<std::uint32_t, 1 + kModules * kWordsPerModule>;
 
-/// A module name as the table holds it: 15 characters at most, padded with zeros. Two names that
-/// agree so are the same to strncmp over 15 characters.
+/// A module name as in the table: at most 15 characters, padded with zeros. Equality is that of strncmp over 15
+/// characters.
 using PaddedName = std::array<std::uint32_t, kWordsPerModule>;
 
 PaddedName padName(const char *module) {
@@ -152,8 +152,7 @@ PaddedName padName(const char *module) {
   return std::bit_cast<PaddedName>(padded);
 }
 
-/// Decides by the settings that `word(index)` yields: the destination where the record is to be
-/// printed, otherwise nothing.
+/// Returns the destination of a record by the settings that `word(index)` returns; nothing when it is not printed.
 template <typename Word>
 std::optional<int> decide(unsigned level, const char *module, Word word) {
   const std::uint32_t choices = word(0);
@@ -161,7 +160,7 @@ std::optional<int> decide(unsigned level, const char *module, Word word) {
     return std::nullopt;
   }
   const PaddedName name = padName(module);
-  // An empty name is in every slot that no module has, too.
+  // An empty name also matches the unused slots.
   const std::size_t slots = module[0] == '\0' ? kModules : choices >> 16;
   for (std::size_t slot = 1; slot < 1 + slots * kWordsPerModule; slot += kWordsPerModule) {
     std::size_t equal = 0;
@@ -177,7 +176,7 @@ std::optional<int> decide(unsigned level, const char *module, Word word) {
 
 class SettingsCache {
  public:
-  /// False until the settings were published once.
+  /// Returns false until the settings were published once.
   [[nodiscard]] bool isLoaded() const { return generation_.load(std::memory_order_relaxed) != 0; }
 
   /// Calls `look(word)` on a consistent copy and returns what it returned.
@@ -215,7 +214,7 @@ constinit SettingsCache cache;
 /// Reads all settings from the marker files and publishes them.
 Settings reload() {
   const auto threshold = static_cast<std::uint8_t>(GetDebugEanleLevel());
-  // Without a folder the modules switched on before stay so.
+  // Without a directory the modules stay as they were.
   Settings settings = cache.consult([](auto word) {
     Settings words;
     for (std::size_t i = 0; i < words.size(); ++i) {
@@ -229,7 +228,7 @@ Settings reload() {
     used = *found;
     std::memcpy(settings.data() + 1, modules.data(), modules.size());
   }
-  // A missing marker is -1, and 255 as a byte: above every level, and no destination.
+  // A missing marker is -1, as a byte 255: above every level, and no destination.
   settings[0] = threshold | std::uint32_t{static_cast<std::uint8_t>(GetDebugEanlePath())} << 8 | used << 16;
   cache.publish(settings);
   return settings;
@@ -243,12 +242,12 @@ std::optional<int> destinationFor(unsigned level, const char *module) {
   return cache.consult([&](auto word) { return decide(level, module, word); });
 }
 
-// The platform converts to local time under a lock that isn't recursive. A handler that interrupted
-// the conversion in its own thread would wait for itself, so it goes by the offset last seen.
+// The C library converts to local time under a lock that isn't recursive. A handler that interrupted the conversion in
+// its own thread would deadlock, so it uses the last known offset.
 constinit thread_local bool convertingTime __attribute__((tls_model("initial-exec"))) = false;
 constinit std::atomic<long> lastUtcOffset{0};
 
-/// Local time by the offset learned last; takes no lock.
+/// Returns local time by the last known offset; takes no lock.
 std::tm localTimeByOffset(std::time_t now) {
   return vexora::breakDownUtc(std::int64_t{now} + lastUtcOffset.load(std::memory_order_relaxed));
 }
@@ -269,10 +268,10 @@ std::tm localTime(std::time_t now) {
   return local;
 }
 
-/// Where a record comes from: a plain call, or a signal handler, which touches neither locks nor streams.
+/// The origin of a record: a plain call, or a signal handler, which must not touch locks or streams.
 enum class Origin { kCall, kHandler };
 
-/// Kept out of line: its buffers are none of the cost of a call that prints nothing.
+/// Out of line, so that its buffers cost nothing in a call that prints nothing.
 __attribute__((noinline, format(printf, 3, 0))) void printRecord(Origin origin, unsigned level, const char *format,
                                                                  std::va_list arguments) {
   vexora::LogText message;

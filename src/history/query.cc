@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Count, query and clear. A query reads the data file into memory of its own, finds the first
-// record by the estimate that records are an hour apart, corrects it by short steps, and emits from
-// there on. Records with gaps between them can therefore begin before the asked range.
+// Count, query and clear. A query reads the data file into its own memory. It estimates the first record's position
+// from records that are an hour apart, corrects it by short steps, and emits from there on. When records have gaps, the
+// first one can therefore be before the requested range.
 
 #include <algorithm>
 #include <array>
@@ -27,7 +27,7 @@ namespace {
 
 using Half = std::uint16_t;
 
-/// A record as queries move it.
+/// A record as queries copy it.
 struct alignas(std::uint32_t) Record {
   std::array<Half, kRecordSize / sizeof(Half)> halves;
 
@@ -40,15 +40,15 @@ struct alignas(std::uint32_t) Record {
 };
 static_assert(sizeof(Record) == kRecordSize);
 
-/// The data file's content, read for one query into memory that no other thread sees.
+/// The data file's content, read for one query.
 class Records {
  public:
-  /// Reads the data file; `isLoaded` tells whether it was there, whole and ours.
+  /// Reads the data file; `isLoaded` returns whether it exists and is whole and ours.
   Records() {
     busyFlag().store(kBusy);
     vexora::Stream file(std::fopen(kDataFile, "rbe"));
     if (file) {
-      // From malloc: zeros would only be overwritten by the file.
+      // malloc: the file overwrites everything.
       slots_.reset(static_cast<Record *>(std::malloc(kSlotsSize)));
     }
     if (slots_ && readImage(file.get(), header_, slots_.get()) != ReadResult::kWhole) {
@@ -61,7 +61,7 @@ class Records {
   [[nodiscard]] bool isLoaded() const { return slots_ != nullptr; }
   [[nodiscard]] std::int32_t count() const { return static_cast<std::int32_t>(header_.count); }
 
-  /// The records from a position on, 0 being the oldest, that lie in one run of slots.
+  /// Returns the records from a position on (0 is the oldest) that are in consecutive slots.
   [[nodiscard]] std::span<const Record> runFrom(std::int32_t position) const {
     const std::uint32_t first = slotAt(position);
     return {slots_.get() + first, std::min(header_.count - static_cast<std::uint32_t>(position), kCapacity - first)};
@@ -69,7 +69,7 @@ class Records {
 
   [[nodiscard]] std::uint32_t timeAt(std::int32_t position) const { return slots_.get()[slotAt(position)].time(); }
 
-  // An empty file has these, too: its slots hold times of 0.
+  // Valid for an empty file, too: its slots have times of 0.
   [[nodiscard]] std::uint32_t oldestTime() const { return slots_.get()[header_.head].time(); }
   [[nodiscard]] std::uint32_t newestTime() const { return slots_.get()[header_.tail].time(); }
 
@@ -82,8 +82,8 @@ class Records {
   vexora::HeapBlock<Record> slots_;
 };
 
-/// The position at which a range that begins at `start` is emitted. -1 for a file whose slots hold
-/// times but whose count is 0.
+/// Returns the position of the first record of a range that begins at `start`; -1 for a file whose slots have times but
+/// whose count is 0.
 std::int32_t firstPosition(const Records &records, std::uint32_t start) {
   const std::uint32_t oldest = records.oldestTime();
   if (start <= oldest) {
@@ -110,27 +110,26 @@ constexpr std::size_t kSensor7000At = offsetof(vexora_history_record, sensor_700
 constexpr std::size_t kSensor3009At = offsetof(vexora_history_record, sensor_3009) / sizeof(Half);
 constexpr std::size_t kDateAt = offsetof(vexora_history_record, hour) / sizeof(Half);
 
-// An entry of one sensor: its statistics, then all that a record has after both sensors'.
+// An entry of one sensor: its statistics, then the part of the record after both sensors' statistics.
 using Statistics = std::make_index_sequence<3>;
 using Rest = std::make_index_sequence<8>;
 constexpr std::size_t kEntryHalves = Statistics::size() + Rest::size();
 constexpr std::uint32_t kEntrySize = kEntryHalves * sizeof(Half);
 
-/// Copies halves one by one. memcpy of so few bytes is a call on a processor that can't move unaligned words.
+/// Copies halves one by one. On ARM a memcpy of few unaligned bytes is a call.
 template <std::size_t... At>
 void copyHalves(Half *to, const Half *from, std::index_sequence<At...>) {
   ((to[At] = from[At]), ...);
 }
 
-/// Emits one sensor's entries. The caller's buffer may begin at an odd address, so entries are put together in aligned
-/// blocks.
+/// Emits one sensor's entries. The caller's buffer may begin at an odd address, so entries are built in aligned blocks.
 std::byte *emitSensor(std::span<const Record> run, std::size_t sensorAt, std::byte *out) {
   constexpr std::size_t kMaxEntries = 64;
-  // Not cleared: that costs more than a day's entries.
+  // Not cleared: clearing costs more than a day's entries.
   __attribute__((uninitialized)) std::array<Half, kMaxEntries * kEntryHalves> block;
   while (!run.empty()) {
     const std::span<const Record> taken = run.first(std::min(run.size(), kMaxEntries));
-    // Two pointers: with one, gcc for x86-64 assembles vectors across the two parts, half by half.
+    // Two pointers: with one, gcc for x86-64 builds slow vectors across both parts.
     Half *statistics = block.data();
     Half *rest = block.data() + Statistics::size();
     for (const Record &record : taken) {
@@ -146,7 +145,7 @@ std::byte *emitSensor(std::span<const Record> run, std::size_t sensorAt, std::by
   return out;
 }
 
-/// Emits entries in one piece of a run; returns where the next goes.
+/// Emits a run of entries; returns the position of the next one in the output.
 std::byte *emit(std::span<const Record> run, std::uint32_t type, std::byte *out) {
   if (type != kWhole) {
     return emitSensor(run, type == kSensor3009 ? kSensor3009At : kSensor7000At, out);

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The queue transport. On the wire a message is a 32-bit type followed by the text, and the payload begins in
-// the type's second byte: type = 1 + its first three bytes, text = the others and three zeros, as long as the payload.
-// The kernel takes the type as a `long` of the machine's own size, so a message is taken apart and put together here;
-// daemons of either word size on one queue then understand each other.
+// The queue transport. On the wire a message is a 32-bit type and a text. The payload begins in the type's second byte:
+// the type is 0x01 and the first three payload bytes, the text is the rest and three zeros, as long as the payload. The
+// kernel takes the type as a `long` of the machine's own size, so messages are converted here: daemons of either word
+// size can share a queue.
 
 #include <sys/ipc.h>
 #include <sys/msg.h>
@@ -28,13 +28,13 @@ constexpr std::uint8_t kMark = 0x01;
 constexpr std::size_t kTypeSize = 4;
 constexpr std::size_t kMaxText = VEXORA_QUEUE_PAYLOAD_MAX + 1;
 
-/// A message as the platform's calls take it. On the wire it begins with the last bytes of the type, the mark and then
-/// the payload: what the platform has for a type is made of these before it is sent, and gives them when received.
-struct PlatformMessage {
+/// A message for msgsnd and msgrcv. The wire form is built in place: it begins in the last four bytes of `type`, which
+/// is computed from them before a send and stored into them after a receive.
+struct KernelMessage {
   long type;
   std::uint8_t text[kMaxText];
 
-  std::uint8_t *wire() { return reinterpret_cast<std::uint8_t *>(this) + offsetof(PlatformMessage, text) - kTypeSize; }
+  std::uint8_t *wire() { return reinterpret_cast<std::uint8_t *>(this) + offsetof(KernelMessage, text) - kTypeSize; }
 };
 
 }  // namespace
@@ -58,12 +58,12 @@ int VexoraWriteMsgQueue(int key, const void *payload, unsigned size) {
   if (queue == -1) {
     return -1;
   }
-  __attribute__((uninitialized)) PlatformMessage message;  // all that is sent is written
+  __attribute__((uninitialized)) KernelMessage message;  // every byte that is sent is written below
   std::uint8_t *const wire = message.wire();
   wire[0] = kMark;
   std::memcpy(wire + 1, payload, size);
   std::memset(wire + 1 + size, 0, kTypeSize - 1);
-  // Through 32 bits: a payload that makes a negative type there is refused on every machine.
+  // Through 32 bits: a payload that gives a negative 32-bit type is refused on every machine.
   message.type = static_cast<std::int32_t>(vexora::loadLittle32(wire));
   if (sigwrap_msgsnd(queue, &message, size, IPC_NOWAIT) == -1) {
     VexoraDebug(vexora::kCritical, vexora::kQueueLog, "Send MsgQueue Error MsgId:%d;ErrNo:%d", queue, errno);
@@ -77,7 +77,7 @@ int VexoraReadMsgQueue(int queue, void *buffer, unsigned size) {
     VexoraDebug(vexora::kCritical, vexora::kQueueLog, "VexoraReadMsgQueue Error");
     return -1;
   }
-  PlatformMessage message{};
+  KernelMessage message{};
   if (sigwrap_msgrcv(queue, &message, kMaxText, 0, 0) < 0) {
     const int error = errno;
     std::memset(buffer, 0, size);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The advice table. Written out it takes half a megabyte, most of it padding, and its texts have many lines in common.
-// The library keeps each line once; the texts are runs of lines, and every call writes the table out anew. The build
-// makes the compact form of a catalogue and sees to it that every text fits its field.
+// The advice table. Expanded it takes half a megabyte, mostly padding, and its texts share many lines. The library
+// stores each line once; a text is a run of lines, and every call expands the table anew. The build generates the
+// compact form from a catalogue and checks that every text fits its field.
 
 #include "platform/advice.h"
 
@@ -30,7 +30,7 @@ static_assert(sizeof(vexora_idl_advice) * VEXORA_IDL_ADVICE_RECORDS == VEXORA_ID
 
 void writeOut(const AdviceRecord &record, std::uint8_t *out) {
   std::uint8_t *const end = out + sizeof(vexora_idl_advice);
-  // One by one: memcpy of four bytes is a call where they may be unaligned.
+  // One by one: a memcpy of four unaligned bytes is a call on ARM.
   *out++ = record.key[0];
   *out++ = record.key[1];
   *out++ = record.key[2];
@@ -40,7 +40,7 @@ void writeOut(const AdviceRecord &record, std::uint8_t *out) {
     std::memcpy(out, kAdvicePool + kAdviceStarts[line], size);
     out += size;
   }
-  // The last line's feed makes room for the padding.
+  // The padding begins at the last line's line feed.
   --out;
   std::memset(out, 0, static_cast<std::size_t>(end - out));
 }

@@ -5,7 +5,7 @@
 
 namespace vexora {
 
-/// A record of the advice table as the library keeps it: `count` lines from kAdviceLines[first] on make its text.
+/// A stored record of the advice table: its text is `count` lines from kAdviceLines[first] on.
 struct AdviceRecord {
   std::uint8_t key[4];
   std::uint16_t first;

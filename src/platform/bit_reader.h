@@ -7,8 +7,8 @@
 
 namespace vexora::uefi {
 
-/// Takes a bit stream from its bytes, the highest bit of each first. Past the last byte it goes on with zeros. The next
-/// 16 bits at least are in the buffer, a word of the machine, whenever nothing is being taken.
+/// Reads bits from bytes, the highest bit of each byte first; zeros after the last byte. Invariant: between two calls
+/// the buffer, a machine word, holds at least the next 16 bits.
 class BitReader {
   using Word = std::size_t;
   static constexpr int kBits = sizeof(Word) * CHAR_BIT;
@@ -20,15 +20,15 @@ class BitReader {
     refill();
   }
 
-  /// The next 32 bits of a reader that nothing was taken from yet.
+  /// Returns the first 32 bits; only before anything was taken.
   [[nodiscard]] std::uint32_t first() const { return static_cast<std::uint32_t>(buffer_ >> (kBits - 32)); }
 
-  /// The next `number` bits, 1 to 16, without taking them.
+  /// Returns the next `number` bits, 1 to 16, without taking them.
   [[nodiscard]] std::uint32_t peek(unsigned number) const {
     return static_cast<std::uint32_t>(buffer_ >> (kBits - number));
   }
 
-  /// Passes over 0 to 16 bits.
+  /// Skips 0 to 16 bits.
   void skip(unsigned number) {
     buffer_ <<= number;
     spare_ -= static_cast<int>(number);
@@ -46,7 +46,7 @@ class BitReader {
 
   static constexpr unsigned kWidestNumber = 17;
 
-  /// Takes a number of 0 to 17 bits whose highest bit, always set, is left out in the stream.
+  /// Takes a number of 0 to 17 bits. Its highest bit is always set, and not in the stream.
   std::uint32_t takeNumber(unsigned width) {
     constexpr Word kHighest = Word{1} << (kBits - 1);
     const Word number = (kHighest | buffer_ >> 1) >> 1 >> (kBits - 1 - width);
@@ -61,11 +61,11 @@ class BitReader {
     if constexpr (kHalf == 4) {
       return std::uint32_t{at[0]} << 24 | std::uint32_t{at[1]} << 16 | std::uint32_t{at[2]} << 8 | at[3];
     }
-    // A sum: in shifted bits gcc sees a swap, which takes ARM four instructions more.
+    // A sum: gcc recognises shifted bits as a byte swap, which costs four more instructions on ARM.
     return at[0] * 256U + at[1];
   }
 
-  /// Appends half a word to the bits of the buffer.
+  /// Appends 16 or 32 bits to the buffer: half a machine word.
   void refill() {
     Word half = 0;
     if (at_ < wholeHalves_) [[likely]] {
@@ -81,10 +81,10 @@ class BitReader {
   }
 
   const std::uint8_t *at_;
-  const std::uint8_t *wholeHalves_;  // the end of those bytes that make halves
+  const std::uint8_t *wholeHalves_;  // end of the bytes that fill whole halves
   const std::uint8_t *end_;
   Word buffer_ = 0;  // the next bits, from the highest down
-  int spare_ = -16;  // how many more than 16 they are
+  int spare_ = -16;  // number of buffered bits beyond 16
 };
 
 }  // namespace vexora::uefi

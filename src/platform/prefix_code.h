@@ -13,15 +13,14 @@ namespace vexora::uefi {
 
 inline constexpr unsigned kMaxWord = 16;
 
-/// A complete prefix code for up to `kSymbols` symbols (512 at most), given by the lengths of its words. Words of one
-/// length are consecutive numbers in the order of their symbols, behind all shorter words, so the lengths tell the
-/// code. Words of up to `kTableBits` bits are looked up at once; longer ones are found by where each length's words
-/// end.
+/// A complete prefix code for up to `kSymbols` symbols (512 at most), defined by the lengths of its code words. Words
+/// of one length are consecutive numbers in the order of their symbols, after all shorter words. Words of up to
+/// `kTableBits` bits are found by one table lookup, longer ones by comparison with the end of each length's words.
 template <unsigned kTableBits, unsigned kSymbols>
 class PrefixCode {
  public:
-  /// Makes the code; `lengths` has one of 0 to 16 for each symbol, 0 for one that doesn't occur. False, and no code,
-  /// when some bits begin no word or more than one.
+  /// Builds the code. `lengths` has 0 to 16 for each symbol, 0 for a symbol that doesn't occur. Returns false, and
+  /// builds nothing, when the code is incomplete or ambiguous.
   bool build(std::span<const std::uint8_t> lengths) {
     std::array<std::uint16_t, kMaxWord + 1> slots{};
     if (!orderLengths(lengths, slots)) {
@@ -36,7 +35,7 @@ class PrefixCode {
     return true;
   }
 
-  /// Makes the code of a single symbol, 511 at most, whose word has no bits.
+  /// Builds the code of a single symbol, 511 at most, whose word has no bits.
   void buildSingle(std::uint32_t symbol) { table_.fill(entryOf(symbol, 0)); }
 
   /// Takes a word's 0 to 16 bits; returns its symbol.
@@ -51,7 +50,7 @@ class PrefixCode {
 
  private:
   static_assert(kSymbols <= 512 && kTableBits < 15);
-  // Table entries: a word's length, above it the symbol; or kLong for the beginnings of longer words.
+  // Table entries: the word's length and, above it, the symbol; kLong for the prefix of longer words.
   static constexpr unsigned kSymbolShift = 4;
   static constexpr unsigned kLengthMask = (1U << kSymbolShift) - 1;
   static constexpr std::uint16_t kLong = 0xFFFF;
@@ -60,7 +59,7 @@ class PrefixCode {
     return static_cast<std::uint16_t>(symbol << kSymbolShift | length);
   }
 
-  /// Finds where the words of each length begin and end, and in `slots` where their symbols go.
+  /// Computes the begin and end of each length's words, and in `slots` the positions of their symbols.
   bool orderLengths(std::span<const std::uint8_t> lengths, std::array<std::uint16_t, kMaxWord + 1> &slots) {
     std::array<std::uint16_t, kMaxWord + 1> numbers{};
     for (const std::uint8_t length : lengths) {
@@ -71,7 +70,7 @@ class PrefixCode {
     for (unsigned length = 1; length <= kMaxWord; ++length) {
       const unsigned shift = kMaxWord - length;
       slots[length] = static_cast<std::uint16_t>(slot);
-      // Wraps when the words' numbers exceed their slots, and back again in readLong().
+      // May wrap below 0; readLong() wraps it back.
       slotOffsets_[length] = static_cast<std::uint16_t>(slot - (window >> shift));
       window += std::uint32_t{numbers[length]} << shift;
       slot += numbers[length];
@@ -92,7 +91,7 @@ class PrefixCode {
   std::uint32_t readLong(BitReader &bits) const {
     const std::uint32_t window = bits.peek(kMaxWord);
     unsigned length = kTableBits + 1;
-    // The code is complete, so the longest words end behind every window.
+    // The code is complete, so the last end is above every value of 16 bits.
     while (window >= ends_[length]) {
       ++length;
     }
@@ -101,9 +100,9 @@ class PrefixCode {
   }
 
   std::array<std::uint16_t, 1U << kTableBits> table_;
-  std::array<std::uint16_t, kSymbols> ordered_;          // the symbols, by their words
-  std::array<std::uint32_t, kMaxWord + 1> ends_;         // behind the last 16 bits that begin with a length's word
-  std::array<std::uint16_t, kMaxWord + 1> slotOffsets_;  // from a length's words to their slots in ordered_
+  std::array<std::uint16_t, kSymbols> ordered_;   // the symbols in the order of their words
+  std::array<std::uint32_t, kMaxWord + 1> ends_;  // by length: end of the 16-bit values that begin with its words
+  std::array<std::uint16_t, kMaxWord + 1> slotOffsets_;  // by length: difference of word and position in ordered_
 };
 
 }  // namespace vexora::uefi

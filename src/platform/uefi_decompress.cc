@@ -1,18 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Decompression of UEFI images: LZ77 matches and literals under prefix codes that each block brings along. A block is
+// Decompression of UEFI images: LZ77 matches and literals, in prefix codes that each block defines. A block consists of
 //
 //   16 bits          number of its symbols, 0 for 65,536
-//   extra code       what the lengths of the character code are written in
-//   character code   literals 0 to 255, and above them the match lengths 3 to 256
-//   position code    the magnitude of a match's distance, which the distance's lower bits follow
+//   extra code       encodes the lengths of the character code
+//   character code   literals 0 to 255, then the match lengths 3 to 256
+//   position code    the magnitude of a match's distance; the distance's lower bits follow each use
 //   symbols
 //
-// A length, a match and a count are all read from whatever bytes there are, so nothing in a stream is trusted: a
-// distance stays within what has been written, a match within what is still to be written, and the reader goes on with
-// zeros after its last byte. Each symbol writes a byte at least, so every stream ends.
+// The stream is hostile. A distance must be within the bytes written so far; a match is cut to the remaining space;
+// after the last byte the reader returns zeros. Each symbol writes at least one byte, so decoding always ends.
 //
-// All state is in the caller's scratch area, wherever that begins.
+// All state is in the caller's scratch area, which may begin at any address.
 
 #include <algorithm>
 #include <array>
@@ -42,7 +41,7 @@ constexpr unsigned kExtras = 19;
 constexpr unsigned kExtraCountWidth = 5;
 constexpr unsigned kPositions = 31;
 
-// Behind the third length of the extra code stand 2 bits: how many zero lengths follow it.
+// After the third length of the extra code, 2 bits give the number of zero lengths that follow.
 constexpr unsigned kExtraZerosAfter = 3;
 constexpr unsigned kNoZeros = kPositions + 1;
 
@@ -55,9 +54,9 @@ struct Sizes {
   std::uint32_t plain;
 };
 
-/// Repeats at `to` what is `distance` bytes before it, which may be less than `length`; returns the end.
+/// Copies to `to` the bytes that are `distance` before it, which may overlap; returns the end.
 std::uint8_t *copyMatch(std::uint8_t *to, std::size_t distance, std::size_t length) {
-  // Measured: from how many bytes on a call is worth it. Where words are long, a loop's unforeseen end costs more.
+  // Measured: from this length on a call is faster. With long words a loop's mispredicted end costs more.
   constexpr std::size_t kWorthCall = sizeof(std::size_t) == sizeof(std::uint64_t) ? 4 : 16;
   const std::uint8_t *from = to - distance;
   std::uint8_t *const end = to + length;
@@ -84,7 +83,7 @@ class Decoder {
 
   [[nodiscard]] std::uint32_t firstBits() const { return bits_.first(); }
 
-  /// Writes the whole destination; false when the stream is bad, with what came before the fault written.
+  /// Writes the whole destination; returns false for a bad stream, with the bytes before the fault written.
   bool decode() {
     while (out_ != end_) {
       if (!readBlockHeader() || !decodeBlock()) {
@@ -95,7 +94,7 @@ class Decoder {
   }
 
  private:
-  /// Takes bits of a block's header, which are few.
+  /// Takes bits of a block's header. Out of line: headers are rare.
   [[gnu::noinline]] std::uint32_t take(unsigned number) { return bits_.take(number); }
 
   bool readBlockHeader() {
@@ -107,8 +106,8 @@ class Decoder {
            readShortCode(kPositions, positionCountWidth_, kNoZeros);
   }
 
-  /// Reads the extra or the position code. More lengths than symbols may come; those beyond belong to no symbol. A
-  /// single symbol may be one beyond: it does harm only where a stream uses it.
+  /// Reads the extra or the position code. The stream may give more lengths than there are symbols; the surplus is
+  /// ignored. A single symbol may be out of range: it is an error only where the stream uses it.
   bool readShortCode(unsigned symbols, unsigned countWidth, unsigned zerosAfter) {
     const std::uint32_t count = take(countWidth);
     if (count == 0) {
@@ -129,7 +128,7 @@ class Decoder {
     return shortCode_.build(std::span(shortLengths_).first(symbols));
   }
 
-  /// Reads 3 bits, all of them set for a length of 7 and more, which then has a set bit for each one more and a zero.
+  /// Reads a length: 3 bits; when all are set, each further set bit adds one, and a zero ends it.
   unsigned readLength() {
     unsigned length = take(3);
     if (length == 7) {
@@ -170,13 +169,13 @@ class Decoder {
     return characterCode_.build(characterLengths_);
   }
 
-  /// Decodes the block's symbols, or those that the destination has room for.
+  /// Decodes the block's symbols, up to the end of the destination.
   bool decodeBlock() {
-    // In local variables for speed.
+    // Local copies, for speed.
     BitReader bits = bits_;
     std::uint8_t *const end = end_;
     std::uint8_t *out = out_;
-    // Where the output ends if all symbols left are literals. Matches move it on, up to the end of the destination.
+    // The end of the output if all remaining symbols are literals. Matches move it, up to the end of the destination.
     std::uint8_t *stop = out + std::min<std::size_t>(symbolsLeft_, static_cast<std::size_t>(end - out));
     while (out != stop) {
       const std::uint32_t character = characterCode_.read(bits);
@@ -197,7 +196,7 @@ class Decoder {
     return true;
   }
 
-  /// Takes how far before the newest byte a match begins. A symbol beyond the position code's gives 1 GiB and more.
+  /// Takes a match's distance from the newest byte. A symbol out of range gives at least 1 GiB.
   std::uint32_t readPosition(BitReader &bits) const {
     const std::uint32_t width = shortCode_.read(bits);
     if (width <= BitReader::kWidestNumber) [[likely]] {
@@ -215,7 +214,7 @@ class Decoder {
   std::uint32_t symbolsLeft_ = 0;
   unsigned positionCountWidth_;
   PrefixCode<12, kCharacters> characterCode_;
-  PrefixCode<8, kPositions> shortCode_;  // the extra code, then the position code
+  PrefixCode<8, kPositions> shortCode_;  // first the extra code, then the position code
   std::array<std::uint8_t, kCharacters> characterLengths_;
   std::array<std::uint8_t, kPositions> shortLengths_;
 };
@@ -224,7 +223,7 @@ static_assert(kExtras <= kPositions && (1U << kExtraCountWidth) - 1 <= kPosition
 static_assert(VEXORA_UEFI_SCRATCH_SIZE == 13'376, "callers' areas have this size");
 static_assert(sizeof(Decoder) + alignof(Decoder) - 1 <= VEXORA_UEFI_SCRATCH_SIZE, "fits an area that begins anywhere");
 
-/// Width of the count of position lengths, by which the forms differ; 0 for an unknown form.
+/// Returns the width of the count of position lengths, the only difference between the forms; 0 for an unknown form.
 unsigned positionCountWidth(std::uint32_t version) {
   switch (version) {
     case VEXORA_UEFI_FORM:
