@@ -184,10 +184,10 @@ TEST(Fru, EachKindOfFaultIsNamed) {
     EXPECT_TRUE(has(answer.text, told)) << told << "\n" << answer.text;
     const std::string kind = told.substr(0, told.find(':'));
     const Answer classed = fru("--json verify --status-by-class damaged");
-    EXPECT_TRUE(has(classed.text, "\"class\": \"" + kind + "\"")) << told;
+    EXPECT_TRUE(has(classed.text, "\"kind\": \"" + kind + "\"")) << told;
     const std::size_t number = help.find("\n  " + std::to_string(classed.status) + "  ") + 7;
     const std::string first = help.substr(number, help.find(' ', number) - number);
-    EXPECT_TRUE(has(classed.text, "\"class\": \"" + first + "\"")) << told << ", " << classed.status;
+    EXPECT_TRUE(has(classed.text, "\"kind\": \"" + first + "\"")) << told << ", " << classed.status;
   }
 }
 

@@ -66,7 +66,7 @@ TEST_F(HistoryTool, ListsSumsUpAndExportsARange) {
   EXPECT_EQ(read("/tmp/newest.csv"),
             "time,date,0x7000 average,0x7000 minimum,0x7000 maximum,0x3009 average,0x3009 minimum,0x3009 maximum\n"
             "1709377200,2024-03-02T11:00:00Z,347,317,377,25,23,27\n");
-  const Answer json = history("export --json --from @1709377200");
+  const Answer json = history("show --json --from @1709377200");
   EXPECT_EQ(count(json.text, "\"time\": ?1709377200"), 1U) << json.text;
   EXPECT_EQ(count(json.text, "\"0x7000\": ?\\{\\s*\"average\": ?347,\\s*\"minimum\": ?317,\\s*\"maximum\": ?377"), 1U);
 
@@ -90,17 +90,17 @@ TEST_F(HistoryTool, TellsDamageWithItsPlaceAndTouchesNothing) {
     const char *told;
   };
   const Damage damages[] = {
-      {"head", [](Image &image) { image.head = 9000; }, "header offset 0: head is 9000, can be at most 8759"},
-      {"tail", [](Image &image) { image.tail = 8; }, "ring   offset 4: tail is 8; .*newest is in slot 42"},
-      {"two times", [](Image &image) { image.slots[3].time += 1; }, "record record 3, slot 3, offset 104.*two times"},
-      {"no date", [](Image &image) { image.slots[4].month = 13; }, "record record 4, .*no such date: 2024-13-29"},
-      {"another day", [](Image &image) { image.slots[4].day = 3; }, "record record 4, .*in no time zone"},
-      {"never written", [](Image &image) { image.slots[5] = {}; }, "record record 5, .*an empty slot"},
-      {"figures", [](Image &image) { image.slots[6].sensor_3009.minimum = 99; }, "record record 6, .*0x3009 out of"},
-      {"swapped", [](Image &image) { std::swap(image.slots[7], image.slots[8]); }, "order  record 8, .*1 hour earlier"},
-      {"set ahead", [](Image &image) { image.push(recordOf(1'800'000'000, 300, 24)); }, "clock  record 43, .*jumped"},
-      {"other zone", [](Image &image) { image.slots[42].hour = 3; }, "clock  record 42, .*moved 8 hours back"},
-      {"gap only", [](Image &) {}, "gap    record 10, slot 10, offset 300, .*: 5 hours without a record"}};
+      {"head", [](Image &image) { image.head = 9000; }, "header: offset 0: head is 9000, can be at most 8759"},
+      {"tail", [](Image &image) { image.tail = 8; }, "ring: offset 4: tail is 8; .*newest is in slot 42"},
+      {"two times", [](Image &image) { image.slots[3].time += 1; }, "record: record 3, slot 3, offset 104.*two times"},
+      {"no date", [](Image &image) { image.slots[4].month = 13; }, "record: record 4, .*no such date: 2024-13-29"},
+      {"another day", [](Image &image) { image.slots[4].day = 3; }, "record: record 4, .*in no time zone"},
+      {"never written", [](Image &image) { image.slots[5] = {}; }, "record: record 5, .*an empty slot"},
+      {"figures", [](Image &image) { image.slots[6].sensor_3009.minimum = 99; }, "record: record 6, .*0x3009 out of"},
+      {"swapped", [](Image &image) { std::swap(image.slots[7], image.slots[8]); }, "order: record 8, .*1 hour earlier"},
+      {"set ahead", [](Image &image) { image.push(recordOf(1'800'000'000, 300, 24)); }, "clock: record 43, .*jumped"},
+      {"other zone", [](Image &image) { image.slots[42].hour = 3; }, "clock: record 42, .*moved 8 hours back"},
+      {"gap only", [](Image &) {}, "gap: record 10, slot 10, offset 300, .*: 5 hours without a record"}};
   for (const Damage &damage : damages) {
     SCOPED_TRACE(damage.what);
     Image image = twoDays();
@@ -112,7 +112,7 @@ TEST_F(HistoryTool, TellsDamageWithItsPlaceAndTouchesNothing) {
     EXPECT_EQ(read(kDataFile), image.bytes());
   }
   write(kDataFile, twoDays().bytes().substr(0, 1000));
-  EXPECT_EQ(count(history("verify").text, "^size   offset 1000: the file ends after 1000 of 245300 bytes"), 1U);
+  EXPECT_EQ(count(history("verify").text, "^size: offset 1000: the file ends after 1000 of 245300 bytes"), 1U);
   EXPECT_EQ(history("stats").status, 1);
   EXPECT_EQ(history("record --every 1 --count 1").status, 1);
   EXPECT_EQ(read(kDataFile).size(), 1000U);

@@ -3,17 +3,31 @@
 // vexora: looks into what the library leaves behind on a board, on the board itself or in a file system extracted from
 // one.
 
-#include <cstdio>
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <exception>
+#include <iostream>
+#include <sstream>
 
-#include "command.h"
-#include "help.h"
-#include "root.h"
+#include "core/help.h"
+#include "core/root.h"
+#include "events/commands.h"
+#include "files/commands.h"
+#include "fru/commands.h"
+#include "history/commands.h"
+#include "log/commands.h"
+#include "messages/commands.h"
+#include "settings/commands.h"
 
 namespace {
 
 using vexora::tool::Failure;
+using vexora::tool::Json;
 using vexora::tool::Session;
+
+// Of the documents' members; a reader that knows a lower one still finds all that it knew.
+constexpr int kDocumentVersion = 1;
 
 constexpr const char *kDescription =
     "Looks into what the board's daemons leave behind: logs, history, settings, FRU and firmware images.";
@@ -31,43 +45,86 @@ void addCommands(CLI::App &app, Session &session) {
   app.require_subcommand(1);
   app.fallthrough();
   app.footer(kOutcomes);
-  for (const auto add :
-       {vexora::tool::addLog, vexora::tool::addHistory, vexora::tool::addFru, vexora::tool::addUefi,
-        vexora::tool::addConfig, vexora::tool::addSubscriptions, vexora::tool::addEvent, vexora::tool::addAdvice,
-        vexora::tool::addCheck, vexora::tool::addSend, vexora::tool::addFile, vexora::tool::addSignature}) {
+  for (const auto add : {vexora::tool::addLog, vexora::tool::addHistory, vexora::tool::addFru, vexora::tool::addFiles,
+                         vexora::tool::addSettings, vexora::tool::addEvents, vexora::tool::addMessages}) {
     add(vexora::tool::Command(&app), session);
   }
   vexora::tool::addHelp(app);
 }
 
+std::string commandOf(const CLI::App &app) {
+  std::string name;
+  for (const CLI::App *level = &app; !level->get_subcommands().empty();) {
+    level = level->get_subcommands().front();
+    name += (name.empty() ? "" : " ") + level->get_name();
+  }
+  return name;
+}
+
+/// Does what the command line says; returns why it couldn't, or an empty text.
+std::string work(CLI::App &app, Session &session, int argc, char **argv) {
+  try {
+    app.parse(argc, argv);
+    return "";
+  } catch (const CLI::ParseError &error) {
+    std::ostringstream help;
+    std::ostringstream complaint;
+    const bool isHelp = app.exit(error, help, complaint) == 0;
+    if (!isHelp) {
+      session.found(vexora::tool::kUsage);
+      return error.what();
+    }
+    session.answer(vexora::tool::object({{"text", help.str()}}));
+    std::cout << (session.json ? "" : help.str());
+    return "";
+  } catch (const Failure &failure) {
+    session.found(failure.outcome());
+    return failure.what();
+  } catch (const std::ios_base::failure &) {
+    throw;
+  } catch (const std::exception &error) {
+    session.found(vexora::tool::kInaccessible);
+    return error.what();
+  }
+}
+
 int run(int argc, char **argv) {
   CLI::App app(kDescription, "vexora");
   Session session;
+  // A line that can't be parsed is answered by a document, too.
+  session.json = std::find(argv, argv + argc, std::string_view("--json")) != argv + argc;
   addCommands(app, session);
   // Between the parsing and the commands' callbacks: the library's fixed paths lead into the root from here on.
-  app.parse_complete_callback([&session] { session.root = vexora::tool::enterRoot(session.root); });
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError &error) {
-    return app.exit(error) == 0 ? vexora::tool::kFine : vexora::tool::kUsage;
-  } catch (const Failure &failure) {
-    std::fflush(stdout);
-    std::fprintf(stderr, "vexora: %s\n", failure.what());
-    return failure.outcome();
+  app.parse_complete_callback([&session] {
+    session.root = vexora::tool::enterRoot(session.root);
+    if (session.json) {
+      vexora::tool::reserveStandardOutput();
+    }
+  });
+  const std::string error = work(app, session, argc, argv);
+  const int status = session.outcome == vexora::tool::kFinding ? session.findingStatus : session.outcome;
+  if (session.json) {
+    Json document =
+        vexora::tool::object({{"version", kDocumentVersion}, {"command", commandOf(app)}, {"status", status}});
+    if (!error.empty()) {
+      document.add("error", error);
+    }
+    std::cout << document.addAll(session.members).add("findings", session.findings).text();
   }
-  if (std::fflush(stdout) != 0) {
-    return vexora::tool::kInaccessible;
-  }
-  return session.outcome == vexora::tool::kFinding ? session.findingStatus : session.outcome;
+  std::cout.flush();
+  std::cerr << (error.empty() ? "" : "vexora: " + error + "\n");
+  return status;
 }
 
 }  // namespace
 
 int main(int argc, char **argv) {
+  std::cout.exceptions(std::ios::badbit);
   try {
     return run(argc, argv);
-  } catch (const std::exception &error) {
-    std::fprintf(stderr, "vexora: %s\n", error.what());
+  } catch (const std::exception &) {
+    std::cerr << "vexora: cannot write standard output: " << std::strerror(errno) << "\n";
+    std::cout.exceptions(std::ios::goodbit);  // it is flushed once more at the end
     return vexora::tool::kInaccessible;
   }
 }

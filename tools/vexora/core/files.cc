@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The tool's own files: read whole, and replaced whole, so that an interrupted run leaves the old one or the new one.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+#include "core/progress.h"
+#include "core/root.h"
+#include "core/tool.h"
+
+namespace vexora::tool {
+namespace {
+
+constexpr const char *kStandard = "-";
+
+bool standardOutputIsTaken = false;
+
+[[noreturn]] void fail(const std::string &path, const char *doing) {
+  throw Failure(kInaccessible, std::string("cannot ") + doing + " " + printable(path) + ": " + std::strerror(errno));
+}
+
+class Open {
+ public:
+  explicit Open(int descriptor) : descriptor_(descriptor) {}
+  Open(const Open &) = delete;
+  Open &operator=(const Open &) = delete;
+  ~Open() { shut(); }
+  [[nodiscard]] int get() const { return descriptor_; }
+  int shut() { return descriptor_ > STDERR_FILENO ? close(std::exchange(descriptor_, -1)) : 0; }
+
+ private:
+  int descriptor_;
+};
+
+bool writeAll(int descriptor, std::span<const std::uint8_t> content) {
+  while (!content.empty()) {
+    const ssize_t written = write(descriptor, content.data(), content.size());
+    if (written < 0 && errno != EINTR) {
+      return false;
+    }
+    content = content.subspan(written < 0 ? 0 : static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+mode_t modeFor(const std::string &path) {
+  struct stat old {};
+  if (stat(path.c_str(), &old) == 0) {
+    return old.st_mode & 07777U;
+  }
+  const mode_t mask = umask(0);
+  umask(mask);
+  return 0666U & ~mask;
+}
+
+/// What a link leads to is replaced, not the link.
+std::string withoutLinks(const std::string &path) {
+  char *real = realpath(path.c_str(), nullptr);
+  std::string resolved = real != nullptr ? real : path;
+  std::free(real);
+  return resolved;
+}
+
+/// A pipe or a device can't be replaced.
+bool isSpecial(const std::string &path) {
+  struct stat there {};
+  return stat(path.c_str(), &there) == 0 && !S_ISREG(there.st_mode);
+}
+
+void writeInPlace(const std::string &path, std::span<const std::uint8_t> content) {
+  Open file(path == kStandard ? STDOUT_FILENO : open(path.c_str(), O_WRONLY | O_CLOEXEC));
+  if (file.get() < 0 || std::fflush(stdout) != 0 || !writeAll(file.get(), content) || file.shut() != 0) {
+    fail(path == kStandard ? "standard output" : path, "write");
+  }
+}
+
+void replace(const std::string &path, std::span<const std::uint8_t> content) {
+  std::string fresh = path + ".XXXXXX";
+  Open file(mkostemp(fresh.data(), O_CLOEXEC));
+  if (file.get() < 0) {
+    fail(path, "write");
+  }
+  if (!writeAll(file.get(), content) || fchmod(file.get(), modeFor(path)) != 0 || fsync(file.get()) != 0 ||
+      file.shut() != 0 || std::rename(fresh.c_str(), path.c_str()) != 0) {
+    const int error = errno;
+    unlink(fresh.c_str());
+    errno = error;
+    fail(path, "write");
+  }
+}
+
+}  // namespace
+
+std::vector<std::uint8_t> readFile(const std::string &path) {
+  const std::string resolved = path == kStandard ? path : ownPath(path);
+  const OwnFiles own;
+  const Open file(path == kStandard ? STDIN_FILENO : open(resolved.c_str(), O_RDONLY | O_CLOEXEC));
+  const std::string name = path == kStandard ? "standard input" : path;
+  if (file.get() < 0) {
+    fail(name, "read");
+  }
+  const auto progress = path == kStandard ? nullptr : std::make_unique<Progress>("reading " + path);
+  std::vector<std::uint8_t> content;
+  std::array<std::uint8_t, 1 << 16> piece;
+  for (;;) {
+    const ssize_t got = read(file.get(), piece.data(), piece.size());
+    if (got == 0) {
+      return content;
+    }
+    if (got < 0 && errno != EINTR) {
+      fail(name, "read");
+    }
+    content.insert(content.end(), piece.begin(), piece.begin() + (got < 0 ? 0 : got));
+  }
+}
+
+void writeFile(const std::string &path, std::span<const std::uint8_t> content) {
+  const OwnFiles own;
+  const std::string resolved = path == kStandard ? path : withoutLinks(ownPath(path));
+  if (path == kStandard && standardOutputIsTaken) {
+    throw Failure(kUsage, "with --json standard output has the answer: name a file to write");
+  }
+  if (path == kStandard || isSpecial(resolved)) {
+    writeInPlace(resolved, content);
+  } else {
+    replace(resolved, content);
+  }
+}
+
+void reserveStandardOutput() { standardOutputIsTaken = true; }
+
+void writeFile(const std::string &path, std::string_view content) {
+  writeFile(path, std::span(reinterpret_cast<const std::uint8_t *>(content.data()), content.size()));
+}
+
+}  // namespace vexora::tool

@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/root.h"
+
+#include <fcntl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <array>
+#include <climits>
+#include <cstdlib>
+#include <optional>
+#include <string_view>
+
+#include "core/tool.h"
+
+namespace vexora::tool {
+namespace {
+
+constexpr std::string_view kFolders[] = {"/conf", "/etc", "/extlog", "/mnt", "/var"};
+
+// As many as the kernel follows.
+constexpr int kLinks = 40;
+
+// No file has this name: what can't be led must not reach the system's own folders.
+constexpr const char *kNowhere = "";
+
+// Never destroyed: libraries close their files after the program's own objects are gone.
+std::string &rootFolder() {
+  static auto *const folder = new std::string;
+  return *folder;
+}
+
+thread_local int ownFiles = 0;
+
+bool liesIn(std::string_view path, std::string_view folder) {
+  return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
+}
+
+bool isBoardPath(std::string_view path) {
+  for (const std::string_view folder : kFolders) {
+    if (liesIn(path, folder)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+std::optional<std::string> readLink(const std::string &path) {
+  std::array<char, PATH_MAX> target{};
+  // Not by readlink, which leads paths itself.
+  const long length = syscall(SYS_readlinkat, AT_FDCWD, path.c_str(), target.data(), target.size());
+  return length <= 0 ? std::nullopt : std::optional(std::string(target.data(), static_cast<std::size_t>(length)));
+}
+
+std::string takeName(std::string &rest) {
+  const std::size_t begin = std::min(rest.find_first_not_of('/'), rest.size());
+  const std::size_t end = std::min(rest.find('/', begin), rest.size());
+  std::string name = rest.substr(begin, end - begin);
+  rest.erase(0, end);
+  return name;
+}
+
+/// Resolves a path whose "/" is the root. Names that don't exist stay as they are.
+std::string resolve(std::string rest, Last last) {
+  const std::string &root = rootFolder();
+  std::string inside;
+  for (int links = 0; links <= kLinks;) {
+    const std::string name = takeName(rest);
+    if (name.empty()) {
+      return root + inside;
+    }
+    if (name == "..") {
+      inside.erase(std::min(inside.rfind('/'), inside.size()));
+    } else if (name != ".") {
+      std::string next = inside;
+      next.append("/").append(name);
+      const bool asItself = rest.empty() && last == Last::kItself;
+      const auto target = asItself ? std::nullopt : readLink(root + next);
+      if (target) {
+        ++links;
+        rest.insert(0, *target + "/");
+        inside = target->front() == '/' ? "" : inside;
+      } else {
+        inside = next;
+      }
+    }
+  }
+  return kNowhere;
+}
+
+}  // namespace
+
+std::string enterRoot(const std::string &root) {
+  if (root.empty()) {
+    return {};
+  }
+  char *real = realpath(root.c_str(), nullptr);
+  const std::string folder = real != nullptr ? real : "";
+  std::free(real);
+  if (folder.empty()) {
+    throw Failure(kInaccessible, "cannot enter " + printable(root));
+  }
+  rootFolder() = folder == "/" ? "" : folder;
+  return rootFolder();
+}
+
+bool insideRoot() { return !rootFolder().empty(); }
+
+Led::Led(const char *path, Last last) : path_(path) {
+  const std::string &root = rootFolder();
+  if (root.empty() || path == nullptr) {
+    return;
+  }
+  if (liesIn(path, root)) {
+    room_ = resolve(path + root.size(), last);
+  } else if (ownFiles == 0 && isBoardPath(path)) {
+    room_ = resolve(path, last);
+  } else {
+    return;
+  }
+  path_ = room_.c_str();
+}
+
+std::string ownPath(const std::string &path) {
+  const OwnFiles own;
+  return Led(path.c_str()).get();
+}
+
+OwnFiles::OwnFiles() { ++ownFiles; }
+
+OwnFiles::~OwnFiles() { --ownFiles; }
+
+}  // namespace vexora::tool

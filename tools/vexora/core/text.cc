@@ -1,0 +1,207 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/tool.h"
+
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+
+namespace vexora::tool {
+namespace {
+
+/// Code points that a terminal obeys instead of showing: C1 controls, and what turns the direction of writing.
+bool steersTerminal(char32_t character) {
+  return (character >= 0x80 && character < 0xA0) || (character >= 0x200E && character <= 0x200F) ||
+         (character >= 0x2028 && character <= 0x202E) || (character >= 0x2066 && character <= 0x2069);
+}
+
+std::string escaped(std::string_view bytes) {
+  std::string text;
+  for (const char byte : bytes) {
+    std::array<char, 8> code{};
+    std::snprintf(code.data(), code.size(), "\\x%02x", static_cast<unsigned>(static_cast<unsigned char>(byte)));
+    text += code.data();
+  }
+  return text;
+}
+
+char32_t decode(std::string_view character) {
+  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(character[i]); };
+  if (character.size() == 1) {
+    return byte(0);
+  }
+  char32_t code = byte(0) & (0xFFU >> (character.size() + 1));
+  for (std::size_t i = 1; i < character.size(); ++i) {
+    code = code << 6 | (byte(i) & 0x3FU);
+  }
+  return code;
+}
+
+std::string visible(std::string_view character) {
+  switch (character[0]) {
+    case '\n':
+      return "\\n";
+    case '\r':
+      return "\\r";
+    case '\t':
+      return "\\t";
+    default:
+      break;
+  }
+  const char32_t code = decode(character);
+  return code < 0x20 || code == 0x7F || steersTerminal(code) ? escaped(character) : std::string(character);
+}
+
+/// Standard output and standard error led into memory, and back again at the end.
+class Capture {
+ public:
+  Capture() : memory_(memfd_create("vexora", MFD_CLOEXEC)) {
+    if (memory_ < 0) {
+      throw Failure(kInaccessible, std::string("memory for messages: ") + std::strerror(errno));
+    }
+    std::cout.flush();
+    for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
+      kept_[static_cast<std::size_t>(stream - 1)] = dup(stream);
+      dup2(memory_, stream);
+    }
+  }
+  Capture(const Capture &) = delete;
+  Capture &operator=(const Capture &) = delete;
+  ~Capture() {
+    release();
+    close(memory_);
+  }
+
+  std::string text() {
+    release();
+    std::string said(static_cast<std::size_t>(std::max<off_t>(lseek(memory_, 0, SEEK_END), 0)), '\0');
+    const ssize_t got = pread(memory_, said.data(), said.size(), 0);
+    said.resize(static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+    return said;
+  }
+
+ private:
+  void release() {
+    std::fflush(stdout);
+    for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
+      int &kept = kept_[static_cast<std::size_t>(stream - 1)];
+      if (kept >= 0) {
+        dup2(kept, stream);
+        close(kept);
+        kept = -1;
+      }
+    }
+  }
+
+  int memory_;
+  std::array<int, 2> kept_{-1, -1};
+};
+
+}  // namespace
+
+bool isTerminal() {
+  const char *kind = std::getenv("TERM");
+  return isatty(STDOUT_FILENO) == 1 && kind != nullptr && std::strcmp(kind, "dumb") != 0;
+}
+
+unsigned terminalWidth() {
+  winsize size{};
+  return isTerminal() && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
+}
+
+std::string coloured(const std::string &text, int colour) {
+  const char *unwanted = std::getenv("NO_COLOR");
+  if (!isTerminal() || (unwanted != nullptr && *unwanted != '\0')) {
+    return text;
+  }
+  return "\033[" + std::to_string(colour) + "m" + text + "\033[0m";
+}
+
+std::size_t utf8Length(std::string_view text) {
+  if (text.empty()) {
+    return 0;
+  }
+  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+  if (byte(0) < 0x80) {
+    return 1;
+  }
+  const std::size_t length = byte(0) >= 0xF0 ? 4 : byte(0) >= 0xE0 ? 3 : 2;
+  if (byte(0) < 0xC2 || byte(0) > 0xF4 || text.size() < length) {
+    return 0;
+  }
+  for (std::size_t i = 1; i < length; ++i) {
+    if ((byte(i) & 0xC0U) != 0x80) {
+      return 0;
+    }
+  }
+  // Longer than they need be, halves of UTF-16 pairs, and beyond the last code point.
+  const char32_t code = decode(text.substr(0, length));
+  const bool overlong = (length == 3 && code < 0x800) || (length == 4 && code < 0x10000);
+  return overlong || (code >= 0xD800 && code <= 0xDFFF) || code > 0x10FFFF ? 0 : length;
+}
+
+std::string printable(std::string_view text) {
+  std::string shown;
+  while (!text.empty()) {
+    const std::size_t length = utf8Length(text);
+    shown += length == 0 ? escaped(text.substr(0, 1)) : visible(text.substr(0, length));
+    text.remove_prefix(std::max<std::size_t>(length, 1));
+  }
+  return shown;
+}
+
+std::string captured(const std::function<void()> &work) {
+  Capture capture;
+  work();
+  return capture.text();
+}
+
+void Session::report(std::span<const Finding> some, const std::string &fine) {
+  found(some.empty() ? kFine : kFinding);
+  for (const Finding &finding : some) {
+    Json entry = object({{"place", finding.place}, {"reason", finding.reason}});
+    if (!finding.kind.empty()) {
+      entry.add("kind", finding.kind);
+    }
+    findings.append(entry.addAll(finding.details));
+    if (!json) {
+      std::cout << (finding.kind.empty() ? "" : finding.kind + ": ") << coloured(printable(finding.place), 31) << ": "
+                << printable(finding.reason) << "\n";
+    }
+  }
+  std::cout << (some.empty() && !json && !fine.empty() ? fine + "\n" : "");
+}
+
+std::string hexDump(std::span<const std::uint8_t> bytes) {
+  constexpr std::size_t kBytesInRow = 16;
+  std::string dump;
+  for (std::size_t at = 0; at < bytes.size(); at += kBytesInRow) {
+    const auto row = bytes.subspan(at, std::min(kBytesInRow, bytes.size() - at));
+    std::array<char, 24> piece{};
+    std::snprintf(piece.data(), piece.size(), "%08zx ", at);
+    dump += piece.data();
+    std::string characters;
+    for (std::size_t i = 0; i < kBytesInRow; ++i) {
+      dump += i == kBytesInRow / 2 ? " " : "";
+      if (i >= row.size()) {
+        dump += "   ";
+        continue;
+      }
+      std::snprintf(piece.data(), piece.size(), " %02x", static_cast<unsigned>(row[i]));
+      dump += piece.data();
+      characters += row[i] >= 0x20 && row[i] < 0x7F ? static_cast<char>(row[i]) : '.';
+    }
+    dump += "  |" + characters + "|\n";
+  }
+  return dump;
+}
+
+}  // namespace vexora::tool

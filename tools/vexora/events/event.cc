@@ -1,0 +1,240 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// vexora event: the document of an event, as it is pushed to subscribers.
+#include <algorithm>
+#include <array>
+#include <deque>
+#include <iostream>
+#include <memory>
+#include <regex>
+
+#include <vexora/config.h>
+
+#include "events/commands.h"
+
+namespace vexora::tool {
+namespace {
+
+// Holds any event.
+constexpr std::size_t kDocumentRoom = 56 << 10;
+// The document's values are cut to this many bytes.
+constexpr std::size_t kLongestValue = 127;
+constexpr std::string_view kIdPrefix = "/redfish/v1/EventService/Events/";
+
+struct TextMember {
+  const char *key;
+  const char *EventArray::*text;
+};
+
+constexpr TextMember kTexts[] = {
+    {"id", &EventArray::id},
+    {"eventType", &EventArray::eventType},
+    {"eventId", &EventArray::eventId},
+    {"severity", &EventArray::severity},
+    {"eventTimestamp", &EventArray::eventTimestamp},
+    {"message", &EventArray::message},
+    {"messageId", &EventArray::messageId},
+    {"context", &EventArray::context},
+};
+
+struct ListMember {
+  const char *key;
+  std::span<const char *> (*texts)(EventArray &event);
+};
+
+constexpr ListMember kTextArrays[] = {
+    {"messageArgs", [](EventArray &event) { return std::span<const char *>(event.messageArgs); }},
+    {"originOfCondition", [](EventArray &event) { return std::span<const char *>(event.originOfCondition); }},
+    {"oemKey", [](EventArray &event) { return std::span<const char *>(event.oemKey); }},
+    {"oemValue", [](EventArray &event) { return std::span<const char *>(event.oemValue); }},
+};
+
+constexpr const char *kServerIdentity = "serverIdentity";
+
+/// An event out of a file, with the texts that it points to.
+class Event {
+ public:
+  explicit Event(const std::string &path) : path_(path) {
+    const std::vector<std::uint8_t> bytes = readFile(path);
+    const Json document = Json::parse(std::string(bytes.begin(), bytes.end()), path);
+    if (!json_object_is_type(document.get(), json_type_object)) {
+      refuse("the event", "is no object");
+    }
+    EventArrayMemInit(&event_);
+    json_object_object_foreach(document.get(), key, value) { take(key, value); }
+  }
+
+  [[nodiscard]] const EventArray &event() const { return event_; }
+
+  [[nodiscard]] std::string document() const {
+    std::vector<char> room(kDocumentRoom);
+    getJsonData(room.data(), event_, serverIdentity_);
+    return room.data();
+  }
+
+ private:
+  [[noreturn]] void refuse(const std::string &key, const std::string &reason) const {
+    throw Failure(kFinding, printable(path_) + ": " + printable(key) + " " + reason);
+  }
+
+  void take(const std::string &key, json_object *value) {
+    if (key == kServerIdentity) {
+      serverIdentity_ = text(key, value);
+      return;
+    }
+    for (const TextMember &member : kTexts) {
+      if (key == member.key) {
+        event_.*member.text = text(key, value);
+        return;
+      }
+    }
+    for (const ListMember &member : kTextArrays) {
+      if (key == member.key) {
+        takeList(key, value, member.texts(event_));
+        return;
+      }
+    }
+    refuse(key, "is no member of an event");
+  }
+
+  void takeList(const std::string &key, json_object *value, std::span<const char *> texts) {
+    if (!json_object_is_type(value, json_type_array) || json_object_array_length(value) > texts.size()) {
+      refuse(key, "is no array of at most " + std::to_string(texts.size()) + " strings");
+    }
+    for (std::size_t i = 0; i < json_object_array_length(value); ++i) {
+      texts[i] = text(key, json_object_array_get_idx(value, i));
+    }
+  }
+
+  const char *text(const std::string &key, json_object *value) {
+    if (value == nullptr) {
+      return nullptr;
+    }
+    if (!json_object_is_type(value, json_type_string)) {
+      refuse(key, "is neither a string nor null");
+    }
+    return kept_.emplace_back(json_object_get_string(value)).c_str();
+  }
+
+  std::string path_;
+  std::deque<std::string> kept_;  // whose strings stay where they are
+  EventArray event_{};
+  const char *serverIdentity_ = nullptr;
+};
+
+/// What a property of the event has to look like for a receiver that follows the Redfish schema.
+struct Requirement {
+  TextMember member;
+  const char *pattern;
+  bool required;
+  const char *reason;
+};
+
+constexpr Requirement kRequirements[] = {
+    {kTexts[0], ".+", true, "is needed: it ends the document's @odata.id"},
+    {kTexts[1], "StatusChange|ResourceUpdated|ResourceAdded|ResourceRemoved|Alert", true,
+     "is none of StatusChange, ResourceUpdated, ResourceAdded, ResourceRemoved and Alert"},
+    {kTexts[2], ".+", false, "is empty"},
+    {kTexts[3], "OK|Warning|Critical", false, "is none of OK, Warning and Critical"},
+    {kTexts[4], R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d(\.\d+)?(Z|[+-]\d\d:\d\d))", false,
+     "is no time such as 2024-05-01T13:45:07+02:00"},
+    {kTexts[6], R"([A-Za-z0-9]+\.\d+\.\d+\.[A-Za-z0-9.]+)", true,
+     "is no message of a registry, such as Alert.1.0.LanDisconnect"},
+};
+
+std::string reasonAgainst(const Requirement &requirement, const char *text) {
+  if (text == nullptr) {
+    return requirement.required ? "is required, and absent" : "";
+  }
+  // What the document cuts off is not looked at: the search goes as deep as the text is long.
+  const std::string kept(std::string_view(text).substr(0, kLongestValue));
+  return std::regex_match(kept, std::regex(requirement.pattern)) ? "" : requirement.reason;
+}
+
+/// Places of a list that nothing was put at, with something behind them, become JSON nulls.
+bool hasGaps(std::span<const char *> texts) {
+  const auto last = std::find_if(texts.rbegin(), texts.rend(), [](const char *text) { return text != nullptr; });
+  return std::find(texts.begin(), last.base(), nullptr) != last.base();
+}
+
+void checkLists(EventArray event, std::vector<Finding> &findings) {
+  for (const ListMember &member : kTextArrays) {
+    const std::span<const char *> texts = member.texts(event);
+    const std::string_view key = member.key;
+    if ((key == "originOfCondition" || key == "oemKey") && hasGaps(texts)) {
+      findings.push_back({member.key, "has gaps, which become nulls"});
+    }
+    for (const char *text : texts) {
+      if (text != nullptr && std::string_view(text).size() > kLongestValue) {
+        findings.push_back({member.key, "has a value that is cut to 127 bytes"});
+      }
+      if (text != nullptr && key == "originOfCondition" && *text != '/') {
+        findings.push_back({member.key, "has no path of a resource: " + printable(text)});
+      }
+    }
+  }
+  for (std::size_t i = 0; i < std::size(event.oemKey); ++i) {
+    if (event.oemKey[i] == nullptr && event.oemValue[i] != nullptr) {
+      findings.push_back({"oemValue", "has a value without a key: " + printable(event.oemValue[i])});
+    }
+  }
+}
+
+std::vector<Finding> findingsIn(const EventArray &event) {
+  std::vector<Finding> findings;
+  for (const Requirement &requirement : kRequirements) {
+    const std::string reason = reasonAgainst(requirement, event.*requirement.member.text);
+    if (!reason.empty()) {
+      findings.push_back({requirement.member.key, reason});
+    }
+  }
+  for (const TextMember &member : kTexts) {
+    const char *text = event.*member.text;
+    const std::size_t room = member.text == &EventArray::id ? kLongestValue - kIdPrefix.size() : kLongestValue;
+    if (text != nullptr && std::string_view(text).size() > room) {
+      findings.push_back({member.key, "is cut to " + std::to_string(room) + " bytes"});
+    }
+  }
+  checkLists(event, findings);
+  return findings;
+}
+
+void check(Session &session, const std::string &path) {
+  const Event event(path);
+  session.report(findingsIn(event.event()), printable(path) + ": fine");
+}
+
+void render(Session &session, const std::string &path) {
+  const std::string document = Event(path).document();
+  session.answer(object({{"document", Json::parse(document, "document")}}));
+  std::cout << (session.json ? "" : document + "\n");
+}
+
+}  // namespace
+
+void addEvent(Command app, Session &session) {
+  Command command =
+      app.add("event",
+              "Makes and checks the Redfish document of an event. The event is a JSON object of strings: id, "
+              "eventType, eventId, severity, eventTimestamp, message, messageId, context and serverIdentity, and the "
+              "arrays messageArgs (2), originOfCondition (32), oemKey and oemValue (11).",
+              R"(echo '{"id":"7","eventType":"Alert","messageId":"Alert.1.0.Fan"}' | vexora event check -)");
+  command.needsCommand();
+  const auto path = std::make_shared<std::string>();
+  Command rendered = command.add(
+      "render", "Writes the document, byte for byte as it is pushed; with --json as a member of the answer.",
+      R"(echo '{"id":"7","eventType":"Alert"}' | vexora event render -)");
+  Command checked =
+      command.add("check",
+                  "Checks the properties that a receiver requires, the form of the others, and what the "
+                  "document would cut.",
+                  "echo '{\"id\":\"7\",\"eventType\":\"Alert\",\"messageId\":\"Alert.1.0.Fan\"}' | vexora "
+                  "event check -");
+  for (Command one : {rendered, checked}) {
+    one.option("FILE", *path, "Event, - for standard input").required();
+  }
+  rendered.run([&session, path] { render(session, *path); });
+  checked.run([&session, path] { check(session, *path); });
+}
+
+}  // namespace vexora::tool

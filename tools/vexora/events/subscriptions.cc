@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// vexora subscriptions: the destinations that events are pushed to.
+#include <unistd.h>
+
+#include <iostream>
+
+#include <vexora/config.h>
+
+#include "events/commands.h"
+#include "events/lines.h"
+
+namespace vexora::tool {
+namespace {
+
+constexpr const char *kFile = "/conf/eventsubscriptions.conf";
+constexpr int kAll = 9;  // selects all of a slot's strings
+
+/// The store as the library loads it.
+class Store {
+ public:
+  explicit Store(const Session &session) {
+    std::int32_t loaded = 0;
+    int result = -1;
+    const std::string said = captured([&] { result = GetEventSubScriptionFromConfFile(&loaded, slots_); });
+    if (result != 0) {
+      throw Failure(kInaccessible, "could not load " + printable(session.path(kFile)) +
+                                       (said.empty() ? ", which has to be there" : ": " + printable(said)));
+    }
+  }
+  Store(const Store &) = delete;
+  Store &operator=(const Store &) = delete;
+  ~Store() { static_cast<void>(dwEventSubScriptionStoreMemFree(0, VEXORA_EVENT_SUBSCRIPTIONS, kAll, slots_)); }
+
+  [[nodiscard]] std::span<const EventSubScriptionRecord> slots() const { return slots_; }
+
+ private:
+  EventSubScriptionRecord slots_[VEXORA_EVENT_SUBSCRIPTIONS]{};
+};
+
+struct Member {
+  const char *key;
+  char *EventSubScriptionRecord::*text;
+};
+
+constexpr Member kMembers[] = {
+    {"destaddr", &EventSubScriptionRecord::destaddr}, {"hcontent", &EventSubScriptionRecord::hcontent},
+    {"hdataver", &EventSubScriptionRecord::hdataver}, {"hxauth", &EventSubScriptionRecord::hxauth},
+    {"context", &EventSubScriptionRecord::context},   {"protocal", &EventSubScriptionRecord::protocal},
+};
+
+struct List {
+  const char *key;
+  char *(EventSubScriptionRecord::*texts)[VEXORA_EVENT_FILTERS];
+};
+
+constexpr List kLists[] = {{"messageid", &EventSubScriptionRecord::messageid},
+                           {"resource", &EventSubScriptionRecord::resource}};
+
+bool isSet(const char *text) { return text != nullptr && *text != '\0'; }
+
+Json slotJson(const EventSubScriptionRecord &slot) {
+  Json made = object({{"present", int{slot.present}}, {"type", int{slot.type}}});
+  for (const Member &member : kMembers) {
+    const char *text = slot.*member.text;
+    made.add(member.key, text == nullptr ? Json() : Json(text));
+  }
+  for (const List &list : kLists) {
+    Json texts = array();
+    for (const char *text : slot.*list.texts) {
+      texts.append(text == nullptr ? Json() : Json(text));
+    }
+    made.add(list.key, texts);
+  }
+  return made;
+}
+
+void printSlot(std::size_t number, const EventSubScriptionRecord &slot) {
+  std::cout << "slot " << number << ": " << (slot.present != 0 ? coloured("in use", 32) : "unused") << "\n";
+  const auto line = [](const std::string &key, const std::string &value) {
+    std::cout << "  " << key << std::string(key.size() < 12 ? 12 - key.size() : 1, ' ') << value << "\n";
+  };
+  if (slot.present == 0) {
+    return;
+  }
+  line("type", std::to_string(slot.type));
+  for (const Member &member : kMembers) {
+    const char *text = slot.*member.text;
+    line(member.key, text == nullptr ? "absent" : printable(text));
+  }
+  for (const List &list : kLists) {
+    for (int i = 0; i < VEXORA_EVENT_FILTERS; ++i) {
+      if (const char *text = (slot.*list.texts)[i]; isSet(text)) {
+        line(list.key + std::to_string(i), printable(text));
+      }
+    }
+  }
+}
+
+void show(Session &session) {
+  const Store store(session);
+  if (session.json) {
+    Json slots = array();
+    for (const EventSubScriptionRecord &slot : store.slots()) {
+      slots.append(slotJson(slot));
+    }
+    session.answer(object({{"slots", slots}}));
+    return;
+  }
+  std::size_t number = 0;
+  for (const EventSubScriptionRecord &slot : store.slots()) {
+    printSlot(number++, slot);
+  }
+}
+
+void check(Session &session) {
+  const std::string path = session.path(kFile);
+  const std::vector<std::uint8_t> bytes = readFile(path);
+  std::vector<Finding> findings;
+  for (const LineFinding &found : checkSubscriptions({reinterpret_cast<const char *>(bytes.data()), bytes.size()})) {
+    const auto line = static_cast<std::int64_t>(found.line);
+    findings.push_back({path + ":" + std::to_string(line), found.reason, {}, object({{"line", line}})});
+  }
+  session.report(findings, printable(path) + ": fine");
+}
+
+}  // namespace
+
+void addSubscriptions(Command app, Session &session) {
+  Command command = app.add("subscriptions",
+                            "Shows and checks the destinations that events are pushed to: up to four, in "
+                            "/conf/eventsubscriptions.conf.",
+                            "vexora subscriptions show");
+  command.needsCommand();
+  command.add("show", "Shows the slots as the library loads them.", "vexora subscriptions show").run([&session] {
+    show(session);
+  });
+  command
+      .add("check", "Names each line that the loader cuts, ignores or reads differently from what its author meant.",
+           "vexora subscriptions check")
+      .run([&session] { check(session); });
+}
+
+}  // namespace vexora::tool

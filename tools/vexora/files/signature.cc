@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Signatures and digests of files, by the library's calls.
+
+#include <openssl/bio.h>
+#include <openssl/ec.h>
+#include <openssl/pem.h>
+#include <openssl/x509.h>
+#include <vexora/security.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <iostream>
+#include <limits>
+#include <memory>
+
+#include "core/progress.h"
+#include "core/root.h"
+#include "files/commands.h"
+
+namespace vexora::tool {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+// A length in the one byte that the library reads of a key or a signature.
+constexpr std::size_t kDerHeader = 2;
+constexpr std::size_t kLongestContent = 127;
+
+struct SignatureArguments {
+  std::string file;
+  std::string key;
+  std::string signature;
+};
+
+struct FreeKey {
+  void operator()(ec_key_st *key) const {
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+    EC_KEY_free(key);
+#pragma GCC diagnostic pop
+  }
+};
+
+struct FreeOpenSsl {
+  void operator()(BIO *memory) const { BIO_free(memory); }
+  void operator()(EVP_PKEY *key) const { EVP_PKEY_free(key); }
+};
+
+using Key = std::unique_ptr<ec_key_st, FreeKey>;
+
+/// A key in PEM as DER; other files as they are.
+Bytes inDer(const Bytes &file) {
+  const std::unique_ptr<BIO, FreeOpenSsl> memory(BIO_new_mem_buf(file.data(), static_cast<int>(file.size())));
+  const std::unique_ptr<EVP_PKEY, FreeOpenSsl> key(PEM_read_bio_PUBKEY(memory.get(), nullptr, nullptr, nullptr));
+  unsigned char *der = nullptr;
+  const int length = key ? i2d_PUBKEY(key.get(), &der) : 0;
+  Bytes bytes = length > 0 ? Bytes(der, der + length) : file;
+  OPENSSL_free(der);
+  return bytes;
+}
+
+Key loadKey(const std::string &path) {
+  const Bytes der = inDer(readFile(path));
+  // The library believes the length that the key states.
+  if (der.size() < kDerHeader || der[1] > kLongestContent || der.size() < kDerHeader + der[1]) {
+    throw Failure(kFinding, printable(path) + ": no EC public key in DER or PEM with at most " +
+                                std::to_string(kLongestContent) + " bytes of content");
+  }
+  Key key;
+  captured([&] { key.reset(VexoraECDSAInit(der.data())); });
+  if (!key) {
+    throw Failure(kFinding, printable(path) + ": no valid EC public key");
+  }
+  return key;
+}
+
+std::uint8_t verdictOn(const SignatureArguments &arguments) {
+  const Key key = loadKey(arguments.key);
+  const Bytes signature = readFile(arguments.signature);
+  if (signature.size() > std::numeric_limits<std::uint8_t>::max()) {
+    throw Failure(kFinding, printable(arguments.signature) + ": too long for a signature");
+  }
+  const Bytes data = readFile(arguments.file);
+  if (data.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
+    throw Failure(kFinding, printable(arguments.file) + ": too long to be verified");
+  }
+  const Progress progress("verifying " + arguments.file);
+  return VexoraECDSAwithSHA256Verify(key.get(), data.data(), static_cast<int>(data.size()), signature.data(),
+                                     static_cast<std::uint8_t>(signature.size()));
+}
+
+void verify(Session &session, const SignatureArguments &arguments) {
+  constexpr std::uint8_t kValid = 1;
+  constexpr std::uint8_t kInvalid = 0;
+  const std::uint8_t verdict = verdictOn(arguments);
+  const char *told = verdict == kValid     ? "valid"
+                     : verdict == kInvalid ? "not valid"
+                                           : "not checked: the file is empty or the signature malformed";
+  session.found(verdict == kValid ? kFine : kFinding);
+  if (session.json) {
+    session.answer(object({{"file", arguments.file}, {"valid", verdict == kValid}, {"verdict", told}}));
+  } else {
+    std::cout << printable(arguments.file) << ": " << coloured(told, verdict == kValid ? 32 : 31) << "\n";
+  }
+}
+
+struct Close {
+  void operator()(std::FILE *file) const {
+    if (file != stdin) {
+      std::fclose(file);
+    }
+  }
+};
+
+std::string digestOf(const std::string &path) {
+  const OwnFiles own;
+  const std::string resolved = path == "-" ? path : ownPath(path);
+  const std::unique_ptr<std::FILE, Close> file(path == "-" ? stdin : std::fopen(resolved.c_str(), "rbe"));
+  std::array<std::uint8_t, VEXORA_MD5_SIZE> digest{};
+  int status = -1;
+  std::string said;
+  if (file) {
+    const Progress progress("digest of " + path);
+    errno = 0;
+    // Up to the end: a stream that ends earlier gives the digest of what it had.
+    said = captured([&] { status = vexora_calcmd5_checksum(file.get(), UINT32_MAX, digest.data()); });
+  }
+  if (!file || std::ferror(file.get()) != 0) {
+    throw Failure(kInaccessible, "cannot read " + printable(path) + ": " + std::strerror(errno));
+  }
+  if (status != 0) {
+    throw Failure(kInaccessible, printable(path) + ": no digest: " + printable(said));
+  }
+  if (std::fgetc(file.get()) != EOF) {
+    throw Failure(kFinding, printable(path) + ": longer than the library digests");
+  }
+  std::array<char, 2 * VEXORA_MD5_SIZE + 1> text{};
+  vexora_convert_hextostr(digest.data(), text.data(), VEXORA_MD5_SIZE, static_cast<int>(text.size()));
+  return text.data();
+}
+
+void digest(Session &session, const std::vector<std::string> &files) {
+  Json digests = array();
+  for (const std::string &file : files) {
+    const std::string text = digestOf(file);
+    digests.append(object({{"file", file}, {"md5", text}}));
+    if (!session.json) {
+      std::cout << text << "  " << printable(file) << "\n";
+    }
+  }
+  session.answer(object({{"files", digests}}));
+}
+
+}  // namespace
+
+void addSignature(Command app, Session &session) {
+  Command signature = app.add("signature", "Verifies signatures of files.", "vexora signature verify --help");
+  signature.needsCommand();
+  Command command = signature.add(
+      "verify", "Verifies a file's ECDSA signature over SHA-256.\nOnly \"valid\" means that the file is genuine.",
+      "openssl ecparam -name prime256v1 -genkey -noout -out /tmp/key && echo firmware >/tmp/image\n"
+      "  openssl ec -in /tmp/key -pubout -out /tmp/public && openssl dgst -sha256 -sign /tmp/key -out "
+      "/tmp/sig /tmp/image\n"
+      "  vexora signature verify --key /tmp/public --signature /tmp/sig /tmp/image");
+  auto arguments = std::make_shared<SignatureArguments>();
+  command.option("FILE", arguments->file, "The signed file").required().typeName("");
+  command.option("-k,--key", arguments->key, "The maker's public key, in DER or PEM").required().typeName("FILE");
+  command.option("-s,--signature", arguments->signature, "The signature, in DER").required().typeName("FILE");
+  command.run([&session, arguments] { verify(session, *arguments); });
+}
+
+void addMd5(Command app, Session &session) {
+  Command command = app.add("md5",
+                            "Prints the MD5 digests of files.\nThey find accidents, not attacks: against those "
+                            "there are signatures.",
+                            "echo firmware | vexora md5 -");
+  auto files = std::make_shared<std::vector<std::string>>();
+  command.option("FILE", *files, "Files to read, - for standard input").required().typeName("");
+  command.run([&session, files] { digest(session, *files); });
+}
+
+}  // namespace vexora::tool

@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// vexora uefi: compressed firmware images.
+#include <iostream>
+#include <memory>
+#include <optional>
+
+#include <vexora/platform.h>
+
+#include "core/progress.h"
+#include "files/commands.h"
+#include "uefi/encoder.h"
+
+namespace vexora::tool {
+namespace {
+
+constexpr std::size_t kImageHeader = 8;
+// More than any flash holds: a header that says so is damaged.
+constexpr std::uint32_t kMostPlain = 1U << 30;
+
+struct Form {
+  const char *name;
+  std::uint32_t version;
+};
+
+constexpr Form kForms[] = {{"uefi", VEXORA_UEFI_FORM}, {"tiano", VEXORA_TIANO_FORM}};
+
+struct UefiArguments {
+  std::string input;
+  std::string output;
+  std::string form;
+};
+
+using Bytes = std::vector<std::uint8_t>;
+
+struct Header {
+  std::uint32_t compressed;
+  std::uint32_t plain;
+};
+
+std::uint32_t little32(const Bytes &bytes, std::size_t at) {
+  std::uint32_t value = 0;
+  for (std::size_t i = 4; i > 0; --i) {
+    value = value << 8 | bytes[at + i - 1];
+  }
+  return value;
+}
+
+/// Throws Failure when the image is shorter than it says.
+Header headerOf(const Bytes &image, const std::string &path) {
+  std::uint32_t plain = 0;
+  std::uint32_t scratch = 0;
+  const bool fits = image.size() <= UINT32_MAX;
+  if (!fits || UefiDecompressGetInfo(image.data(), static_cast<std::uint32_t>(image.size()), &plain, &scratch) != 0) {
+    const bool hasHeader = image.size() >= kImageHeader;
+    throw Failure(kFinding, printable(path) + ": " +
+                                (hasHeader ? "has " + std::to_string(image.size()) + " bytes, and its header says " +
+                                                 std::to_string(std::uint64_t{little32(image, 0)} + kImageHeader)
+                                           : "too short for a header"));
+  }
+  if (plain > kMostPlain) {
+    throw Failure(kFinding, printable(path) + ": its header says " + std::to_string(plain) + " bytes of plain data");
+  }
+  return {little32(image, 0), plain};
+}
+
+/// The plain data, if the image decompresses under this form.
+std::optional<Bytes> decompress(const Bytes &image, const Header &header, const Form &form) {
+  Bytes plain(header.plain);
+  Bytes scratch(VEXORA_UEFI_SCRATCH_SIZE);
+  int result = -1;
+  static_cast<void>(
+      captured([&] { result = UefiTianoDecompress(image.data(), plain.data(), scratch.data(), form.version); }));
+  return result == 0 ? std::optional(std::move(plain)) : std::nullopt;
+}
+
+void info(Session &session, const UefiArguments &arguments) {
+  const Bytes image = readFile(arguments.input);
+  const Header header = headerOf(image, arguments.input);
+  const Progress progress("decompressing");
+  const std::size_t behind = image.size() - kImageHeader - header.compressed;
+  Json forms = array();
+  std::string names;
+  for (const Form &form : kForms) {
+    if (decompress(image, header, form)) {
+      forms.append(form.name);
+      names += (names.empty() ? "" : ", ") + std::string(form.name);
+    }
+  }
+  session.found(names.empty() ? kFinding : kFine);
+  if (session.json) {
+    session.answer(object({{"compressed", std::int64_t{header.compressed}},
+                           {"plain", std::int64_t{header.plain}},
+                           {"behind", static_cast<std::int64_t>(behind)},
+                           {"forms", forms}}));
+    return;
+  }
+  std::cout << "compressed    " << header.compressed << " bytes\n"
+            << "plain         " << header.plain << " bytes\n"
+            << "behind it     " << behind << " bytes\n"
+            << "decompresses  " << (names.empty() ? coloured("as neither form: damaged", 31) : "as " + names) << "\n";
+}
+
+/// An image doesn't tell its form: where both work out to different data, the user has to.
+void unpack(Session & /*session*/, const UefiArguments &arguments) {
+  const Bytes image = readFile(arguments.input);
+  const Header header = headerOf(image, arguments.input);
+  const Progress progress("decompressing");
+  std::optional<Bytes> found;
+  for (const Form &form : kForms) {
+    if (!arguments.form.empty() && arguments.form != form.name) {
+      continue;
+    }
+    std::optional<Bytes> plain = decompress(image, header, form);
+    if (found && plain && *found != *plain) {
+      throw Failure(kFinding,
+                    printable(arguments.input) + " decompresses in both forms, to different data: say --form");
+    }
+    if (plain) {
+      found = std::move(plain);
+    }
+  }
+  if (!found) {
+    throw Failure(kFinding, printable(arguments.input) + " does not decompress" +
+                                (arguments.form.empty() ? "" : " in the form " + arguments.form));
+  }
+  writeFile(arguments.output, *found);
+}
+
+void pack(Session &session, const UefiArguments &arguments) {
+  const Bytes plain = readFile(arguments.input);
+  const Progress progress("compressing");
+  const Form &form = arguments.form == kForms[0].name ? kForms[0] : kForms[1];
+  const Bytes image = uefi::compress(plain, static_cast<uefi::Version>(form.version));
+  if (image.empty() || plain.size() > kMostPlain) {
+    throw Failure(kFinding, printable(arguments.input) + " is larger than an image can be");
+  }
+  const auto again = decompress(image, headerOf(image, arguments.output), form);
+  if (!again || *again != plain) {
+    throw Failure(kFinding, "the library does not decompress what was compressed; nothing was written");
+  }
+  writeFile(arguments.output, image);
+  if (arguments.output == "-") {
+    return;
+  }
+  if (session.json) {
+    session.answer(object({{"plain", static_cast<std::int64_t>(plain.size())},
+                           {"image", static_cast<std::int64_t>(image.size())},
+                           {"form", form.name}}));
+  } else {
+    std::cout << plain.size() << " bytes packed into " << image.size() << "\n";
+  }
+}
+
+}  // namespace
+
+void addUefi(Command app, Session &session) {
+  Command command = app.add("uefi", "Looks into, unpacks and packs compressed UEFI images.",
+                            "vexora uefi pack /etc/passwd passwd.lz --form tiano");
+  command.needsCommand();
+  const auto arguments = std::make_shared<UefiArguments>();
+  const std::vector<std::string> forms({kForms[0].name, kForms[1].name});
+  const auto addFiles = [&](Command one) {
+    one.option("INPUT", arguments->input, "File to read, - for standard input").required();
+    one.option("OUTPUT", arguments->output, "File to write, - for standard output").required();
+  };
+  const std::string make = "vexora uefi pack /etc/passwd passwd.lz --form tiano && ";
+  Command told = command.add("info", "Tells an image's sizes, and the forms in which it decompresses.",
+                             make + "vexora uefi info passwd.lz");
+  told.option("IMAGE", arguments->input, "Image, - for standard input").required();
+  Command unpacked = command.add("unpack", "Decompresses an image.", make + "vexora uefi unpack passwd.lz -");
+  addFiles(unpacked);
+  unpacked.option("--form", arguments->form, "Form of the image, where both are possible").isOneOf(forms);
+  Command packed =
+      command.add("pack", "Compresses a file into an image.", "vexora uefi pack /etc/passwd passwd.lz --form tiano");
+  addFiles(packed);
+  packed.option("--form", arguments->form, "Form of the image: distances up to 8 KiB (uefi) or 512 KiB (tiano)")
+      .required()
+      .isOneOf(forms);
+  told.run([&session, arguments] { info(session, *arguments); });
+  unpacked.run([&session, arguments] { unpack(session, *arguments); });
+  packed.run([&session, arguments] { pack(session, *arguments); });
+}
+
+}  // namespace vexora::tool

@@ -1,0 +1,200 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// vexora fru: looks into FRU images, checks them, and makes new ones.
+#include <algorithm>
+#include <iostream>
+#include <memory>
+
+#include "fru/commands.h"
+#include "fru/json.h"
+#include "fru/set.h"
+#include "fru/show.h"
+
+namespace vexora::tool {
+namespace {
+
+using fru::Bytes;
+using fru::Minute;
+using fru::Parsed;
+
+constexpr const char *kMake =
+    R"(echo '{"size": 256, "areas": [{"area": "board", "date": "2026-01-31", "fields": {"serial-number": "B42"}}]}' |
+    vexora fru build -o )";
+
+constexpr const char *kShow =
+    "Shows all that a FRU image holds: areas, their own and custom fields in every encoding, multi-records, unused "
+    "space, and faults. The date of a board counts minutes since 1996 in 24 bits, which start again after 31.9 years "
+    "(first on 2027-11-24): of the dates that a count means, the latest that is not in the future is shown. With "
+    "--json it is a description that `vexora fru build` makes the same image from.";
+
+constexpr int kStatusOfFirstClass = 10;  // as the help numbers them
+
+constexpr const char *kVerify =
+    "Checks a FRU image: each checksum, each area's bounds, overlaps, the fields' ends, what bytes mean, and space "
+    "that should be empty. A fault is told with its class, place and offset, and makes the exit status 1; with "
+    "--status-by-class it is the number of the first class here that there is a fault of:\n"
+    "  10  size              too short for a header, or larger than 1 MiB\n"
+    "  11  header-version    the header's format is not known; no area is read\n"
+    "  12  header-checksum   \n"
+    "  13  reserved          bits are set that have to be 0\n"
+    "  14  area-bounds       an area begins or ends beyond the image, or has no length\n"
+    "  15  area-overlap      an area begins inside another one\n"
+    "  16  area-version      an area's format is not known; it is not read\n"
+    "  17  area-checksum     \n"
+    "  18  field-end         a field runs past its area, or the end marker is missing or too early\n"
+    "  19  field-encoding    bytes have no meaning in a field's encoding\n"
+    "  20  record-bounds     a multi-record runs past the image\n"
+    "  21  record-checksum   of its header, behind which nothing is read, or of its data\n"
+    "  22  record-version    a multi-record's format is not known\n"
+    "  23  record-end        no multi-record is marked as the last\n"
+    "  24  unused-space      not 00h behind an area's fields, or neither 00h nor FFh where no area is";
+
+constexpr const char *kBuild =
+    "Makes a FRU image from a JSON description, such as `vexora fru show --json` gives. Areas stand in the order of "
+    "their places. What is left out is chosen: an offset behind the area before, the shortest length, English, 8-bit "
+    "text, empty fields. A field is a text, or an object with its type, encoding, text or bytes; see the example. "
+    "Texts of bcd-plus and six-bit that don't fill their last byte read back with a blank at their end.";
+
+constexpr const char *kSet =
+    "Sets fields of a FRU image and writes a new one, with new checksums. Fields are named by area and name, as "
+    "`vexora "
+    "fru show --json` has them: board.serial-number, chassis.type, product.language, board.date (2026-01-31T23:59Z, or "
+    "empty), product.custom.1; the number behind the last custom field adds one. An area grows when its fields need "
+    "it, and those behind it move as far as they have to; the image keeps its size unless --grow is given. A field "
+    "keeps its encoding where that has a place for the text; another area language keeps the texts. Images with faults "
+    "that a new one would not have are refused.";
+
+constexpr const char *kImageHelp = "FRU image; \"-\" for standard input";
+
+struct Arguments {
+  std::string input = "-";
+  std::string output;
+  std::vector<std::string> assignments;
+  std::string encoding;
+  std::string asOf;
+  bool grow = false;
+  bool statusByClass = false;
+};
+
+Minute today(const Arguments &arguments) {
+  if (arguments.asOf.empty()) {
+    return std::chrono::floor<std::chrono::minutes>(std::chrono::system_clock::now());
+  }
+  const auto given = fru::toMinute(arguments.asOf);
+  if (!given) {
+    throw Failure(kUsage, "--as-of: '" + printable(arguments.asOf) + "' is no date such as 2026-01-31");
+  }
+  return *given;
+}
+
+void print(const std::string &text) { std::cout << text; }
+
+void show(Session &session, const Arguments &arguments) {
+  const Parsed parsed = fru::parse(readFile(arguments.input));
+  const Minute now = today(arguments);
+  session.json ? session.answer(fru::toJson(parsed, now)) : print(fru::readable(parsed, now));
+  session.report(fru::findingsOf(parsed.faults), "");
+}
+
+void verify(Session &session, const Arguments &arguments) {
+  const Parsed parsed = fru::parse(readFile(arguments.input));
+  const std::string good = coloured("no faults", 32) + " in " + std::to_string(parsed.image.areas.size()) + " areas, " +
+                           std::to_string(parsed.image.size) + " bytes";
+  session.report(fru::findingsOf(parsed.faults), good);
+  const auto first = std::min_element(parsed.faults.begin(), parsed.faults.end(),
+                                      [](const fru::Fault &a, const fru::Fault &b) { return a.kind < b.kind; });
+  if (first != parsed.faults.end()) {
+    session.findingStatus = arguments.statusByClass ? kStatusOfFirstClass + static_cast<int>(first->kind) : kFinding;
+  }
+}
+
+/// Writes the image, and tells so where it doesn't go to standard output itself.
+void finish(Session &session, const Arguments &arguments, const Bytes &image, const std::vector<std::string> &done) {
+  writeFile(arguments.output, image);
+  if (arguments.output == "-") {
+    return;
+  }
+  if (session.json) {
+    Json changes = array();
+    for (const std::string &line : done) {
+      changes.append(line);
+    }
+    const auto size = static_cast<std::int64_t>(image.size());
+    session.answer(object({{"file", arguments.output}, {"size", size}, {"layout", changes}}));
+    return;
+  }
+  for (const std::string &line : done) {
+    print(line + "\n");
+  }
+  print(std::to_string(image.size()) + " bytes written to " + printable(arguments.output) + "\n");
+}
+
+void build(Session &session, const Arguments &arguments) {
+  const Bytes text = readFile(arguments.input);
+  const Json description = Json::parse({text.begin(), text.end()}, arguments.input);
+  finish(session, arguments, fru::serialise(fru::fromJson(description)), {});
+}
+
+void set(Session &session, const Arguments &arguments) {
+  Parsed parsed = fru::parse(readFile(arguments.input));
+  if (!parsed.exact) {
+    session.report(fru::findingsOf(parsed.faults), "");
+    throw Failure(kFinding,
+                  "the image is damaged, and stays as it is. To repair it, describe it by `vexora fru show "
+                  "--json`, correct that and build anew.");
+  }
+  const auto encoding = fru::encodingNamed(arguments.encoding);
+  for (const std::string &assignment : arguments.assignments) {
+    fru::assign(parsed.image, assignment, encoding);
+  }
+  const auto done = fru::layOut(parsed.image, arguments.grow);
+  finish(session, arguments, fru::serialise(parsed.image), done);
+}
+
+void addOutput(Command command, Arguments &arguments) {
+  command.option("-o,--output", arguments.output, "File to make; \"-\" for standard output")
+      .typeName("FILE")
+      .required();
+}
+
+void addAsOf(Command command, Arguments &arguments) {
+  command.option("--as-of", arguments.asOf, "Takes this for today, where the clock is not set").typeName("DATE");
+}
+
+}  // namespace
+
+void addFru(Command app, Session &session) {
+  auto arguments = std::make_shared<Arguments>();
+  const std::string make = kMake;
+  Command group = app.add("fru", "Shows, checks and makes FRU inventory images.", make + "- | vexora fru show -");
+  group.needsCommand();
+
+  Command showing = group.add("show", kShow, make + "- | vexora fru show -");
+  showing.option("IMAGE", arguments->input, kImageHelp).required();
+  addAsOf(showing, *arguments);
+  showing.run([&session, arguments] { show(session, *arguments); });
+
+  Command verifying = group.add("verify", kVerify, make + "- | vexora fru verify -");
+  verifying.option("IMAGE", arguments->input, kImageHelp).required();
+  verifying.flag("--status-by-class", arguments->statusByClass, "Let the exit status tell the class");
+  verifying.run([&session, arguments] { verify(session, *arguments); });
+
+  Command building = group.add("build", kBuild, make + "board.fru");
+  building.option("DESCRIPTION", arguments->input, "JSON file; standard input when left out");
+  addOutput(building, *arguments);
+  building.run([&session, arguments] { build(session, *arguments); });
+
+  Command setting = group.add("set", kSet,
+                              make +
+                                  "- | vexora fru set - board.serial-number=B43 board.custom.1=blue -o - |\n"
+                                  "    vexora fru show -");
+  setting.option("IMAGE", arguments->input, kImageHelp).required();
+  setting.option("FIELD=VALUE", arguments->assignments, "Fields and their new values").required();
+  setting.option("--encoding", arguments->encoding, "Encoding of the new values; binary is given in hexadecimal")
+      .isOneOf({"binary", "bcd-plus", "six-bit", "latin-1", "utf-16"});
+  setting.flag("--grow", arguments->grow, "Lets the image become longer");
+  addOutput(setting, *arguments);
+  setting.run([&session, arguments] { set(session, *arguments); });
+}
+
+}  // namespace vexora::tool

@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// A FRU image as the IPMI Platform Management FRU Information Storage Definition 1.0 has it: a header that points to
+// up to five areas, in units of 8 bytes. The model keeps all that a valid image may choose, so that it is written
+// again byte for byte: type codes, lengths, offsets, and what lies in space that nothing uses.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "fru/text.h"
+
+namespace vexora::tool::fru {
+
+constexpr std::size_t kHeaderSize = 8;
+constexpr std::size_t kUnit = 8;         // of offsets and lengths
+constexpr std::size_t kMostUnits = 255;  // that a byte tells
+constexpr std::size_t kLargestImage = 1U << 20U;
+constexpr std::size_t kLongestField = 63;
+constexpr std::uint8_t kFormat = 1;  // of the header and the areas
+constexpr std::uint8_t kVersionBits = 0x0F;
+constexpr std::uint8_t kRecordFormat = 2;
+constexpr std::size_t kRecordHeaderSize = 5;
+constexpr std::uint8_t kEndOfFields = 0xC1;  // in a type/length byte's place
+constexpr std::uint8_t kEndOfList = 0x80;    // in a record's second byte
+constexpr std::uint8_t kEnglish = 25;
+constexpr unsigned kTextType = 3;
+
+struct Field {
+  unsigned type = kTextType;
+  Bytes data;
+};
+
+struct Record {
+  std::uint8_t type = 0;
+  std::uint8_t version = kRecordFormat;
+  Bytes data;
+};
+
+/// In the order of the header's offsets.
+enum class AreaKind { kInternal, kChassis, kBoard, kProduct, kMultiRecord };
+constexpr std::size_t kAreaKinds = 5;
+
+struct Area {
+  AreaKind kind = AreaKind::kInternal;
+  std::optional<std::size_t> offset;  // none: behind the area before
+  std::size_t length = 0;             // of an area of fields; 0: as short as it can be
+  std::uint8_t code = kEnglish;       // the chassis' type, or the language
+  std::uint32_t minutes = 0;          // the board's date
+  std::vector<Field> fields;          // the area's own, then custom ones
+  Bytes unused;                       // between the fields' end and the checksum, where that isn't all zeros
+  Bytes data;                         // of the internal use area
+  std::vector<Record> records;        // of the multi-record area
+};
+
+/// Bytes that no area takes.
+struct Gap {
+  std::size_t offset = 0;
+  Bytes bytes;
+};
+
+struct Image {
+  std::size_t size = 0;     // 0: up to the end of the last area
+  std::vector<Area> areas;  // in the order of their places
+  std::vector<Gap> gaps;
+};
+
+struct FieldName {
+  const char *name;
+  const char *title;
+  bool english;  // whatever the area's language is
+};
+
+struct AreaShape {
+  const char *name;
+  const char *title;
+  std::size_t fieldsAt;  // 0 for areas without fields
+  std::span<const FieldName> fields;
+};
+
+const AreaShape &shapeOf(AreaKind kind);
+std::optional<AreaKind> areaNamed(std::string_view name);
+inline bool hasFields(AreaKind kind) { return shapeOf(kind).fieldsAt != 0; }
+
+/// "serial-number", or "custom.1" and so on for those behind the area's own.
+std::string fieldName(AreaKind kind, std::size_t index);
+std::string fieldTitle(AreaKind kind, std::size_t index);
+Encoding encodingOf(const Area &area, std::size_t index, unsigned type);
+
+/// "Rack Mount Chassis"; "" for a number without a meaning.
+const char *chassisTypeName(std::uint8_t type);
+/// The language's two letters; "" for a number without a meaning.
+std::string languageName(std::uint8_t code);
+
+std::uint8_t zeroChecksum(View bytes);
+std::size_t roundedUp(std::size_t size);
+
+/// Bytes that an area takes, at least.
+std::size_t sizeOf(const Area &area);
+
+/// A field that holds a text; throws Failure(kFinding) when it can't.
+Field makeField(std::string_view text, Encoding encoding);
+
+/// An image's bytes, with all checksums; throws Failure(kFinding) when the areas don't fit.
+Bytes serialise(const Image &image);
+
+}  // namespace vexora::tool::fru

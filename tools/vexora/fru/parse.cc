@@ -1,0 +1,314 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "fru/parse.h"
+
+#include <algorithm>
+#include <array>
+
+#include "core/tool.h"
+
+namespace vexora::tool::fru {
+namespace {
+
+constexpr std::array<const char *, 15> kFaultNames = {
+    "size",          "header-version",  "header-checksum", "reserved",   "area-bounds",
+    "area-overlap",  "area-version",    "area-checksum",   "field-end",  "field-encoding",
+    "record-bounds", "record-checksum", "record-version",  "record-end", "unused-space"};
+
+constexpr std::uint8_t kLengthBits = 0x3F;
+
+/// Takes bytes off the front. What would run past the end is taken as nothing or zeros, and remembered.
+class Cursor {
+ public:
+  explicit Cursor(View all) : all_(all) {}
+
+  View take(std::size_t size) {
+    failed_ = failed_ || size > all_.size() - at_;
+    if (failed_) {
+      return {};
+    }
+    at_ += size;
+    return all_.subspan(at_ - size, size);
+  }
+  std::uint8_t byte() {
+    const View taken = take(1);
+    return taken.empty() ? 0 : taken[0];
+  }
+  [[nodiscard]] View rest() const { return all_.subspan(at_); }
+  [[nodiscard]] std::size_t at() const { return at_; }
+  [[nodiscard]] bool failed() const { return failed_; }
+
+ private:
+  View all_;
+  std::size_t at_ = 0;
+  bool failed_ = false;
+};
+
+Bytes copy(View bytes) { return {bytes.begin(), bytes.end()}; }
+
+std::string hexByte(std::uint8_t byte) { return "0x" + toHex({&byte, 1}); }
+
+std::string checksumMessage(std::uint8_t stored, std::uint8_t computed) {
+  return "checksum is " + hexByte(stored) + ", its bytes give " + hexByte(computed);
+}
+
+struct Extent {
+  std::size_t begin;
+  std::size_t end;
+  AreaKind kind;
+  bool whole;  // nothing of it was left unread
+};
+
+class Parser {
+ public:
+  explicit Parser(View image) : image_(image) { out_.image.size = image.size(); }
+
+  Parsed run() {
+    if (image_.size() < kHeaderSize || image_.size() > kLargestImage) {
+      fault(FaultKind::kSize, "image", 0, "has " + std::to_string(image_.size()) + " bytes");
+    } else if (readHeader()) {
+      readAreas();
+      findOverlaps();
+      findGaps();
+    }
+    std::stable_sort(out_.faults.begin(), out_.faults.end(),
+                     [](const Fault &a, const Fault &b) { return a.offset < b.offset; });
+    try {
+      out_.exact = std::ranges::equal(serialise(out_.image), image_);
+    } catch (const Failure &) {
+      out_.exact = false;  // areas that lie on each other, or beyond the image
+    }
+    return std::move(out_);
+  }
+
+ private:
+  void fault(FaultKind kind, const std::string &place, std::size_t offset, const std::string &message) {
+    out_.faults.push_back({kind, place, offset, message});
+  }
+
+  /// Whether the layout is known.
+  bool isVersion(std::uint8_t byte, std::uint8_t version, FaultKind kind, const std::string &place, std::size_t at) {
+    if ((byte & kVersionBits) != version) {
+      fault(kind, place, at, "format version is " + std::to_string(byte & kVersionBits));
+      return false;
+    }
+    if ((byte & ~kVersionBits) != 0) {
+      fault(FaultKind::kReserved, place, at, "reserved bits are set beside the version: " + hexByte(byte));
+    }
+    return true;
+  }
+
+  bool readHeader() {
+    const View header = image_.first(kHeaderSize);
+    const std::uint8_t computed = zeroChecksum(header.first(kHeaderSize - 1));
+    if (header[kHeaderSize - 1] != computed) {
+      fault(FaultKind::kHeaderChecksum, "header", kHeaderSize - 1, checksumMessage(header[kHeaderSize - 1], computed));
+    }
+    if (header[1 + kAreaKinds] != 0) {
+      fault(FaultKind::kReserved, "header", 1 + kAreaKinds, "padding is " + hexByte(header[1 + kAreaKinds]));
+    }
+    return isVersion(header[0], kFormat, FaultKind::kHeaderVersion, "header", 0);
+  }
+
+  void readAreas() {
+    std::vector<Extent> starts;
+    for (std::size_t kind = 0; kind < kAreaKinds; ++kind) {
+      const std::size_t start = image_[1 + kind] * kUnit;
+      if (start >= image_.size()) {
+        fault(FaultKind::kAreaBounds, shapeOf(static_cast<AreaKind>(kind)).name, 1 + kind,
+              "begins at " + std::to_string(start) + ", behind the image's end");
+      } else if (start != 0) {
+        starts.push_back({start, image_.size(), static_cast<AreaKind>(kind), true});
+      }
+    }
+    std::stable_sort(starts.begin(), starts.end(), [](const Extent &a, const Extent &b) { return a.begin < b.begin; });
+    for (std::size_t i = 0; i < starts.size(); ++i) {
+      const std::size_t next = i + 1 < starts.size() ? starts[i + 1].begin : image_.size();
+      readArea(starts[i].kind, starts[i].begin, next);
+    }
+  }
+
+  void readArea(AreaKind kind, std::size_t start, std::size_t next) {
+    Area area;
+    area.kind = kind;
+    area.offset = start;
+    const std::string name = shapeOf(kind).name;
+    bool whole = true;
+    bool known = true;
+    std::size_t length = 0;
+    if (kind == AreaKind::kMultiRecord) {
+      length = readRecords(area, whole);
+    } else {
+      known = isVersion(image_[start], kFormat, FaultKind::kAreaVersion, name, start);
+      // The internal use area tells no length: it goes on to where the next area begins.
+      length = !known ? 0 : kind == AreaKind::kInternal ? next - start : readFieldsArea(area);
+    }
+    if (kind == AreaKind::kInternal && length != 0) {
+      area.data = copy(image_.subspan(start + 1, length - 1));
+    }
+    extents_.push_back({start, start + length, kind, whole && length != 0});
+    if (known) {
+      out_.image.areas.push_back(std::move(area));
+    }
+  }
+
+  /// Returns the bytes that it takes of the image.
+  std::size_t readFieldsArea(Area &area) {
+    const std::string place = shapeOf(area.kind).name;
+    const std::size_t start = *area.offset;
+    View body = image_.subspan(start);
+    area.length = body.size() > 1 ? body[1] * kUnit : 0;
+    if (area.length == 0 || area.length > body.size()) {
+      fault(FaultKind::kAreaBounds, place, start + 1,
+            "is " + std::to_string(area.length) + " bytes long; the image has " + std::to_string(body.size()) +
+                " from its begin on");
+    } else {
+      const std::uint8_t stored = body[area.length - 1];
+      body = body.first(area.length - 1);
+      if (stored != zeroChecksum(body)) {
+        fault(FaultKind::kAreaChecksum, place, start + area.length - 1, checksumMessage(stored, zeroChecksum(body)));
+      }
+    }
+    const std::size_t taken = std::min(area.length, image_.size() - start);
+    if (area.length != 0) {
+      Cursor cursor(body);
+      cursor.take(2);
+      area.code = cursor.byte();
+      for (unsigned shift = 0; area.kind == AreaKind::kBoard && shift < 24; shift += 8) {
+        area.minutes |= static_cast<std::uint32_t>(cursor.byte()) << shift;
+      }
+      readFields(area, cursor);
+      readUnused(area, cursor);
+    }
+    return taken;
+  }
+
+  void readFields(Area &area, Cursor &cursor) {
+    const std::string place = shapeOf(area.kind).name;
+    for (std::uint8_t typeLength = 0;;) {
+      const std::size_t at = *area.offset + cursor.at();
+      const std::string name = place + "." + fieldName(area.kind, area.fields.size());
+      typeLength = cursor.byte();
+      if (cursor.failed()) {
+        fault(FaultKind::kFieldEnd, place, at, "has no end marker behind its fields");
+        break;
+      }
+      if (typeLength == kEndOfFields) {
+        if (area.fields.size() < shapeOf(area.kind).fields.size()) {
+          fault(FaultKind::kFieldEnd, name, at, "the end marker stands in its place");
+        }
+        break;
+      }
+      const std::size_t room = cursor.rest().size();
+      const Field field = {unsigned{typeLength} >> 6U, copy(cursor.take(typeLength & kLengthBits))};
+      if (cursor.failed()) {
+        fault(FaultKind::kFieldEnd, name, at,
+              "is " + std::to_string(typeLength & kLengthBits) + " bytes long; its area has " + std::to_string(room) +
+                  " left");
+        break;
+      }
+      const Encoding encoding = encodingOf(area, area.fields.size(), field.type);
+      if (!decode(field.data, encoding).exact) {
+        fault(FaultKind::kFieldEncoding, name, at, std::string("holds what has no meaning in ") + nameOf(encoding));
+      }
+      area.fields.push_back(field);
+    }
+    area.fields.resize(std::max(area.fields.size(), shapeOf(area.kind).fields.size()));
+  }
+
+  void readUnused(Area &area, const Cursor &cursor) {
+    const View rest = cursor.failed() ? View() : cursor.rest();
+    const auto last = std::find_if(rest.rbegin(), rest.rend(), [](std::uint8_t byte) { return byte != 0; });
+    area.unused.assign(rest.begin(), last.base());
+    if (!area.unused.empty()) {
+      fault(FaultKind::kUnusedSpace, shapeOf(area.kind).name, *area.offset + cursor.at(),
+            "holds something behind its last field: " + toHex(area.unused));
+    }
+  }
+
+  std::size_t readRecords(Area &area, bool &whole) {
+    Cursor cursor(image_.subspan(*area.offset));
+    for (whole = false; !whole;) {
+      const std::size_t at = *area.offset + cursor.at();
+      const std::string place = std::string(shapeOf(area.kind).name) + "." + std::to_string(area.records.size() + 1);
+      const View header = cursor.take(kRecordHeaderSize);
+      if (cursor.failed()) {
+        fault(FaultKind::kRecordEnd, place, at, "the image ends before a record that is marked as the last");
+        break;
+      }
+      const std::uint8_t computed = zeroChecksum(header.first(kRecordHeaderSize - 1));
+      if (header[kRecordHeaderSize - 1] != computed) {
+        fault(FaultKind::kRecordChecksum, place, at + kRecordHeaderSize - 1,
+              "header " + checksumMessage(header[kRecordHeaderSize - 1], computed));
+        break;
+      }
+      const View data = cursor.take(header[2]);
+      if (cursor.failed()) {
+        fault(FaultKind::kRecordBounds, place, at + 2,
+              "is " + std::to_string(header[2]) + " bytes long; the image has " + std::to_string(cursor.rest().size()) +
+                  " left");
+        break;
+      }
+      whole = (header[1] & kEndOfList) != 0;
+      checkRecord(header, data, place, at);
+      area.records.push_back({header[0], static_cast<std::uint8_t>(header[1] & kVersionBits), copy(data)});
+    }
+    return cursor.at();
+  }
+
+  void checkRecord(View header, View data, const std::string &place, std::size_t at) {
+    const auto version = static_cast<std::uint8_t>(header[1] & static_cast<std::uint8_t>(~kEndOfList));
+    isVersion(version, kRecordFormat, FaultKind::kRecordVersion, place, at + 1);
+    if (header[3] != zeroChecksum(data)) {
+      fault(FaultKind::kRecordChecksum, place, at + 3, "data " + checksumMessage(header[3], zeroChecksum(data)));
+    }
+  }
+
+  void findOverlaps() {
+    for (std::size_t i = 1; i < extents_.size(); ++i) {
+      const auto before = std::max_element(extents_.begin(), extents_.begin() + static_cast<std::ptrdiff_t>(i),
+                                           [](const Extent &a, const Extent &b) { return a.end < b.end; });
+      if (extents_[i].begin < before->end) {
+        fault(FaultKind::kAreaOverlap, shapeOf(extents_[i].kind).name, extents_[i].begin,
+              std::string("begins inside the ") + shapeOf(before->kind).name + " area, which ends at " +
+                  std::to_string(before->end));
+      }
+    }
+  }
+
+  /// What was left unread is kept as a gap too, but it isn't unused.
+  void findGaps() {
+    std::size_t end = kHeaderSize;
+    bool whole = true;
+    for (const Extent &extent : extents_) {
+      addGap(end, extent.begin, whole);
+      end = std::max(end, extent.end);
+      whole = extent.whole;
+    }
+    addGap(end, image_.size(), whole);
+  }
+
+  void addGap(std::size_t begin, std::size_t end, bool unused) {
+    if (begin >= end) {
+      return;
+    }
+    const View gap = image_.subspan(begin, end - begin);
+    out_.image.gaps.push_back({begin, copy(gap)});
+    const auto stray = std::find_if(gap.begin(), gap.end(), [](auto byte) { return byte != 0 && byte != 0xFF; });
+    if (unused && stray != gap.end()) {
+      fault(FaultKind::kUnusedSpace, "image", begin + static_cast<std::size_t>(stray - gap.begin()),
+            "holds something where no area is: " + hexByte(*stray));
+    }
+  }
+
+  View image_;
+  Parsed out_;
+  std::vector<Extent> extents_;
+};
+
+}  // namespace
+
+const char *nameOf(FaultKind kind) { return kFaultNames[static_cast<std::size_t>(kind)]; }
+
+Parsed parse(View image) { return Parser(image).run(); }
+
+}  // namespace vexora::tool::fru

@@ -1,0 +1,171 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "fru/set.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "core/tool.h"
+#include "fru/date.h"
+
+namespace vexora::tool::fru {
+namespace {
+
+constexpr std::string_view kCustom = "custom.";
+
+template <typename Number>
+std::optional<Number> toNumber(std::string_view text) {
+  Number number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
+}
+
+[[noreturn]] void refuseName(const std::string &name) {
+  throw Failure(kUsage, "'" + printable(name) +
+                            "' is no field of this image; `vexora fru show` tells which it has, "
+                            "such as board.serial-number or product.custom.1");
+}
+
+std::uint8_t toCode(std::string_view value) {
+  const auto code = toNumber<std::uint8_t>(value);
+  if (!code) {
+    throw Failure(kFinding, "'" + printable(value) + "' is not a number from 0 to 255");
+  }
+  return *code;
+}
+
+std::uint32_t toMinutes(std::string_view value) {
+  if (value.empty()) {
+    return 0;
+  }
+  const auto date = toMinute(value);
+  const auto minutes = date ? minutesOf(*date) : std::nullopt;
+  if (!minutes) {
+    throw Failure(kFinding, "'" + printable(value) + "' is no date from 1996 on, such as 2026-01-31T23:59Z");
+  }
+  return *minutes;
+}
+
+Field fieldIn(const Area &area, std::size_t index, std::string_view value, Encoding encoding) {
+  if (encodingOf(area, index, typeOf(encoding)) != encoding) {
+    throw Failure(kFinding, std::string("the language of this field has no ") + nameOf(encoding));
+  }
+  return makeField(value, encoding);
+}
+
+/// Text first, then what holds some texts that it doesn't.
+Field fieldFor(const Area &area, std::size_t index, std::string_view value) {
+  const unsigned type = area.fields[index].type;
+  for (const unsigned candidate : {type, kTextType, typeOf(Encoding::kSixBit), typeOf(Encoding::kBcdPlus)}) {
+    const Encoding encoding = encodingOf(area, index, candidate);
+    try {
+      Field field = makeField(value, encoding);
+      if (encoding != Encoding::kBinary && decode(field.data, encoding).text == value) {
+        return field;
+      }
+    } catch (const Failure &) {
+      continue;  // the next may hold it
+    }
+  }
+  return makeField(value, encodingOf(area, index, kTextType));  // for its reason
+}
+
+/// Fields in the area's language keep their texts, whatever bytes the new language has for them.
+void setLanguage(Area &area, std::uint8_t code) {
+  Area changed = area;
+  changed.code = code;
+  for (std::size_t i = 0; i < area.fields.size(); ++i) {
+    const unsigned type = area.fields[i].type;
+    const Encoding encoding = encodingOf(changed, i, type);
+    if (encoding != encodingOf(area, i, type)) {
+      changed.fields[i] = fieldFor(changed, i, decode(area.fields[i].data, encodingOf(area, i, type)).text);
+    }
+  }
+  area = changed;
+}
+
+/// Where a field is; for one behind the last custom field it is made.
+std::optional<std::size_t> indexOf(Area &area, std::string_view name) {
+  const auto own = shapeOf(area.kind).fields;
+  const auto found = std::find_if(own.begin(), own.end(), [&](const FieldName &field) { return field.name == name; });
+  if (found != own.end()) {
+    return static_cast<std::size_t>(found - own.begin());
+  }
+  const auto number = name.starts_with(kCustom) ? toNumber<std::size_t>(name.substr(kCustom.size())) : std::nullopt;
+  const std::size_t customs = area.fields.size() - own.size();
+  if (!number || *number == 0 || *number > customs + 1) {
+    return std::nullopt;
+  }
+  area.fields.resize(std::max(area.fields.size(), own.size() + *number));
+  return own.size() + *number - 1;
+}
+
+/// Whether there is such a field.
+bool assignTo(Area &area, std::string_view field, std::string_view value, std::optional<Encoding> encoding) {
+  if (field == "type" && area.kind == AreaKind::kChassis) {
+    area.code = toCode(value);
+  } else if (field == "language" && area.kind != AreaKind::kChassis) {
+    setLanguage(area, toCode(value));
+  } else if (field == "date" && area.kind == AreaKind::kBoard) {
+    area.minutes = toMinutes(value);
+  } else if (const auto index = indexOf(area, field)) {
+    area.fields[*index] = encoding ? fieldIn(area, *index, value, *encoding) : fieldFor(area, *index, value);
+  } else {
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+void assign(Image &image, const std::string &assignment, std::optional<Encoding> encoding) {
+  const std::size_t equals = assignment.find('=');
+  if (equals == std::string::npos) {
+    throw Failure(kUsage, "'" + printable(assignment) + "' is not FIELD=VALUE");
+  }
+  const std::string name = assignment.substr(0, equals);
+  const std::string value = assignment.substr(equals + 1);
+  const std::size_t dot = std::min(name.find('.'), name.size());
+  const auto kind = areaNamed(name.substr(0, dot));
+  const auto area = std::find_if(image.areas.begin(), image.areas.end(),
+                                 [&](const Area &candidate) { return kind == candidate.kind; });
+  if (area == image.areas.end() || !hasFields(*kind) || dot == name.size()) {
+    refuseName(name);
+  }
+  try {
+    if (!assignTo(*area, name.substr(dot + 1), value, encoding)) {
+      refuseName(name);
+    }
+  } catch (const Failure &failure) {
+    throw Failure(failure.outcome(), failure.outcome() == kUsage ? failure.what() : name + ": " + failure.what());
+  }
+}
+
+std::vector<std::string> layOut(Image &image, bool mayGrow) {
+  std::vector<std::string> done;
+  std::size_t end = kHeaderSize;
+  for (Area &area : image.areas) {
+    const std::string name = std::string(shapeOf(area.kind).name) + " area: ";
+    const std::size_t size = sizeOf(area);
+    const std::size_t place = std::max(area.offset.value_or(0), roundedUp(end));
+    if (hasFields(area.kind) && size != area.length) {
+      done.push_back(name + std::to_string(area.length) + " bytes became " + std::to_string(size));
+      area.length = size;
+    }
+    if (place != area.offset) {
+      done.push_back(name + "moved from " + std::to_string(area.offset.value_or(0)) + " to " + std::to_string(place));
+      area.offset = place;
+    }
+    end = place + size;
+  }
+  if (end > image.size && !mayGrow) {
+    throw Failure(kFinding, "the areas take " + std::to_string(end) + " bytes now, the image has " +
+                                std::to_string(image.size) + "; --grow lets it become longer");
+  }
+  if (end > image.size) {
+    done.push_back("image: " + std::to_string(image.size) + " bytes became " + std::to_string(roundedUp(end)));
+    image.size = roundedUp(end);
+  }
+  return done;
+}
+
+}  // namespace vexora::tool::fru

@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "fru/show.h"
+
+#include <algorithm>
+
+#include "core/tool.h"
+#include "fru/records.h"
+
+namespace vexora::tool::fru {
+namespace {
+
+constexpr std::size_t kTitleWidth = 28;
+constexpr int kRed = 31;
+constexpr int kYellow = 33;
+
+/// `value` may have colours, and is shown as it is.
+std::string line(const std::string &title, const std::string &value) {
+  return "  " + title + std::string(kTitleWidth - std::min(kTitleWidth - 1, title.size()), ' ') + value + "\n";
+}
+
+std::string codeLine(const std::string &title, std::uint8_t code, const std::string &name) {
+  return line(title, std::to_string(code) + (name.empty() ? "" : " (" + name + ")"));
+}
+
+std::string dateLine(std::uint32_t minutes, Minute today) {
+  const auto date = dateOf(minutes, today);
+  if (!date) {
+    return line("Date", "not told");
+  }
+  const std::string note = date->future ? coloured("in the future", kYellow)
+                           : date->wraps == 0
+                               ? "the latest that its 24 bits can mean and is not in the future"
+                               : "the latest that its 24 bits can mean and is not in the future; they started again " +
+                                     std::to_string(date->wraps) + (date->wraps == 1 ? " time" : " times");
+  return line("Date", toText(date->at) + " (" + note + ")");
+}
+
+std::string fieldLine(const Area &area, std::size_t index) {
+  const Field &field = area.fields[index];
+  const Encoding encoding = encodingOf(area, index, field.type);
+  const std::string text = printable(decode(field.data, encoding).text);
+  const std::string shown = field.data.empty() ? "(empty)" : encoding == Encoding::kBinary ? text : "\"" + text + "\"";
+  return line(fieldTitle(area.kind, index), shown + (field.data.empty() ? "" : std::string("  ") + nameOf(encoding)));
+}
+
+std::string fieldsText(const Area &area, Minute today) {
+  std::string text = area.kind == AreaKind::kChassis ? codeLine("Type", area.code, chassisTypeName(area.code))
+                                                     : codeLine("Language", area.code, languageName(area.code));
+  text += area.kind == AreaKind::kBoard ? dateLine(area.minutes, today) : "";
+  for (std::size_t i = 0; i < area.fields.size(); ++i) {
+    text += fieldLine(area, i);
+  }
+  return text + (area.unused.empty() ? "" : line("Behind the fields", toHex(area.unused)));
+}
+
+std::string recordsText(const Area &area) {
+  std::string text;
+  for (std::size_t i = 0; i < area.records.size(); ++i) {
+    const Record &record = area.records[i];
+    text += line("Record " + std::to_string(i + 1), std::string(recordTypeName(record.type)) + ", type " +
+                                                        std::to_string(record.type) + ", " +
+                                                        std::to_string(record.data.size()) + " bytes");
+    for (const auto &[name, value] : decodeRecord(record)) {
+      text += line("  " + name, printable(value));
+    }
+    text += line("  Data", toHex(record.data));
+  }
+  return text;
+}
+
+std::string areaText(const Area &area, Minute today) {
+  const std::string text = std::string(shapeOf(area.kind).title) + " area, " + std::to_string(sizeOf(area)) +
+                           " bytes at " + std::to_string(area.offset.value_or(0)) + "\n";
+  if (hasFields(area.kind)) {
+    return text + fieldsText(area, today);
+  }
+  return text + (area.kind == AreaKind::kMultiRecord ? recordsText(area) : hexDump(area.data));
+}
+
+}  // namespace
+
+std::vector<Finding> findingsOf(const std::vector<Fault> &faults) {
+  std::vector<Finding> findings;
+  for (const Fault &fault : faults) {
+    findings.push_back({fault.place + " at " + std::to_string(fault.offset), fault.message, nameOf(fault.kind),
+                        object({{"offset", static_cast<std::int64_t>(fault.offset)}})});
+  }
+  return findings;
+}
+
+std::string readable(const Parsed &parsed, Minute today) {
+  std::string text = "FRU image, " + std::to_string(parsed.image.size) + " bytes\n";
+  for (const Area &area : parsed.image.areas) {
+    text += "\n" + areaText(area, today);
+  }
+  for (const Gap &gap : parsed.image.gaps) {
+    text += (&gap == parsed.image.gaps.data() ? "\n" : "") + std::to_string(gap.bytes.size()) + " unused bytes at " +
+            std::to_string(gap.offset) + "\n";
+  }
+  return text + (parsed.faults.empty() ? "" : "\n");
+}
+
+}  // namespace vexora::tool::fru

@@ -1,0 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "core/command.h"
+
+namespace vexora::tool {
+
+/// Adds "history", the recorder's data file.
+void addHistory(Command app, Session &session);
+
+}  // namespace vexora::tool

@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What is wrong with a history data file. Each record is looked at by itself first; only those that are sound by
+// themselves are compared with their neighbours, so that one damaged record is told once.
+
+#include <cstdint>
+#include <cstdlib>
+
+#include "history/file.h"
+#include "history/time.h"
+
+namespace vexora::tool::history {
+namespace {
+
+// No board is off for a year and then goes on with its old history: a longer step is the clock's.
+constexpr std::int64_t kLongestPause = 366 * kDay;
+
+std::string text(std::int64_t number) { return std::to_string(number); }
+
+std::vector<Damage> checkWhole(const DataFile &file) {
+  std::vector<Damage> findings = file.refusals;
+  if (!findings.empty()) {
+    return findings;
+  }
+  if (file.size > kFileSize) {
+    findings.push_back(
+        {"size",
+         kFileSize,
+         {},
+         text(static_cast<std::int64_t>(file.size - kFileSize)) + " bytes behind the last slot, which nobody reads"});
+  }
+  const Header &header = file.header;
+  const std::uint32_t head = header.count < kCapacity ? 0 : (header.tail + 1) % kCapacity;
+  if (header.head != head) {
+    findings.push_back({"ring",
+                        0,
+                        {},
+                        "head is " + text(header.head) + "; with " + text(header.count) + " records and tail " +
+                            text(header.tail) + " it should be " + text(head)});
+  }
+  const std::uint32_t tail = (header.head + header.count + kCapacity - 1) % kCapacity;
+  if (header.tail != tail) {
+    findings.push_back({"ring",
+                        4,
+                        {},
+                        "tail is " + text(header.tail) + "; with " + text(header.count) + " records from slot " +
+                            text(header.head) + " on the newest is in slot " + text(tail)});
+  }
+  return findings;
+}
+
+/// Samples below zero leave a small negative minimum, and an average that means nothing: that is no damage.
+bool isInOrder(const Figures &figures) {
+  return (figures.minimum <= figures.average && figures.average <= figures.maximum) || figures.minimum > INT16_MAX;
+}
+
+bool isZero(const Record &record) {
+  return record.time == 0 && record.firstTime == 0 && record.year == 0 && record.month == 0 && record.day == 0;
+}
+
+/// What is wrong with a record's times; "" when nothing is.
+std::string timeDamage(const Record &record) {
+  if (isZero(record)) {
+    return "an empty slot counted as a record";
+  }
+  if (record.firstTime != record.time) {
+    return "its two times differ: " + text(record.firstTime) + " and " + text(record.time);
+  }
+  const std::string date =
+      text(record.year) + "-" + text(record.month) + "-" + text(record.day) + ", hour " + text(record.hour);
+  const std::optional<std::int64_t> wall = wallClock(record);
+  if (!wall) {
+    return "no such date: " + date;
+  }
+  // Time zones reach from 12 hours behind UTC to 14 hours before it; the wall's minutes are not recorded.
+  const std::int64_t ahead = *wall - record.time / kHour * kHour;
+  if (ahead < -13 * kHour || ahead > 15 * kHour) {
+    return "its date (" + date + ") is in no time zone that of its time (" + stamp(record.time, true) + " UTC)";
+  }
+  return "";
+}
+
+std::string figuresDamage(const Record &record) {
+  for (const Sensor &sensor : kSensors) {
+    const Figures &figures = record.*sensor.figures;
+    if (!isInOrder(figures)) {
+      return std::string("sensor ") + sensor.name + " out of order: minimum " + text(figures.minimum) + ", average " +
+             text(figures.average) + ", maximum " + text(figures.maximum);
+    }
+  }
+  return "";
+}
+
+std::int64_t zoneOf(const Record &record) { return wallClock(record).value_or(0) - record.time / kHour * kHour; }
+
+/// Compares a record with the one before. `skipped` damaged ones lie between them.
+void compare(const Record &before, const Record &record, std::int64_t skipped, std::vector<Damage> &findings) {
+  const auto found = [&](const char *kind, const std::string &what) {
+    findings.push_back({kind, record.offset(), record, what});
+  };
+  const std::int64_t step = record.time - before.time;
+  if (step < 0) {
+    found("order", duration(-step) + " earlier than record " + text(before.age) + " before it");
+    return;
+  }
+  if (step < kHour && record.hour == before.hour) {
+    found("order", "in the same hour as record " + text(before.age) + ", with which it should be one");
+  }
+  const std::int64_t moved = zoneOf(record) - zoneOf(before);
+  if (std::llabs(moved) > kHour) {
+    found("clock",
+          "local time moved " + duration(std::llabs(moved)) + (moved > 0 ? " forward" : " back") + " against UTC");
+  }
+  const std::int64_t missing = hoursMissing(before, record) - skipped;
+  if (step > kLongestPause) {
+    found("clock", "jumped forward by " + duration(step) + " since record " + text(before.age));
+  } else if (missing > 0) {
+    found("gap", duration(missing * kHour) + " without a record after record " + text(before.age));
+  }
+}
+
+}  // namespace
+
+std::vector<Damage> verify(const DataFile &file, std::int64_t now) {
+  std::vector<Damage> findings = checkWhole(file);
+  const Record *before = nullptr;
+  std::int64_t skipped = 0;
+  for (const Record &record : file.records) {
+    const std::string figures = figuresDamage(record);
+    const std::string time = timeDamage(record);
+    for (const std::string &damage : {time, figures}) {
+      if (!damage.empty()) {
+        findings.push_back({"record", record.offset(), record, damage});
+      }
+    }
+    if (!time.empty()) {
+      ++skipped;
+      continue;
+    }
+    if (before != nullptr) {
+      compare(*before, record, skipped, findings);
+    }
+    before = &record;
+    skipped = 0;
+  }
+  if (before != nullptr && before->time > now) {
+    findings.push_back(
+        {"clock", before->offset(), *before,
+         duration(before->time - now) + " ahead of this machine's clock: a recorder here would give up the file"});
+  }
+  return findings;
+}
+
+}  // namespace vexora::tool::history

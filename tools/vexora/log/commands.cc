@@ -1,0 +1,254 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The debug log's switches: marker files whose mere existence counts.
+
+#include <vexora/diag.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <memory>
+
+#include "log/commands.h"
+
+namespace vexora::tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view kFolder = "/conf/vexora_debug/";
+constexpr std::string_view kReload = "/var/vexora_debug_reload";
+constexpr std::string_view kSwitch = "ENABLE_";
+constexpr std::string_view kNone = "none";
+constexpr std::array<std::string_view, 4> kLevels{"info", "warning", "error", "critical"};
+constexpr std::array<std::string_view, 3> kPaths{"serial", "log", "both"};
+
+// What the library's table of switches holds.
+constexpr std::size_t kSwitches = 16;
+constexpr std::size_t kNameLength = 15;
+
+std::string upper(std::string_view text) {
+  std::string result(text);
+  for (char &character : result) {
+    character = character >= 'a' && character <= 'z' ? static_cast<char>(character - 'a' + 'A') : character;
+  }
+  return result;
+}
+
+/// The switches that exist, sorted; the folder may be missing.
+std::vector<std::string> switchedOn(const Session &session) {
+  std::vector<std::string> names;
+  std::error_code error;
+  const fs::path folder = session.path(kFolder);
+  for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
+       entry.increment(error)) {
+    const std::string name = entry->path().filename();
+    if (name.starts_with(kSwitch)) {
+      names.push_back(name.substr(kSwitch.size()));
+    }
+  }
+  if (error && error != std::errc::no_such_file_or_directory) {
+    throw Failure(kInaccessible, "cannot read " + folder.string() + ": " + error.message());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+std::vector<std::string> knownModules() {
+  std::vector<std::string> names;
+  for (const char *known : DebugSourceFile) {
+    names.emplace_back(std::string_view(known).substr(kSwitch.size()));
+  }
+  return names;
+}
+
+/// Why less is printed than the switches seem to say.
+std::vector<std::string> remarks(const std::vector<std::string> &on) {
+  std::vector<std::string> said;
+  if (GetDebugEanleLevel() < 0) {
+    said.emplace_back("no level is set, so nothing is printed");
+  }
+  if (GetDebugEanlePath() < 0) {
+    said.emplace_back("no path is set, so nothing is printed");
+  } else if (GetDebugEanlePath() == 1) {
+    said.emplace_back("the path is \"log\", to which nothing is printed");
+  }
+  if (on.empty()) {
+    said.emplace_back("no module is switched on");
+  }
+  if (on.size() > kSwitches) {
+    said.push_back("only " + std::to_string(kSwitches) + " of " + std::to_string(on.size()) + " switches count");
+  }
+  for (const std::string &name : on) {
+    if (name.size() > kNameLength) {
+      said.push_back(printable(name) + " is read as " + printable(name.substr(0, kNameLength)));
+    }
+  }
+  return said;
+}
+
+template <std::size_t Count>
+Json wordOf(const std::array<std::string_view, Count> &words, int index) {
+  return index < 0 ? Json() : Json(words.at(static_cast<std::size_t>(index)));
+}
+
+void showJson(Session &session, const std::vector<std::string> &on, const std::vector<std::string> &said, bool reload) {
+  Json modules = array();
+  for (const std::string &name : on) {
+    modules.append(name);
+  }
+  Json notes = array();
+  for (const std::string &remark : said) {
+    notes.append(remark);
+  }
+  session.answer(object({{"level", wordOf(kLevels, GetDebugEanleLevel())},
+                         {"path", wordOf(kPaths, GetDebugEanlePath())},
+                         {"modules", modules},
+                         {"reload", reload},
+                         {"remarks", notes}}));
+}
+
+void show(Session &session) {
+  const std::vector<std::string> on = switchedOn(session);
+  const std::vector<std::string> said = remarks(on);
+  const bool reload = fs::exists(session.path(kReload));
+  if (session.json) {
+    showJson(session, on, said, reload);
+    return;
+  }
+  const int level = GetDebugEanleLevel();
+  const int path = GetDebugEanlePath();
+  std::cout << "level    " << (level < 0 ? kNone : kLevels.at(static_cast<std::size_t>(level))) << "\n"
+            << "path     " << (path < 0 ? kNone : kPaths.at(static_cast<std::size_t>(path))) << "\n"
+            << "reload   " << (reload ? "on: running processes look again at every call" : "off") << "\n"
+            << "modules\n";
+  std::vector<std::string> names = knownModules();
+  std::copy_if(on.begin(), on.end(), std::back_inserter(names),
+               [](const std::string &name) { return GetSourceIsVaild(name.c_str()) != 1; });
+  for (const std::string &name : names) {
+    const bool isOn = std::find(on.begin(), on.end(), name) != on.end();
+    std::cout << "  " << (isOn ? coloured("on ", 32) : "off") << "  " << printable(name) << "\n";
+  }
+  for (const std::string &remark : said) {
+    std::cout << "note: " << remark << "\n";
+  }
+}
+
+void make(const Session &session, std::string_view marker) {
+  const std::string path = session.path(marker);
+  std::error_code error;
+  fs::create_directories(fs::path(path).parent_path(), error);
+  if (!std::ofstream(path, std::ios::app)) {
+    throw Failure(kInaccessible, "cannot make " + printable(path) + ": " + std::strerror(errno));
+  }
+}
+
+void unmake(const Session &session, std::string_view marker) {
+  const std::string path = session.path(marker);
+  if (std::remove(path.c_str()) != 0 && errno != ENOENT) {
+    throw Failure(kInaccessible, "cannot remove " + printable(path) + ": " + std::strerror(errno));
+  }
+}
+
+std::string switchOf(const std::string &module) {
+  if (module.empty() || module.size() > kNameLength || module.find('/') != std::string::npos) {
+    throw Failure(kUsage, printable(module) + ": a module's name has 1 to " + std::to_string(kNameLength) +
+                              " characters and no slash");
+  }
+  return std::string(kFolder) + std::string(kSwitch) + module;
+}
+
+void turn(Session &session, const std::vector<std::string> &modules, bool on) {
+  // All names are looked at before the first file changes.
+  std::vector<std::string> markers;
+  std::transform(modules.begin(), modules.end(), std::back_inserter(markers), switchOf);
+  for (const std::string &marker : markers) {
+    on ? make(session, marker) : unmake(session, marker);
+  }
+  for (const std::string &module : modules) {
+    if (GetSourceIsVaild(module.c_str()) != 1) {
+      std::cerr << "note: " << printable(module) << " is none of the modules that the firmware knows\n";
+    }
+  }
+  show(session);
+}
+
+/// Of several markers the first that exists holds, so the others go.
+template <std::size_t Count>
+void choose(Session &session, const std::array<std::string_view, Count> &words, std::string_view prefix,
+            const std::string &word) {
+  if (word != kNone) {
+    make(session, std::string(kFolder) + std::string(prefix) + upper(word));
+  }
+  for (const std::string_view other : words) {
+    if (other != word) {
+      unmake(session, std::string(kFolder) + std::string(prefix) + upper(other));
+    }
+  }
+  show(session);
+}
+
+void addModules(Command log, Session &session, bool on) {
+  Command command =
+      on ? log.add("on", "Switches modules on, by files in /conf/vexora_debug.", "vexora log on ZELMONITOR IPMI")
+         : log.add("off", "Switches modules off.", "vexora log off ZELMONITOR");
+  auto modules = std::make_shared<std::vector<std::string>>();
+  command.option("MODULE", *modules, "Modules, such as DEV, IPMI, REDFISH, SNMP, ZELMONITOR or CPLD").required();
+  command.run([&session, modules, on] { turn(session, *modules, on); });
+}
+
+template <std::size_t Count>
+void addChoice(Command command, Session &session, const std::array<std::string_view, Count> &words,
+               std::string_view prefix, const char *argument) {
+  std::vector<std::string> allowed(words.begin(), words.end());
+  allowed.emplace_back(kNone);
+  auto word = std::make_shared<std::string>();
+  command.option(argument, *word, "One of these words").required().isOneOf(allowed);
+  command.run([&session, &words, prefix, word] { choose(session, words, prefix, *word); });
+}
+
+void addReload(Command log, Session &session) {
+  Command command = log.add("reload",
+                            "Makes running processes look at the switches again, or stops that.\nWhile it is on, "
+                            "each log call of each process reads the files.",
+                            "vexora log reload on");
+  auto word = std::make_shared<std::string>();
+  command.option("STATE", *word, "on or off").required().isOneOf({"on", "off"});
+  command.run([&session, word] {
+    *word == "on" ? make(session, kReload) : unmake(session, kReload);
+    show(session);
+  });
+}
+
+}  // namespace
+
+void addLog(Command app, Session &session) {
+  Command log = app.add("log",
+                        "Shows and sets the debug log's switches.\nWithout a command: the level, the path and the "
+                        "modules that are switched on, and why less may be printed than they say.",
+                        "vexora log");
+  log.mayTakeCommand();
+  log.run([log, &session] {
+    if (!log.hasCommand()) {
+      show(session);
+    }
+  });
+  addModules(log, session, true);
+  addModules(log, session, false);
+  addChoice(log.add("level", "Sets the lowest level that is printed.", "vexora log level warning"), session, kLevels,
+            "LEVEL_", "LEVEL");
+  addChoice(log.add("path",
+                    "Sets where records go.\n\"serial\" and \"both\" print to the process's standard output; to "
+                    "\"log\" nothing is printed.",
+                    "vexora log path serial"),
+            session, kPaths, "PATH_", "PATH");
+  addReload(log, session);
+  addTail(log, session);
+}
+
+}  // namespace vexora::tool

@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "core/command.h"
+
+namespace vexora::tool {
+
+/// Adds "log", the debug log's switches and the watchdog log.
+void addLog(Command app, Session &session);
+
+/// Adds "log tail".
+void addTail(Command log, Session &session);
+
+}  // namespace vexora::tool

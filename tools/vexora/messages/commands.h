@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "core/command.h"
+
+namespace vexora::tool {
+
+/// Adds the commands of this folder: requests between daemons.
+void addMessages(Command app, Session &session);
+
+void addSend(Command app, Session &session);   // "send"
+void addWatch(Command app, Session &session);  // "watch"
+
+}  // namespace vexora::tool

@@ -1,0 +1,267 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// vexora send: the requests of the daemons, made by hand. The library sends them; they are shown as they travel.
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <iostream>
+#include <memory>
+
+#include <vexora/ipc.h>
+
+#include "messages/commands.h"
+#include "messages/layout.h"
+#include "messages/watch.h"
+
+namespace vexora::tool {
+namespace {
+
+constexpr std::size_t kMcaRequest = 256;
+constexpr std::size_t kIdlRecord = 220;
+constexpr std::size_t kIdlTime = 8;
+constexpr std::size_t kSelRecord = 10;
+
+struct SendArguments {
+  bool dryRun = false;
+  bool multi = false;
+  std::vector<std::string> hex;
+  std::string file;
+  std::vector<unsigned> taskFailure;
+  unsigned kind = 0;
+  unsigned instance = 0;
+  unsigned flag = 0;
+  unsigned command = 0;
+  unsigned first = 0;
+  unsigned second = 0;
+};
+
+/// A request as it travels, and the library's call that sends it.
+struct Request {
+  const RequestLayout *layout;
+  std::vector<std::uint8_t> bytes;
+  std::function<int()> send;
+  std::string pipe = layout->pipe == nullptr ? "" : layout->pipe;
+};
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// The bytes that were given, `most` of them at the most.
+Bytes givenBytes(const SendArguments &arguments, std::size_t most) {
+  std::string text;
+  for (const std::string &piece : arguments.hex) {
+    text += piece;
+  }
+  Bytes bytes = arguments.file.empty() ? parseHex(text) : readFile(arguments.file);
+  if (bytes.size() > most) {
+    throw Failure(kUsage, std::to_string(bytes.size()) + " bytes, more than the " + std::to_string(most) +
+                              " that the request has");
+  }
+  return bytes;
+}
+
+/// A record at its place in a request of zeros.
+Bytes framed(const RequestLayout &layout, std::size_t at, const Bytes &record) {
+  Bytes bytes(layout.size);
+  std::copy(record.begin(), record.end(), bytes.begin() + static_cast<std::ptrdiff_t>(at));
+  return bytes;
+}
+
+void put32(Bytes &bytes, std::size_t at, std::uint32_t value) {
+  for (std::size_t i = 0; i < 4; ++i) {
+    bytes[at + i] = static_cast<std::uint8_t>(value >> (8 * i));
+  }
+}
+
+Request mca(const SendArguments &arguments, const RequestLayout &layout) {
+  Bytes request = givenBytes(arguments, kMcaRequest);
+  request.resize(kMcaRequest);
+  Bytes bytes = framed(layout, 4, request);
+  bytes[0] = 1;
+  return {&layout, bytes, [request] { return VexoraPostReqToMCA(request.data()); }};
+}
+
+Request idl(const SendArguments &arguments, const RequestLayout &layout) {
+  Bytes record = givenBytes(arguments, kIdlRecord);
+  record.resize(kIdlRecord);
+  if (record[0] > 1) {
+    throw Failure(kFinding, "log type " + std::to_string(record[0]) + ": there are only 0 and 1");
+  }
+  if (record[0] == 1) {
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    put32(record, kIdlTime, static_cast<std::uint32_t>(now + local.tm_gmtoff));
+  }
+  return {&layout, framed(layout, 4, record), [record] { return VexoraPostReqToIDL(record.data()); }};
+}
+
+Request oneKeyLog(const SendArguments & /*arguments*/, const RequestLayout &layout) {
+  return {&layout, framed(layout, 0, {3}), [] { return VexoraPostReqToOneKeyLog(); }};
+}
+
+Request sel(const SendArguments &arguments, const RequestLayout &layout) {
+  Bytes record = givenBytes(arguments, kSelRecord);
+  if (const std::vector<unsigned> &data = arguments.taskFailure; !data.empty()) {
+    const auto low = [&](std::size_t i) { return static_cast<std::uint8_t>(data[i]); };
+    record = {0x20, 0, 0, 0x18, 2, 0, low(0), 1, low(1), low(2)};
+  }
+  if (record.size() != kSelRecord) {
+    throw Failure(kUsage, "a SEL record has 10 bytes, not " + std::to_string(record.size()));
+  }
+  return {&layout, framed(layout, 2, record), [record] { return VexoraAddSELToIPMIMain(record.data()); }};
+}
+
+Request mupr(const SendArguments &arguments, const RequestLayout &layout) {
+  const Bytes data = givenBytes(arguments, layout.size);
+  if (data.empty()) {
+    throw Failure(kUsage, "no data: give hexadecimal bytes or --file");
+  }
+  return {&layout, data, [data] { return VexoraPostMuprData(data.data(), static_cast<unsigned>(data.size())); }};
+}
+
+Request component(const SendArguments &arguments, const RequestLayout &layout) {
+  const Bytes data = givenBytes(arguments, VEXORA_COMPONENT_DATA_MAX);
+  Bytes bytes = framed(layout, 12, data);
+  bytes[0] = static_cast<std::uint8_t>(arguments.command);
+  bytes[1] = static_cast<std::uint8_t>(arguments.command >> 8);
+  bytes[2] = static_cast<std::uint8_t>(arguments.instance);
+  put32(bytes, 4, arguments.flag);
+  put32(bytes, 8, static_cast<std::uint32_t>(data.size()));
+  const auto call = arguments.multi ? VexoraSendCompMonCmdWithMultiMode : VexoraSendCompMonCmdWithRespFlag;
+  const auto send = [=] {
+    return call(arguments.kind, arguments.instance, static_cast<int>(arguments.command),
+                data.empty() ? nullptr : data.data(), static_cast<int>(data.size()), arguments.flag);
+  };
+  return {&layout, bytes, send, componentPipe(arguments.kind, arguments.multi ? 0 : arguments.instance)};
+}
+
+Request raid(const SendArguments &arguments, const RequestLayout &layout) {
+  const unsigned first = arguments.first;
+  const unsigned second = arguments.second;
+  return {&layout, {static_cast<std::uint8_t>(first), static_cast<std::uint8_t>(second)}, [=] {
+            return SendRaidMonitorStatusToPipe(first, second);
+          }};
+}
+
+/// A record that nobody waits for is lost, one to a full pipe waits, and a path that is no pipe may be removed.
+void needReader(const std::string &path) {
+  struct stat there {};
+  if (stat(path.c_str(), &there) != 0 || !S_ISFIFO(there.st_mode)) {
+    throw Failure(kInaccessible, "no pipe " + printable(path) + ": its daemon has not made it");
+  }
+  pollfd pipe{open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC), POLLOUT, 0};
+  const int error = errno;
+  const bool hasRoom = pipe.fd >= 0 && poll(&pipe, 1, 0) == 1;
+  if (pipe.fd < 0 || close(pipe.fd) != 0 || !hasRoom) {
+    throw Failure(kInaccessible, printable(path) + ": " +
+                                     (pipe.fd >= 0     ? "full"
+                                      : error == ENXIO ? "nobody has it open, so the request would be lost"
+                                                       : std::strerror(error)));
+  }
+}
+
+void needQueue(const Session &session) {
+  if (!session.root.empty()) {
+    throw Failure(kUsage, "message queues belong to the running system: none can be reached with --root");
+  }
+}
+
+void deliver(Session &session, const Request &request, bool dryRun) {
+  const std::string where =
+      request.layout->queue != 0 ? "queue " + std::to_string(request.layout->queue) : session.path(request.pipe);
+  if (!dryRun) {
+    request.layout->queue != 0 ? needQueue(session) : needReader(where);
+    int result = -1;
+    const std::string said = captured([&] { result = request.send(); });
+    if (result != 0) {
+      throw Failure(kInaccessible, "not sent to " + printable(where) + (said.empty() ? "" : ": " + printable(said)));
+    }
+  }
+  if (session.json) {
+    session.answer(requestJson(*request.layout, request.bytes).add("to", where).add("sent", !dryRun));
+  } else {
+    std::cout << request.layout->name << ", " << request.bytes.size() << " bytes, " << (dryRun ? "not sent" : "sent")
+              << " to " << printable(where) << "\n"
+              << showRequest(*request.layout, request.bytes);
+  }
+}
+
+struct Kind {
+  const char *name;
+  const char *description;
+  const char *example;
+  Request (*make)(const SendArguments &arguments, const RequestLayout &layout);
+  bool hasData;
+};
+
+constexpr Kind kKinds[] = {
+    {"mca", "Sends a request of up to 256 bytes to the machine-check analysis.", "a0 a1 a2", mca, true},
+    {"idl",
+     "Sends a record of up to 220 bytes to the diagnosis log. The first byte is the log type, 0 or 1; records of "
+     "type 1 get the local time.",
+     "01 02 03", idl, true},
+    {"onekeylog", "Asks the one-key log collector to collect.", "", oneKeyLog, false},
+    {"sel", "Asks the main IPMI daemon to add a record of 10 bytes to the System Event Log.",
+     "20 00 00 18 02 00 05 01 06 07", sel, true},
+    {"mupr", "Sends data to the MUPR consumer.", "01 02 03", mupr, true},
+    {"component", "Sends a command to a component monitor.", "3 1 0x0102 aa bb --flag 1", component, true},
+    {"raid", "Sends a status of two bytes to the RAID replacement monitor.", "1 2", raid, false},
+};
+
+void addKind(Command app, Session &session, const Kind &kind) {
+  const auto arguments = std::make_shared<SendArguments>();
+  const std::string name = kind.name;
+  Command command = app.add(name, kind.description,
+                            "vexora send " + name + (*kind.example != '\0' ? " " : "") + kind.example + " --dry-run");
+  command.flag("--dry-run,-n", arguments->dryRun, "Show the request, and don't send it");
+  if (name == "component") {
+    command.option("KIND", arguments->kind, "Component kind").required();
+    command.option("INSTANCE", arguments->instance, "Instance number").required();
+    command.option("COMMAND", arguments->command, "Command code").required().isBetween(0, 0xFFFF);
+    command.option("--flag", arguments->flag, "Response flag");
+    command.flag("--multi", arguments->multi, "To the monitor that serves all instances of the kind");
+  }
+  if (name == "raid") {
+    command.option("FIRST", arguments->first, "First byte").required().isBetween(0, 0xFF);
+    command.option("SECOND", arguments->second, "Second byte").required().isBetween(0, 0xFF);
+  }
+  if (kind.hasData) {
+    Option hex = command.option("BYTES", arguments->hex, "Data in hexadecimal digits; zeros follow");
+    command.option("--file", arguments->file, "Data from a file, - for standard input").excludes(hex);
+  }
+  if (name == "sel") {
+    command.option("--task-failure", arguments->taskFailure, "The record of a task's failure, of three data bytes")
+        .takes(3, 3);
+  }
+  command.run([&session, &kind, arguments] {
+    deliver(session, kind.make(*arguments, *findLayout(kind.name)), arguments->dryRun);
+  });
+}
+
+}  // namespace
+
+std::string componentPipe(unsigned kind, unsigned instance) {
+  char path[40];
+  std::snprintf(path, sizeof path, "%s%02x%02x", findLayout("component")->pipe, kind, instance);
+  return path;
+}
+
+void addSend(Command app, Session &session) {
+  Command send = app.add("send",
+                         "Sends a request to a daemon, and shows its bytes beside its fields. A request to a pipe "
+                         "goes out only when somebody has the pipe open.",
+                         "vexora send sel 20 00 00 18 02 00 05 01 06 07 --dry-run");
+  send.needsCommand();
+  for (const Kind &kind : kKinds) {
+    addKind(send, session, kind);
+  }
+}
+
+}  // namespace vexora::tool

@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <vexora/diag.h>
+#include <vexora/ipc.h>
+#include <vexora/text.h>
+
+#include <array>
+#include <charconv>
+#include <limits>
+
+#include "settings/kinds.h"
+
+namespace vexora::tool {
+namespace {
+
+int lengthOf(const std::string &value) {
+  constexpr std::size_t kMost = std::numeric_limits<int>::max();
+  return static_cast<int>(value.size() < kMost ? value.size() : kMost);
+}
+
+template <int Mode>
+bool acceptsName(const std::string &value) {
+  return vexora_isvalid_username(value.c_str(), lengthOf(value), Mode) == 0;
+}
+
+template <unsigned Base>
+bool acceptsNumber(const std::string &value) {
+  return vexora_verify_strisdigit(value.c_str(), Base) == 1;
+}
+
+bool acceptsHost(const std::string &value) {
+  std::array<char, VEXORA_IP_TEXT_SIZE> address{};
+  return ConverHostnameToIP(value.c_str(), address.data()) == 0;
+}
+
+bool acceptsDomainSuffix(const std::string &value) {
+  std::string copy = value;
+  return vexora_isvalid_domain(copy.data()) == 0;
+}
+
+bool acceptsTrapField(const std::string &value) {
+  return ValidateSNMPTrapCfgInput(reinterpret_cast<const unsigned char *>(value.data()), lengthOf(value)) == 0;
+}
+
+bool acceptsSensorType(const std::string &value) {
+  const bool hexadecimal = value.starts_with("0x") || value.starts_with("0X");
+  const char *end = value.data() + value.size();
+  unsigned type = 0;
+  const auto read = std::from_chars(value.data() + (hexadecimal ? 2 : 0), end, type, hexadecimal ? 16 : 10);
+  return read.ec == std::errc() && read.ptr == end && ValidateSNMPTrapCfgDeviceType(type) == 0;
+}
+
+constexpr Validator kValidators[] = {
+    {"ipv4", "vexora_isvalid_ipv4", "four numbers up to 255 with full stops between them, not beginning with a 0",
+     [](const std::string &value) { return vexora_isvalid_ipv4(value.c_str()) == 0; }},
+    {"ipv4-address", "IsValidIpv4", "four numbers up to 255 with full stops between them",
+     [](const std::string &value) { return IsValidIpv4(value.c_str()) == 0; }},
+    {"ipv6", "vexora_isvalid_ipv6", "an IPv6 address without zone or prefix length",
+     [](const std::string &value) { return vexora_isvalid_ipv6(value.c_str()) == 0; }},
+    {"ipv6-address", "IsValidIpv6", "an IPv6 address without zone or prefix length",
+     [](const std::string &value) { return IsValidIpv6(value.c_str()) == 0; }},
+    {"resolvable", "IsValidDomain", "a name or address that the resolver finds, and not two or three numbers of one",
+     [](const std::string &value) { return IsValidDomain(value.c_str()) == 0; }, false},
+    {"ipv4-host", "ConverHostnameToIP", "a name that the resolver finds an IPv4 address for", acceptsHost, false},
+    {"domain", "VexoraIsDomain",
+     "labels of 1 to 63 letters, digits and hyphens, none beginning with a hyphen, with full stops between them, 255 "
+     "characters at most",
+     [](const std::string &value) { return VexoraIsDomain(value.c_str()) == 0; }},
+    {"domain-suffix", "vexora_isvalid_domain", "something, a full stop, and behind the last one a letter first",
+     acceptsDomainSuffix},
+    {"hostname", "vexora_valid_hostname", "1 to 255 letters and digits, and hyphens but for both ends",
+     [](const std::string &value) {
+       return vexora_valid_hostname(value.c_str(), static_cast<unsigned>(value.size())) == 0;
+     }},
+    {"username", "vexora_isvalid_username",
+     "a name that doesn\'t begin with a digit or .-@_ and has no blanks, control characters and punctuation but -_@",
+     acceptsName<0>},
+    {"smtp-username", "vexora_isvalid_username(1)",
+     "a name that doesn\'t begin with a digit or .-@_ and has no blanks, control characters and punctuation but -_@.",
+     acceptsName<1>},
+    {"smtp-hostname", "vexora_isvalid_username(2)",
+     "a name that doesn\'t begin with a digit or .-@_ and has no blanks, control characters and punctuation but -_@.",
+     acceptsName<2>},
+    {"password", "vexora_isvalid_passwd",
+     "three of small letters, capitals, digits and others (the underscore is none of these), without blanks and "
+     "control "
+     "characters",
+     [](const std::string &value) { return vexora_isvalid_passwd(value.c_str()) == 0; }},
+    {"email", "vexora_isvalid_email", "a mail address, of which the first 64 characters count",
+     [](const std::string &value) { return vexora_isvalid_email(value.c_str()) == 0; }},
+    {"sender-address", "vexora_isvalid_senderaddress",
+     "no single quote, backslash or control character among the first 16 characters",
+     [](const std::string &value) { return vexora_isvalid_senderaddress(value.c_str()) == 0; }},
+    {"harmless", "vexora_verify_sensitivewords", "none of the characters *()&=|",
+     [](const std::string &value) { return vexora_verify_sensitivewords(value.c_str()) == 0; }},
+    {"command", "CheckCommandSpecial", "none of the characters &;|",
+     [](const std::string &value) { return CheckCommandSpecial(value.c_str()) == 0; }},
+    {"path", "is_valid_path",
+     "a slash and a word character, then word characters with at most one slash, hyphen, other character and colon, in "
+     "this order, behind each run of them",
+     [](const std::string &value) { return is_valid_path(value.c_str()) == 0; }},
+    {"digits", "vexora_valid_digit", "no character but digits",
+     [](const std::string &value) { return vexora_valid_digit(value.c_str()) == 0; }},
+    {"binary", "vexora_verify_strisdigit(2)", "one or more of the digits 0 and 1", acceptsNumber<2>},
+    {"decimal", "vexora_verify_strisdigit(10)", "one or more decimal digits", acceptsNumber<10>},
+    {"hexadecimal", "vexora_verify_strisdigit(16)", "one or more hexadecimal digits, 0x allowed before them",
+     acceptsNumber<16>},
+    {"trap-field", "ValidateSNMPTrapCfgInput", "1 to 16 printable ASCII characters without the blank",
+     acceptsTrapField},
+    {"trap-engine-id", "ValidateSNMPTrapCfgEngineID", "5 to 24 octets as hexadecimal digits, or nothing",
+     [](const std::string &value) { return ValidateSNMPTrapCfgEngineID(value.c_str(), -1) == 0; }},
+    {"trap-sensor-type", "ValidateSNMPTrapCfgDeviceType",
+     "the number of a sensor type whose traps can be configured, 0x before hexadecimal digits", acceptsSensorType,
+     false},
+    {"debug-module", "GetSourceIsVaild", "a module of the debug log that the firmware knows",
+     [](const std::string &value) { return GetSourceIsVaild(value.c_str()) == 1; }, false},
+};
+
+const WordTable kWordTables[] = {
+    {"snmp-authentication", "AuthProtocols", "SNMPv3 authentication", AuthProtocols},
+    {"snmp-privacy", "PrivProtocols", "SNMPv3 privacy", PrivProtocols},
+    {"trap-version", "TrapVersionStr", "SNMP version of traps", TrapVersionStr},
+    {"host-id", "HostIDs", "what names the host in traps", HostIDs},
+    {"event-level", "EventLevelStr", "lowest level of events", EventLevelStr},
+    {"enable", "EnableStr", "a switch", EnableStr},
+    {"enable-small", "EnabledStrLittleLetter", "a switch in small letters", EnabledStrLittleLetter},
+    {"auto", "AutoStrLittleLetter", "who sets a value", AutoStrLittleLetter},
+    {"syslog-host-id", "SyslogTagStr", "what names the host in syslog records", SyslogTagStr},
+    {"syslog-enable", "SyslogEnableStr", "switches of syslog", SyslogEnableStr},
+    {"syslog-protocol", "SyslogProtocalStr", "transport of syslog", SyslogProtocalStr},
+    {"syslog-type", "SyslogTypeStr", "logs that go to syslog", SyslogTypeStr},
+    {"syslog-level", "SyslogLevelStr", "lowest level that goes to syslog", SyslogLevelStr},
+    {"video-compression", "CompressionModeStr", "compression of the remote console", CompressionModeStr},
+    {"video-quality", "VideoQualityStr", "picture quality of the remote console", VideoQualityStr},
+};
+
+}  // namespace
+
+std::span<const Validator> validators() { return kValidators; }
+std::span<const WordTable> wordTables() { return kWordTables; }
+
+}  // namespace vexora::tool

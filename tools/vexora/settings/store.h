@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The settings files as tables: each field's place in the library's record, what it may hold, and how it is shown. The
+// library loads and saves; the file itself is only read to see what a load cuts or replaces.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/tool.h"
+#include "settings/checks.h"
+
+namespace vexora::tool {
+
+enum class SettingKind {
+  kNumber,
+  kText,
+  kPassword,  // masked, but in the file as it is
+  kSecret,    // masked, and enciphered in the file
+};
+
+/// The words for a number, from 0 up.
+struct Words {
+  const char **table = nullptr;
+  int count = 0;
+};
+
+struct SettingField {
+  const char *key;
+  std::size_t offset;
+  std::uint32_t width;
+  SettingKind kind;
+  SettingCheck check;        // null: the words say all
+  Words words = {};          // for a number
+  bool neededInUse = false;  // must not be empty where the record's first field, its switch, is on
+};
+
+struct SettingsStore {
+  const char *name;
+  const char *title;
+  const char *path;
+  const char *change;  // an example for "set"
+  const char *section;
+  std::span<const SettingField> fields;
+  std::size_t recordSize;
+  const char *list;  // the member of the destinations, or null
+  std::span<const SettingField> listFields;
+  std::size_t entrySize;
+  int (*load)(std::uint8_t *record, int size, std::uint8_t *list, int listSize);
+  int (*save)(const std::uint8_t *record, int size, const std::uint8_t *list, int listSize);
+};
+
+std::span<const SettingsStore> settingsStores();
+
+/// A field of the loaded settings.
+struct Setting {
+  std::string name;  // "SmtpPort", "dest1.EmailAddress"
+  const SettingField *field;
+  std::uint8_t *bytes;
+  bool inUse;
+  int entry;  // of the list, or -1
+
+  [[nodiscard]] SettingValue value() const;
+  [[nodiscard]] std::string shown(bool secrets) const;
+  [[nodiscard]] Json json(bool secrets) const;
+  /// What is wrong with the value; empty when nothing is.
+  [[nodiscard]] std::string finding() const;
+  /// Puts a value in; tells why not when it doesn't fit, and changes nothing then.
+  [[nodiscard]] std::string assign(const std::string &text) const;
+  [[nodiscard]] std::string assign(json_object *value) const;
+};
+
+class Settings {
+ public:
+  explicit Settings(const SettingsStore &store);
+
+  /// Loads the file, which has to be there unless it may be restored from its default; throws Failure.
+  void load(const Session &session, bool mayRestore);
+  /// Saves, and loads again to see that the file has it all; throws Failure.
+  void save(const Session &session);
+
+  [[nodiscard]] std::vector<Setting> all();
+  [[nodiscard]] Json document(bool secrets);
+
+ private:
+  const SettingsStore &store_;
+  std::vector<std::uint8_t> record_;
+  std::vector<std::uint8_t> list_;
+};
+
+/// The member of a document that holds a setting, or null.
+json_object *memberOf(const Json &document, const SettingsStore &store, const Setting &setting);
+
+/// What a load makes of a member of the file that it can't take as it is; empty when it takes it.
+std::string damageOf(json_object *member, const Setting &setting);
+
+}  // namespace vexora::tool
