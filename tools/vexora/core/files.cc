@@ -12,7 +12,6 @@
 #include <cstring>
 #include <utility>
 
-#include "core/progress.h"
 #include "core/root.h"
 #include "core/tool.h"
 
@@ -107,7 +106,6 @@ std::vector<std::uint8_t> readFile(const std::string &path) {
   if (file.get() < 0) {
     fail(name, "read");
   }
-  const auto progress = path == kStandard ? nullptr : std::make_unique<Progress>("reading " + path);
   std::vector<std::uint8_t> content;
   std::array<std::uint8_t, 1 << 16> piece;
   for (;;) {
@@ -133,6 +131,11 @@ void writeFile(const std::string &path, std::span<const std::uint8_t> content) {
   } else {
     replace(resolved, content);
   }
+}
+
+std::string readText(const std::string &path) {
+  const std::vector<std::uint8_t> content = readFile(path);
+  return {content.begin(), content.end()};
 }
 
 void reserveStandardOutput() { standardOutputIsTaken = true; }

@@ -48,11 +48,8 @@ json_object *makeNumber(double value) {
 
 Json::Json(json_object *taken) : object_(taken) {}
 Json::Json(bool value) : object_(json_object_new_boolean(value ? 1 : 0)) {}
-Json::Json(std::int64_t value) : object_(json_object_new_int64(value)) {}
-Json::Json(int value) : object_(json_object_new_int64(value)) {}
-Json::Json(unsigned value) : object_(json_object_new_int64(value)) {}
 Json::Json(double value) : object_(makeNumber(value)) {}
-Json::Json(const char *text) : object_(makeText(text)) {}
+Json::Json(const char *text) : object_(text == nullptr ? nullptr : makeText(text)) {}
 Json::Json(std::string_view text) : object_(makeText(text)) {}
 Json::Json(const std::string &text) : object_(makeText(text)) {}
 Json::Json(const Json &other) : object_(json_object_get(other.object_)) {}

@@ -10,7 +10,6 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/statfs.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -18,7 +17,6 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 
 #include "core/root.h"
 
@@ -100,19 +98,12 @@ LEAD(int, __open_2, (const char *path, int flags), (Led(path, lastOf(flags)).get
 LEAD(int, __open64_2, (const char *path, int flags), (Led(path, lastOf(flags)).get(), flags), )
 LEAD(int, __openat_2, (int folder, const char *path, int flags), (folder, Led(path, lastOf(flags)).get(), flags), )
 LEAD(int, __openat64_2, (int folder, const char *path, int flags), (folder, Led(path, lastOf(flags)).get(), flags), )
-LEAD(int, creat, (const char *path, mode_t mode), (Led(path).get(), mode), )
-LEAD(int, creat64, (const char *path, mode_t mode), (Led(path).get(), mode), )
 
 LEAD(std::FILE *, fopen, (const char *path, const char *mode), (Led(path).get(), mode), )
 LEAD(std::FILE *, fopen64, (const char *path, const char *mode), (Led(path).get(), mode), )
-LEAD(std::FILE *, freopen, (const char *path, const char *mode, std::FILE *file), (Led(path).get(), mode, file), )
-LEAD(std::FILE *, freopen64, (const char *path, const char *mode, std::FILE *file), (Led(path).get(), mode, file), )
 LEAD(DIR *, opendir, (const char *path), (Led(path).get()), )
 
 LEAD(int, access, (const char *path, int mode), (Led(path).get(), mode), noexcept)
-LEAD(int, euidaccess, (const char *path, int mode), (Led(path).get(), mode), noexcept)
-LEAD(int, faccessat, (int folder, const char *path, int mode, int flags),
-     (folder, Led(path, lastAt(flags)).get(), mode, flags), noexcept)
 LEAD(int, stat, (const char *path, struct stat *out), (Led(path).get(), out), noexcept)
 LEAD(int, stat64, (const char *path, struct stat64 *out), (Led(path).get(), out), noexcept)
 LEAD(int, __stat64_time64, (const char *path, void *out), (Led(path).get(), out), noexcept)
@@ -135,31 +126,16 @@ LEAD(int, __fxstatat, (int version, int folder, const char *path, struct stat *o
      (version, folder, Led(path, lastAt(flags)).get(), out, flags), noexcept)
 LEAD(int, __fxstatat64, (int version, int folder, const char *path, struct stat64 *out, int flags),
      (version, folder, Led(path, lastAt(flags)).get(), out, flags), noexcept)
-LEAD(int, statfs, (const char *path, struct statfs *out), (Led(path).get(), out), noexcept)
-LEAD(int, statfs64, (const char *path, struct statfs64 *out), (Led(path).get(), out), noexcept)
 LEAD(int, statvfs, (const char *path, struct statvfs *out), (Led(path).get(), out), noexcept)
 LEAD(int, statvfs64, (const char *path, struct statvfs64 *out), (Led(path).get(), out), noexcept)
 
 LEAD(int, mkdir, (const char *path, mode_t mode), (ITSELF(path), mode), noexcept)
-LEAD(int, mkdirat, (int folder, const char *path, mode_t mode), (folder, ITSELF(path), mode), noexcept)
 LEAD(int, mkfifo, (const char *path, mode_t mode), (ITSELF(path), mode), noexcept)
-LEAD(int, mkfifoat, (int folder, const char *path, mode_t mode), (folder, ITSELF(path), mode), noexcept)
-LEAD(int, mknod, (const char *path, mode_t mode, dev_t device), (ITSELF(path), mode, device), noexcept)
-LEAD(int, mknodat, (int folder, const char *path, mode_t mode, dev_t device), (folder, ITSELF(path), mode, device),
-     noexcept)
 LEAD(int, rename, (const char *from, const char *to), (ITSELF(from), ITSELF(to)), noexcept)
-LEAD(int, renameat, (int folder, const char *from, int other, const char *to),
-     (folder, ITSELF(from), other, ITSELF(to)), noexcept)
-LEAD(int, renameat2, (int folder, const char *from, int other, const char *to, unsigned flags),
-     (folder, ITSELF(from), other, ITSELF(to), flags), noexcept)
-LEAD(int, link, (const char *from, const char *to), (ITSELF(from), ITSELF(to)), noexcept)
-LEAD(int, symlink, (const char *target, const char *path), (target, ITSELF(path)), noexcept)
 LEAD(int, unlink, (const char *path), (ITSELF(path)), noexcept)
 LEAD(int, unlinkat, (int folder, const char *path, int flags), (folder, ITSELF(path), flags), noexcept)
 LEAD(int, remove, (const char *path), (ITSELF(path)), noexcept)
-LEAD(int, rmdir, (const char *path), (ITSELF(path)), noexcept)
 LEAD(int, chmod, (const char *path, mode_t mode), (Led(path).get(), mode), noexcept)
-LEAD(int, chown, (const char *path, uid_t user, gid_t group), (Led(path).get(), user, group), noexcept)
 LEAD(int, truncate, (const char *path, off_t size), (Led(path).get(), size), noexcept)
 LEAD(int, truncate64, (const char *path, off64_t size), (Led(path).get(), size), noexcept)
 LEAD(ssize_t, readlink, (const char *path, char *out, std::size_t size), (ITSELF(path), out, size), noexcept)
@@ -181,16 +157,5 @@ std::FILE *popen(const char *command, const char *mode) {
 int safe_system(const char *command) {
   static auto *const real = next(&safe_system, "safe_system");
   return refusesCommand() ? -1 : real(command);
-}
-
-// MD5 is taken from the board's own file, which a workstation doesn't have under that name.
-void *dlopen(const char *path, int flags) noexcept {
-  static auto *const real = next(&dlopen, "dlopen");
-  constexpr const char *kBoardCrypto = "/usr/lib/arm-linux-gnueabi/libcrypto.so";
-  void *library = real(path, flags);
-  if (library == nullptr && path != nullptr && std::strcmp(path, kBoardCrypto) == 0) {
-    library = real("libcrypto.so.3", flags);
-  }
-  return library;
 }
 }

@@ -9,6 +9,8 @@
 #include <array>
 #include <cctype>
 #include <cerrno>
+#include <charconv>
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -26,9 +28,7 @@ bool steersTerminal(char32_t character) {
 std::string escaped(std::string_view bytes) {
   std::string text;
   for (const char byte : bytes) {
-    std::array<char, 8> code{};
-    std::snprintf(code.data(), code.size(), "\\x%02x", static_cast<unsigned>(static_cast<unsigned char>(byte)));
-    text += code.data();
+    text += format("\\x%02x", static_cast<unsigned>(static_cast<unsigned char>(byte)));
   }
   return text;
 }
@@ -180,26 +180,60 @@ void Session::report(std::span<const Finding> some, const std::string &fine) {
   std::cout << (some.empty() && !json && !fine.empty() ? fine + "\n" : "");
 }
 
+std::string format(const char *form, ...) {
+  std::array<char, 512> text{};
+  va_list arguments;
+  va_start(arguments, form);
+  std::vsnprintf(text.data(), text.size(), form, arguments);
+  va_end(arguments);
+  return text.data();
+}
+
+std::optional<std::int64_t> parseNumber(std::string_view text, std::int64_t most) {
+  const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
+  text.remove_prefix(hexadecimal ? 2 : 0);
+  std::int64_t value = -1;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, hexadecimal ? 16 : 10);
+  const bool isNumber = error == std::errc() && end == text.data() + text.size() && value >= 0 && value <= most;
+  return isNumber ? std::optional(value) : std::nullopt;
+}
+
+std::string toHex(std::span<const std::uint8_t> bytes, const char *between) {
+  std::string digits;
+  for (const std::uint8_t byte : bytes) {
+    digits += (digits.empty() ? "" : between) + format("%02x", unsigned{byte});
+  }
+  return digits;
+}
+
+std::optional<std::vector<std::uint8_t>> fromHex(std::string_view digits) {
+  std::vector<std::uint8_t> bytes;
+  while (!digits.empty()) {
+    if (std::isspace(static_cast<unsigned char>(digits[0])) != 0) {
+      digits.remove_prefix(1);
+      continue;
+    }
+    std::uint8_t byte = 0;
+    const auto [end, error] =
+        std::from_chars(digits.data(), digits.data() + std::min<std::size_t>(digits.size(), 2), byte, 16);
+    if (error != std::errc() || end != digits.data() + 2) {
+      return std::nullopt;
+    }
+    bytes.push_back(byte);
+    digits.remove_prefix(2);
+  }
+  return bytes;
+}
+
 std::string hexDump(std::span<const std::uint8_t> bytes) {
   constexpr std::size_t kBytesInRow = 16;
   std::string dump;
   for (std::size_t at = 0; at < bytes.size(); at += kBytesInRow) {
     const auto row = bytes.subspan(at, std::min(kBytesInRow, bytes.size() - at));
-    std::array<char, 24> piece{};
-    std::snprintf(piece.data(), piece.size(), "%08zx ", at);
-    dump += piece.data();
-    std::string characters;
-    for (std::size_t i = 0; i < kBytesInRow; ++i) {
-      dump += i == kBytesInRow / 2 ? " " : "";
-      if (i >= row.size()) {
-        dump += "   ";
-        continue;
-      }
-      std::snprintf(piece.data(), piece.size(), " %02x", static_cast<unsigned>(row[i]));
-      dump += piece.data();
-      characters += row[i] >= 0x20 && row[i] < 0x7F ? static_cast<char>(row[i]) : '.';
-    }
-    dump += "  |" + characters + "|\n";
+    std::string characters(row.begin(), row.end());
+    std::replace_if(
+        characters.begin(), characters.end(), [](unsigned char c) { return c < 0x20 || c >= 0x7F; }, '.');
+    dump += format("%08zx  %-47s  |%s|\n", at, toHex(row, " ").c_str(), characters.c_str());
   }
   return dump;
 }

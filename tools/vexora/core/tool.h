@@ -5,9 +5,11 @@
 // session; it throws Failure where it can't go on. Writing to std::cout throws where that fails.
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <functional>
 #include <initializer_list>
+#include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -44,11 +46,10 @@ class Json {
   // NOLINTBEGIN(google-explicit-constructor): values stand in the lists of object() and array() as themselves
   Json(json_object *taken);  // takes over a reference
   Json(bool value);
-  Json(std::int64_t value);
-  Json(int value);
-  Json(unsigned value);
+  template <std::integral Number>
+  Json(Number value) : object_(json_object_new_int64(static_cast<std::int64_t>(value))) {}
   Json(double value);
-  Json(const char *text);
+  Json(const char *text);  // null of NULL
   Json(std::string_view text);
   Json(const std::string &text);
   // NOLINTEND(google-explicit-constructor)
@@ -73,6 +74,16 @@ class Json {
 
 Json object(std::initializer_list<std::pair<const char *, Json>> members = {});
 Json array(std::initializer_list<Json> elements = {});
+
+/// An array of what `make` gives for each element, or of the elements themselves.
+template <class Range, class Make = std::identity>
+Json list(const Range &range, Make make = {}) {
+  Json made = array();
+  for (const auto &element : range) {
+    made.append(make(element));
+  }
+  return made;
+}
 
 /// Something wrong, and where.
 struct Finding {
@@ -124,8 +135,20 @@ std::size_t utf8Length(std::string_view text);
 /// A text with control characters made visible, so that foreign bytes can't steer the terminal.
 std::string printable(std::string_view text);
 
+/// A text as printf makes it, of up to 511 bytes.
+[[gnu::format(printf, 1, 2)]] std::string format(const char *form, ...);
+
+/// The number that a text is, decimal or with 0x hexadecimal; nothing when it is another one than 0 to `most`.
+std::optional<std::int64_t> parseNumber(std::string_view text, std::int64_t most);
+
+std::string toHex(std::span<const std::uint8_t> bytes, const char *between = "");
+
+/// Pairs of hexadecimal digits, blanks between pairs allowed.
+std::optional<std::vector<std::uint8_t>> fromHex(std::string_view digits);
+
 /// A file's content, "-" for standard input; throws Failure(kInaccessible).
 std::vector<std::uint8_t> readFile(const std::string &path);
+std::string readText(const std::string &path);
 
 /// Makes or replaces a file whole, through a temporary one beside it, "-" for standard output; throws
 /// Failure(kInaccessible), the old file as it was.

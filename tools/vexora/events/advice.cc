@@ -5,11 +5,8 @@
 #include <vexora/platform.h>
 
 #include <algorithm>
-#include <array>
 #include <cctype>
-#include <charconv>
 #include <cstring>
-#include <iomanip>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -40,21 +37,14 @@ std::vector<Record> table() {
 }
 
 unsigned readByte(const std::string &name, const std::string &text) {
-  const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
-  const char *end = text.data() + text.size();
-  unsigned value = 0;
-  const auto read = std::from_chars(text.data() + (hexadecimal ? 2 : 0), end, value, hexadecimal ? 16 : 10);
-  if (text.empty() || read.ec != std::errc() || read.ptr != end || value > 0xFF) {
+  const auto value = parseNumber(text, 0xFF);
+  if (!value) {
     throw Failure(kUsage, name + ": a number from 0 to 255 or 0x00 to 0xFF, not \"" + printable(text) + "\"");
   }
-  return value;
+  return static_cast<unsigned>(*value);
 }
 
-std::string hexOf(unsigned value) {
-  std::array<char, 8> text{};
-  std::snprintf(text.data(), text.size(), "0x%02X", value);
-  return text.data();
-}
+std::string hexOf(unsigned value) { return format("0x%02X", value); }
 
 std::string sensorOf(const Record &record) {
   return record.sensor_number == kAnySensor ? "any" : hexOf(record.sensor_number);
@@ -74,26 +64,18 @@ std::vector<std::string> linesOf(const Record &record) {
 }
 
 Json inJson(const Record &record) {
-  Json steps = array();
-  for (const std::string &line : linesOf(record)) {
-    steps.append(line);
-  }
-  return object({{"type", static_cast<unsigned>(record.sensor_type)},
-                 {"number", record.sensor_number == kAnySensor ? Json() : Json(unsigned{record.sensor_number})},
-                 {"code", static_cast<unsigned>(record.event_code)},
-                 {"level", static_cast<unsigned>(record.level)},
-                 {"advice", steps}});
+  return object({{"type", record.sensor_type},
+                 {"number", record.sensor_number == kAnySensor ? Json() : Json(record.sensor_number)},
+                 {"code", record.event_code},
+                 {"level", record.level},
+                 {"advice", list(linesOf(record))}});
 }
 
 /// An answer without records is a finding.
 void answer(Session &session, const std::vector<Record> &records) {
   session.found(records.empty() ? kFinding : kFine);
   if (session.json) {
-    Json all = array();
-    for (const Record &record : records) {
-      all.append(inJson(record));
-    }
-    session.answer(object({{"advice", all}}));
+    session.answer(object({{"advice", list(records, inJson)}}));
     return;
   }
   for (const Record &record : records) {
@@ -128,24 +110,6 @@ void look(Session &session, const AdviceArguments &arguments) {
   answer(session, records);
 }
 
-void listAll(Session &session) {
-  const std::vector<Record> records = table();
-  if (session.json) {
-    answer(session, records);
-    return;
-  }
-  std::cout << "type  code  sensor  level  advice\n";
-  for (const Record &record : records) {
-    const std::vector<std::string> lines = linesOf(record);
-    std::string line = lines.empty() ? "" : printable(lines.front());
-    const std::size_t room = isTerminal() ? std::max(terminalWidth(), 60U) - 28 : line.size();
-    line = line.size() > room ? line.substr(0, room) + "~" : line;
-    std::cout << hexOf(record.sensor_type) << "  " << hexOf(record.event_code) << "  " << std::left << std::setw(6)
-              << sensorOf(record) << "  " << std::right << std::setw(5) << unsigned{record.level} << "  " << line
-              << "\n";
-  }
-}
-
 std::string lower(std::string text) {
   for (char &character : text) {
     character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
@@ -164,13 +128,11 @@ void search(Session &session, const std::vector<std::string> &words) {
 }
 
 void addSearches(Command advice, Session &session, const std::shared_ptr<AdviceArguments> &arguments) {
-  advice.add("list", "Lists all records, each with its first line.", "vexora advice list").run([&session] {
-    listAll(session);
-  });
-  Command command =
-      advice.add("search", "Shows the advice that has all the words, in any order and in capitals or not.",
-                 "vexora advice search fan exchange");
-  command.option("WORDS", arguments->words, "Words, or parts of them").required().typeName("");
+  Command command = advice.add(
+      "search",
+      "Shows the advice that has all the words, in any order and in capitals or not; without words all that there is.",
+      "vexora advice search fan exchange");
+  command.option("WORDS", arguments->words, "Words, or parts of them").typeName("");
   command.run([&session, arguments] { search(session, arguments->words); });
 }
 
@@ -193,7 +155,7 @@ void addAdvice(Command app, Session &session) {
       return;
     }
     if (arguments->code.empty()) {
-      throw Failure(kUsage, "advice takes TYPE and CODE, list, or search WORDS");
+      throw Failure(kUsage, "advice takes TYPE and CODE, or search WORDS");
     }
     look(session, *arguments);
   });

@@ -55,8 +55,7 @@ constexpr const char *kServerIdentity = "serverIdentity";
 class Event {
  public:
   explicit Event(const std::string &path) : path_(path) {
-    const std::vector<std::uint8_t> bytes = readFile(path);
-    const Json document = Json::parse(std::string(bytes.begin(), bytes.end()), path);
+    const Json document = Json::parse(readText(path), path);
     if (!json_object_is_type(document.get(), json_type_object)) {
       refuse("the event", "is no object");
     }

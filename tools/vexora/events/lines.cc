@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <charconv>
 #include <cstdlib>
 #include <map>
 
@@ -194,9 +193,7 @@ class Checker {
 
   void checkNumber(std::string_view key, std::string_view value) {
     const unsigned most = key == "type" ? 31 : 255;
-    unsigned number = 0;
-    const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), number);
-    if (error == std::errc() && end == value.data() + value.size() && number <= most) {
+    if (!value.starts_with("0x") && !value.starts_with("0X") && parseNumber(value, most)) {
       return;
     }
     const long read = std::strtol(std::string(value).c_str(), nullptr, 10) & static_cast<long>(most);

@@ -60,17 +60,12 @@ constexpr List kLists[] = {{"messageid", &EventSubScriptionRecord::messageid},
 bool isSet(const char *text) { return text != nullptr && *text != '\0'; }
 
 Json slotJson(const EventSubScriptionRecord &slot) {
-  Json made = object({{"present", int{slot.present}}, {"type", int{slot.type}}});
+  Json made = object({{"present", slot.present}, {"type", slot.type}});
   for (const Member &member : kMembers) {
-    const char *text = slot.*member.text;
-    made.add(member.key, text == nullptr ? Json() : Json(text));
+    made.add(member.key, slot.*member.text);
   }
-  for (const List &list : kLists) {
-    Json texts = array();
-    for (const char *text : slot.*list.texts) {
-      texts.append(text == nullptr ? Json() : Json(text));
-    }
-    made.add(list.key, texts);
+  for (const List &member : kLists) {
+    made.add(member.key, list(slot.*member.texts, [](const char *text) { return Json(text); }));
   }
   return made;
 }
@@ -100,11 +95,7 @@ void printSlot(std::size_t number, const EventSubScriptionRecord &slot) {
 void show(Session &session) {
   const Store store(session);
   if (session.json) {
-    Json slots = array();
-    for (const EventSubScriptionRecord &slot : store.slots()) {
-      slots.append(slotJson(slot));
-    }
-    session.answer(object({{"slots", slots}}));
+    session.answer(object({{"slots", list(store.slots(), slotJson)}}));
     return;
   }
   std::size_t number = 0;
@@ -115,11 +106,9 @@ void show(Session &session) {
 
 void check(Session &session) {
   const std::string path = session.path(kFile);
-  const std::vector<std::uint8_t> bytes = readFile(path);
   std::vector<Finding> findings;
-  for (const LineFinding &found : checkSubscriptions({reinterpret_cast<const char *>(bytes.data()), bytes.size()})) {
-    const auto line = static_cast<std::int64_t>(found.line);
-    findings.push_back({path + ":" + std::to_string(line), found.reason, {}, object({{"line", line}})});
+  for (const LineFinding &found : checkSubscriptions(readText(path))) {
+    findings.push_back({path + ":" + std::to_string(found.line), found.reason, {}, object({{"line", found.line}})});
   }
   session.report(findings, printable(path) + ": fine");
 }

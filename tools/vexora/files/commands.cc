@@ -4,7 +4,7 @@
 namespace vexora::tool {
 
 void addFiles(Command app, Session &session) {
-  for (const auto add : {addUefi, addFile, addSignature, addMd5}) {
+  for (const auto add : {addUefi, addFile, addSignature}) {
     add(app, session);
   }
 }

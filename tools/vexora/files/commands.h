@@ -11,6 +11,5 @@ void addFiles(Command app, Session &session);
 void addUefi(Command app, Session &session);       // "uefi"
 void addFile(Command app, Session &session);       // "file"
 void addSignature(Command app, Session &session);  // "signature"
-void addMd5(Command app, Session &session);        // "md5"
 
 }  // namespace vexora::tool

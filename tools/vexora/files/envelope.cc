@@ -7,12 +7,10 @@
 #include <firmware/checksum.h>
 
 #include <algorithm>
-#include <array>
 #include <iostream>
 #include <limits>
 #include <memory>
 
-#include "core/progress.h"
 #include "files/commands.h"
 
 namespace vexora::tool {
@@ -29,17 +27,10 @@ struct Envelope {
   std::string damage;  // empty when there is none
 };
 
-std::string checksumText(std::uint32_t value) {
-  std::array<char, 12> text{};
-  std::snprintf(text.data(), text.size(), "0x%08x", static_cast<unsigned>(value));
-  return text.data();
-}
-
 std::uint32_t checksum(const std::string &path, std::span<const std::uint8_t> content) {
   if (content.size() > std::numeric_limits<unsigned>::max()) {
     throw Failure(kFinding, printable(path) + ": longer than an envelope can hold");
   }
-  const Progress progress("checksum of " + path);
   return CalculateCRC32(content.data(), static_cast<unsigned>(content.size()));
 }
 
@@ -55,8 +46,8 @@ Envelope look(const std::string &path, const Bytes &file) {
   envelope.content = std::span(file).subspan(kHeader);
   envelope.computed = checksum(path, envelope.content);
   if (envelope.stored != envelope.computed) {
-    envelope.damage =
-        "the checksum is " + checksumText(envelope.stored) + ", the content's is " + checksumText(envelope.computed);
+    envelope.damage = "the checksum is " + format("0x%08x", envelope.stored) + ", the content's is " +
+                      format("0x%08x", envelope.computed);
   }
   return envelope;
 }
@@ -90,13 +81,14 @@ void verify(Session &session, const std::string &path) {
   const Envelope envelope = look(path, file);
   const auto zero = std::find(envelope.content.begin(), envelope.content.end(), 0);
   const bool cut = zero != envelope.content.end();
-  const auto end = static_cast<std::int64_t>(zero - envelope.content.begin());
+  const auto end = zero - envelope.content.begin();
   session.found(envelope.damage.empty() ? kFine : kFinding);
   if (session.json) {
     Json document = object({{"file", path}, {"whole", envelope.damage.empty()}});
     if (file.size() > kHeader) {
-      document.add("contentLength", Json(static_cast<std::int64_t>(envelope.content.size())));
-      document.add("storedChecksum", checksumText(envelope.stored)).add("checksum", checksumText(envelope.computed));
+      document.add("contentLength", envelope.content.size());
+      document.add("storedChecksum", format("0x%08x", envelope.stored))
+          .add("checksum", format("0x%08x", envelope.computed));
       document.add("firstZeroByte", cut ? Json(end) : Json());
     }
     session.answer(document.add("damage", envelope.damage.empty() ? Json() : Json(envelope.damage)));
@@ -104,7 +96,7 @@ void verify(Session &session, const std::string &path) {
   }
   std::cout << printable(path) << ": "
             << (envelope.damage.empty() ? coloured("whole", 32) + ", " + std::to_string(envelope.content.size()) +
-                                              " bytes of content, checksum " + checksumText(envelope.stored)
+                                              " bytes of content, checksum " + format("0x%08x", envelope.stored)
                                         : coloured("damaged", 31) + ": " + envelope.damage)
             << "\n";
   if (cut) {

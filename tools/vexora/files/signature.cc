@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Signatures and digests of files, by the library's calls.
+// Signatures of files, by the library's call.
 
 #include <openssl/bio.h>
 #include <openssl/ec.h>
@@ -8,16 +8,10 @@
 #include <openssl/x509.h>
 #include <vexora/security.h>
 
-#include <array>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <iostream>
 #include <limits>
 #include <memory>
 
-#include "core/progress.h"
-#include "core/root.h"
 #include "files/commands.h"
 
 namespace vexora::tool {
@@ -87,7 +81,6 @@ std::uint8_t verdictOn(const SignatureArguments &arguments) {
   if (data.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
     throw Failure(kFinding, printable(arguments.file) + ": too long to be verified");
   }
-  const Progress progress("verifying " + arguments.file);
   return VexoraECDSAwithSHA256Verify(key.get(), data.data(), static_cast<int>(data.size()), signature.data(),
                                      static_cast<std::uint8_t>(signature.size()));
 }
@@ -107,53 +100,6 @@ void verify(Session &session, const SignatureArguments &arguments) {
   }
 }
 
-struct Close {
-  void operator()(std::FILE *file) const {
-    if (file != stdin) {
-      std::fclose(file);
-    }
-  }
-};
-
-std::string digestOf(const std::string &path) {
-  const OwnFiles own;
-  const std::string resolved = path == "-" ? path : ownPath(path);
-  const std::unique_ptr<std::FILE, Close> file(path == "-" ? stdin : std::fopen(resolved.c_str(), "rbe"));
-  std::array<std::uint8_t, VEXORA_MD5_SIZE> digest{};
-  int status = -1;
-  std::string said;
-  if (file) {
-    const Progress progress("digest of " + path);
-    errno = 0;
-    // Up to the end: a stream that ends earlier gives the digest of what it had.
-    said = captured([&] { status = vexora_calcmd5_checksum(file.get(), UINT32_MAX, digest.data()); });
-  }
-  if (!file || std::ferror(file.get()) != 0) {
-    throw Failure(kInaccessible, "cannot read " + printable(path) + ": " + std::strerror(errno));
-  }
-  if (status != 0) {
-    throw Failure(kInaccessible, printable(path) + ": no digest: " + printable(said));
-  }
-  if (std::fgetc(file.get()) != EOF) {
-    throw Failure(kFinding, printable(path) + ": longer than the library digests");
-  }
-  std::array<char, 2 * VEXORA_MD5_SIZE + 1> text{};
-  vexora_convert_hextostr(digest.data(), text.data(), VEXORA_MD5_SIZE, static_cast<int>(text.size()));
-  return text.data();
-}
-
-void digest(Session &session, const std::vector<std::string> &files) {
-  Json digests = array();
-  for (const std::string &file : files) {
-    const std::string text = digestOf(file);
-    digests.append(object({{"file", file}, {"md5", text}}));
-    if (!session.json) {
-      std::cout << text << "  " << printable(file) << "\n";
-    }
-  }
-  session.answer(object({{"files", digests}}));
-}
-
 }  // namespace
 
 void addSignature(Command app, Session &session) {
@@ -170,16 +116,6 @@ void addSignature(Command app, Session &session) {
   command.option("-k,--key", arguments->key, "The maker's public key, in DER or PEM").required().typeName("FILE");
   command.option("-s,--signature", arguments->signature, "The signature, in DER").required().typeName("FILE");
   command.run([&session, arguments] { verify(session, *arguments); });
-}
-
-void addMd5(Command app, Session &session) {
-  Command command = app.add("md5",
-                            "Prints the MD5 digests of files.\nThey find accidents, not attacks: against those "
-                            "there are signatures.",
-                            "echo firmware | vexora md5 -");
-  auto files = std::make_shared<std::vector<std::string>>();
-  command.option("FILE", *files, "Files to read, - for standard input").required().typeName("");
-  command.run([&session, files] { digest(session, *files); });
 }
 
 }  // namespace vexora::tool

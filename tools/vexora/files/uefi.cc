@@ -7,7 +7,6 @@
 
 #include <vexora/platform.h>
 
-#include "core/progress.h"
 #include "files/commands.h"
 #include "uefi/encoder.h"
 
@@ -77,7 +76,6 @@ std::optional<Bytes> decompress(const Bytes &image, const Header &header, const 
 void info(Session &session, const UefiArguments &arguments) {
   const Bytes image = readFile(arguments.input);
   const Header header = headerOf(image, arguments.input);
-  const Progress progress("decompressing");
   const std::size_t behind = image.size() - kImageHeader - header.compressed;
   Json forms = array();
   std::string names;
@@ -89,10 +87,8 @@ void info(Session &session, const UefiArguments &arguments) {
   }
   session.found(names.empty() ? kFinding : kFine);
   if (session.json) {
-    session.answer(object({{"compressed", std::int64_t{header.compressed}},
-                           {"plain", std::int64_t{header.plain}},
-                           {"behind", static_cast<std::int64_t>(behind)},
-                           {"forms", forms}}));
+    session.answer(
+        object({{"compressed", header.compressed}, {"plain", header.plain}, {"behind", behind}, {"forms", forms}}));
     return;
   }
   std::cout << "compressed    " << header.compressed << " bytes\n"
@@ -105,7 +101,6 @@ void info(Session &session, const UefiArguments &arguments) {
 void unpack(Session & /*session*/, const UefiArguments &arguments) {
   const Bytes image = readFile(arguments.input);
   const Header header = headerOf(image, arguments.input);
-  const Progress progress("decompressing");
   std::optional<Bytes> found;
   for (const Form &form : kForms) {
     if (!arguments.form.empty() && arguments.form != form.name) {
@@ -129,7 +124,6 @@ void unpack(Session & /*session*/, const UefiArguments &arguments) {
 
 void pack(Session &session, const UefiArguments &arguments) {
   const Bytes plain = readFile(arguments.input);
-  const Progress progress("compressing");
   const Form &form = arguments.form == kForms[0].name ? kForms[0] : kForms[1];
   const Bytes image = uefi::compress(plain, static_cast<uefi::Version>(form.version));
   if (image.empty() || plain.size() > kMostPlain) {
@@ -144,9 +138,7 @@ void pack(Session &session, const UefiArguments &arguments) {
     return;
   }
   if (session.json) {
-    session.answer(object({{"plain", static_cast<std::int64_t>(plain.size())},
-                           {"image", static_cast<std::int64_t>(image.size())},
-                           {"form", form.name}}));
+    session.answer(object({{"plain", plain.size()}, {"image", image.size()}, {"form", form.name}}));
   } else {
     std::cout << plain.size() << " bytes packed into " << image.size() << "\n";
   }

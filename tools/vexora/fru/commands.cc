@@ -115,12 +115,7 @@ void finish(Session &session, const Arguments &arguments, const Bytes &image, co
     return;
   }
   if (session.json) {
-    Json changes = array();
-    for (const std::string &line : done) {
-      changes.append(line);
-    }
-    const auto size = static_cast<std::int64_t>(image.size());
-    session.answer(object({{"file", arguments.output}, {"size", size}, {"layout", changes}}));
+    session.answer(object({{"file", arguments.output}, {"size", image.size()}, {"layout", list(done)}}));
     return;
   }
   for (const std::string &line : done) {
@@ -130,8 +125,7 @@ void finish(Session &session, const Arguments &arguments, const Bytes &image, co
 }
 
 void build(Session &session, const Arguments &arguments) {
-  const Bytes text = readFile(arguments.input);
-  const Json description = Json::parse({text.begin(), text.end()}, arguments.input);
+  const Json description = Json::parse(readText(arguments.input), arguments.input);
   finish(session, arguments, fru::serialise(fru::fromJson(description)), {});
 }
 

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "fru/date.h"
 
-#include <array>
 #include <charconv>
-#include <cstdio>
 
 namespace vexora::tool::fru {
 namespace {
@@ -74,10 +72,8 @@ std::string toText(Minute date) {
   const auto day = chrono::floor<chrono::days>(date);
   const chrono::year_month_day ymd(day);
   const auto time = static_cast<int>((date - day).count());
-  std::array<char, 48> text{};
-  std::snprintf(text.data(), text.size(), "%04d-%02u-%02uT%02d:%02dZ", static_cast<int>(ymd.year()),
-                static_cast<unsigned>(ymd.month()), static_cast<unsigned>(ymd.day()), time / 60, time % 60);
-  return text.data();
+  return format("%04d-%02u-%02uT%02d:%02dZ", static_cast<int>(ymd.year()), static_cast<unsigned>(ymd.month()),
+                static_cast<unsigned>(ymd.day()), time / 60, time % 60);
 }
 
 std::optional<Minute> toMinute(std::string_view text) {

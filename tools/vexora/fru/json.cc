@@ -12,8 +12,6 @@ constexpr std::uint8_t kUnknownChassis = 2;
 constexpr std::uint8_t kFirstOemRecord = 0xC0;
 constexpr std::size_t kLongestRecord = 255;
 
-Json number(std::size_t value) { return {static_cast<std::int64_t>(value)}; }
-
 Json fieldJson(const Area &area, std::size_t index) {
   const Field &field = area.fields[index];
   const Encoding encoding = encodingOf(area, index, field.type);
@@ -29,11 +27,11 @@ Json fieldJson(const Area &area, std::size_t index) {
 }
 
 void addFields(Json &json, const Area &area, Minute today) {
-  json.add("length", number(area.length));
+  json.add("length", area.length);
   if (area.kind == AreaKind::kChassis) {
-    json.add("type", unsigned{area.code}).add("typeName", chassisTypeName(area.code));
+    json.add("type", area.code).add("typeName", chassisTypeName(area.code));
   } else {
-    json.add("language", unsigned{area.code}).add("languageName", languageName(area.code));
+    json.add("language", area.code).add("languageName", languageName(area.code));
   }
   if (area.kind == AreaKind::kBoard) {
     const auto date = dateOf(area.minutes, today);
@@ -59,34 +57,30 @@ Json recordJson(const Record &record) {
   for (const auto &[name, value] : decodeRecord(record)) {
     decoded.add(name, value);
   }
-  return object({{"type", unsigned{record.type}},
+  return object({{"type", record.type},
                  {"name", recordTypeName(record.type)},
-                 {"version", unsigned{record.version}},
+                 {"version", record.version},
                  {"decoded", decoded},
                  {"data", toHex(record.data)}});
 }
 
 Json areaJson(const Area &area, Minute today) {
-  Json json = object({{"area", shapeOf(area.kind).name}, {"offset", number(area.offset.value_or(0))}});
+  Json json = object({{"area", shapeOf(area.kind).name}, {"offset", area.offset.value_or(0)}});
   if (hasFields(area.kind)) {
     addFields(json, area, today);
   } else if (area.kind == AreaKind::kInternal) {
     json.add("data", toHex(area.data));
   } else {
-    Json records = array();
-    for (const Record &record : area.records) {
-      records.append(recordJson(record));
-    }
-    json.add("records", records);
+    json.add("records", list(area.records, recordJson));
   }
   return json;
 }
 
 /// Space that holds one byte throughout is told by its length.
 Json gapJson(const Gap &gap) {
-  Json json = object({{"offset", number(gap.offset)}});
+  Json json = object({{"offset", gap.offset}});
   if (std::all_of(gap.bytes.begin(), gap.bytes.end(), [&](auto byte) { return byte == gap.bytes[0]; })) {
-    return json.add("length", number(gap.bytes.size())).add("fill", unsigned{gap.bytes[0]});
+    return json.add("length", gap.bytes.size()).add("fill", gap.bytes[0]);
   }
   return json.add("bytes", toHex(gap.bytes));
 }
@@ -341,15 +335,9 @@ Gap readGap(const Node &node) {
 }  // namespace
 
 Json toJson(const Parsed &parsed, Minute today) {
-  Json areas = array();
-  for (const Area &area : parsed.image.areas) {
-    areas.append(areaJson(area, today));
-  }
-  Json unused = array();
-  for (const Gap &gap : parsed.image.gaps) {
-    unused.append(gapJson(gap));
-  }
-  return object({{"size", number(parsed.image.size)}, {"exact", parsed.exact}, {"areas", areas}, {"unused", unused}});
+  const Json areas = list(parsed.image.areas, [&](const Area &area) { return areaJson(area, today); });
+  const Json unused = list(parsed.image.gaps, gapJson);
+  return object({{"size", parsed.image.size}, {"exact", parsed.exact}, {"areas", areas}, {"unused", unused}});
 }
 
 Image fromJson(const Json &document) {

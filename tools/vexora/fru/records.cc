@@ -2,7 +2,6 @@
 #include "fru/records.h"
 
 #include <array>
-#include <cstdio>
 #include <cstdlib>
 #include <optional>
 
@@ -118,14 +117,10 @@ std::span<const Item> itemsOf(std::uint8_t type) {
 }
 
 std::string withUnit(long value, const Item &item) {
-  std::array<char, 32> text{};
-  if (item.decimals == 2) {
-    std::snprintf(text.data(), text.size(), "%s%ld.%02ld", value < 0 ? "-" : "", std::labs(value) / 100,
-                  std::labs(value) % 100);
-  } else {
-    std::snprintf(text.data(), text.size(), "%ld", value);
-  }
-  return text.data() + (*item.unit == '\0' ? std::string() : std::string(" ") + item.unit);
+  const std::string text =
+      item.decimals == 2 ? format("%s%ld.%02ld", value < 0 ? "-" : "", std::labs(value) / 100, std::labs(value) % 100)
+                         : std::to_string(value);
+  return text + (*item.unit == '\0' ? "" : " ") + item.unit;
 }
 
 std::optional<std::string> valueOf(View data, const Item &item) {

@@ -2,7 +2,6 @@
 #include "fru/set.h"
 
 #include <algorithm>
-#include <charconv>
 
 #include "core/tool.h"
 #include "fru/date.h"
@@ -12,13 +11,6 @@ namespace {
 
 constexpr std::string_view kCustom = "custom.";
 
-template <typename Number>
-std::optional<Number> toNumber(std::string_view text) {
-  Number number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
-}
-
 [[noreturn]] void refuseName(const std::string &name) {
   throw Failure(kUsage, "'" + printable(name) +
                             "' is no field of this image; `vexora fru show` tells which it has, "
@@ -26,11 +18,11 @@ std::optional<Number> toNumber(std::string_view text) {
 }
 
 std::uint8_t toCode(std::string_view value) {
-  const auto code = toNumber<std::uint8_t>(value);
+  const auto code = parseNumber(value, 255);
   if (!code) {
     throw Failure(kFinding, "'" + printable(value) + "' is not a number from 0 to 255");
   }
-  return *code;
+  return static_cast<std::uint8_t>(*code);
 }
 
 std::uint32_t toMinutes(std::string_view value) {
@@ -90,13 +82,14 @@ std::optional<std::size_t> indexOf(Area &area, std::string_view name) {
   if (found != own.end()) {
     return static_cast<std::size_t>(found - own.begin());
   }
-  const auto number = name.starts_with(kCustom) ? toNumber<std::size_t>(name.substr(kCustom.size())) : std::nullopt;
-  const std::size_t customs = area.fields.size() - own.size();
-  if (!number || *number == 0 || *number > customs + 1) {
+  const auto number =
+      name.starts_with(kCustom) ? parseNumber(name.substr(kCustom.size()), kLargestImage) : std::nullopt;
+  const std::size_t count = own.size() + static_cast<std::size_t>(number.value_or(0));
+  if (count == own.size() || count > area.fields.size() + 1) {
     return std::nullopt;
   }
-  area.fields.resize(std::max(area.fields.size(), own.size() + *number));
-  return own.size() + *number - 1;
+  area.fields.resize(std::max(area.fields.size(), count));
+  return count - 1;
 }
 
 /// Whether there is such a field.

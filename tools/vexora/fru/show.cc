@@ -83,7 +83,7 @@ std::vector<Finding> findingsOf(const std::vector<Fault> &faults) {
   std::vector<Finding> findings;
   for (const Fault &fault : faults) {
     findings.push_back({fault.place + " at " + std::to_string(fault.offset), fault.message, nameOf(fault.kind),
-                        object({{"offset", static_cast<std::int64_t>(fault.offset)}})});
+                        object({{"offset", fault.offset}})});
   }
   return findings;
 }

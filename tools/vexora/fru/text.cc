@@ -193,7 +193,7 @@ struct Codec {
   Bytes (*encode)(std::string_view text);
 };
 
-constexpr std::array<Codec, 5> kCodecs = {{{toHex, encodeHex},
+constexpr std::array<Codec, 5> kCodecs = {{{[](View bytes) { return toHex(bytes); }, encodeHex},
                                            {decodeBcd, encodeBcd},
                                            {decodeSixBit, encodeSixBit},
                                            {decodeLatin1, encodeLatin1},
@@ -227,35 +227,5 @@ Text decode(View bytes, Encoding encoding) {
 }
 
 Bytes encode(std::string_view text, Encoding encoding) { return codec(encoding).encode(text); }
-
-std::string toHex(View bytes) {
-  std::string digits;
-  for (const std::uint8_t byte : bytes) {
-    digits += kHexDigits[byte >> 4U];
-    digits += kHexDigits[byte & 0xFU];
-  }
-  return digits;
-}
-
-std::optional<Bytes> fromHex(std::string_view digits) {
-  const auto value = [](char digit) {
-    return kHexDigits.find(digit >= 'A' && digit <= 'F' ? static_cast<char>(digit - 'A' + 'a') : digit);
-  };
-  Bytes bytes;
-  while (!digits.empty()) {
-    if (digits[0] == ' ') {
-      digits.remove_prefix(1);
-      continue;
-    }
-    const std::size_t high = value(digits[0]);
-    const std::size_t low = digits.size() > 1 ? value(digits[1]) : std::string_view::npos;
-    if (high == std::string_view::npos || low == std::string_view::npos) {
-      return std::nullopt;
-    }
-    bytes.push_back(static_cast<std::uint8_t>(high << 4U | low));
-    digits.remove_prefix(2);
-  }
-  return bytes;
-}
 
 }  // namespace vexora::tool::fru

@@ -34,7 +34,4 @@ Text decode(View bytes, Encoding encoding);
 /// don't fill their last byte read back with a blank at their end.
 Bytes encode(std::string_view text, Encoding encoding);
 
-std::string toHex(View bytes);
-std::optional<Bytes> fromHex(std::string_view digits);  // pairs of digits, blanks between pairs allowed
-
 }  // namespace vexora::tool::fru

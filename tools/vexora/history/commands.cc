@@ -147,8 +147,7 @@ void plot(Session &session, const Range &range, const Plot &files) {
 #endif
   const bool isDrawn = !files.svg.empty() || !files.png.empty();
   if (session.json) {
-    session.answer(
-        object({{"records", static_cast<std::int64_t>(records.size())}, {"from", from}, {"to", to}, {"files", drawn}}));
+    session.answer(object({{"records", records.size()}, {"from", from}, {"to", to}, {"files", drawn}}));
   } else if (!isDrawn && isTerminal()) {
     print(drawText(records, from, to, range.utc, terminalWidth()));
   } else if (!isDrawn) {

@@ -2,10 +2,7 @@
 #include "history/report.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <cstdarg>
-#include <cstdio>
 
 #include "history/time.h"
 
@@ -13,15 +10,6 @@ namespace vexora::tool::history {
 namespace {
 
 constexpr int kYellow = 33;
-
-__attribute__((format(printf, 1, 2))) std::string format(const char *form, ...) {
-  std::array<char, 512> text{};
-  va_list arguments;
-  va_start(arguments, form);
-  std::vsnprintf(text.data(), text.size(), form, arguments);
-  va_end(arguments);
-  return text.data();
-}
 
 const char *zoneName(bool utc) { return utc ? "UTC" : "local time"; }
 
@@ -110,16 +98,15 @@ std::string csvOf(std::span<const Record> records, bool utc) {
 }
 
 Json jsonOf(std::span<const Record> records) {
-  Json list = array();
-  for (const Record &record : records) {
-    Json local = object({{"year", record.year}, {"month", record.month}, {"day", record.day}, {"hour", record.hour}});
-    Json sensors = object();
-    for (const Sensor &sensor : kSensors) {
-      sensors.add(sensor.name, figuresJson(record.*sensor.figures));
-    }
-    list.append(momentJson(record.time).add("local", local).add("sensors", sensors));
-  }
-  return object({{"records", list}});
+  return object({{"records", list(records, [](const Record &record) {
+                    Json local = object(
+                        {{"year", record.year}, {"month", record.month}, {"day", record.day}, {"hour", record.hour}});
+                    Json sensors = object();
+                    for (const Sensor &sensor : kSensors) {
+                      sensors.add(sensor.name, figuresJson(record.*sensor.figures));
+                    }
+                    return momentJson(record.time).add("local", local).add("sensors", sensors);
+                  })}});
 }
 
 std::string statisticsOf(std::span<const Record> records, bool utc) {
@@ -145,7 +132,7 @@ std::string statisticsOf(std::span<const Record> records, bool utc) {
 Json statisticsJsonOf(std::span<const Record> records) {
   unsigned gaps = 0;
   const std::int64_t missing = missingHours(records, gaps);
-  Json document = object({{"records", static_cast<std::int64_t>(records.size())}, {"gaps", gaps}});
+  Json document = object({{"records", records.size()}, {"gaps", gaps}});
   document.add("missingHours", missing);
   if (records.empty()) {
     return document;
@@ -165,7 +152,7 @@ Json statisticsJsonOf(std::span<const Record> records) {
 std::vector<Finding> findingsOf(std::span<const Damage> damages, bool utc) {
   std::vector<Finding> findings;
   for (const Damage &damage : damages) {
-    Json details = object({{"offset", static_cast<std::int64_t>(damage.offset)}});
+    Json details = object({{"offset", damage.offset}});
     if (damage.record) {
       details.add("record", damage.record->age)
           .add("slot", damage.record->slot)
@@ -178,10 +165,10 @@ std::vector<Finding> findingsOf(std::span<const Damage> damages, bool utc) {
 
 Json summaryJsonOf(const DataFile &file, const std::string &path) {
   return object({{"file", path},
-                 {"size", static_cast<std::int64_t>(file.size)},
+                 {"size", file.size},
                  {"head", file.header.head},
                  {"tail", file.header.tail},
-                 {"records", static_cast<std::int64_t>(file.records.size())},
+                 {"records", file.records.size()},
                  {"refused", !file.refusals.empty()}});
 }
 

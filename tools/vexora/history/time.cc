@@ -2,7 +2,6 @@
 #include "history/time.h"
 
 #include <array>
-#include <charconv>
 #include <chrono>
 #include <cstdio>
 #include <optional>
@@ -42,13 +41,6 @@ std::string formatted(const std::tm &parts, const char *form) {
 
 std::string counted(std::int64_t number, const char *unit) {
   return std::to_string(number) + " " + unit + (number == 1 ? "" : "s");
-}
-
-std::optional<std::int64_t> number(std::string_view text) {
-  std::int64_t value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  const bool isNumber = error == std::errc() && end == text.data() + text.size() && value >= 0 && value <= UINT32_MAX;
-  return isNumber ? std::optional(value) : std::nullopt;
 }
 
 std::int64_t unitOf(char letter) {
@@ -130,9 +122,10 @@ std::string duration(std::int64_t seconds) {
 std::int64_t parseMoment(const std::string &text, bool utc, std::int64_t newest) {
   std::optional<std::int64_t> time;
   if (text.starts_with('@')) {
-    time = number(std::string_view(text).substr(1));
+    time = parseNumber(std::string_view(text).substr(1), UINT32_MAX);
   } else if (!text.empty() && unitOf(text.back()) != 0) {
-    const std::optional<std::int64_t> units = number(std::string_view(text).substr(0, text.size() - 1));
+    const std::optional<std::int64_t> units =
+        parseNumber(std::string_view(text).substr(0, text.size() - 1), UINT32_MAX);
     time = units ? std::optional(newest - *units * unitOf(text.back())) : std::nullopt;
   } else {
     time = parseDate(text, utc);

@@ -97,28 +97,16 @@ Json wordOf(const std::array<std::string_view, Count> &words, int index) {
   return index < 0 ? Json() : Json(words.at(static_cast<std::size_t>(index)));
 }
 
-void showJson(Session &session, const std::vector<std::string> &on, const std::vector<std::string> &said, bool reload) {
-  Json modules = array();
-  for (const std::string &name : on) {
-    modules.append(name);
-  }
-  Json notes = array();
-  for (const std::string &remark : said) {
-    notes.append(remark);
-  }
-  session.answer(object({{"level", wordOf(kLevels, GetDebugEanleLevel())},
-                         {"path", wordOf(kPaths, GetDebugEanlePath())},
-                         {"modules", modules},
-                         {"reload", reload},
-                         {"remarks", notes}}));
-}
-
 void show(Session &session) {
   const std::vector<std::string> on = switchedOn(session);
   const std::vector<std::string> said = remarks(on);
   const bool reload = fs::exists(session.path(kReload));
   if (session.json) {
-    showJson(session, on, said, reload);
+    session.answer(object({{"level", wordOf(kLevels, GetDebugEanleLevel())},
+                           {"path", wordOf(kPaths, GetDebugEanlePath())},
+                           {"modules", list(on)},
+                           {"reload", reload},
+                           {"remarks", list(said)}}));
     return;
   }
   const int level = GetDebugEanleLevel();

@@ -2,9 +2,6 @@
 #include "messages/layout.h"
 
 #include <algorithm>
-#include <cctype>
-#include <charconv>
-#include <cstdio>
 
 #include <vexora/ipc.h>
 
@@ -43,16 +40,6 @@ std::uint32_t numberOf(std::span<const std::uint8_t> bytes) {
   return number;
 }
 
-std::string hex(std::span<const std::uint8_t> bytes, const char *between) {
-  std::string text;
-  for (const std::uint8_t byte : bytes) {
-    char digits[3];
-    std::snprintf(digits, sizeof digits, "%02x", static_cast<unsigned>(byte));
-    text += (text.empty() ? "" : between) + std::string(digits);
-  }
-  return text;
-}
-
 std::string characters(std::span<const std::uint8_t> bytes) {
   std::string text;
   for (const std::uint8_t byte : bytes) {
@@ -66,19 +53,15 @@ bool isZero(std::span<const std::uint8_t> bytes) {
 }
 
 std::string row(std::size_t offset, std::span<const std::uint8_t> bytes, const std::string &beside) {
-  char line[160];
-  std::snprintf(line, sizeof line, "%04zx  %-47s  |%s|%s", offset, hex(bytes, " ").c_str(), characters(bytes).c_str(),
-                std::string(kRow - bytes.size(), ' ').c_str());
-  return std::string(line) + "  " + beside + "\n";
+  return format("%04zx  %-47s  %-18s  ", offset, toHex(bytes, " ").c_str(), ("|" + characters(bytes) + "|").c_str()) +
+         beside + "\n";
 }
 
 std::string showField(const RequestField &field, std::span<const std::uint8_t> bytes) {
   const std::string name = field.name;
   if (field.isNumber) {
     const std::uint32_t number = numberOf(bytes);
-    char value[32];
-    std::snprintf(value, sizeof value, " = %u (0x%x)", number, number);
-    return row(field.offset, bytes, name + value);
+    return row(field.offset, bytes, name + format(" = %u (0x%x)", number, number));
   }
   std::string text;
   for (std::size_t at = 0; at < bytes.size(); at += kRow) {
@@ -118,30 +101,13 @@ std::string showRequest(const RequestLayout &layout, std::span<const std::uint8_
 }
 
 Json requestJson(const RequestLayout &layout, std::span<const std::uint8_t> bytes) {
-  Json fields = array();
-  for (const RequestField &field : layout.fields) {
+  const Json fields = list(layout.fields, [&](const RequestField &field) {
     const auto part = partOf(field, bytes);
-    fields.append(object({{"name", field.name},
-                          {"offset", static_cast<std::int64_t>(field.offset)},
-                          {"value", field.isNumber ? Json(numberOf(part)) : Json(hex(part, ""))}}));
-  }
-  return object({{"request", layout.name}, {"fields", fields}, {"bytes", hex(bytes, "")}});
-}
-
-std::vector<std::uint8_t> parseHex(const std::string &text) {
-  std::string digits = text;
-  std::erase_if(digits, [](unsigned char c) { return std::isspace(c) != 0; });
-  std::vector<std::uint8_t> bytes;
-  for (std::size_t i = 0; i < digits.size(); i += 2) {
-    std::uint8_t byte = 0;
-    const char *begin = digits.data() + i;
-    const auto [end, error] = std::from_chars(begin, begin + std::min<std::size_t>(2, digits.size() - i), byte, 16);
-    if (error != std::errc() || end != begin + 2) {
-      throw Failure(kUsage, "no pairs of hexadecimal digits: " + printable(text));
-    }
-    bytes.push_back(byte);
-  }
-  return bytes;
+    return object({{"name", field.name},
+                   {"offset", field.offset},
+                   {"value", field.isNumber ? Json(numberOf(part)) : Json(toHex(part))}});
+  });
+  return object({{"request", layout.name}, {"fields", fields}, {"bytes", toHex(bytes)}});
 }
 
 }  // namespace vexora::tool

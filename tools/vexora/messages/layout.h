@@ -35,7 +35,4 @@ std::string showRequest(const RequestLayout &layout, std::span<const std::uint8_
 /// The fields with their values: numbers as such, bytes as hexadecimal digits, and all bytes as "bytes".
 Json requestJson(const RequestLayout &layout, std::span<const std::uint8_t> bytes);
 
-/// Bytes of hexadecimal digits, blanks between them allowed; throws Failure.
-std::vector<std::uint8_t> parseHex(const std::string &text);
-
 }  // namespace vexora::tool

@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <iostream>
@@ -58,7 +57,11 @@ Bytes givenBytes(const SendArguments &arguments, std::size_t most) {
   for (const std::string &piece : arguments.hex) {
     text += piece;
   }
-  Bytes bytes = arguments.file.empty() ? parseHex(text) : readFile(arguments.file);
+  const std::optional<Bytes> given = arguments.file.empty() ? fromHex(text) : readFile(arguments.file);
+  if (!given) {
+    throw Failure(kUsage, "no pairs of hexadecimal digits: " + printable(text));
+  }
+  Bytes bytes = *given;
   if (bytes.size() > most) {
     throw Failure(kUsage, std::to_string(bytes.size()) + " bytes, more than the " + std::to_string(most) +
                               " that the request has");
@@ -248,9 +251,7 @@ void addKind(Command app, Session &session, const Kind &kind) {
 }  // namespace
 
 std::string componentPipe(unsigned kind, unsigned instance) {
-  char path[40];
-  std::snprintf(path, sizeof path, "%s%02x%02x", findLayout("component")->pipe, kind, instance);
-  return path;
+  return format("%s%02x%02x", findLayout("component")->pipe, kind, instance);
 }
 
 void addSend(Command app, Session &session) {

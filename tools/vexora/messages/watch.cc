@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <charconv>
 #include <csignal>
 #include <cstring>
 #include <ctime>
@@ -15,7 +14,6 @@
 #include <iostream>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <thread>
 
 #include <vexora/ipc.h>
@@ -41,12 +39,6 @@ struct Source {
   std::string pipe;  // or empty: the layout's queue
 };
 
-std::optional<int> keyOf(const std::string &text) {
-  int key = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), key);
-  return error == std::errc() && end == text.data() + text.size() ? std::optional(key) : std::nullopt;
-}
-
 Source sourceOf(const Session &session, const WatchArguments &arguments) {
   const RequestLayout *known = findLayout(arguments.source);
   if ((known != nullptr && std::strcmp(known->name, "component") == 0) != (arguments.component.size() == 2)) {
@@ -60,13 +52,13 @@ Source sourceOf(const Session &session, const WatchArguments &arguments) {
     return {*known, path.empty() ? path : session.path(path)};
   }
   for (const RequestLayout &layout : requestLayouts()) {
-    const auto key = keyOf(arguments.source);
+    const auto key = parseNumber(arguments.source, INT32_MAX);
     if (key ? key == layout.queue : layout.pipe != nullptr && arguments.source == layout.pipe) {
       return {layout, layout.pipe == nullptr ? "" : session.path(layout.pipe)};
     }
   }
-  if (const auto key = keyOf(arguments.source)) {
-    return {{"queue", *key, nullptr, VEXORA_QUEUE_PAYLOAD_MAX, kAnything}, ""};
+  if (const auto key = parseNumber(arguments.source, INT32_MAX)) {
+    return {{"queue", static_cast<int>(*key), nullptr, VEXORA_QUEUE_PAYLOAD_MAX, kAnything}, ""};
   }
   if (arguments.source.find('/') == std::string::npos) {
     throw Failure(kUsage, printable(arguments.source) + " is neither a request's name nor a queue's key nor a path");

@@ -70,7 +70,7 @@ void checkBy(Session &session, const Validator &validator, const std::string &va
     const std::size_t length = std::max<std::size_t>(utf8Length(std::string_view(value).substr(*good)), 1);
     verdict += "  wrong from character " + std::to_string(*good + 1) + " on: \"" +
                printable(value.substr(*good, length)) + "\"; what stands before it alone would be accepted\n";
-    document.add("acceptedLength", Json(static_cast<std::int64_t>(*good)));
+    document.add("acceptedLength", *good);
   }
   if (!said.empty()) {
     verdict += "  the library says: " + printable(said) + "\n";
@@ -94,7 +94,7 @@ void checkBy(Session &session, const WordTable &table, const std::string &value)
       ValidateStrToOrder(table.words.data(), value.c_str(), static_cast<int>(table.words.size()), &index) == 0;
   Json document = object({{"kind", table.name}, {"table", table.table}, {"accepted", accepted}});
   if (accepted) {
-    document.add("number", static_cast<unsigned>(index));
+    document.add("number", index);
     answer(session, table.name, coloured("accepted", 32) + ", number " + std::to_string(index) + "\n", document);
     return;
   }
@@ -110,10 +110,7 @@ void listKinds(Session &session) {
     kinds.append(object({{"kind", validator.name}, {"function", validator.function}, {"takes", validator.rule}}));
   }
   for (const WordTable &table : wordTables()) {
-    Json words = array();
-    for (const char *word : table.words) {
-      words.append(word == nullptr ? Json() : Json(word));
-    }
+    const Json words = list(table.words, [](const char *word) { return Json(word); });
     kinds.append(object({{"kind", table.name}, {"table", table.table}, {"takes", table.meaning}, {"words", words}}));
   }
   if (session.json) {

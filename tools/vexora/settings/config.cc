@@ -14,15 +14,13 @@ namespace {
 struct ConfigArguments {
   bool secrets = false;
   bool force = false;
-  std::string file = "-";
+  std::string file;
   std::vector<std::string> changes;
 };
 
 /// The file as it is, cipher text and all, which is no UTF-8; null when it is no document.
 Json rawDocument(const Session &session, const SettingsStore &store) {
-  const std::vector<std::uint8_t> bytes = readFile(session.path(store.path));
-  const std::string text(bytes.begin(), bytes.end());
-  return {json_tokener_parse(text.c_str())};
+  return {json_tokener_parse(readText(session.path(store.path)).c_str())};
 }
 
 std::vector<Finding> findingsIn(Settings &settings, const Json &raw, const SettingsStore &store) {
@@ -41,7 +39,7 @@ void show(Session &session, const SettingsStore &store, const ConfigArguments &a
   Settings settings(store);
   settings.load(session, false);
   if (session.json) {
-    session.answer(object({{"settings", settings.document(arguments.secrets)}}));
+    session.answer(settings.document(arguments.secrets));
     return;
   }
   std::size_t width = 0;
@@ -151,8 +149,7 @@ void refuseUnknownMembers(const Json &document, const SettingsStore &store) {
 }
 
 void import(Session &session, const SettingsStore &store, const ConfigArguments &arguments) {
-  const std::vector<std::uint8_t> bytes = readFile(arguments.file);
-  const Json document = Json::parse(std::string(bytes.begin(), bytes.end()), arguments.file);
+  const Json document = Json::parse(readText(arguments.file), arguments.file);
   if (!json_object_is_type(document.get(), json_type_object)) {
     throw Failure(kFinding, printable(arguments.file) + " is no object");
   }
@@ -177,25 +174,12 @@ void import(Session &session, const SettingsStore &store, const ConfigArguments 
   finish(session, store, settings, findings, arguments);
 }
 
-/// Without its secrets, unless they are asked for; an import leaves alone what the document lacks.
-void exportTo(const Session &session, const SettingsStore &store, const ConfigArguments &arguments) {
-  Settings settings(store);
-  settings.load(session, false);
-  const Json document = settings.document(true);
-  for (const SettingField &field : store.fields) {
-    if (!arguments.secrets && (field.kind == SettingKind::kSecret || field.kind == SettingKind::kPassword)) {
-      json_object_object_del(json_object_object_get(document.get(), store.section), field.key);
-    }
-  }
-  writeFile(arguments.file, document.text());
-}
-
 void addReaders(Command app, Session &session, const SettingsStore &store,
                 const std::shared_ptr<ConfigArguments> &arguments) {
   const std::string command = std::string("vexora config ") + store.name;
   Command shown = app.add("show",
-                          "Shows every field, secrets masked. What begins with \"destN.\" belongs to "
-                          "the Nth destination.",
+                          "Shows every field, secrets masked; with --json what 'import' takes, secrets "
+                          "null. What begins with \"destN.\" belongs to the Nth destination.",
                           command + " show");
   shown.flag("--secrets", arguments->secrets, "Show communities and passwords in plain");
   shown.run([&session, &store, arguments] { show(session, store, *arguments); });
@@ -204,11 +188,6 @@ void addReaders(Command app, Session &session, const SettingsStore &store,
           "decipher. Each finding is named.",
           command + " check")
       .run([&session, &store] { check(session, store); });
-  Command exported = app.add("export", "Writes the settings as JSON, secrets left out unless asked for.",
-                             command + " export settings.json");
-  exported.option("FILE", arguments->file, "File to write, standard output without one");
-  exported.flag("--secrets", arguments->secrets, "With communities and passwords, in plain");
-  exported.run([&session, &store, arguments] { exportTo(session, store, *arguments); });
 }
 
 void addWriters(Command app, Session &session, const SettingsStore &store,
@@ -221,9 +200,9 @@ void addWriters(Command app, Session &session, const SettingsStore &store,
                             command + " set " + store.change);
   changed.option("FIELD=VALUE", arguments->changes, "Fields as 'show' names them").required();
   Command imported = app.add("import",
-                             "Takes over the fields of a JSON document, as 'export' writes it; those that it lacks "
-                             "stay as they are. All are taken or none.",
-                             command + " export | " + command + " import -");
+                             "Takes over the fields of a JSON document, as 'show --json' writes it; those that it "
+                             "lacks or has as null stay as they are. All are taken or none.",
+                             command + " show --json | " + command + " import -");
   imported.option("FILE", arguments->file, "File to read, - for standard input").required();
   for (Command writer : {changed, imported}) {
     writer.flag("--force", arguments->force,

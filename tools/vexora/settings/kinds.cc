@@ -42,11 +42,8 @@ bool acceptsTrapField(const std::string &value) {
 }
 
 bool acceptsSensorType(const std::string &value) {
-  const bool hexadecimal = value.starts_with("0x") || value.starts_with("0X");
-  const char *end = value.data() + value.size();
-  unsigned type = 0;
-  const auto read = std::from_chars(value.data() + (hexadecimal ? 2 : 0), end, type, hexadecimal ? 16 : 10);
-  return read.ec == std::errc() && read.ptr == end && ValidateSNMPTrapCfgDeviceType(type) == 0;
+  const auto type = parseNumber(value, UINT32_MAX);
+  return type && ValidateSNMPTrapCfgDeviceType(static_cast<unsigned>(*type)) == 0;
 }
 
 constexpr Validator kValidators[] = {

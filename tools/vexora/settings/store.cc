@@ -210,7 +210,7 @@ Json Setting::json(bool secrets) const {
   if (isNumber(*field)) {
     return now.number;
   }
-  return isMasked(*field) && !secrets && !now.text.empty() ? Json(kMask) : Json(now.text);
+  return isMasked(*field) && !secrets && !now.text.empty() ? Json() : Json(now.text);
 }
 
 std::string Setting::finding() const {
@@ -310,11 +310,7 @@ Json Settings::document(bool secrets) {
   }
   Json document = object({{store_.section, section}});
   if (store_.list != nullptr) {
-    Json list = array();
-    for (const Json &entry : entries) {
-      list.append(entry);
-    }
-    document.add(store_.list, list);
+    document.add(store_.list, list(entries));
   }
   return document;
 }
