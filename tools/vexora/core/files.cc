@@ -2,6 +2,7 @@
 //
 // The tool's own files: read whole, and replaced whole, so that an interrupted run leaves the old one or the new one.
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -74,21 +75,23 @@ bool isSpecial(const std::string &path) {
   return stat(path.c_str(), &there) == 0 && !S_ISREG(there.st_mode);
 }
 
-void writeInPlace(const std::string &path, std::span<const std::uint8_t> content) {
+void writeInPlace(const std::string &path, std::span<const std::uint8_t> before,
+                  std::span<const std::uint8_t> content) {
   Open file(path == kStandard ? STDOUT_FILENO : open(path.c_str(), O_WRONLY | O_CLOEXEC));
-  if (file.get() < 0 || std::fflush(stdout) != 0 || !writeAll(file.get(), content) || file.shut() != 0) {
+  if (file.get() < 0 || std::fflush(stdout) != 0 || !writeAll(file.get(), before) || !writeAll(file.get(), content) ||
+      file.shut() != 0) {
     fail(path == kStandard ? "standard output" : path, "write");
   }
 }
 
-void replace(const std::string &path, std::span<const std::uint8_t> content) {
+void replace(const std::string &path, std::span<const std::uint8_t> before, std::span<const std::uint8_t> content) {
   std::string fresh = path + ".XXXXXX";
   Open file(mkostemp(fresh.data(), O_CLOEXEC));
   if (file.get() < 0) {
     fail(path, "write");
   }
-  if (!writeAll(file.get(), content) || fchmod(file.get(), modeFor(path)) != 0 || fsync(file.get()) != 0 ||
-      file.shut() != 0 || std::rename(fresh.c_str(), path.c_str()) != 0) {
+  if (!writeAll(file.get(), before) || !writeAll(file.get(), content) || fchmod(file.get(), modeFor(path)) != 0 ||
+      fsync(file.get()) != 0 || file.shut() != 0 || std::rename(fresh.c_str(), path.c_str()) != 0) {
     const int error = errno;
     unlink(fresh.c_str());
     errno = error;
@@ -96,16 +99,19 @@ void replace(const std::string &path, std::span<const std::uint8_t> content) {
   }
 }
 
-}  // namespace
+std::string nameOf(const std::string &path) { return path == kStandard ? "standard input" : path; }
 
-std::vector<std::uint8_t> readFile(const std::string &path) {
+Open openToRead(const std::string &path) {
   const std::string resolved = path == kStandard ? path : ownPath(path);
   const OwnFiles own;
-  const Open file(path == kStandard ? STDIN_FILENO : open(resolved.c_str(), O_RDONLY | O_CLOEXEC));
-  const std::string name = path == kStandard ? "standard input" : path;
-  if (file.get() < 0) {
-    fail(name, "read");
+  const int file = path == kStandard ? STDIN_FILENO : open(resolved.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0) {
+    fail(path, "read");
   }
+  return Open(file);
+}
+
+std::vector<std::uint8_t> readAll(const Open &file, const std::string &name, std::size_t most) {
   std::vector<std::uint8_t> content;
   std::array<std::uint8_t, 1 << 16> piece;
   for (;;) {
@@ -116,25 +122,58 @@ std::vector<std::uint8_t> readFile(const std::string &path) {
     if (got < 0 && errno != EINTR) {
       fail(name, "read");
     }
-    content.insert(content.end(), piece.begin(), piece.begin() + (got < 0 ? 0 : got));
+    content.insert(content.end(), piece.begin(), piece.begin() + std::max<ssize_t>(got, 0));
+    if (content.size() > most) {
+      throw Failure(kFinding, printable(name) + ": more than " + std::to_string(most) + " bytes");
+    }
   }
 }
 
-void writeFile(const std::string &path, std::span<const std::uint8_t> content) {
+}  // namespace
+
+std::vector<std::uint8_t> readFile(const std::string &path, std::size_t most) {
+  return readAll(openToRead(path), nameOf(path), most);
+}
+
+LargeFile::LargeFile(const std::string &path) {
+  constexpr std::size_t kMostRead = 1U << 26;
+  const Open file = openToRead(path);
+  struct stat about {};
+  if (fstat(file.get(), &about) == 0 && S_ISREG(about.st_mode) && about.st_size > 0) {
+    const auto size = static_cast<std::size_t>(about.st_size);
+    void *map = std::in_range<std::size_t>(about.st_size) ? mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file.get(), 0)
+                                                          : MAP_FAILED;
+    if (map == MAP_FAILED) {
+      fail(nameOf(path), "read");
+    }
+    bytes_ = {static_cast<const std::uint8_t *>(map), size};
+  } else {
+    read_ = readAll(file, nameOf(path), kMostRead);
+    bytes_ = read_;
+  }
+}
+
+LargeFile::~LargeFile() {
+  if (read_.empty() && !bytes_.empty()) {
+    munmap(const_cast<std::uint8_t *>(bytes_.data()), bytes_.size());
+  }
+}
+
+void writeFile(const std::string &path, std::span<const std::uint8_t> content, std::span<const std::uint8_t> before) {
   const OwnFiles own;
   const std::string resolved = path == kStandard ? path : withoutLinks(ownPath(path));
   if (path == kStandard && standardOutputIsTaken) {
     throw Failure(kUsage, "with --json standard output has the answer: name a file to write");
   }
   if (path == kStandard || isSpecial(resolved)) {
-    writeInPlace(resolved, content);
+    writeInPlace(resolved, before, content);
   } else {
-    replace(resolved, content);
+    replace(resolved, before, content);
   }
 }
 
-std::string readText(const std::string &path) {
-  const std::vector<std::uint8_t> content = readFile(path);
+std::string readText(const std::string &path, std::size_t most) {
+  const std::vector<std::uint8_t> content = readFile(path, most);
   return {content.begin(), content.end()};
 }
 

@@ -146,13 +146,33 @@ std::string toHex(std::span<const std::uint8_t> bytes, const char *between = "")
 /// Pairs of hexadecimal digits, blanks between pairs allowed.
 std::optional<std::vector<std::uint8_t>> fromHex(std::string_view digits);
 
-/// A file's content, "-" for standard input; throws Failure(kInaccessible).
-std::vector<std::uint8_t> readFile(const std::string &path);
-std::string readText(const std::string &path);
+/// More than any of the board's own files has.
+inline constexpr std::size_t kLargestFile = 1U << 20;
+
+/// A file's content, "-" for standard input; throws Failure(kInaccessible) and, when there are more than `most` bytes,
+/// Failure(kFinding).
+std::vector<std::uint8_t> readFile(const std::string &path, std::size_t most = kLargestFile);
+std::string readText(const std::string &path, std::size_t most = kLargestFile);
+
+/// A file of any size. One that lies on a medium is mapped, which takes no memory; of "-" or a device 64 MiB are read at
+/// the most. Nobody may shorten the file meanwhile: reading it then ends the run by a signal.
+class LargeFile {
+ public:
+  explicit LargeFile(const std::string &path);
+  LargeFile(const LargeFile &) = delete;
+  LargeFile &operator=(const LargeFile &) = delete;
+  ~LargeFile();
+  [[nodiscard]] std::span<const std::uint8_t> bytes() const { return bytes_; }
+
+ private:
+  std::vector<std::uint8_t> read_;
+  std::span<const std::uint8_t> bytes_;
+};
 
 /// Makes or replaces a file whole, through a temporary one beside it, "-" for standard output; throws
 /// Failure(kInaccessible), the old file as it was.
-void writeFile(const std::string &path, std::span<const std::uint8_t> content);
+void writeFile(const std::string &path, std::span<const std::uint8_t> content,
+               std::span<const std::uint8_t> before = {});  // what stands before the content
 void writeFile(const std::string &path, std::string_view content);
 
 /// From here on standard output is the run's document's alone: writeFile refuses "-".

@@ -7,6 +7,7 @@
 #include <firmware/checksum.h>
 
 #include <algorithm>
+#include <array>
 #include <iostream>
 #include <limits>
 #include <memory>
@@ -15,8 +16,6 @@
 
 namespace vexora::tool {
 namespace {
-
-using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::size_t kHeader = 4;
 
@@ -34,7 +33,7 @@ std::uint32_t checksum(const std::string &path, std::span<const std::uint8_t> co
   return CalculateCRC32(content.data(), static_cast<unsigned>(content.size()));
 }
 
-Envelope look(const std::string &path, const Bytes &file) {
+Envelope look(const std::string &path, std::span<const std::uint8_t> file) {
   Envelope envelope;
   if (file.size() <= kHeader) {
     envelope.damage = std::to_string(file.size()) + " bytes are too few for a checksum and content";
@@ -43,7 +42,7 @@ Envelope look(const std::string &path, const Bytes &file) {
   for (std::size_t i = 0; i < kHeader; ++i) {
     envelope.stored |= std::uint32_t{file[i]} << (8 * i);
   }
-  envelope.content = std::span(file).subspan(kHeader);
+  envelope.content = file.subspan(kHeader);
   envelope.computed = checksum(path, envelope.content);
   if (envelope.stored != envelope.computed) {
     envelope.damage = "the checksum is " + format("0x%08x", envelope.stored) + ", the content's is " +
@@ -53,23 +52,21 @@ Envelope look(const std::string &path, const Bytes &file) {
 }
 
 void wrap(const std::string &from, const std::string &to) {
-  const Bytes content = readFile(from);
-  if (content.empty()) {
+  const LargeFile file(from);
+  if (file.bytes().empty()) {
     throw Failure(kFinding, printable(from) + ": empty, and every reader refuses an empty content");
   }
-  const std::uint32_t crc = checksum(from, content);
-  Bytes file;
-  file.reserve(kHeader + content.size());
+  const std::uint32_t crc = checksum(from, file.bytes());
+  std::array<std::uint8_t, kHeader> header{};
   for (std::size_t i = 0; i < kHeader; ++i) {
-    file.push_back(static_cast<std::uint8_t>(crc >> (8 * i)));
+    header[i] = static_cast<std::uint8_t>(crc >> (8 * i));
   }
-  file.insert(file.end(), content.begin(), content.end());
-  writeFile(to, file);
+  writeFile(to, file.bytes(), header);
 }
 
 void unwrap(const std::string &from, const std::string &to) {
-  const Bytes file = readFile(from);
-  const Envelope envelope = look(from, file);
+  const LargeFile file(from);
+  const Envelope envelope = look(from, file.bytes());
   if (!envelope.damage.empty()) {
     throw Failure(kFinding, printable(from) + ": " + envelope.damage);
   }
@@ -77,15 +74,15 @@ void unwrap(const std::string &from, const std::string &to) {
 }
 
 void verify(Session &session, const std::string &path) {
-  const Bytes file = readFile(path);
-  const Envelope envelope = look(path, file);
+  const LargeFile file(path);
+  const Envelope envelope = look(path, file.bytes());
   const auto zero = std::find(envelope.content.begin(), envelope.content.end(), 0);
   const bool cut = zero != envelope.content.end();
   const auto end = zero - envelope.content.begin();
   session.found(envelope.damage.empty() ? kFine : kFinding);
   if (session.json) {
     Json document = object({{"file", path}, {"whole", envelope.damage.empty()}});
-    if (file.size() > kHeader) {
+    if (file.bytes().size() > kHeader) {
       document.add("contentLength", envelope.content.size());
       document.add("storedChecksum", format("0x%08x", envelope.stored))
           .add("checksum", format("0x%08x", envelope.computed));

@@ -77,7 +77,8 @@ std::uint8_t verdictOn(const SignatureArguments &arguments) {
   if (signature.size() > std::numeric_limits<std::uint8_t>::max()) {
     throw Failure(kFinding, printable(arguments.signature) + ": too long for a signature");
   }
-  const Bytes data = readFile(arguments.file);
+  const LargeFile file(arguments.file);
+  const std::span<const std::uint8_t> data = file.bytes();
   if (data.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
     throw Failure(kFinding, printable(arguments.file) + ": too long to be verified");
   }

@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t kImageHeader = 8;
 // More than any flash holds: a header that says so is damaged.
-constexpr std::uint32_t kMostPlain = 1U << 30;
+constexpr std::uint32_t kMostPlain = 1U << 28;
 
 struct Form {
   const char *name;
@@ -74,7 +74,7 @@ std::optional<Bytes> decompress(const Bytes &image, const Header &header, const 
 }
 
 void info(Session &session, const UefiArguments &arguments) {
-  const Bytes image = readFile(arguments.input);
+  const Bytes image = readFile(arguments.input, kMostPlain);
   const Header header = headerOf(image, arguments.input);
   const std::size_t behind = image.size() - kImageHeader - header.compressed;
   Json forms = array();
@@ -99,7 +99,7 @@ void info(Session &session, const UefiArguments &arguments) {
 
 /// An image doesn't tell its form: where both work out to different data, the user has to.
 void unpack(Session & /*session*/, const UefiArguments &arguments) {
-  const Bytes image = readFile(arguments.input);
+  const Bytes image = readFile(arguments.input, kMostPlain);
   const Header header = headerOf(image, arguments.input);
   std::optional<Bytes> found;
   for (const Form &form : kForms) {
@@ -123,7 +123,7 @@ void unpack(Session & /*session*/, const UefiArguments &arguments) {
 }
 
 void pack(Session &session, const UefiArguments &arguments) {
-  const Bytes plain = readFile(arguments.input);
+  const Bytes plain = readFile(arguments.input, kMostPlain);
   const Form &form = arguments.form == kForms[0].name ? kForms[0] : kForms[1];
   const Bytes image = uefi::compress(plain, static_cast<uefi::Version>(form.version));
   if (image.empty() || plain.size() > kMostPlain) {

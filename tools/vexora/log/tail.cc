@@ -11,6 +11,7 @@ namespace vexora::tool {
 namespace {
 
 constexpr std::string_view kFile = "/extlog/syslog/WDT.log";
+constexpr std::size_t kLargestLog = 1U << 24;  // the library begins a new one long before
 
 std::vector<std::string> lastLines(std::string_view text, std::size_t count) {
   std::vector<std::string> lines;
@@ -29,7 +30,8 @@ std::vector<std::string> lastLines(std::string_view text, std::size_t count) {
 void tail(Session &session, unsigned count) {
   const std::string path = session.path(kFile);
   const bool there = access(path.c_str(), F_OK) == 0;
-  const std::vector<std::string> lines = there ? lastLines(readText(path), count) : std::vector<std::string>();
+  const std::vector<std::string> lines =
+      there ? lastLines(readText(path, kLargestLog), count) : std::vector<std::string>();
   session.answer(object({{"exists", there}, {"lines", list(lines)}}));
   if (session.json) {
     return;
