@@ -48,7 +48,7 @@ do_install_ptest() {
 }
 
 PACKAGES =+ "${PN}-tools ${PN}-standins"
-FILES:${PN}-tools = "${bindir}/vexora ${datadir}/bash-completion"
+FILES:${PN}-tools = "${bindir}/vexora ${datadir}/bash-completion ${datadir}/fish ${datadir}/zsh"
 FILES:${PN}-standins = "${libdir}/libaes.so.13 ${libdir}/libblowfish.so.13 ${libdir}/libchecksum.so.13 \
     ${libdir}/libencoding.so.13 ${libdir}/libfeaturedefine.so.13 ${libdir}/libgpio.so.13 ${libdir}/libunix.so.13 \
     ${libdir}/libipmipdk.so"

@@ -11,6 +11,7 @@
 #include <sstream>
 
 #include "core/help.h"
+#include "core/line.h"
 #include "core/root.h"
 #include "events/commands.h"
 #include "files/commands.h"
@@ -42,6 +43,7 @@ void addCommands(CLI::App &app, Session &session) {
   app.add_option("--root", session.root, "Look into an extracted file system instead of \"/\"")
       ->type_name("DIR")
       ->check(CLI::ExistingDirectory.description(""));
+  app.set_version_flag("--version", "vexora " VEXORA_VERSION, "Show the version");
   app.require_subcommand(1);
   app.fallthrough();
   app.footer(kOutcomes);
@@ -49,16 +51,7 @@ void addCommands(CLI::App &app, Session &session) {
                          vexora::tool::addSettings, vexora::tool::addEvents, vexora::tool::addMessages}) {
     add(vexora::tool::Command(&app), session);
   }
-  vexora::tool::addHelp(app);
-}
-
-std::string commandOf(const CLI::App &app) {
-  std::string name;
-  for (const CLI::App *level = &app; !level->get_subcommands().empty();) {
-    level = level->get_subcommands().front();
-    name += (name.empty() ? "" : " ") + level->get_name();
-  }
-  return name;
+  vexora::tool::addHelp(app, session);
 }
 
 /// Does what the command line says; returns why it couldn't, or an empty text.
@@ -67,15 +60,13 @@ std::string work(CLI::App &app, Session &session, int argc, char **argv) {
     app.parse(argc, argv);
     return "";
   } catch (const CLI::ParseError &error) {
-    std::ostringstream help;
-    std::ostringstream complaint;
-    const bool isHelp = app.exit(error, help, complaint) == 0;
-    if (!isHelp) {
+    std::ostringstream text;
+    if (app.exit(error, text, text) != 0) {
       session.found(vexora::tool::kUsage);
-      return error.what();
+      return vexora::tool::complaintOf(app, error);
     }
-    session.answer(vexora::tool::object({{"text", help.str()}}));
-    std::cout << (session.json ? "" : help.str());
+    session.answer(vexora::tool::object({{"text", text.str()}}));
+    std::cout << (session.json ? "" : text.str());
     return "";
   } catch (const Failure &failure) {
     session.found(failure.outcome());
@@ -104,8 +95,9 @@ int run(int argc, char **argv) {
   const std::string error = work(app, session, argc, argv);
   const int status = session.outcome == vexora::tool::kFinding ? session.findingStatus : session.outcome;
   if (session.json) {
-    Json document =
-        vexora::tool::object({{"version", kDocumentVersion}, {"command", commandOf(app)}, {"status", status}});
+    Json document = vexora::tool::object({{"version", kDocumentVersion},
+                                          {"command", vexora::tool::fullName(vexora::tool::chosenOf(app))},
+                                          {"status", status}});
     if (!error.empty()) {
       document.add("error", error);
     }
@@ -123,8 +115,9 @@ int main(int argc, char **argv) {
   try {
     return run(argc, argv);
   } catch (const std::exception &) {
-    std::cerr << "vexora: cannot write standard output: " << std::strerror(errno) << "\n";
-    std::cout.exceptions(std::ios::goodbit);  // it is flushed once more at the end
+    const int reason = errno;
+    std::cout.exceptions(std::ios::goodbit);  // it is flushed before a complaint, and at the end
+    std::cerr << "vexora: cannot write standard output: " << std::strerror(reason) << "\n";
     return vexora::tool::kInaccessible;
   }
 }

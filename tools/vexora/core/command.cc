@@ -2,8 +2,21 @@
 #include "core/command.h"
 
 #include <CLI/CLI.hpp>
+#include <map>
 
 namespace vexora::tool {
+namespace {
+
+std::map<const CLI::Option *, std::vector<std::string>> proposed;
+
+}  // namespace
+
+Option &Option::proposes(std::vector<std::string> words) {
+  proposed[option_] = std::move(words);
+  return *this;
+}
+
+std::vector<std::string> proposedFor(const CLI::Option *option) { return proposed[option]; }
 
 Option &Option::required() {
   option_->required();

@@ -28,11 +28,15 @@ class Option {
   Option &isBetween(unsigned lowest, unsigned highest);
   Option &takes(int least, int most);  // words
   Option &excludes(const Option &other);
+  Option &proposes(std::vector<std::string> words);  // for completion: other values are allowed, too
   [[nodiscard]] bool isGiven() const;
 
  private:
   CLI::Option *option_;
 };
+
+/// What proposes() has said about an option.
+std::vector<std::string> proposedFor(const CLI::Option *option);
 
 /// A command, or a group of commands.
 class Command {

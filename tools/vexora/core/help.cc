@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "core/command.h"
+#include "core/line.h"
 
 namespace vexora::tool {
 namespace {
@@ -41,15 +42,6 @@ std::string wrapped(const std::string &text) {
   return result;
 }
 
-/// What an option takes: a name for it or the words that it is one of; CLI11 would add "TEXT:".
-std::string valueOf(const CLI::Option &option) {
-  std::string type = option.get_type_size() == 0 ? "" : option.get_type_name();
-  for (const std::string_view prefix : {"TEXT", ":"}) {
-    type.erase(0, type.starts_with(prefix) ? prefix.size() : 0);
-  }
-  return type;
-}
-
 class Layout : public CLI::Formatter {
  public:
   std::string make_description(const CLI::App *app) const override { return wrapped(app->get_description()); }
@@ -67,20 +59,6 @@ class Layout : public CLI::Formatter {
     return line.str();
   }
 };
-
-std::vector<const CLI::App *> commandsOf(const CLI::App &app) {
-  return app.get_subcommands([](const CLI::App *) { return true; });
-}
-
-std::vector<const CLI::Option *> optionsOf(const CLI::App &app, bool positional) {
-  return app.get_options([positional](const CLI::Option *option) {
-    return option->get_positional() == positional && !option->get_group().empty();
-  });
-}
-
-std::string fullName(const CLI::App &app) {
-  return app.get_parent() == nullptr ? app.get_name() : fullName(*app.get_parent()) + " " + app.get_name();
-}
 
 /// A command and all below it, in the order of their listing.
 void collect(const CLI::App &app, std::vector<const CLI::App *> &all) {
@@ -147,97 +125,129 @@ std::string optionEntry(const CLI::Option &option) {
   return entry + "\n" + inRoff(option.get_description()) + "\n";
 }
 
-void printEntries(const CLI::App &app) {
+std::string entries(const CLI::App &app) {
+  std::string text;
   for (const bool positional : {true, false}) {
     for (const CLI::Option *option : optionsOf(app, positional)) {
-      if (app.get_parent() == nullptr || option != app.get_help_ptr()) {
-        std::cout << optionEntry(*option);
-      }
+      text += app.get_parent() == nullptr || option != app.get_help_ptr() ? optionEntry(*option) : "";
     }
   }
+  return text;
 }
 
-void printManual(const CLI::App &app) {
+// What the commands' own texts don't say.
+constexpr const char *kSections = R"(.SH EXIT STATUS
+.TP
+.B 0
+All is fine.
+.TP
+.B 1
+A finding, such as damage or a refused value. \fBfru verify \-\-status\-by\-class\fR tells the kinds apart.
+.TP
+.B 2
+Wrong usage.
+.TP
+.B 3
+Something could not be read or written, standard output included.
+.SH JSON
+With \fB\-\-json\fR a run writes exactly one document to standard output, whatever its exit status. Each has the
+members \fIversion\fR (1), \fIcommand\fR, \fIstatus\fR (the exit status), \fIfindings\fR (an array of objects
+with \fIplace\fR, \fIreason\fR and, of some commands, \fIkind\fR and more) and, where a run failed, \fIerror\fR.
+The rest is the command's own, as in
+.BR vexora\-tool\-json (5).
+What a command would write
+to standard output itself needs a file's name then.
+.SH FILES
+Inside \fB\-\-root\fR \fIDIR\fR, where that is given.
+.TP
+.I /conf/vexora_debug/\fR, \fI/var/vexora_debug_reload
+The debug log's switches.
+.TP
+.I /extlog/syslog/WDT.log
+The watchdog log.
+.TP
+.I /extlog/syslog/history_data.dat
+The sensor history.
+.TP
+.I /conf/SmtpCfg.json\fR, \fI/conf/SnmpTrapCfg.json\fR, \fI/conf/SnmpAgentCfg.json
+Settings, with their defaults in \fI/etc/defconfig/\fR.
+.TP
+.I /conf/eventsubscriptions.conf
+The destinations of events.
+.SH ENVIRONMENT
+.TP
+.B NO_COLOR
+Not empty: no colours. Neither are there any where standard output is no terminal.
+.TP
+.B COLUMNS
+The width of charts where standard output is no terminal; 80 without it.
+.TP
+.B TZ
+The time zone of this machine's local times.
+.SH SEE ALSO
+.BR vexora\-tool\-json (5),
+.BR vexora\-debug\-log (5),
+.BR vexora\-history\-data\-file (5),
+.BR vexora\-configuration\-files (5),
+.BR vexora\-power\-cuts (5)
+)";
+
+std::string manual(const CLI::App &app) {
   std::vector<const CLI::App *> all;
   collect(app, all);
   const std::string &description = app.get_description();
-  std::cout << ".\\\" SPDX-License-Identifier: Apache-2.0\n.TH VEXORA 1\n.SH NAME\nvexora \\- "
-            << inRoff(firstSentence(description)) << "\n.SH SYNOPSIS\n"
-            << usage(app) << ".I [ARGUMENT]...\n.SH DESCRIPTION\n"
-            << paragraphs(description) << ".SH OPTIONS\n";
-  printEntries(app);
-  std::cout << ".SH COMMANDS\n";
+  std::string text = ".\\\" SPDX-License-Identifier: Apache-2.0\n.TH VEXORA 1\n.SH NAME\nvexora \\- " +
+                     inRoff(firstSentence(description)) + "\n.SH SYNOPSIS\n" + usage(app) +
+                     ".I [ARGUMENT]...\n.SH DESCRIPTION\n" + paragraphs(description) + ".SH OPTIONS\n" + entries(app) +
+                     ".SH COMMANDS\n";
   for (const CLI::App *command : all) {
     if (command == &app) {
       continue;
     }
-    std::cout << ".SS " << inRoff(fullName(*command)) << "\n"
-              << usage(*command) << ".PP\n"
-              << paragraphs(command->get_description());
-    printEntries(*command);
-    if (!command->get_footer().empty()) {
-      std::cout << ".PP\n" << paragraphs(command->get_footer());
-    }
+    text += ".SS " + inRoff(fullName(*command)) + "\n" + usage(*command) + ".PP\n" +
+            paragraphs(command->get_description()) + entries(*command) +
+            (command->get_footer().empty() ? "" : ".PP\n" + paragraphs(command->get_footer()));
   }
-  std::cout << ".SH EXIT STATUS\n" << paragraphs(app.get_footer());
+  return text + kSections;
 }
 
-/// What may follow a command: the commands below it, its options, and the values that an argument is one of.
-std::string wordsAfter(const CLI::App &app) {
-  std::string words;
-  for (const CLI::App *command : commandsOf(app)) {
-    words += command->get_name() + " ";
-  }
-  for (const CLI::App *level = &app; level != nullptr; level = level->get_parent()) {
-    for (const CLI::Option *option : optionsOf(*level, false)) {
-      for (const std::string &name : option->get_lnames()) {
-        const std::string word = "--" + name + " ";
-        words += words.find(word) == std::string::npos ? word : "";
-      }
-    }
-  }
-  for (const CLI::Option *option : optionsOf(app, true)) {
-    const std::string type = option->get_type_name();
-    const std::size_t begin = type.find('{');
-    const std::size_t end = type.find('}');
-    if (begin != std::string::npos && end != std::string::npos && begin < end) {
-      std::string values = type.substr(begin + 1, end - begin - 1);
-      std::replace(values.begin(), values.end(), ',', ' ');
-      words += values + " ";
-    }
-  }
-  words.pop_back();
-  return words;
-}
+struct Shell {
+  const char *name;
+  const char *script;
+};
 
-void printCompletion(const CLI::App &app) {
-  std::vector<const CLI::App *> all;
-  collect(app, all);
-  std::string names;
-  std::string cases;
-  for (const CLI::App *command : all) {
-    if (command != &app) {
-      names += (names.empty() ? "'" : " | '") + fullName(*command) + "'";
-    }
-    cases += "    '" + fullName(*command) + "') words='" + wordsAfter(*command) + "' ;;\n";
-  }
-  std::cout << "# SPDX-License-Identifier: Apache-2.0\n"
-               "_vexora() {\n"
-               "  local command=vexora words='' word\n"
-               "  for word in \"${COMP_WORDS[@]:1:COMP_CWORD-1}\"; do\n"
-               "    case \"$command $word\" in\n"
-               "      "
-            << names
-            << ") command=\"$command $word\" ;;\n"
-               "    esac\n"
-               "  done\n"
-               "  case $command in\n"
-            << cases
-            << "  esac\n"
-               "  # File names come from the shell itself, where none of the words fits.\n"
-               "  mapfile -t COMPREPLY < <(compgen -W \"$words\" -- \"${COMP_WORDS[COMP_CWORD]}\")\n"
-               "}\n"
-               "complete -o default -F _vexora vexora\n";
+// The program itself knows what may follow; where that is nothing, file names do.
+constexpr Shell kShells[] = {{"bash", R"sh(# SPDX-License-Identifier: Apache-2.0
+_vexora() {
+  local word=${COMP_WORDS[COMP_CWORD]}
+  mapfile -t COMPREPLY < <(compgen -W "$(vexora help words -- "${COMP_WORDS[@]:1:COMP_CWORD}" 2>/dev/null)" -- "$word")
+  [[ ${COMPREPLY[*]} != *= ]] || compopt -o nospace 2>/dev/null
+}
+complete -o default -F _vexora vexora
+)sh"},
+                             {"zsh", R"sh(#compdef vexora
+# SPDX-License-Identifier: Apache-2.0
+_vexora() {
+  local -a found
+  found=(${(f)"$(vexora help words -- "${(@)words[2,CURRENT]}" 2>/dev/null)"})
+  compadd -- ${found:#*=}
+  compadd -S '' -- ${(M)found:#*=}
+  _files
+}
+if [[ $funcstack[1] == _vexora ]]; then
+  _vexora "$@"
+else
+  compdef _vexora vexora
+fi
+)sh"},
+                             {"fish", R"sh(# SPDX-License-Identifier: Apache-2.0
+complete -c vexora -a '(vexora help words -- (commandline -opc)[2..] (commandline -ct) 2>/dev/null)'
+)sh"}};
+
+std::string scriptFor(const std::string &shell) {
+  const Shell *found =
+      std::find_if(std::begin(kShells), std::end(kShells), [&](const Shell &one) { return shell == one.name; });
+  return found->script;
 }
 
 }  // namespace
@@ -249,14 +259,33 @@ void layHelpOut(CLI::App &app) {
   app.formatter(layout);
 }
 
-void addHelp(CLI::App &app) {
+void addHelp(CLI::App &app, Session &session) {
+  const auto answer = [&session](const std::string &text) {
+    session.answer(object({{"text", text}}));
+    std::cout << (session.json ? "" : text);
+  };
+  auto words = std::make_shared<std::vector<std::string>>();
   Command help =
-      Command(&app).add("help", "Writes the manual page or the shell's completion.", "vexora help man >vexora.1");
-  help.needsCommand();
-  help.add("man", "Writes the manual page.", "vexora help man >vexora.1").run([&app] { printManual(app); });
-  help.add("completion", "Writes the completion for bash.", "eval \"$(vexora help completion)\"").run([&app] {
-    printCompletion(app);
+      Command(&app).add("help", "Shows the help of a command; writes the manual page and shells' completion.",
+                        "vexora help history show");
+  help.mayTakeCommand();
+  help.option("COMMAND", *words, "The command's words").proposes(commandNames(app));
+  help.run([help, answer, words, &app] {
+    if (!help.hasCommand()) {
+      const CLI::App &command = commandNamed(app, *words);
+      answer(command.help(command.get_parent() == nullptr ? "" : fullName(*command.get_parent())));
+    }
   });
+  help.add("man", "Writes the manual page.", "vexora help man >vexora.1").run([answer, &app] { answer(manual(app)); });
+  auto shell = std::make_shared<std::string>("bash");
+  Command completion =
+      help.add("completion", "Writes the completion for a shell.", "eval \"$(vexora help completion bash)\"");
+  completion.option("SHELL", *shell, "The shell, bash unless told").isOneOf({"bash", "zsh", "fish"});
+  completion.run([answer, shell] { answer(scriptFor(*shell)); });
+  Command completing = help.add("words", "Lists the words that may follow a line, for the completion.",
+                                "vexora help words -- history ''");
+  completing.option("WORD", *words, "The line without the program's name; the last word may have begun");
+  completing.run([answer, words, &app] { answer(CLI::detail::join(wordsFor(app, *words), "\n") + "\n"); });
 }
 
 }  // namespace vexora::tool

@@ -5,13 +5,15 @@
 
 #include <CLI/CLI.hpp>
 
+#include "core/tool.h"
+
 namespace vexora::tool {
 
 /// Lays help texts out for the terminal: lists of commands show each one's first sentence, texts are wrapped. To be
 /// called before commands are added.
 void layHelpOut(CLI::App &app);
 
-/// Adds "help man" (a manual page in roff) and "help completion" (a script for bash).
-void addHelp(CLI::App &app);
+/// Adds "help": of a command, as manual page in roff, and as scripts that complete lines in bash, zsh and fish.
+void addHelp(CLI::App &app, Session &session);
 
 }  // namespace vexora::tool

@@ -154,8 +154,8 @@ inline constexpr std::size_t kLargestFile = 1U << 20;
 std::vector<std::uint8_t> readFile(const std::string &path, std::size_t most = kLargestFile);
 std::string readText(const std::string &path, std::size_t most = kLargestFile);
 
-/// A file of any size. One that lies on a medium is mapped, which takes no memory; of "-" or a device 64 MiB are read at
-/// the most. Nobody may shorten the file meanwhile: reading it then ends the run by a signal.
+/// A file of any size. One that lies on a medium is mapped, which takes no memory; of "-" or a device 64 MiB are read
+/// at the most. Nobody may shorten the file meanwhile: reading it then ends the run by a signal.
 class LargeFile {
  public:
   explicit LargeFile(const std::string &path);

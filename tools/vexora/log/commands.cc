@@ -186,7 +186,9 @@ void addModules(Command log, Session &session, bool on) {
       on ? log.add("on", "Switches modules on, by files in /conf/vexora_debug.", "vexora log on ZELMONITOR IPMI")
          : log.add("off", "Switches modules off.", "vexora log off ZELMONITOR");
   auto modules = std::make_shared<std::vector<std::string>>();
-  command.option("MODULE", *modules, "Modules, such as DEV, IPMI, REDFISH, SNMP, ZELMONITOR or CPLD").required();
+  command.option("MODULE", *modules, "Modules, such as DEV, IPMI, REDFISH, SNMP, ZELMONITOR or CPLD")
+      .required()
+      .proposes(knownModules());
   command.run([&session, modules, on] { turn(session, *modules, on); });
 }
 

@@ -156,7 +156,14 @@ void addCheck(Command app, Session &session) {
                             "vexora check hostname bmc-7");
   auto arguments = std::make_shared<CheckArguments>();
   Option everything = command.flag("-l,--list", arguments->list, "List the kinds and what they take");
-  Option kind = command.option("KIND", arguments->kind, "What the value is to be").typeName("");
+  std::vector<std::string> kinds;
+  for (const Validator &validator : validators()) {
+    kinds.emplace_back(validator.name);
+  }
+  for (const WordTable &table : wordTables()) {
+    kinds.emplace_back(table.name);
+  }
+  Option kind = command.option("KIND", arguments->kind, "What the value is to be").typeName("").proposes(kinds);
   Option value = command.option("VALUE", arguments->value, "The value").typeName("");
   command.run([&session, arguments, everything, kind, value] {
     if (!everything.isGiven() && (!kind.isGiven() || !value.isGiven())) {

@@ -198,7 +198,11 @@ void addWriters(Command app, Session &session, const SettingsStore &store,
                             "be given as their words, such as Enable or V3. A missing file is restored from its "
                             "default first.",
                             command + " set " + store.change);
-  changed.option("FIELD=VALUE", arguments->changes, "Fields as 'show' names them").required();
+  std::vector<std::string> fields;
+  for (const Setting &setting : Settings(store).all()) {
+    fields.push_back(setting.name + "=");
+  }
+  changed.option("FIELD=VALUE", arguments->changes, "Fields as 'show' names them").required().proposes(fields);
   Command imported = app.add("import",
                              "Takes over the fields of a JSON document, as 'show --json' writes it; those that it "
                              "lacks or has as null stay as they are. All are taken or none.",
