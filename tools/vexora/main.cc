@@ -83,7 +83,8 @@ int run(int argc, char **argv) {
   CLI::App app(kDescription, "vexora");
   Session session;
   // A line that can't be parsed is answered by a document, too.
-  session.json = std::find(argv, argv + argc, std::string_view("--json")) != argv + argc;
+  char **const end = std::find(argv, argv + argc, std::string_view("--"));
+  session.json = std::find(argv, end, std::string_view("--json")) != end;
   addCommands(app, session);
   // Between the parsing and the commands' callbacks: the library's fixed paths lead into the root from here on.
   app.parse_complete_callback([&session] {

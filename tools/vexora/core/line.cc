@@ -163,9 +163,8 @@ std::vector<std::string> wordsFor(const CLI::App &app, const std::vector<std::st
     const std::vector<std::string> values = valuesFor(*places[std::min(place, places.size() - 1)]);
     words.insert(words.end(), values.begin(), values.end());
   }
-  const std::vector<std::string> options = optionNames(*command);
-  words.insert(words.end(), options.begin(), options.end());
-  return words;
+  const bool isOption = !line.empty() && line.back().starts_with('-');
+  return isOption || (words.empty() && places.empty()) ? optionNames(*command) : words;
 }
 
 }  // namespace vexora::tool

@@ -3,6 +3,8 @@
 
 #include <charconv>
 
+#include "core/tool.h"
+
 namespace vexora::tool::fru {
 namespace {
 

@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <optional>
 
+#include "core/tool.h"
+
 namespace vexora::tool::fru {
 namespace {
 

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 
-#include "core/tool.h"
 #include "fru/records.h"
 
 namespace vexora::tool::fru {

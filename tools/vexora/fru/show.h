@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "core/tool.h"
 #include "fru/date.h"
 #include "fru/parse.h"
 

@@ -9,6 +9,8 @@
 
 #include "settings/kinds.h"
 
+#include "core/tool.h"
+
 namespace vexora::tool {
 namespace {
 
