@@ -80,6 +80,7 @@ std::string areaText(const Area &area, Minute today) {
 
 std::vector<Finding> findingsOf(const std::vector<Fault> &faults) {
   std::vector<Finding> findings;
+  findings.reserve(faults.size());
   for (const Fault &fault : faults) {
     findings.push_back({fault.place + " at " + std::to_string(fault.offset), fault.message, nameOf(fault.kind),
                         object({{"offset", fault.offset}})});
