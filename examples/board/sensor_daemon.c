@@ -180,7 +180,8 @@ int main(int argc, char **argv) {
 
   /* The debug log goes to standard output: whoever collects it wants each line when it happens. */
   (void)setvbuf(stdout, NULL, _IOLBF, 0);
-  if (!catchStopSignals() || historyDataInit() != 0) {
+  /* The reports of crashes first: its handler of SIGTERM only prints. */
+  if (VexoraInitSignals(kModule, sizeof kModule - 1) != 0 || !catchStopSignals() || historyDataInit() != 0) {
     (void)fprintf(stderr, "sensor_daemon: start failed\n");
     return EXIT_FAILURE;
   }

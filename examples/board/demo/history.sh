@@ -40,10 +40,12 @@ plan_readings() {
 
 # The daemon has done all that is due until now and waits. Given up when it has died.
 await_clock() {
-  local arrived
-  until read -r -t 1 arrived <&4; do
+  local arrived='' part
+  until read -r -t 1 part <&4; do
+    arrived+=$part # what came in time of a line
     kill -0 "$daemon" 2>/dev/null || fail 'the daemon has ended'
   done
+  arrived+=$part
   [[ $arrived == "$now" ]] || fail "the clock stopped at $arrived instead of $now"
 }
 

@@ -1,0 +1,32 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+#
+# What a story on a board is told with: headings, and checks that are counted and end it when one fails.
+
+readonly answers=/tmp/answers
+
+heading() { printf '\n== %s\n' "$*"; }
+
+fail() {
+  echo "✗ $*"
+  exit 1
+}
+
+check() { # check WHAT ACTUAL EXPECTED
+  [[ $2 == "$3" ]] || fail "$1: $2 instead of $3"
+  echo "✓ $1: $2" | tee -a "$answers"
+}
+
+check_lines() { # check_lines WHAT ACTUAL, the expected lines on standard input
+  local actual expected i
+  mapfile -t actual <<<"$2"
+  mapfile -t expected
+  for i in "${!expected[@]}"; do
+    check "$1" "${actual[i]-nothing}" "${expected[i]}"
+  done
+  ((${#actual[@]} <= ${#expected[@]})) || fail "$1: unexpected ${actual[${#expected[@]}]}"
+}
+
+close_story() { # close_story NAME
+  printf '\n%s: all %d answers were right\n' "$1" "$(grep -c '^✓' "$answers")"
+}
