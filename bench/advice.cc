@@ -2,39 +2,37 @@
 //
 // Writing the advice table out, against clearing and copying as many bytes.
 
-#include <benchmark/benchmark.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <vector>
 
-#include "ratio.h"
 #include "table.h"
 #include "vexora/platform.h"
 
 namespace {
 
-constexpr double kAim = 1.0;
 constexpr int kCalls = 10;
 
-void adviceTable(benchmark::State &state) {
+void adviceTable(vexora::bench::Table &table) {
   std::vector<std::uint8_t> out(VEXORA_IDL_ADVICE_TABLE);
   std::vector<std::uint8_t> other(VEXORA_IDL_ADVICE_TABLE);
   const std::vector<std::uint8_t> from(VEXORA_IDL_ADVICE_TABLE, 1);
-  vexora::bench::compare(
-      state, kAim, kCalls, [&] { return GetIdlAdviserArray(out.data()) == 0; },
+  table.compare(
+      "advice-table", {.host = 0.6, .board = 1.05}, kCalls, [&] { return GetIdlAdviserArray(out.data()) == 0; },
       [&] {
         std::memset(other.data(), 0, other.size());
-        benchmark::ClobberMemory();
+        vexora::bench::touchMemory();
         std::memcpy(other.data(), from.data(), from.size());
-        benchmark::ClobberMemory();
+        vexora::bench::touchMemory();
         return true;
       });
 }
 
-BENCHMARK(adviceTable)->UseManualTime();
-
 }  // namespace
 
-int main(int argc, char **argv) { return vexora::bench::runTable(argc, argv); }
+int main(int argc, char **argv) {
+  vexora::bench::Table table(argc, argv);
+  adviceTable(table);
+  return table.status();
+}

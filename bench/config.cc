@@ -11,34 +11,31 @@
 #include <cstring>
 #include <string>
 
-#include "ratio.h"
 #include "table.h"
 #include "vexora/config.h"
 
 namespace {
 
-using benchmark::State;
-using vexora::bench::compare;
+using vexora::bench::Table;
 
 constexpr int kCalls = 20;
 
-void loadSmtp(State &state) {
+void loadSmtp(Table &table) {
   SmtpCfgRecord cfg = {1, "mail.example", 25, 465, 1, 0, 1, "operator", "password", "bmc@example", "alert", 1, 1, 1, 2};
   SmtpDestCfgRecord dests[VEXORA_ALERT_DESTINATIONS] = {};
   for (SmtpDestCfgRecord &dest : dests) {
     dest = {1, "engineer@example.org", "on call"};
   }
   VexoraSetSmtpTotalConfToJson(&cfg, sizeof cfg, dests, sizeof dests);
-  compare(
-      state, 1.1, kCalls, [&] { return VexoraGetSmtpTotalConfFromJson(&cfg, sizeof cfg, dests, sizeof dests) == 0; },
+  table.compare(
+      "load-smtp", {.host = 1.1, .board = 1.1}, kCalls,
+      [&] { return VexoraGetSmtpTotalConfFromJson(&cfg, sizeof cfg, dests, sizeof dests) == 0; },
       [] {
         constexpr const char *kFile = "/conf/SmtpCfg.json";
         json_object *const parsed = access(kFile, F_OK) == 0 ? json_object_from_file(kFile) : nullptr;
         return parsed != nullptr && json_object_put(parsed) == 1;
       });
 }
-BENCHMARK(loadSmtp)->UseManualTime();
-
 bool readLines() {
   std::FILE *const file = std::fopen("/conf/eventsubscriptions.conf", "rb+");
   char line[128];
@@ -53,7 +50,7 @@ bool readLines() {
   return file != nullptr && std::fclose(file) == 0;
 }
 
-void loadSubscriptions(State &state) {
+void loadSubscriptions(Table &table) {
   EventSubScriptionRecord slots[VEXORA_EVENT_SUBSCRIPTIONS] = {};
   std::string filter = "Alert.1.0.LanDisconnect";
   for (EventSubScriptionRecord &slot : slots) {
@@ -65,16 +62,19 @@ void loadSubscriptions(State &state) {
     }
   }
   SetEventSubScription2ConfFile(0, slots);
-  compare(
-      state, 2.0, kCalls,
+  table.compare(
+      "load-subscriptions", {.host = 1.5, .instructions = 400'000}, kCalls,
       [] {
         blEventSubScriptionsFlag = 0;
         return GetEventSubScriptionFromConfFile(&blEventSubScriptionsFlag, stEventSubScriptionStore) == 0;
       },
       readLines);
 }
-BENCHMARK(loadSubscriptions)->UseManualTime();
-
 }  // namespace
 
-int main(int argc, char **argv) { return vexora::bench::runTable(argc, argv); }
+int main(int argc, char **argv) {
+  Table table(argc, argv);
+  loadSmtp(table);
+  loadSubscriptions(table);
+  return table.status();
+}

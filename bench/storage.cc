@@ -3,7 +3,6 @@
 // Guarded files against plain ones and the checksum, which has to be computed once for a write and once for a read.
 // Runs in the private root, where files are in memory.
 
-#include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,16 +13,14 @@
 #include <memory>
 #include <string>
 
-#include "ratio.h"
 #include "table.h"
 #include "vexora/storage.h"
 
 namespace {
 
-using benchmark::State;
-using vexora::bench::compare;
+using vexora::bench::Table;
 
-constexpr double kAim = 1.1;
+constexpr vexora::bench::Aim kAim{.host = 1.1, .board = 1.1};
 constexpr int kCalls = 4;
 constexpr std::size_t kTextSize = 64 * 1024;
 constexpr const char *kGuarded = "/var/guarded";
@@ -38,7 +35,6 @@ using Block = std::unique_ptr<char, FreeBlock>;
 
 bool checksum(const char *text) {
   const auto crc = crc32(0, reinterpret_cast<const Bytef *>(text), kTextSize);
-  benchmark::DoNotOptimize(crc);
   return crc != 0;
 }
 
@@ -60,22 +56,23 @@ bool writeGuarded() { return vexora_string_write_2_file_with_crc32_check(kGuarde
 
 bool readGuarded() { return Block(vexora_string_read_file_with_crc32_check(kGuarded)) != nullptr; }
 
-void guardedWrite(State &state) {
-  compare(state, kAim, kCalls, writeGuarded, [] { return checksum(kText.data()) && writePlain(); });
+void guardedWrite(Table &table) {
+  table.compare("guarded-write", kAim, kCalls, writeGuarded, [] { return checksum(kText.data()) && writePlain(); });
 }
 
-BENCHMARK(guardedWrite)->UseManualTime();
-
-void guardedRead(State &state) {
+void guardedRead(Table &table) {
   if (!writeGuarded() || !writePlain()) {
-    state.SkipWithError("no file to read; is this the private root?");
+    table.fail("guarded-read", "no file to read; is this the private root?");
     return;
   }
-  compare(state, kAim, kCalls, readGuarded, readPlain);
+  table.compare("guarded-read", kAim, kCalls, readGuarded, readPlain);
 }
-
-BENCHMARK(guardedRead)->UseManualTime();
 
 }  // namespace
 
-int main(int argc, char **argv) { return vexora::bench::runTable(argc, argv); }
+int main(int argc, char **argv) {
+  Table table(argc, argv);
+  guardedWrite(table);
+  guardedRead(table);
+  return table.status();
+}

@@ -1,49 +1,174 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The table that a benchmark program prints, and its main function.
+// Measures a hot path against its floor, the least work that any implementation of it has to do, and prints a table.
+//
+// On a shared machine times drift by more than the differences that matter here, so path and floor are timed in turns,
+// in rounds of well under a millisecond where the work allows it, and the median of the rounds' ratios is judged.
+//
+// On the emulated board the clock counts executed instructions. A loop of known length says how many make a nanosecond,
+// and what an empty round takes is subtracted. Interrupts only add to a round, so the smallest of a few is the figure.
 #pragma once
 
-#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
 #include <cstdio>
+#include <cstring>
+#include <string>
 #include <vector>
-
-#include "ratio.h"
 
 namespace vexora::bench {
 
-/// Prints a line for each pair as soon as it has run.
-class Table : public benchmark::BenchmarkReporter {
- public:
-  bool ReportContext(const Context &) override {
-    std::printf("%-32s %12s %12s %7s %5s\n", "hot path", "ns", "floor ns", "ratio", "aim");
-    return true;
-  }
+/// Tells the compiler that all memory is read and written here, so that a copy into it is made.
+inline void touchMemory() { __asm__ volatile("" ::: "memory"); }
 
-  void ReportRuns(const std::vector<Run> &runs) override {
-    for (const Run &run : runs) {
-      if (run.error_occurred) {
-        std::printf("%-32s %s\n", run.run_name.function_name.c_str(), run.error_message.c_str());
-        continue;
-      }
-      const auto counter = [&](const char *name) { return run.counters.at(name).value; };
-      const double ratio = counter(kRatioCounter);
-      const double aim = counter(kAimCounter);
-      std::printf("%-32s %12.1f %12.1f %7.3f %5.1f  %s\n", run.run_name.function_name.c_str(), counter(kTimeCounter),
-                  counter(kFloorCounter), ratio, aim, ratio <= aim ? "within" : "OVER");
-    }
-    std::fflush(stdout);
-  }
+/// The most that a path may take: as a multiple of its floor, on a workstation and on the board, or in instructions on
+/// the board. 0 is no aim.
+struct Aim {
+  double host = 0;
+  double board = 0;
+  double instructions = 0;
 };
 
-inline int runTable(int argc, char **argv) {
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
-    return 1;
+class Table {
+ public:
+  /// `PROGRAM [-i] [WORD]`: -i counts instructions, and only paths with the word in their names are measured. What the
+  /// paths themselves print is discarded.
+  Table(int argc, char **argv) {
+    for (int i = 1; i < argc; ++i) {
+      if (std::strcmp(argv[i], "-i") == 0) {
+        counting_ = true;
+      } else {
+        word_ = argv[i];
+      }
+    }
+    std::fprintf(out_, "%-32s %12s %12s %7s %9s\n", "# hot path", counting_ ? "instructions" : "ns", "floor", "ratio",
+                 "aim");
+    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    dup2(nowhere, STDOUT_FILENO);
+    close(nowhere);
   }
-  Table table;
-  benchmark::RunSpecifiedBenchmarks(&table);
-  return 0;
-}
+  Table(const Table &) = delete;
+  Table &operator=(const Table &) = delete;
+  ~Table() { std::fclose(out_); }
+
+  /// The program's exit status: 0 when each call did its work.
+  int status() const { return status_; }
+
+  void fail(const std::string &path, const char *why) {
+    std::fprintf(out_, "# %s: %s\n", path.c_str(), why);
+    status_ = 1;
+  }
+
+  /// Prints a path's line; `calls` calls make a round. A call returns whether it did its work.
+  template <typename Subject, typename Floor>
+  void compare(const std::string &path, Aim aim, int calls, Subject subject, Floor floor) {
+    if (path.find(word_) == std::string::npos) {
+      return;
+    }
+    allDone_ = true;
+    const Figures figures = counting_ ? count(calls, subject, floor) : time(calls, subject, floor);
+    if (!allDone_) {
+      fail(path, "a call did not do its work");
+      return;
+    }
+    const double most = counting_ ? aim.instructions > 0 ? aim.instructions : aim.board : aim.host;
+    const bool within = (counting_ && aim.instructions > 0 ? figures.subject : figures.ratio) <= most;
+    std::fprintf(out_, "%-32s %12.*f %12.*f %7.3f %9.7g %s\n", path.c_str(), counting_ ? 0 : 1, figures.subject,
+                 counting_ ? 0 : 1, figures.floor, figures.ratio, most,
+                 most == 0 ? ""
+                 : within  ? "within"
+                           : "OVER");
+    std::fflush(out_);
+  }
+
+ private:
+  static constexpr int kCountedRounds = 4;
+  static constexpr std::size_t kTimedRounds = 21;
+  static constexpr std::chrono::milliseconds kTimed{300};
+  using Clock = std::chrono::steady_clock;
+  using Nanoseconds = std::chrono::duration<double, std::nano>;
+
+  struct Figures {
+    double subject;
+    double floor;
+    double ratio;
+  };
+
+  template <typename Call>
+  double round(int calls, Call &call) {
+    const auto begin = Clock::now();
+    for (int i = 0; i < calls; ++i) {
+      allDone_ &= call();
+    }
+    return Nanoseconds(Clock::now() - begin).count();
+  }
+
+  static double median(std::vector<double> values) {
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+  }
+
+  template <typename Subject, typename Floor>
+  Figures time(int calls, Subject &subject, Floor &floor) {
+    std::vector<double> subjects;
+    std::vector<double> floors;
+    std::vector<double> ratios;
+    const auto begin = Clock::now();
+    while (ratios.size() < kTimedRounds || Clock::now() - begin < kTimed) {
+      // What runs second finds the caches as the other left them, so they swap places.
+      const bool floorFirst = ratios.size() % 2 != 0;
+      double floorTime = floorFirst ? round(calls, floor) : 0;
+      subjects.push_back(round(calls, subject));
+      if (!floorFirst) {
+        floorTime = round(calls, floor);
+      }
+      floors.push_back(floorTime);
+      ratios.push_back(subjects.back() / floorTime);
+    }
+    return {median(subjects) / calls, median(floors) / calls, median(ratios)};
+  }
+
+  template <typename Call>
+  double smallestRound(int calls, Call &call) {
+    round(calls, call);
+    double smallest = round(calls, call);
+    for (int i = 1; i < kCountedRounds; ++i) {
+      smallest = std::min(smallest, round(calls, call));
+    }
+    return smallest;
+  }
+
+  template <typename Subject, typename Floor>
+  Figures count(int calls, Subject &subject, Floor &floor) {
+    constexpr int kLoop = 100'000;
+    auto nothing = [] {
+      touchMemory();
+      return true;
+    };
+    auto loop = [] {
+#ifdef __arm__
+      int rest = kLoop / 2;
+      __asm__ volatile("1: subs %0, %0, #1\n bne 1b" : "+r"(rest)::"cc");
+#endif
+      return true;
+    };
+    const double instructions = kLoop / (smallestRound(1, loop) - smallestRound(1, nothing));
+    const double empty = smallestRound(calls, nothing);
+    const double subjectCount = (smallestRound(calls, subject) - empty) * instructions / calls;
+    const double floorCount = (smallestRound(calls, floor) - empty) * instructions / calls;
+    return {subjectCount, floorCount, subjectCount / floorCount};
+  }
+
+  std::FILE *out_ = fdopen(dup(STDOUT_FILENO), "w");
+  bool counting_ = false;
+  std::string word_;
+  int status_ = 0;
+  bool allDone_ = true;
+};
 
 }  // namespace vexora::bench

@@ -3,7 +3,6 @@
 // The validators of user input, in nanoseconds a call, each beside the platform's calls that its work comes down to.
 
 #include <arpa/inet.h>
-#include <benchmark/benchmark.h>
 #include <netinet/in.h>
 #include <regex.h>
 #include <sys/socket.h>
@@ -13,16 +12,14 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "ratio.h"
 #include "table.h"
 #include "vexora/text.h"
 
 namespace {
 
-using benchmark::State;
-using vexora::bench::compare;
+using vexora::bench::Table;
 
-constexpr double kAim = 1.3;
+constexpr vexora::bench::Aim kAim{.host = 1.3, .board = 1.3};
 
 // Calls a round, so that a round takes tens of microseconds.
 constexpr int kCalls = 500;
@@ -44,25 +41,27 @@ bool converts(int family, const char *text) {
   return inet_pton(family, text, &address) == 1;
 }
 
-void ipv4WithCode(State &state) {
-  compare(
-      state, kAim, kCalls, [] { return IsValidIpv4(kIpv4) == 0; }, [] { return converts(AF_INET, kIpv4); });
+void ipv4WithCode(Table &table) {
+  table.compare(
+      "valid-ipv4-code", kAim, kCalls, [] { return IsValidIpv4(kIpv4) == 0; }, [] { return converts(AF_INET, kIpv4); });
 }
 
-void ipv4(State &state) {
-  compare(
-      state, kAim, kCalls, [] { return vexora_isvalid_ipv4(kIpv4) == 0; }, [] { return converts(AF_INET, kIpv4); });
+void ipv4(Table &table) {
+  table.compare(
+      "valid-ipv4", kAim, kCalls, [] { return vexora_isvalid_ipv4(kIpv4) == 0; },
+      [] { return converts(AF_INET, kIpv4); });
 }
 
-void ipv6(State &state) {
-  compare(
-      state, kAim, kCalls, [] { return vexora_isvalid_ipv6(kIpv6) == 0; }, [] { return converts(AF_INET6, kIpv6); });
+void ipv6(Table &table) {
+  table.compare(
+      "valid-ipv6", kAim, kCalls, [] { return vexora_isvalid_ipv6(kIpv6) == 0; },
+      [] { return converts(AF_INET6, kIpv6); });
 }
 
 /// Against a copy that the platform's tokenizer takes apart.
-void domainName(State &state) {
-  compare(
-      state, kAim, kCalls, [] { return VexoraIsDomain(kDomain) == 0; },
+void domainName(Table &table) {
+  table.compare(
+      "valid-domain", kAim, kCalls, [] { return VexoraIsDomain(kDomain) == 0; },
       [] {
         char copy[256];
         std::memcpy(copy, kDomain, sizeof kDomain);
@@ -76,9 +75,9 @@ void domainName(State &state) {
 }
 
 /// Against the classification of each character.
-void hostName(State &state) {
-  compare(
-      state, kAim, kCalls, [] { return vexora_valid_hostname(kHost, sizeof kHost - 1) == 0; },
+void hostName(Table &table) {
+  table.compare(
+      "valid-host-name", kAim, kCalls, [] { return vexora_valid_hostname(kHost, sizeof kHost - 1) == 0; },
       [] {
         std::size_t taken = 0;
         for (const char *at = kHost; *at != '\0'; ++at) {
@@ -89,9 +88,9 @@ void hostName(State &state) {
 }
 
 /// Against a look into the specials for each character.
-void mailAddress(State &state) {
-  compare(
-      state, kAim, kCalls, [] { return vexora_isvalid_email(kMail) == 0; },
+void mailAddress(Table &table) {
+  table.compare(
+      "valid-mail", kAim, kCalls, [] { return vexora_isvalid_email(kMail) == 0; },
       [] {
         int specials = 0;
         for (const char *at = kMail; *at != '\0'; ++at) {
@@ -102,9 +101,9 @@ void mailAddress(State &state) {
 }
 
 /// Against a copy on the heap and one search in it.
-void userName(State &state) {
-  compare(
-      state, kAim, kCalls, [] { return vexora_isvalid_username(kUser, 32, 0) == 0; },
+void userName(Table &table) {
+  table.compare(
+      "valid-user-name", kAim, kCalls, [] { return vexora_isvalid_username(kUser, 32, 0) == 0; },
       [] {
         char *const copy = static_cast<char *>(std::calloc(33, 1));
         std::memcpy(copy, kUser, sizeof kUser);
@@ -115,9 +114,9 @@ void userName(State &state) {
 }
 
 /// Against the four searches.
-void password(State &state) {
-  compare(
-      state, kAim, kRegexCalls, [] { return vexora_isvalid_passwd(kPassword) == 0; },
+void password(Table &table) {
+  table.compare(
+      "valid-password", kAim, kRegexCalls, [] { return vexora_isvalid_passwd(kPassword) == 0; },
       [] {
         int found = 0;
         for (const char *pattern : {"[a-z]+", "[A-Z]+", "[0-9]+", "(\\W+)"}) {
@@ -132,15 +131,17 @@ void password(State &state) {
       });
 }
 
-BENCHMARK(ipv4WithCode)->UseManualTime();
-BENCHMARK(ipv4)->UseManualTime();
-BENCHMARK(ipv6)->UseManualTime();
-BENCHMARK(domainName)->UseManualTime();
-BENCHMARK(hostName)->UseManualTime();
-BENCHMARK(mailAddress)->UseManualTime();
-BENCHMARK(userName)->UseManualTime();
-BENCHMARK(password)->UseManualTime();
-
 }  // namespace
 
-int main(int argc, char **argv) { return vexora::bench::runTable(argc, argv); }
+int main(int argc, char **argv) {
+  Table table(argc, argv);
+  ipv4WithCode(table);
+  ipv4(table);
+  ipv6(table);
+  domainName(table);
+  hostName(table);
+  mailAddress(table);
+  userName(table);
+  password(table);
+  return table.status();
+}

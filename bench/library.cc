@@ -4,7 +4,6 @@
 // paths are fresh folders in memory: what is compared is the library's own work, not a medium's. The history recorder
 // is steered by this program's clock and sensors, which take the place of the platform's.
 
-#include <benchmark/benchmark.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <pthread.h>
@@ -22,10 +21,10 @@
 #include <ctime>
 #include <memory>
 #include <semaphore>
+#include <string>
 #include <thread>
 #include <vector>
 
-#include "ratio.h"
 #include "table.h"
 #include "vexora/containers.h"
 #include "vexora/diag.h"
@@ -34,11 +33,12 @@
 
 namespace {
 
-using benchmark::State;
-using vexora::bench::compare;
+using vexora::bench::Table;
 
-constexpr double kAim = 1.1;
-constexpr double kRingAim = 1.2;
+using vexora::bench::Aim;
+
+constexpr Aim kAim{.host = 1.1, .board = 1.1};
+constexpr Aim kRingAim{.host = 1.2, .board = 1.2};
 
 // Calls a round, so that a round takes tens of microseconds.
 constexpr int kRingCalls = 2000;
@@ -122,48 +122,39 @@ class LockedRecord {
 
 constexpr unsigned kSlots = 64;
 
-void ringListPush(State &state, unsigned size) {
+void ringListPush(Table &table, unsigned size) {
   const RingList list(vexora_ringlist_init(size, kSlots));
   const Bytes record(size);
   LockedRecord floor(size);
-  compare(
-      state, kRingAim, kRingCalls, [&] { return vexora_ringlist_push(list.get(), record.data()) >= 0; },
-      [&] { return floor.store(record); });
+  table.compare(
+      "ring-list-push-" + std::to_string(size), kRingAim, kRingCalls,
+      [&] { return vexora_ringlist_push(list.get(), record.data()) >= 0; }, [&] { return floor.store(record); });
 }
 
-BENCHMARK_CAPTURE(ringListPush, 28 bytes, 28)->UseManualTime();
-BENCHMARK_CAPTURE(ringListPush, 256 bytes, 256)->UseManualTime();
-
-void ringListRead(State &state, unsigned size) {
+void ringListRead(Table &table, unsigned size) {
   const RingList list(vexora_ringlist_init(size, kSlots));
   Bytes out(size);
   LockedRecord floor(size);
-  compare(
-      state, kRingAim, kRingCalls, [&] { return vexora_ringlist_get_tail(list.get(), out.data()) == 0; },
-      [&] { return floor.load(out); });
+  table.compare(
+      "ring-list-read-" + std::to_string(size), kRingAim, kRingCalls,
+      [&] { return vexora_ringlist_get_tail(list.get(), out.data()) == 0; }, [&] { return floor.load(out); });
 }
 
-BENCHMARK_CAPTURE(ringListRead, 28 bytes, 28)->UseManualTime();
-BENCHMARK_CAPTURE(ringListRead, 256 bytes, 256)->UseManualTime();
-
-void ringQueuePushAndPoll(State &state, unsigned size) {
+void ringQueuePushAndPoll(Table &table, unsigned size) {
   const RingQueue queue(vexora_ringq_init(size, kSlots));
   const Bytes record(size);
   Bytes out(size);
   LockedRecord floor(size);
-  compare(
-      state, kRingAim, kRingCalls,
+  table.compare(
+      "ring-queue-push-poll-" + std::to_string(size), kRingAim, kRingCalls,
       [&] {
         return vexora_ringq_push(queue.get(), record.data()) >= 0 && vexora_ringq_poll(queue.get(), out.data()) >= 0;
       },
       [&] { return floor.store(record) && floor.load(out); });
 }
 
-BENCHMARK_CAPTURE(ringQueuePushAndPoll, 28 bytes, 28)->UseManualTime();
-BENCHMARK_CAPTURE(ringQueuePushAndPoll, 256 bytes, 256)->UseManualTime();
-
 /// Reads from a full list of a year's records whose oldest one stands in the middle of the storage.
-void ringListBatch(State &state, unsigned number) {
+void ringListBatch(Table &table, unsigned number) {
   constexpr unsigned kSize = sizeof(vexora_history_record);
   const RingList list(vexora_ringlist_init(kSize, kYearRecords));
   const Bytes record(kSize);
@@ -174,18 +165,15 @@ void ringListBatch(State &state, unsigned number) {
   const auto *const slots = static_cast<const std::byte *>(list->storage);
   const bool wraps = number > kYearRecords - list->head;
   const std::byte *const sameBytes = slots + (wraps ? 0 : std::size_t{list->head} * kSize);
-  compare(
-      state, kAim, kBatchCalls,
+  table.compare(
+      "ring-list-batch-" + std::to_string(number), kAim, kBatchCalls,
       [&] { return vexora_ringlist_get_counts(list.get(), out.data(), 0, number) == static_cast<int>(number); },
       [&] {
         std::memcpy(out.data(), sameBytes, out.size());
-        benchmark::ClobberMemory();
+        vexora::bench::touchMemory();
         return true;
       });
 }
-
-BENCHMARK_CAPTURE(ringListBatch, 1000 records, 1000)->UseManualTime();
-BENCHMARK_CAPTURE(ringListBatch, 8760 records, kYearRecords)->UseManualTime();
 
 constexpr const char *kReloadMarker = "/var/vexora_debug_reload";
 constexpr const char *kDebugFolder = "/conf/vexora_debug";
@@ -197,12 +185,12 @@ void touch(const char *path) {
   }
 }
 
-void debugThatPrintsNothing(State &state) {
+void debugThatPrintsNothing(Table &table, const char *path) {
   touch(kReloadMarker);
   VexoraDebug(3, "IPMI", "settings read anew");
   static_cast<void>(std::remove(kReloadMarker));
-  compare(
-      state, kAim, kDebugCalls,
+  table.compare(
+      path, kAim, kDebugCalls,
       [] {
         VexoraDebug(2, "IPMI", "sensor %d", 7);
         return true;
@@ -210,22 +198,18 @@ void debugThatPrintsNothing(State &state) {
       [] { return access(kReloadMarker, F_OK) != 0; });
 }
 
-void debugLevelOff(State &state) {
+void debugLevelOff(Table &table) {
   static_cast<void>(std::remove(kInfoMarker));
-  debugThatPrintsNothing(state);
+  debugThatPrintsNothing(table, "debug-level-off");
 }
 
-BENCHMARK(debugLevelOff)->UseManualTime();
-
-void debugModuleOff(State &state) {
+void debugModuleOff(Table &table) {
   static_cast<void>(mkdir(kDebugFolder, S_IRWXU));
   touch(kInfoMarker);
   touch("/conf/vexora_debug/PATH_SERIAL");
   touch("/conf/vexora_debug/ENABLE_SNMP");
-  debugThatPrintsNothing(state);
+  debugThatPrintsNothing(table, "debug-module-off");
 }
-
-BENCHMARK(debugModuleOff)->UseManualTime();
 
 constexpr const char *kFolder = "/extlog/syslog";
 constexpr const char *kDataFile = "/extlog/syslog/history_data.dat";
@@ -262,23 +246,21 @@ bool writeAndRename(const Bytes &image, const char *temporary, const char *final
 }
 
 /// One call of the recorder an hour, each of which closes an hour and rewrites the file.
-void historyRewrite(State &state) {
+void historyRewrite(Table &table) {
   static_cast<void>(std::remove(kDataFile));
   if (historyDataInit() != 0) {
-    state.SkipWithError("no history; is this the private root?");
+    table.fail("history-rewrite", "no history; is this the private root?");
     return;
   }
   const Bytes image(kImageSize);
-  compare(
-      state, kAim, kFileCalls,
+  table.compare(
+      "history-rewrite", kAim, kFileCalls,
       [] {
         clockNow += std::time_t{kHourSeconds};
         return historyDataRecord() == 0;
       },
       [&] { return writeAndRename(image, "/extlog/syslog/floor.tmp", "/extlog/syslog/floor.dat"); });
 }
-
-BENCHMARK(historyRewrite)->UseManualTime();
 
 /// Reads a file into a block of its own.
 bool readWhole(const char *path) {
@@ -288,16 +270,16 @@ bool readWhole(const char *path) {
   return close(file) == 0 && whole;
 }
 
-void historyQuery(State &state, std::uint32_t type, std::uint32_t firstHour, std::uint32_t hours) {
+void historyQuery(Table &table, const char *span, std::uint32_t type, std::uint32_t firstHour, std::uint32_t hours) {
   if (!writeAndRename(yearImage(), "/extlog/syslog/year.tmp", kDataFile)) {
-    state.SkipWithError("no data file; is this the private root?");
+    table.fail("history-query", "no data file; is this the private root?");
     return;
   }
   // Half an hour before the first of them: a range that begins at a record's very second begins with the next one.
   const std::uint32_t start = kFirstRecord + firstHour * kHourSeconds - kHourSeconds / 2;
   Bytes out(hours * sizeof(vexora_history_record));
-  compare(
-      state, kAim, kFileCalls,
+  table.compare(
+      "history-query-" + std::string(span) + "-type-" + std::to_string(type), kAim, kFileCalls,
       [&] {
         std::uint32_t count = 0;
         return getHistoryData(out.data(), type, start, start + hours * kHourSeconds, &count) > 0 && count == hours;
@@ -305,24 +287,17 @@ void historyQuery(State &state, std::uint32_t type, std::uint32_t firstHour, std
       [] { return readWhole(kDataFile); });
 }
 
-BENCHMARK_CAPTURE(historyQuery, day of type 0, 0, 300 * 24, 24)->UseManualTime();
-BENCHMARK_CAPTURE(historyQuery, year of type 0, 0, 0, kYearRecords)->UseManualTime();
-BENCHMARK_CAPTURE(historyQuery, day of type 1, 1, 300 * 24, 24)->UseManualTime();
-BENCHMARK_CAPTURE(historyQuery, year of type 1, 1, 0, kYearRecords)->UseManualTime();
-BENCHMARK_CAPTURE(historyQuery, day of type 4, 4, 300 * 24, 24)->UseManualTime();
-BENCHMARK_CAPTURE(historyQuery, year of type 4, 4, 0, kYearRecords)->UseManualTime();
-
 constexpr const char *kPipe = "/var/bench_pipe";
 constexpr unsigned kPipeRecord = 260;
 
 /// Writes a record by path into a pipe that a reader has open, and reads it back.
-void pipeRecord(State &state) {
+void pipeRecord(Table &table) {
   const int reader = vexora_create_pipe(kPipe) == 0 ? vexora_openpipe(kPipe) : -1;
   const Bytes record(kPipeRecord);
   Bytes out(kPipeRecord);
   const auto readBack = [&] { return read(reader, out.data(), out.size()) == static_cast<ssize_t>(out.size()); };
-  compare(
-      state, kAim, kMessageCalls,
+  table.compare(
+      "pipe-record", kAim, kMessageCalls,
       [&] { return vexora_writepipe(kPipe, record.data(), kPipeRecord) == 0 && readBack(); },
       [&] {
         const int pipe = access(kPipe, F_OK) == 0 ? open(kPipe, O_RDWR) : -1;
@@ -332,8 +307,6 @@ void pipeRecord(State &state) {
   static_cast<void>(close(reader));
 }
 
-BENCHMARK(pipeRecord)->UseManualTime();
-
 constexpr int kQueueKey = 12347;
 
 struct Message {
@@ -342,13 +315,13 @@ struct Message {
 };
 
 /// A payload sent and received; `asksForQueue` lets the floor, too, ask for the queue by its key at every send.
-void queueMessage(State &state, bool asksForQueue) {
+void queueMessage(Table &table, const char *path, bool asksForQueue) {
   const int queue = VexoraCreateMsgQueue(kQueueKey);
   const Bytes payload(kPipeRecord);
   Bytes out(kPipeRecord);
   auto message = std::make_unique<Message>();
-  compare(
-      state, kAim, kMessageCalls,
+  table.compare(
+      path, kAim, kMessageCalls,
       [&] {
         return VexoraWriteMsgQueue(kQueueKey, payload.data(), kPipeRecord) == 0 &&
                VexoraReadMsgQueue(queue, out.data(), kPipeRecord) == 0;
@@ -361,17 +334,32 @@ void queueMessage(State &state, bool asksForQueue) {
       });
 }
 
-BENCHMARK_CAPTURE(queueMessage, bare, false)->UseManualTime();
-BENCHMARK_CAPTURE(queueMessage, with msgget, true)->UseManualTime();
-
 }  // namespace
 
 int main(int argc, char **argv) {
   // Locks are cheaper in a process without threads, which a daemon is not.
   std::binary_semaphore finished(0);
   std::thread companion([&] { finished.acquire(); });
-  const int status = vexora::bench::runTable(argc, argv);
+  Table table(argc, argv);
+  ringListPush(table, 28);
+  ringListPush(table, 256);
+  ringListRead(table, 28);
+  ringListRead(table, 256);
+  ringQueuePushAndPoll(table, 28);
+  ringQueuePushAndPoll(table, 256);
+  ringListBatch(table, 1000);
+  ringListBatch(table, kYearRecords);
+  debugLevelOff(table);
+  debugModuleOff(table);
+  historyRewrite(table);
+  for (const std::uint32_t type : {0U, 1U, 4U}) {
+    historyQuery(table, "day", type, 300 * 24, 24);
+    historyQuery(table, "year", type, 0, kYearRecords);
+  }
+  pipeRecord(table);
+  queueMessage(table, "queue-message", false);
+  queueMessage(table, "queue-message-msgget", true);
   finished.release();
   companion.join();
-  return status;
+  return table.status();
 }
