@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Signatures, digests and FRU fields against what they cannot do without: OpenSSL called directly, and for a digest one
-// loading and closing of its library besides; for a field, the check of the header and the copy. Runs in the private
-// root, where libcrypto is put at the path that the library loads it from.
+// loading and closing of its library besides, in the steps that a stream is read in; for a field, the check of the
+// header, the walk and the copy; for a checksum, the loop. Runs in the private root, where libcrypto is put at the path
+// that the library loads it from.
 
 #include <dlfcn.h>
 #include <openssl/ec.h>
@@ -37,6 +38,7 @@ using Bytes = std::vector<std::uint8_t>;
 
 constexpr int kSlowCalls = 1;
 constexpr int kQuickCalls = 2000;
+constexpr int kChecksumCalls = 100;
 constexpr Aim kSignatureAim{.host = 1.02, .board = 1.02};
 constexpr const char *kLibrary = "/usr/lib/arm-linux-gnueabi/libcrypto.so";
 
@@ -94,15 +96,21 @@ void digest(Table &table) {
     return;
   }
   table.compare(
-      "md5-1MiB", {}, kSlowCalls,
+      "md5-1MiB", {.host = 1.1, .board = 1.1}, kSlowCalls,
       [&] {
         std::rewind(stream.get());
         return vexora_calcmd5_checksum(stream.get(), static_cast<std::uint32_t>(data.size()), sum.data()) == 0;
       },
       [&] {
         void *const library = dlopen(kLibrary, RTLD_NOW);
-        MD5(data.data(), data.size(), sum.data());
-        return dlclose(library) == 0;
+        std::rewind(stream.get());
+        MD5_CTX context;
+        MD5_Init(&context);
+        std::array<std::uint8_t, 64> chunk;
+        while (const std::size_t got = std::fread(chunk.data(), 1, chunk.size(), stream.get())) {
+          MD5_Update(&context, chunk.data(), got);
+        }
+        return MD5_Final(sum.data(), &context) == 1 && dlclose(library) == 0;
       });
 }
 
@@ -115,16 +123,37 @@ void fruField(Table &table) {
   std::array<std::uint8_t, 64> out{};
   std::uint8_t typeLength = 0;
   table.compare(
-      "fru-asset-tag", {}, kQuickCalls,
+      "fru-asset-tag", {.host = 3, .board = 3}, kQuickCalls,
       [&] {
         return vexora_get_fru_product_info(fru, static_cast<int>(image.size()), VEXORA_FRU_PRODUCT_ASSET_TAG,
                                            out.data(), static_cast<int>(out.size()), &typeLength) == 0 &&
                typeLength == 0xD0;
       },
       [&] {
-        std::copy_n(fru + 39, 16, out.data());
+        const bool valid = vexora_check_fru_common_header(fru, static_cast<int>(image.size())) == 0;
+        const std::uint8_t *at = fru + 11;
+        for (int field = 1; field < VEXORA_FRU_PRODUCT_ASSET_TAG; ++field) {
+          at += 1 + (*at & 0x3F);
+        }
+        std::copy_n(at + 1, *at & 0x3F, out.data());
         vexora::bench::touchMemory();
-        return vexora_check_fru_common_header(fru, static_cast<int>(image.size())) == 0;
+        return valid;
+      });
+}
+
+void checksum(Table &table) {
+  const Bytes data(1024, 'c');
+  const std::uint8_t expected = vexora_checksum_calc(data.data(), 1024);
+  table.compare(
+      "checksum-1KiB", {.host = 1.1, .board = 1.1}, kChecksumCalls,
+      [&] { return vexora_checksum_calc(data.data(), 1024) == expected; },
+      [&] {
+        vexora::bench::touchMemory();
+        std::uint8_t sum = 0;
+        for (const std::uint8_t byte : data) {
+          sum = static_cast<std::uint8_t>(sum - byte);
+        }
+        return sum == expected;
       });
 }
 
@@ -137,5 +166,6 @@ int main(int argc, char **argv) {
   signature(table, "ecdsa-64KiB", 1 << 16);
   digest(table);
   fruField(table);
+  checksum(table);
   return table.status();
 }

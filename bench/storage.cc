@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <string>
 
@@ -57,7 +58,8 @@ bool writeGuarded() { return vexora_string_write_2_file_with_crc32_check(kGuarde
 bool readGuarded() { return Block(vexora_string_read_file_with_crc32_check(kGuarded)) != nullptr; }
 
 void guardedWrite(Table &table) {
-  table.compare("guarded-write", kAim, kCalls, writeGuarded, [] { return checksum(kText.data()) && writePlain(); });
+  table.compare("guarded-write", kAim, kCalls, writeGuarded,
+                [] { return std::strlen(kText.c_str()) == kTextSize && checksum(kText.data()) && writePlain(); });
 }
 
 void guardedRead(Table &table) {

@@ -17,7 +17,9 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <semaphore>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace vexora::bench {
@@ -35,12 +37,15 @@ struct Aim {
 
 class Table {
  public:
-  /// `PROGRAM [-i] [WORD]`: -i counts instructions, and only paths with the word in their names are measured. What the
-  /// paths themselves print is discarded.
+  /// `PROGRAM [-i | -s] [WORD]`: -i counts instructions. -s is for strace: nothing is measured, and each path makes ten
+  /// calls between two writes to no file that say so. Only paths with the word in their names run. What the paths
+  /// themselves print is discarded.
   Table(int argc, char **argv) {
     for (int i = 1; i < argc; ++i) {
       if (std::strcmp(argv[i], "-i") == 0) {
         counting_ = true;
+      } else if (std::strcmp(argv[i], "-s") == 0) {
+        traced_ = true;
       } else {
         word_ = argv[i];
       }
@@ -53,7 +58,14 @@ class Table {
   }
   Table(const Table &) = delete;
   Table &operator=(const Table &) = delete;
-  ~Table() { std::fclose(out_); }
+  ~Table() {
+    std::fclose(out_);
+    finished_.release();
+    companion_.join();
+  }
+
+  /// Whether instructions are counted.
+  bool counts() const { return counting_; }
 
   /// The program's exit status: 0 when each call did its work.
   int status() const { return status_; }
@@ -70,6 +82,10 @@ class Table {
       return;
     }
     allDone_ = true;
+    if (traced_) {
+      trace(path, subject);
+      return;
+    }
     const Figures figures = counting_ ? count(calls, subject, floor) : time(calls, subject, floor);
     if (!allDone_) {
       fail(path, "a call did not do its work");
@@ -134,6 +150,18 @@ class Table {
   }
 
   template <typename Call>
+  void trace(const std::string &path, Call &call) {
+    constexpr int kTracedCalls = 10;
+    const std::string begin = "begin " + path;
+    round(1, call);
+    static_cast<void>(!write(-1, begin.data(), begin.size()));
+    for (int i = 0; i < kTracedCalls; ++i) {
+      call();
+    }
+    static_cast<void>(!write(-1, "end", 3));
+  }
+
+  template <typename Call>
   double smallestRound(int calls, Call &call) {
     round(calls, call);
     double smallest = round(calls, call);
@@ -165,7 +193,11 @@ class Table {
   }
 
   std::FILE *out_ = fdopen(dup(STDOUT_FILENO), "w");
+  // Locks are cheaper in a process without threads, which a daemon is not.
+  std::binary_semaphore finished_{0};
+  std::thread companion_{[this] { finished_.acquire(); }};
   bool counting_ = false;
+  bool traced_ = false;
   std::string word_;
   int status_ = 0;
   bool allDone_ = true;
