@@ -62,9 +62,17 @@ void floatExtremes(Table &table) {
   const auto extremes = [](const int *from, std::size_t count) {
     std::size_t largest = 0;
     std::size_t smallest = 0;
+    int most = from[0];
+    int least = from[0];
     for (std::size_t i = 1; i < count; ++i) {
-      largest = from[i] > from[largest] ? i : largest;
-      smallest = from[i] < from[smallest] ? i : smallest;
+      if (from[i] > most) {
+        most = from[i];
+        largest = i;
+      }
+      if (from[i] < least) {
+        least = from[i];
+        smallest = i;
+      }
     }
     return std::pair(largest, smallest);
   };
