@@ -84,6 +84,7 @@ class Table {
     allDone_ = true;
     if (traced_) {
       trace(path, subject);
+      round(1, floor);
       return;
     }
     const Figures figures = counting_ ? count(calls, subject, floor) : time(calls, subject, floor);
