@@ -76,18 +76,18 @@ void floatExtremes(Table &table) {
     }
     return std::pair(largest, smallest);
   };
-  const auto [largest, smallest] = extremes(integers.data(), kValues);
+  const auto expected = extremes(integers.data(), kValues);
   table.compare(
       "float-extremes-1000", {.host = 1.5, .instructions = 20'000}, kTextCalls,
       [&] {
         unsigned most = 0;
         unsigned least = 0;
         vexora_find_maxandmin_float(values.data(), kValues, &most, &least);
-        return most == largest && least == smallest;
+        return most == expected.first && least == expected.second;
       },
       [&] {
         vexora::bench::touchMemory();
-        return extremes(integers.data(), kValues) == std::pair(largest, smallest);
+        return extremes(integers.data(), kValues) == expected;
       });
 }
 
