@@ -192,8 +192,9 @@ VEXORA_API int common_check_ima_file_version_tf_card(const char *directory, cons
  * and don't stop the call. Blocks until the medium has the image and its name, where the file system can say so.
  *
  * A copy that fails, on a full card for instance, leaves a part of the image under its name, and the next call takes
- * that for the last image: it removes the one before. Ask for space first (CheckTFCardMountStatus), and remove what a
- * failed call left before trying again.
+ * that for the last image: it removes the one before. Ask for space first (CheckTFCardMountStatus). After a failed
+ * call, remove the part and give the image that is now ".old" its ".new" name again: the next call removes every ".old"
+ * first.
  *
  * @param source_path  the image; NULL is refused.
  * @param image_name   its name on the card; NULL is refused.
