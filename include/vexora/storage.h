@@ -198,8 +198,8 @@ VEXORA_API int common_check_ima_file_version_tf_card(const char *directory, cons
  *
  * @param source_path  the image; NULL is refused.
  * @param image_name   its name on the card; NULL is refused.
- * @param directory       its directory below the mount point, made (mode 0777, reduced by the umask) when missing; NULL
- *                        is refused.
+ * @param directory    its directory below the mount point, made (mode 0777, reduced by the umask) when missing; NULL
+ *                     is refused.
  * @return 0; 1 when there is no card or no mount point; -1 when an argument is NULL, the directory can't be made
  *         (logged in the debug log, module "ZELMONITOR"), its files can't be listed, or the copy fails or doesn't reach
  *         the medium. The other refusals, but for a NULL, are reported on standard output. When the files can't be
