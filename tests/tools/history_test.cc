@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// `vexora history` as a person at the bench uses it: on a board's own data file, on a damaged one, and as a recorder.
+// `vexora history` as a person at the bench uses it: on a board's own data file, and on a damaged one.
 
 #include <regex>
 
@@ -40,6 +40,14 @@ Image twoDays() {
   return image;
 }
 
+Image fullRing() {
+  Image image;
+  for (unsigned hour = 0; hour < kSlots + 5; ++hour) {
+    image.push(recordOf(kNoon + static_cast<std::time_t>(hour) * kHour, 300, 24));
+  }
+  return image;
+}
+
 class HistoryTool : public RootTest {
  protected:
   void SetUp() override {
@@ -49,7 +57,7 @@ class HistoryTool : public RootTest {
   }
 };
 
-TEST_F(HistoryTool, ListsSumsUpAndExportsARange) {
+TEST_F(HistoryTool, ListsAndSumsUpARange) {
   const Answer table = history("show --from '2024-02-29 20:00' --to 2024-03-01T05:00:00Z --utc");
   EXPECT_EQ(table.status, 0) << table.text;
   EXPECT_EQ(count(table.text, "\n2024-02-29 20:00:00      308     278     338       24      22      26"), 1U);
@@ -57,37 +65,36 @@ TEST_F(HistoryTool, ListsSumsUpAndExportsARange) {
   EXPECT_EQ(count(table.text, "\n4 records\n"), 1U) << table.text;
 
   const Answer sums = history("stats");
-  EXPECT_EQ(count(sums.text, "records  43, 2024-02-29 12:00:00 to 2024-03-02 11:00:00"), 1U) << sums.text;
-  EXPECT_EQ(count(sums.text, "gaps     1, together 5 hours"), 1U);
+  EXPECT_EQ(
+      count(sums.text, "records  43, 2024-02-29 12:00 to 2024-03-02 11:00, the board's hour\ngaps +1, together 5"), 1U)
+      << sums.text;
   // (0 to 47 without 10 to 14) / 43 = 24.8
-  EXPECT_EQ(count(sums.text, "0x7000 +324.8  270 +2024-02-29 12:00:00   377 +2024-03-02 11:00:00"), 1U) << sums.text;
+  EXPECT_EQ(count(sums.text, "0x7000 +324.8  270 +2024-02-29 12:00      377 +2024-03-02 11:00"), 1U) << sums.text;
 
-  EXPECT_EQ(history("export --csv --utc --from 0h /tmp/newest.csv").status, 0);
-  EXPECT_EQ(read("/tmp/newest.csv"),
+  EXPECT_EQ(history("show --csv --utc --from 0h").text,
             "time,date,0x7000 average,0x7000 minimum,0x7000 maximum,0x3009 average,0x3009 minimum,0x3009 maximum\n"
             "1709377200,2024-03-02T11:00:00Z,347,317,377,25,23,27\n");
   const Answer json = history("show --json --from @1709377200");
   EXPECT_EQ(count(json.text, "\"time\": ?1709377200"), 1U) << json.text;
   EXPECT_EQ(count(json.text, "\"0x7000\": ?\\{\\s*\"average\": ?347,\\s*\"minimum\": ?317,\\s*\"maximum\": ?377"), 1U);
 
-  EXPECT_EQ(history("export").status, 2);
   EXPECT_EQ(history("show --from 2024-02-30").status, 2);
   EXPECT_EQ(history("show --from 2024-03-02 --to 2024-03-01").status, 2);
-  EXPECT_EQ(history("show --file /tmp/nowhere").status, 3);
+  EXPECT_EQ(history("show /tmp/nowhere").status, 3);
 }
 
 TEST_F(HistoryTool, LooksIntoAnExtractedFileSystem) {
   write("/tmp/board/extlog/syslog/history_data.dat", Image().push(recordOf(kNoon, 65531, 24)).bytes());
   const Answer table = history("--root /tmp/board show --signed");
-  EXPECT_EQ(count(table.text, "2024-02-29 12:00:00       -5 +-35      25"), 1U) << table.text;
+  EXPECT_EQ(count(table.text, "2024-02-29 12:00          -5 +-35      25"), 1U) << table.text;
   EXPECT_EQ(count(table.text, "\n1 record\n"), 1U);
 }
 
-TEST_F(HistoryTool, TellsDamageWithItsPlaceAndTouchesNothing) {
+TEST_F(HistoryTool, ReportsDamageWithItsPlaceAndTouchesNothing) {
   struct Damage {
     const char *what;
     std::function<void(Image &)> make;
-    const char *told;
+    const char *reported;
   };
   const Damage damages[] = {
       {"head", [](Image &image) { image.head = 9000; }, "header: offset 0: head is 9000, can be at most 8759"},
@@ -97,8 +104,10 @@ TEST_F(HistoryTool, TellsDamageWithItsPlaceAndTouchesNothing) {
       {"another day", [](Image &image) { image.slots[4].day = 3; }, "record: record 4, .*in no time zone"},
       {"never written", [](Image &image) { image.slots[5] = {}; }, "record: record 5, .*an empty slot"},
       {"figures", [](Image &image) { image.slots[6].sensor_3009.minimum = 99; }, "record: record 6, .*0x3009 out of"},
-      {"swapped", [](Image &image) { std::swap(image.slots[7], image.slots[8]); }, "order: record 8, .*1 hour earlier"},
-      {"set ahead", [](Image &image) { image.push(recordOf(1'800'000'000, 300, 24)); }, "clock: record 43, .*jumped"},
+      {"swapped", [](Image &image) { std::swap(image.slots[7], image.slots[8]); },
+       "order: record 8, .*set back by 1 hour"},
+      {"set ahead", [](Image &image) { image.push(recordOf(1'800'000'000, 300, 24)); },
+       "clock: record 43, .*set forward by 10"},
       {"other zone", [](Image &image) { image.slots[42].hour = 3; }, "clock: record 42, .*moved 8 hours back"},
       {"gap only", [](Image &) {}, "gap: record 10, slot 10, offset 300, .*: 5 hours without a record"}};
   for (const Damage &damage : damages) {
@@ -108,23 +117,94 @@ TEST_F(HistoryTool, TellsDamageWithItsPlaceAndTouchesNothing) {
     write(kDataFile, image.bytes());
     const Answer answer = history("verify --utc");
     EXPECT_EQ(answer.status, 1);
-    EXPECT_EQ(count("\n" + answer.text, std::string("\n") + damage.told), 1U) << answer.text;
+    EXPECT_EQ(count("\n" + answer.text, std::string("\n") + damage.reported), 1U) << answer.text;
     EXPECT_EQ(read(kDataFile), image.bytes());
   }
   write(kDataFile, twoDays().bytes().substr(0, 1000));
   EXPECT_EQ(count(history("verify").text, "^size: offset 1000: the file ends after 1000 of 245300 bytes"), 1U);
   EXPECT_EQ(history("stats").status, 1);
-  EXPECT_EQ(history("record --every 1 --count 1").status, 1);
-  EXPECT_EQ(read(kDataFile).size(), 1000U);
-  EXPECT_EQ(list("/extlog/syslog"), std::vector<std::string>{"history_data.dat"});
+}
+
+// One answer of the list, of the sums and of the chart.
+TEST_F(HistoryTool, LeavesOutDamageAndKeepsAnswersRight) {
+  struct Case {
+    const char *what;
+    std::function<void(Image &)> make;
+    const char *range;
+    int status;
+    const char *shown;
+    const char *summed;
+    const char *drawn;
+  };
+  const Case cases[] = {
+      {"wild average", [](Image &image) { image.slots[20].sensor_7000.average = 60000; }, "", 1,
+       "\n   1 damaged record left out\n", "42,.*\ngaps +1, [^#]*7000 +324.8[^#]*\nrecord: record 20", " x damaged re"},
+      {"clock of 1970", [](Image &image) { image = Image().push(recordOf(kHour, 300, 24)).push(image.slots[0]); }, "",
+       0, "   the clock was set forward by 19782 days", "\ngaps +none\nclock [^\n]*after 1970-01-01 01:00",
+       "/ the clock"},
+      {"set back", [](Image &image) { image.push(recordOf(kNoon, 300, 24)); }, "", 0,
+       "11:00 [^\n]*\n   the clock was set back by 1 day and 23 hours\n", "\nclock [^\n]*back by 1 day", "/ the clock"},
+      {"early edge", [](Image &image) { image = Image().push(image.slots[0]); }, "--from 2024-02-29", 0,
+       "hour .*\n   12 hours without a record\n2024", "\ngaps +1, together 12 hours", "\\. no records"},
+      {"late edge", [](Image &image) { image = Image().push(image.slots[0]); }, "--to '2024-02-29 15:00'", 0,
+       "\n   2 hours without a record\n1 r", "\ngaps +1, together 2 hours", "\\. no records"},
+      {"no edge", [](Image &image) { image = Image().push(image.slots[0]); },
+       "--from '2024-02-29 11:30' --to '2024-02-29 13:00'", 0, "24      22      26\n1 record", "\ngaps +none",
+       "um\n\nSensor 0x7000"}};
+  for (const Case &one : cases) {
+    SCOPED_TRACE(one.what);
+    Image image = twoDays();
+    one.make(image);
+    write(kDataFile, image.bytes());
+    for (const auto &[command, expected] :
+         {std::pair("show ", one.shown), std::pair("stats ", one.summed), std::pair("plot ", one.drawn)}) {
+      const Answer answer = history(command + std::string(one.range));
+      EXPECT_EQ(answer.status, one.status);
+      EXPECT_EQ(count(answer.text, expected), 1U) << answer.text;
+    }
+  }
+}
+
+TEST_F(HistoryTool, ShowsTheBoardsHourOrUtcOrThisMachines) {
+  Record record = recordOf(kNoon + 5, 300, 24);
+  record.hour = 17;
+  write(kDataFile, Image().push(record).bytes());
+  for (const auto &[option, text, json] :
+       {std::tuple("", "the board's hour .*\n2024-02-29 17:00 ", "\"board\": ?\"2024-02-29T17:00\""),
+        std::tuple("--from '2024-02-29 17:00'", "\n1 record\n", "\"board\""),
+        std::tuple("--utc", "UTC .*\n2024-02-29 12:00:05 ", "\"utc\": ?\"2024-02-29T12:00:05Z\""),
+        std::tuple("--local", "this machine's time .*\n2024-02-29 09:00:05",
+                   "\"local\": ?\"2024-02-29T09:00:05-03:00")}) {
+    const std::string command = "TZ=XXX3 " VEXORA_TOOL " history show " + std::string(option);
+    EXPECT_EQ(count(shell(command).text, text), 1U) << shell(command).text;
+    EXPECT_EQ(count(shell(command + " --json").text, json), 1U);
+  }
+}
+
+TEST_F(HistoryTool, SalvagesAndRepairsWhatIsLeft) {
+  Image head = twoDays();
+  head.head = 9000;
+  Image full = fullRing();
+  full.capacity = 1;
+  Image worn = twoDays();
+  worn.slots[20].time = 1;
+  for (const auto &[what, bytes, records] :
+       {std::tuple("cut", twoDays().bytes().substr(0, 1000), 35), std::tuple("head", head.bytes(), 43),
+        std::tuple("full ring", full.bytes(), 8760), std::tuple("a record", worn.bytes(), 42)}) {
+    SCOPED_TRACE(what);
+    write("/tmp/history.dat", bytes);
+    const std::string number = std::to_string(records);
+    EXPECT_EQ(count(history("stats --salvage /tmp/history.dat").text, "records +" + number + ",.*\ngaps.*\n\n"), 1U);
+    EXPECT_EQ(history("repair /tmp/history.dat -o /tmp/repaired.dat").status, 0);
+    const Answer answer = history("verify /tmp/repaired.dat " + kDataFile);
+    EXPECT_EQ(count(answer.text, "/tmp/repaired.dat: " + number + " records"), 1U) << answer.text;
+    EXPECT_EQ(count(answer.text, "(record|order|header|size|ring|clock): "), 0U) << answer.text;
+    EXPECT_EQ(count(answer.text, kDataFile + ": 43 records, 1 finding"), 1U);
+  }
 }
 
 TEST_F(HistoryTool, FindsNothingWrongWithAFullRing) {
-  Image image;
-  for (unsigned hour = 0; hour < kSlots + 5; ++hour) {
-    image.push(recordOf(kNoon + static_cast<std::time_t>(hour) * kHour, 300, 24));
-  }
-  write(kDataFile, image.bytes());
+  write(kDataFile, fullRing().bytes());
   const Answer answer = history("verify");
   EXPECT_EQ(answer.status, 0);
   EXPECT_EQ(count(answer.text, "8760 records, nothing wrong"), 1U) << answer.text;
@@ -132,22 +212,20 @@ TEST_F(HistoryTool, FindsNothingWrongWithAFullRing) {
 
 #if VEXORA_TOOLS_PLOT
 TEST_F(HistoryTool, DrawsBothSensorsWithTheirGap) {
-  const Answer answer = history("plot --utc --svg /tmp/history.svg --png /tmp/history.png");
+  const Answer answer = history("plot --utc --label '0x3009=Inlet:<°C>' --svg /tmp/history.svg --png /tmp/history.png");
   EXPECT_EQ(answer.status, 0) << answer.text;
   const std::string svg = read("/tmp/history.svg");
-  for (const char *colour : {"10%,35%,70%", "80%,30%,10%"}) {
-    // The average is a line on each side of the gap, the band goes there and back, and is in the legend, too.
-    EXPECT_EQ(count(svg, std::string("stroke-width:1.5;[^/]*stroke:rgb\\(") + colour), 2U);
-    EXPECT_EQ(count(svg, std::string("fill:rgb\\(") + colour + "\\);fill-opacity:0.3;\" d=\"M "), 2U + 1);
-  }
-  // The inlet goes up and down each hour: every record shows as a point, 10 before the gap and 33 behind.
+  // In each panel the average is a line on each side of the gap; the band goes there and back.
+  EXPECT_EQ(count(svg, "stroke-width:1.5;[^/]*stroke:rgb\\(10%,35%,70%"), 2U * 2);
+  EXPECT_EQ(count(svg, "fill:rgb\\(10%,35%,70%\\);fill-opacity:0.3;\" d=\"M "), 2U * 2 + 1);
+  // The inlet goes up and down each hour: every record shows as a point, 10 before the gap and 33 after.
   for (const char *turns : {"{9}", "{32}"}) {
-    EXPECT_EQ(count(svg, std::string("stroke-width:1.5;[^/]*80%,30%,10%[^/]* d=\"M [^L\"]*(L [^L\"]*)") + turns + '"'),
-              1U);
+    EXPECT_EQ(count(svg, std::string("stroke-width:1.5;[^/]*10%,35%,70%[^/]* d=\"M [^L\"]*(L [^L\"]*)") + turns + '"'),
+              2U);
   }
-  EXPECT_EQ(count(svg, "fill:rgb\\(95%,93%,80%\\)"), 2U * 2);  // a gap and its legend in each panel
-  for (const char *label : {"Sensor 0x7000", "Sensor 0x3009", "hourly average", "minimum to maximum", "no records",
-                            "2024-02-29", "2024-03-01", "18:00", "350"}) {
+  EXPECT_EQ(count(svg, "fill:rgb\\(95%,93%,80%\\)"), 2U + 1);  // in each panel, and in the legend
+  for (const char *label : {"Sensor 0x7000", "Inlet \\(0x3009\\), &lt;°C>", "hourly average", "minimum to maximum",
+                            "no records", "2024-02-29", "2024-03-01", "18:00", "360"}) {
     EXPECT_GE(count(svg, std::string("<text [^>]*>") + label + "</text>"), 1U) << label;
   }
   const std::string png = read("/tmp/history.png");
@@ -156,34 +234,19 @@ TEST_F(HistoryTool, DrawsBothSensorsWithTheirGap) {
 }
 #endif
 
-TEST_F(HistoryTool, ChartsOnATerminalOnly) {
-  EXPECT_EQ(history("plot").status, 2);
+TEST_F(HistoryTool, ChartsInText) {
   const Answer chart = shell("TERM=xterm NO_COLOR=1 script -qec '" VEXORA_TOOL " history plot --utc' /dev/null");
   EXPECT_EQ(chart.status, 0);
-  EXPECT_EQ(count(chart.text, "sensor 0x7000"), 1U) << chart.text;
-  EXPECT_EQ(count(chart.text, " +\\|[^\n]*\\.\\.\\.[^\n]*\n"), 2U);  // the gap, along the bottom of both
+  EXPECT_EQ(count(chart.text, " +\\|[^\n]*\\.\\.\\.[^\n]*\n"), 2U) << chart.text;  // the gap, along the bottom of both
   EXPECT_EQ(count(chart.text, "03-01 00:00 "), 2U);
-}
-
-TEST_F(HistoryTool, RecordsAsADaemonDoes) {
-  installSensorLibrary();
-  write("/var/ipmipdk_readings", "0x3009 20.6\n0x7000 410\n");
-  const Answer answer = history("record --every 1 --count 2");
-  EXPECT_EQ(answer.status, 0) << answer.text;
-  EXPECT_EQ(count(answer.text, "  record stored: 0x7000 410, 0x3009 21 on average\n"), 1U) << answer.text;
-  EXPECT_EQ(newestRecord().sensor_3009.average, 21);
-  EXPECT_EQ(count(history("show").text, "\n44 records\n"), 1U);
-
-  write(kDataFile, Image().push(recordOf(static_cast<std::time_t>(4'000'000'000U), 300, 24)).bytes());
-  EXPECT_EQ(history("record --every 1 --count 1").status, 1);
-  EXPECT_EQ(newestRecord().query_time, 4'000'000'000U);
-  EXPECT_EQ(history("record --every 1 --count 1 --replace").status, 0);
-  EXPECT_EQ(newestRecord().sensor_7000.average, 410);
-
-  remove("/var/ipmipdk_readings");
-  const Answer blind = history("--json record --every 1 --count 1");
-  EXPECT_EQ(blind.status, 3);
-  EXPECT_EQ(count(blind.text, "\"event\": ?\"no reading\""), 1U) << blind.text;
+  EXPECT_EQ(count(history("plot --sensor 0x7000").text, " \\+[-+]{70}\n"), 1U);
+  // Two histories, off a terminal: no colours, and as wide as is said.
+  write("/tmp/other.dat", fullRing().bytes());
+  const Answer both =
+      shell("LC_ALL=C COLUMNS=50 " VEXORA_TOOL " history plot --to 2024-03-01 /tmp/other.dat " + kDataFile);
+  EXPECT_EQ(count(both.text, " \\+[-+]{40}\n"), 2U) << both.text;
+  EXPECT_EQ(count(both.text, "\\* /tmp/other.dat   o /extlog/.*dat   \\| minimum to maximum\n"), 1U);
+  EXPECT_EQ(count(both.text, "\033"), 0U);
 }
 
 }  // namespace

@@ -43,6 +43,11 @@ Option &Option::takes(int least, int most) {
   return *this;
 }
 
+Option &Option::repeats() {
+  option_->allow_extra_args(false);
+  return *this;
+}
+
 Option &Option::excludes(const Option &other) {
   option_->excludes(other.option_);
   return *this;

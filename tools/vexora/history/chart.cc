@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <iterator>
+#include <utility>
 
 #include "history/time.h"
 
@@ -15,30 +17,94 @@ constexpr int kHourSteps[] = {1, 2, 3, 6, 12};
 constexpr int kDaySteps[] = {1, 2, 7, 14};
 constexpr int kMonthSteps[] = {1, 2, 3, 6, 12, 60, 120};
 constexpr std::int64_t kShortestMonth = 28 * kDay;
-// At the ends of a chart a record can be missing for less than this without a gap.
-constexpr std::int64_t kMargin = 2 * kHour;
+constexpr double kStepWidth = 0.015;
+constexpr std::size_t kNameLength = 60;
+
+/// A path's end says most.
+std::string shortened(const std::string &name) {
+  return printable(name.size() <= kNameLength ? name : "..." + name.substr(name.size() - kNameLength));
+}
+
+/// A part of the time axis; between it and the one before the clock was set.
+struct Stretch {
+  std::int64_t from = 0;
+  std::int64_t to = 0;
+  double left = 0;
+  double right = 1;
+
+  [[nodiscard]] double at(std::int64_t time) const {
+    return left + (right - left) * static_cast<double>(time - from) / static_cast<double>(to - from);
+  }
+};
+
+/// Of all histories: several have no steps.
+std::vector<Stretch> stretchesOf(std::span<const Selection> histories) {
+  std::vector<Stretch> stretches;
+  for (const Selection &history : histories) {
+    const std::int64_t from = history.from.value_or(history.records.front().time);
+    const std::int64_t to = history.to.value_or(history.records.back().time);
+    if (stretches.empty()) {
+      stretches.push_back({from, to});
+    }
+    stretches.front().from = std::min(stretches.front().from, from);
+    stretches.back().to = std::max(stretches.back().to, to);
+    for (const Break &found : history.breaks) {
+      if (found.kind == Break::kClock && histories.size() > 1) {
+        throw Failure(kFinding, printable(history.name) + ": " + wordsOf(found) +
+                                    ", which a chart of two histories can't show: choose a range before or after it");
+      }
+      if (found.kind == Break::kClock) {
+        stretches.back().to = found.from;
+        stretches.push_back({found.to, to});
+      }
+    }
+  }
+  return stretches;
+}
+
+/// Gives each stretch its share of the width, none so little that it can't be seen; returns the time that all cover.
+std::int64_t share(std::vector<Stretch> &stretches) {
+  std::int64_t span = 0;
+  for (Stretch &stretch : stretches) {
+    const std::int64_t margin = stretch.to - stretch.from < kHour ? kHour / 2 : 0;
+    stretch.from -= margin;
+    stretch.to += margin;
+    span += stretch.to - stretch.from;
+  }
+  const auto number = static_cast<double>(stretches.size());
+  const double step = std::min(kStepWidth, 0.5 / number);
+  double left = 0;
+  for (Stretch &stretch : stretches) {
+    const double weight = static_cast<double>(stretch.to - stretch.from) / static_cast<double>(span);
+    stretch.left = left;
+    stretch.right = left + (1 - step * (number - 1)) * (0.2 / number + 0.8 * weight);
+    left = stretch.right + step;
+  }
+  stretches.back().right = 1;
+  return span;
+}
 
 /// Adds the records' figures to runs of points, a point for each column that has records.
-std::vector<std::vector<Point>> condense(std::span<const Record> records, Figures Record::*sensor, std::int64_t origin,
-                                         std::int64_t length) {
+std::vector<std::vector<Point>> condense(const Selection &history, Figures Record::*sensor,
+                                         std::span<const Stretch> stretches, std::int64_t origin, std::int64_t length) {
   std::vector<std::vector<Point>> runs;
   std::int64_t column = -1;
-  for (std::size_t i = 0; i < records.size(); ++i) {
-    const Figures &figures = records[i].*sensor;
-    if (i == 0 || hoursMissing(records[i - 1], records[i]) > 0) {
+  for (const Record &record : history.records) {
+    const Figures &figures = record.*sensor;
+    if (record.isAfterBreak) {
       runs.emplace_back();
       column = -1;
     }
-    const std::int64_t here = (records[i].time - origin) / length;
+    const std::int64_t here = (record.time - origin) / length;
     if (here != column) {
       runs.back().push_back({.minimum = figures.minimum, .maximum = figures.maximum});
       column = here;
     }
     Point &point = runs.back().back();
     ++point.records;
-    point.time += (static_cast<double>(records[i].time) - point.time) / point.records;
+    point.at += (stretches[record.stretch].at(record.time) - point.at) / point.records;
     point.average += (figures.average - point.average) / point.records;
-    // With its average the band stays on the paper whatever a damaged record holds.
+    // Figures below zero that are read without their sign would lead the band off the paper.
     point.minimum = std::min({point.minimum, figures.minimum, figures.average});
     point.maximum = std::max({point.maximum, figures.maximum, figures.average});
   }
@@ -56,32 +122,38 @@ int niceStep(int span, int most) {
   }
 }
 
+/// With some air above and below, but not below zero for its sake.
 void setValueAxis(Panel &panel, int steps) {
   int low = INT32_MAX;
   int high = INT32_MIN;
-  for (const auto &run : panel.runs) {
-    for (const Point &point : run) {
-      low = std::min(low, point.minimum);
-      high = std::max(high, point.maximum);
+  for (const auto &runs : panel.histories) {
+    for (const auto &run : runs) {
+      for (const Point &point : run) {
+        low = std::min(low, point.minimum);
+        high = std::max(high, point.maximum);
+      }
     }
   }
-  panel.step = niceStep(std::max(high - low, 1), steps - 1);
+  const int air = std::max((high - low) / 20, 1);
+  low = low >= 0 ? std::max(low - air, 0) : low - air;
+  high += air;
+  panel.step = niceStep(high - low, steps - 1);
   const auto whole = [&](double value) { return static_cast<int>(value) * panel.step; };
   panel.low = whole(std::floor(static_cast<double>(low) / panel.step));
-  panel.high = std::max(whole(std::ceil(static_cast<double>(high) / panel.step)), panel.low + panel.step);
+  panel.high = whole(std::ceil(static_cast<double>(high) / panel.step));
 }
 
-void findGaps(std::span<const Record> records, Chart &chart) {
-  if (records.front().time - chart.from > kMargin) {
-    chart.gaps.emplace_back(chart.from, records.front().time);
+void explain(std::span<const Selection> histories, Chart &chart, const char *average) {
+  for (std::size_t i = 0; i < histories.size(); ++i) {
+    chart.legend.push_back({Mark::kAverage, i, histories.size() == 1 ? average : shortened(histories[i].name)});
   }
-  for (std::size_t i = 1; i < records.size(); ++i) {
-    if (hoursMissing(records[i - 1], records[i]) > 0) {
-      chart.gaps.emplace_back(records[i - 1].time, records[i].time);
+  chart.legend.push_back({Mark::kBand, 0, "minimum to maximum"});
+  for (const auto &[kind, meaning] : {std::pair(Mark::kGap, "no records"), std::pair(Mark::kLeftOut, "damaged records"),
+                                      std::pair(Mark::kStep, "the clock was set")}) {
+    if (std::any_of(chart.stripes.begin(), chart.stripes.end(),
+                    [kind = kind](const Stripe &stripe) { return stripe.kind == kind; })) {
+      chart.legend.push_back({kind, 0, meaning});
     }
-  }
-  if (chart.to - records.back().time > kMargin) {
-    chart.gaps.emplace_back(records.back().time, chart.to);
   }
 }
 
@@ -111,50 +183,93 @@ TickStep tickStep(std::int64_t span, int most) {
   return {.months = *std::rbegin(kMonthSteps)};
 }
 
-std::vector<Tick> timeTicks(std::int64_t from, std::int64_t to, bool utc, int most) {
-  const TickStep step = tickStep(to - from, most);
-  std::tm at = breakDown(from, utc);
+void addTicks(const Stretch &stretch, const Clock &clock, int most, std::vector<Tick> &ticks) {
+  const TickStep step = tickStep(stretch.to - stretch.from, std::max(most, 1));
+  std::tm at = breakDown(stretch.from, clock);
   at.tm_min = at.tm_sec = 0;
   at.tm_hour = step.hours > 0 ? at.tm_hour - at.tm_hour % step.hours : 0;
   at.tm_mday = step.months > 0 ? 1 : at.tm_mday;
-  std::vector<Tick> ticks;
   std::string day;
-  for (std::int64_t time = moment(at, utc); time <= to; time = moment(at, utc)) {
-    if (time >= from) {
-      const std::string text = stamp(time, utc);
+  const std::size_t before = ticks.size();
+  for (std::int64_t time = moment(at, clock); time <= stretch.to; time = moment(at, clock)) {
+    if (time >= stretch.from) {
+      const std::string text = stamp(time, clock);
       const std::string date = text.substr(0, 10);
-      ticks.push_back(step.hours > 0 ? Tick{time, text.substr(11, 5), date == day ? "" : date} : Tick{time, date, ""});
+      ticks.push_back(
+          {stretch.at(time), step.hours > 0 ? text.substr(11, 5) : date, step.hours > 0 && date != day ? date : ""});
       day = date;
     }
     at.tm_hour += step.hours;
     at.tm_mday += step.days;
     at.tm_mon += step.months;
   }
-  return ticks;
+  if (ticks.size() == before) {
+    ticks.push_back({stretch.left, stamp(stretch.from, clock).substr(0, 10), ""});
+  }
 }
 
 }  // namespace
 
-Chart layOut(std::span<const Record> records, std::int64_t from, std::int64_t to, bool utc, const ChartSize &size) {
-  Chart chart;
-  const std::int64_t margin = to - from < kHour ? kHour / 2 : 0;
-  chart.from = from - margin;
-  chart.to = to + margin;
-  chart.title = stamp(from, utc).substr(0, 16) + " to " + stamp(to, utc).substr(0, 16) +
-                (utc ? " UTC" : " local time") + ", " + std::to_string(records.size()) +
-                (records.size() == 1 ? " record" : " records");
-  std::tm midnight = breakDown(chart.from, utc);
-  midnight.tm_hour = midnight.tm_min = midnight.tm_sec = 0;
-  const std::int64_t origin = size.column == kDay ? moment(midnight, utc) : chart.from;
+std::vector<Heading> headingsOf(const std::vector<std::string> &labels, const std::string &only) {
+  std::vector<Heading> headings;
+  std::size_t used = 0;
   for (const Sensor &sensor : kSensors) {
+    std::string text = std::string("Sensor ") + sensor.name;
+    for (const std::string &label : labels) {
+      if (const std::size_t colon = label.rfind(':'); label.starts_with(std::string(sensor.name) + "=")) {
+        const std::size_t begin = std::strlen(sensor.name) + 1;
+        text = printable(label.substr(begin, colon == std::string::npos ? colon : colon - begin)) + " (" + sensor.name +
+               ")" + (colon == std::string::npos ? "" : ", " + printable(label.substr(colon + 1)));
+        ++used;
+      }
+    }
+    if (only.empty() || only == sensor.name) {
+      headings.push_back({sensor.figures, text});
+    }
+  }
+  if (used < labels.size()) {
+    throw Failure(kUsage, "--label takes a sensor, 0x7000 or 0x3009, and its name: 0x7000=\"Input power:W\"");
+  }
+  return headings;
+}
+
+Chart layOut(std::span<const Selection> histories, std::span<const Heading> headings, const ChartSize &size) {
+  Chart chart;
+  const Selection &first = histories.front();
+  std::vector<Stretch> stretches = stretchesOf(histories);
+  chart.range = stamp(stretches.front().from, first.clock).substr(0, 16) + " to " +
+                stamp(stretches.back().to, first.clock).substr(0, 16) + ", " + first.clock.name();
+  const std::int64_t span = share(stretches);
+  const bool isDaily = size.wholeDays && span > size.points * kHour;
+  const std::int64_t column = isDaily ? kDay : size.wholeDays ? 1 : span / size.points + 1;
+  for (const Stretch &stretch : stretches) {
+    addTicks(stretch, first.clock, static_cast<int>(size.timeTicks * (stretch.right - stretch.left)), chart.ticks);
+  }
+  // Hours of one day share a column, whatever time of day the first record has.
+  const std::int64_t origin = -breakDown(0, first.clock).tm_hour * kHour;
+  for (const Heading &heading : headings) {
     Panel panel;
-    panel.sensor = sensor.name;
-    panel.runs = condense(records, sensor.figures, origin, size.column);
+    panel.heading = heading.text;
+    for (const Selection &history : histories) {
+      panel.histories.push_back(condense(history, heading.figures, stretches, origin, column));
+    }
     setValueAxis(panel, size.valueSteps);
     chart.panels.push_back(std::move(panel));
   }
-  findGaps(records, chart);
-  chart.ticks = timeTicks(chart.from, chart.to, utc, size.timeTicks);
+  for (const Selection &history : histories) {
+    chart.name += (chart.name.empty() ? "" : " and ") + shortened(history.name);
+    chart.range += ", " + counted(static_cast<std::int64_t>(history.records.size()), "record");
+    for (const Break &found : history.breaks) {
+      const Stretch &stretch = stretches[found.stretch];
+      if (found.kind == Break::kClock) {
+        chart.stripes.push_back({Mark::kStep, stretches[found.stretch - 1].right, stretch.left, found.amount});
+      } else if (histories.size() == 1) {
+        chart.stripes.push_back({found.kind == Break::kGap ? Mark::kGap : Mark::kLeftOut, stretch.at(found.from),
+                                 stretch.at(found.to), found.amount});
+      }
+    }
+  }
+  explain(histories, chart, isDaily ? "daily average" : size.wholeDays ? "hourly average" : "average");
   return chart;
 }
 

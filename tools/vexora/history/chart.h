@@ -1,61 +1,86 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What a chart of the history shows, whoever draws it: the terminal or cairo.
+// What a chart of one or two histories shows, whoever draws it: characters or cairo. Places along the time axis are
+// shares of its width. Where the clock was set the axis is broken: each stretch of time has its own part of it.
 #pragma once
 
 #include <cstdint>
 #include <span>
 #include <string>
-#include <utility>
 #include <vector>
 
-#include "history/file.h"
+#include "history/selection.h"
 
 namespace vexora::tool::history {
 
 /// The records of one column of a chart.
 struct Point {
-  double time = 0;  // their middle
+  double at = 0;  // their middle
   double average = 0;
   int minimum = 0;
   int maximum = 0;
   unsigned records = 0;
 };
 
-/// One sensor. Points of one run have no gap between them.
+/// What a panel shows, and how it is called.
+struct Heading {
+  Figures Record::*figures;
+  std::string text;
+};
+
+/// One sensor.
 struct Panel {
-  const char *sensor = nullptr;
-  std::vector<std::vector<Point>> runs;
-  int low = 0;  // the value axis: whole steps
+  std::string heading;
+  std::vector<std::vector<std::vector<Point>>> histories;  // each in runs of points without a gap between them
+  int low = 0;                                             // the value axis: whole steps
   int high = 0;
   int step = 0;
 };
 
 struct Tick {
-  std::int64_t time = 0;
+  double at = 0;
   std::string label;
   std::string date;  // a second line, where a new day begins on an axis of hours
 };
 
+/// What drawings are made of, as far as the chart has it.
+struct Mark {
+  enum Kind { kAverage, kBand, kGap, kLeftOut, kStep } kind;
+  std::size_t history;
+  std::string meaning;
+};
+
+/// A gap, damaged records, or a place where the clock was set.
+struct Stripe {
+  Mark::Kind kind;
+  double from;
+  double to;
+  std::int64_t seconds;
+};
+
 struct Chart {
-  std::string title;
-  std::int64_t from = 0;
-  std::int64_t to = 0;
+  std::string name;
+  std::string range;
   std::vector<Panel> panels;
-  std::vector<std::pair<std::int64_t, std::int64_t>> gaps;  // where there are no records
+  std::vector<Stripe> stripes;
   std::vector<Tick> ticks;
+  std::vector<Mark> legend;
 };
 
 struct ChartSize {
-  std::int64_t column;  // seconds that one point stands for
+  std::int64_t points;  // side by side, at most
+  bool wholeDays;       // whether a point stands for a day when hours are too many
   int timeTicks;        // at most
   int valueSteps;
 };
 
-/// Lays out the records between `from` and `to`, in the order of time; there is at least one.
-Chart layOut(std::span<const Record> records, std::int64_t from, std::int64_t to, bool utc, const ChartSize &size);
+/// The sensors' panels, all or the one named; a label is "0x7000=Input power:W". Throws Failure(kUsage).
+std::vector<Heading> headingsOf(const std::vector<std::string> &labels, const std::string &only);
+
+/// One history or two, each with at least one record. Throws Failure(kFinding).
+Chart layOut(std::span<const Selection> histories, std::span<const Heading> headings, const ChartSize &size);
 
 /// The chart in text, with colours where the terminal has them.
-std::string drawText(std::span<const Record> records, std::int64_t from, std::int64_t to, bool utc, unsigned width);
+std::string drawText(std::span<const Selection> histories, std::span<const Heading> headings, unsigned width);
 
 }  // namespace vexora::tool::history

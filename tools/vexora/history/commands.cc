@@ -3,6 +3,7 @@
 // vexora history: the recorder's data file, read without the recorder.
 
 #include <algorithm>
+#include <cstdlib>
 #include <ctime>
 #include <iostream>
 #include <memory>
@@ -14,8 +15,8 @@
 #include "history/commands.h"
 #include "history/file.h"
 #include "history/plot.h"
-#include "history/record.h"
 #include "history/report.h"
+#include "history/selection.h"
 #include "history/time.h"
 
 namespace vexora::tool {
@@ -23,201 +24,207 @@ namespace {
 
 using namespace vexora::tool::history;
 
-/// What the commands that read a range take.
-struct Range {
-  std::string file;
-  std::string from;
-  std::string to;
-  bool utc = false;
-  bool hasSign = false;
-};
-
-/// The records of a range, oldest first, with the range's ends where they were given.
-struct Selection {
-  std::vector<Record> records;
-  std::optional<std::int64_t> from;
-  std::optional<std::int64_t> to;
-};
-
-std::string pathOf(const Session &session, const std::string &file) {
-  return file.empty() ? session.path(kDataFile) : file;
-}
-
+constexpr std::int64_t kMostColumns = 1000;
 void print(const std::string &text) { std::cout << text; }
 
-Selection select(const Session &session, const Range &range) {
-  const std::string path = pathOf(session, range.file);
-  DataFile file = parseDataFile(readFile(path), range.hasSign ? Sign::kTwosComplement : Sign::kNone);
-  if (!file.refusals.empty()) {
-    throw Failure(kFinding, printable(path) + ": " + file.refusals.front().text + " (see: vexora history verify)");
-  }
-  const std::int64_t newest = file.records.empty() ? std::time(nullptr) : file.records.back().time;
-  Selection selection{std::move(file.records), {}, {}};
-  if (!range.from.empty()) {
-    selection.from = parseMoment(range.from, range.utc, newest);
-  }
-  if (!range.to.empty()) {
-    selection.to = parseMoment(range.to, range.utc, newest);
-  }
-  if (selection.from && selection.to && *selection.from >= *selection.to) {
-    throw Failure(kUsage, "--from has to be before --to");
-  }
-  std::erase_if(selection.records, [&](const Record &record) {
-    return (selection.from && record.time < *selection.from) || (selection.to && record.time >= *selection.to);
-  });
-  return selection;
-}
+constexpr const char *kFileHelp = "Read this data file instead of the board's /extlog/syslog/history_data.dat";
 
-void addFileOption(Command command, std::string &file) {
-  command.option("--file", file, "Read this data file instead of the board's " + std::string(kDataFile))
-      .typeName("FILE");
+void addClock(Command command, bool &utc, bool &local) {
+  const Option other = command.flag("--utc", utc, "Read and show times in UTC instead of the board's hour");
+  command.flag("--local", local, "In this machine's time zone").excludes(other);
 }
 
 std::shared_ptr<Range> addRange(Command command) {
   auto range = std::make_shared<Range>();
   command.option("--from", range->from, "First moment: " + std::string(kMomentForms)).typeName("MOMENT");
   command.option("--to", range->to, "First moment that is left out, in the same forms").typeName("MOMENT");
-  command.flag("--utc", range->utc, "Read and show times in UTC instead of this machine's time zone");
-  command.flag("--signed", range->hasSign, "Figures from 32768 on are negative ones: a sensor that goes below 0");
-  addFileOption(command, range->file);
+  addClock(command, range->utc, range->local);
+  command.flag("--signed", range->reading.hasSign,
+               "Figures from 32768 on are negative ones: a sensor that goes below 0");
+  command.flag("--salvage", range->reading.salvage, "Read the whole records of a cut or damaged file");
   return range;
 }
 
+std::shared_ptr<Range> addFileRange(Command command) {
+  auto range = addRange(command);
+  command.option("FILE", range->file, kFileHelp).typeName("");
+  return range;
+}
+
+/// What was left out; on standard error where standard output is for another program.
+void report(Session &session, const Selection &selection, bool isForeign = false) {
+  if (isForeign && !session.json && !selection.leftOut.empty()) {
+    throw Failure(kFinding, printable(selection.path) + ": damaged records are left out (see: vexora history verify)");
+  }
+  session.report(findingsOf(selection.leftOut, selection.clock), "");
+}
+
 void addShow(Command history, Session &session) {
-  Command command = history.add("show", "Lists the hourly records of a time range, and where some are missing.",
+  Command command = history.add("show",
+                                "Lists the hourly records of a time range, and where some are missing; with --csv for "
+                                "other programs, as comma-separated values.",
                                 "vexora history show --from 24h --utc");
-  command.run([&session, range = addRange(command)] {
+  auto csv = std::make_shared<bool>();
+  command.flag("--csv", *csv, "Comma-separated values, with a line of names first");
+  command.run([&session, csv, range = addFileRange(command)] {
     const Selection selection = select(session, *range);
-    session.json ? session.answer(jsonOf(selection.records)) : print(tableOf(selection.records, range->utc));
+    session.json ? session.answer(jsonOf(selection)) : print(*csv ? csvOf(selection) : tableOf(selection));
+    report(session, selection, *csv);
   });
 }
 
 void addStats(Command history, Session &session) {
   Command command = history.add("stats",
                                 "Sums a time range up: each sensor's minimum and maximum with their hours, the "
-                                "average of its hourly averages, and the gaps.",
+                                "average of its hourly averages, the gaps and the steps of the board's clock.",
                                 "vexora history stats --from 7d");
-  command.run([&session, range = addRange(command)] {
+  command.run([&session, range = addFileRange(command)] {
     const Selection selection = select(session, *range);
-    session.json ? session.answer(statisticsJsonOf(selection.records))
-                 : print(statisticsOf(selection.records, range->utc));
-  });
-}
-
-void addExport(Command history, Session &session) {
-  struct Export {
-    bool csv = false;
-    std::string output = "-";
-  };
-  Command command = history.add("export",
-                                "Writes the records of a time range for other programs, as comma-separated values "
-                                "(--csv); 'show' has them as JSON.",
-                                "vexora history export --csv --utc history.csv");
-  auto options = std::make_shared<Export>();
-  command.flag("--csv", options->csv, "Comma-separated values, with a line of names first").required();
-  command.option("OUTPUT", options->output, "The file to write; standard output without it").typeName("FILE");
-  command.run([&session, options, range = addRange(command)] {
-    writeFile(options->output, csvOf(select(session, *range).records, range->utc));
+    session.json ? session.answer(statisticsJsonOf(selection)) : print(statisticsOf(selection));
+    report(session, selection);
   });
 }
 
 struct Plot {
+  std::vector<std::string> histories;
+  std::vector<std::string> labels;
+  std::string sensor;
+  unsigned width = 1200;
+  unsigned height = 790;
   std::string svg;
   std::string png;
 };
 
-void plot(Session &session, const Range &range, const Plot &files) {
-  Selection selection = select(session, range);
-  std::vector<Record> &records = selection.records;
-  if (records.empty()) {
-    throw Failure(kFinding, "no records in this time range: nothing to draw");
+unsigned columnsOfText() {
+  const char *columns = std::getenv("COLUMNS");
+  const std::optional<std::int64_t> width = parseNumber(columns == nullptr ? "" : columns, kMostColumns);
+  return width ? static_cast<unsigned>(*width) : terminalWidth();
+}
+
+void plot(Session &session, Range range, Plot options) {
+  const std::vector<Heading> headings = headingsOf(options.labels, options.sensor);
+  options.histories.resize(std::max<std::size_t>(options.histories.size(), 1));  // the board's
+  std::vector<Selection> selections;
+  for (const std::string &file : options.histories) {
+    range.file = file;
+    selections.push_back(select(session, range));
+    if (selections.back().records.empty()) {
+      throw Failure(kFinding, printable(selections.back().path) + ": no records in this time range: nothing to draw");
+    }
   }
-  // Those of a damaged file need not be in order.
-  std::stable_sort(records.begin(), records.end(), [](const Record &a, const Record &b) { return a.time < b.time; });
-  const std::int64_t from = selection.from.value_or(records.front().time);
-  const std::int64_t to = selection.to.value_or(records.back().time);
   Json drawn = array();
 #if VEXORA_TOOLS_PLOT
-  for (const auto &[path, kind] : {std::pair(files.svg, Picture::kSvg), std::pair(files.png, Picture::kPng)}) {
+  for (const auto &[path, kind] : {std::pair(options.svg, Picture::kSvg), std::pair(options.png, Picture::kPng)}) {
     if (!path.empty()) {
-      writeFile(path, drawPicture(kind, records, from, to, range.utc));
+      writeFile(path, drawPicture(kind, selections, headings, {options.width, options.height}));
       drawn.append(path);
     }
   }
 #endif
-  const bool isDrawn = !files.svg.empty() || !files.png.empty();
-  if (session.json) {
-    session.answer(object({{"records", records.size()}, {"from", from}, {"to", to}, {"files", drawn}}));
-  } else if (!isDrawn && isTerminal()) {
-    print(drawText(records, from, to, range.utc, terminalWidth()));
-  } else if (!isDrawn) {
-    throw Failure(kUsage, "a chart in text needs a terminal; --svg FILE and --png FILE draw pictures");
+  session.answer(object({{"histories", list(selections, statisticsJsonOf)}, {"pictures", drawn}}));
+  if (!session.json && options.svg.empty() && options.png.empty()) {
+    print(drawText(selections, headings, columnsOfText()));
+  }
+  for (const Selection &selection : selections) {
+    report(session, selection, options.svg == "-" || options.png == "-");
   }
 }
 
 void addPlot(Command history, Session &session) {
   Command command = history.add("plot",
-                                "Draws both sensors over a time range: their hourly averages as a line, minimum to "
-                                "maximum as a band, and the gaps. Without a file the chart appears in the terminal.",
+                                "Draws the sensors over a time range: their hourly averages as a line, minimum to "
+                                "maximum as a band, the gaps, and where the board's clock was set. Two histories come "
+                                "into one chart. Without a picture's name the chart appears as text.",
 #if VEXORA_TOOLS_PLOT
                                 "vexora history plot --from 7d --svg history.svg --png history.png");
 #else
                                 "vexora history plot --from 7d");
 #endif
-  auto files = std::make_shared<Plot>();
+  auto options = std::make_shared<Plot>();
+  command.option("--sensor", options->sensor, "Only this one").typeName("SENSOR").isOneOf({"0x7000", "0x3009"});
+  command.option("--label", options->labels, "A sensor's name and unit: 0x7000=\"Input power:W\"")
+      .typeName("SENSOR=NAME:UNIT")
+      .repeats();
 #if VEXORA_TOOLS_PLOT
-  command.option("--svg", files->svg, "Write a scalable picture").typeName("FILE");
-  command.option("--png", files->png, "Write a picture of 2400 by 1580 points").typeName("FILE");
+  command.option("--svg", options->svg, "Write a scalable picture").typeName("FILE");
+  command.option("--png", options->png, "Write a picture of two dots for each point of its size").typeName("FILE");
+  command.option("--width", options->width, "The picture's width in points; 1200 without it").isBetween(400, 4000);
+  command.option("--height", options->height, "Its height; 790 without it").isBetween(300, 4000);
 #endif
-  command.run([&session, files, range = addRange(command)] { plot(session, *range, *files); });
+  const auto range = addRange(command);
+  command.option("FILE", options->histories, std::string(kFileHelp) + "; a second one to compare it with")
+      .typeName("")
+      .takes(0, 2);
+  command.run([&session, options, range] { plot(session, *range, *options); });
 }
 
 void addVerify(Command history, Session &session) {
   struct Verify {
-    std::string file;
+    std::vector<std::string> files;
     bool utc = false;
+    bool local = false;
   };
   Command command = history.add(
       "verify",
-      "Looks for damage in the data file and changes nothing: the header (header, size, ring), records out of order "
+      "Looks for damage in data files and changes nothing: the header (header, size, ring), records out of order "
       "(order), missing hours (gap), jumps of the board's clock (clock) and damaged records (record), each with its "
-      "place in the file. Exit status 1 tells that there was something.",
+      "place in the file. Exit status 1 says that there was something.",
       "vexora history verify --utc");
   auto options = std::make_shared<Verify>();
-  addFileOption(command, options->file);
-  command.flag("--utc", options->utc, "Show times in UTC instead of this machine's time zone");
+  addClock(command, options->utc, options->local);
+  command.option("FILE", options->files, kFileHelp).typeName("");
   command.run([&session, options] {
-    const std::string path = pathOf(session, options->file);
-    const DataFile file = parseDataFile(readFile(path), Sign::kNone);
-    const std::vector<Finding> findings = findingsOf(verify(file, std::time(nullptr)), options->utc);
-    session.answer(summaryJsonOf(file, path));
-    session.report(findings, "");
-    if (!session.json) {
-      print(printable(path) + ": " +
-            (file.refusals.empty() ? std::to_string(file.records.size()) + " records"
-                                   : "a recorder would put an empty history in its place") +
-            ", " + (findings.empty() ? "nothing wrong" : std::to_string(findings.size()) + " findings") + "\n");
+    options->files.resize(std::max<std::size_t>(options->files.size(), 1));  // the board's
+    Json files = array();
+    for (const std::string &name : options->files) {
+      const std::string path = pathOf(session, name);
+      const DataFile file = parseDataFile(readFile(path));
+      const std::vector<Finding> findings =
+          findingsOf(verify(file, std::time(nullptr)), clockOf(soundRecords(file), options->utc, options->local),
+                     options->files.size() > 1 ? path : "");
+      files.append(summaryJsonOf(file, path));
+      session.report(findings, "");
+      if (!session.json) {
+        print(printable(path) + ": " +
+              (file.refusals.empty() ? counted(static_cast<std::int64_t>(file.records.size()), "record")
+                                     : "a recorder would put an empty history in its place") +
+              ", " +
+              (findings.empty() ? "nothing wrong" : counted(static_cast<std::int64_t>(findings.size()), "finding")) +
+              "\n");
+      }
     }
+    session.answer(object({{"files", files}}));
   });
 }
 
-void addRecord(Command history, Session &session) {
-  Command command = history.add(
-      "record",
-      "Samples both sensors as the board's recorder does, and stores a record when the hour changes: the first sample "
-      "makes one at once. Ends after --count samples or by Ctrl-C. Not to be run beside the board's own recorder, "
-      "which "
-      "would overwrite the same file. A file that the recorder would give up, damaged or ahead of the clock, stops it "
-      "before the first sample.",
-      "vexora history record --every 2 --count 3");
-  auto options = std::make_shared<RecordOptions>();
-  command.option("--every", options->every, "Seconds from one sample to the next")
-      .required()
-      .typeName("SECONDS")
-      .isBetween(1U, 86400U);
-  command.option("--count", options->count, "Number of samples").typeName("N").isBetween(1U, 1000000000U);
-  command.flag("--replace", options->replace, "Give up a damaged file, or one ahead of the clock");
-  command.run([&session, options] { record(session, *options); });
+void addRepair(Command history, Session &session) {
+  struct Repair {
+    std::string file;
+    std::string output;
+  };
+  Command command = history.add("repair",
+                                "Writes a sound data file of the whole records of a cut or damaged one, in the order "
+                                "of their times. What is damaged is left out: see 'verify'.",
+                                "vexora history repair /extlog/syslog/history_data.dat -o repaired.dat");
+  auto options = std::make_shared<Repair>();
+  command.option("FILE", options->file, "The damaged data file").required().typeName("");
+  command.option("-o,--output", options->output, "The file to write").required().typeName("NEW");
+  command.run([&session, options] {
+    const std::vector<std::uint8_t> bytes = readFile(options->file);
+    const DataFile file = parseDataFile(bytes, {.salvage = true});
+    std::vector<Record> records = soundRecords(file);
+    if (records.empty()) {
+      throw Failure(kFinding, printable(options->file) + ": no whole record is left");
+    }
+    std::stable_sort(records.begin(), records.end(), [](const Record &a, const Record &b) { return a.time < b.time; });
+    writeFile(options->output, dataFileOf(records, bytes));
+    const std::size_t leftOut = file.records.size() - records.size();
+    session.answer(object({{"file", options->output}, {"records", records.size()}, {"leftOut", leftOut}}));
+    if (!session.json && options->output != "-") {
+      print(printable(options->output) + ": " + counted(static_cast<std::int64_t>(records.size()), "record") + ", " +
+            std::to_string(leftOut) + " left out\n");
+    }
+  });
 }
 
 }  // namespace
@@ -225,10 +232,10 @@ void addRecord(Command history, Session &session) {
 void addHistory(Command app, Session &session) {
   Command history = app.add("history",
                             "The hourly records of the sensors 0x7000 and 0x3009: lists, statistics, charts, "
-                            "damage, and recording.",
+                            "damage and its repair.",
                             "vexora history stats --from 7d");
   history.needsCommand();
-  for (const auto add : {addShow, addStats, addPlot, addExport, addVerify, addRecord}) {
+  for (const auto add : {addShow, addStats, addPlot, addVerify, addRepair}) {
     add(history, session);
   }
 }

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <utility>
 
 namespace vexora::tool::history {
 namespace {
@@ -49,12 +50,14 @@ void readHeader(Bytes bytes, DataFile &file) {
   }
 }
 
-Record readRecord(Bytes slot, Sign sign) {
+Record readRecord(Bytes bytes, std::uint32_t number, bool hasSign) {
+  Record record;
+  record.slot = number;
+  const Bytes slot = bytes.subspan(record.offset(), kRecordSize);
   const auto figure = [&](std::size_t at) {
     const std::uint16_t low = load16(slot, at);
-    return sign == Sign::kTwosComplement ? static_cast<std::int16_t>(low) : int{low};
+    return hasSign ? static_cast<std::int16_t>(low) : int{low};
   };
-  Record record;
   record.sensor7000 = {figure(0), figure(2), figure(4)};
   record.sensor3009 = {figure(6), figure(8), figure(10)};
   record.hour = load16(slot, 12);
@@ -63,17 +66,43 @@ Record readRecord(Bytes slot, Sign sign) {
   record.year = load16(slot, 18);
   record.firstTime = load32(slot, 20);
   record.time = load32(slot, 24);
+  record.damage = damageOf(record);
   return record;
+}
+
+/// The slots of a file whose header says nothing, oldest first: from the first on, or from where the time falls most
+/// when no slot is empty, since a full ring overwrites its oldest records.
+std::vector<Record> leftRecords(Bytes bytes, bool hasSign) {
+  std::vector<Record> records;
+  const std::size_t slots = bytes.size() < kHeaderSize ? 0 : (bytes.size() - kHeaderSize) / kRecordSize;
+  for (std::uint32_t slot = 0; slot < std::min<std::size_t>(slots, kCapacity); ++slot) {
+    records.push_back(readRecord(bytes, slot, hasSign));
+  }
+  if (std::erase_if(records, [](const Record &record) { return record.damage == kEmptySlot; }) == 0) {
+    std::size_t first = 0;
+    std::int64_t fall = 0;
+    std::size_t before = 0;
+    for (std::size_t i = 1; i < records.size(); ++i) {
+      if (records[before].time - records[i].time > fall && records[i].damage.empty()) {
+        fall = records[before].time - records[i].time;
+        first = i;
+      }
+      before = records[i].damage.empty() ? i : before;
+    }
+    std::rotate(records.begin(), records.begin() + static_cast<std::ptrdiff_t>(first), records.end());
+  }
+  return records;
 }
 
 }  // namespace
 
-DataFile parseDataFile(Bytes bytes, Sign sign) {
+DataFile parseDataFile(Bytes bytes, const Reading &reading) {
   DataFile file;
   file.size = bytes.size();
   if (bytes.size() >= kHeaderSize) {
     readHeader(bytes, file);
   }
+  const bool hasHeader = bytes.size() >= kHeaderSize && file.refusals.empty();
   if (bytes.size() < kFileSize) {
     file.refusals.push_back(
         {"size",
@@ -81,17 +110,50 @@ DataFile parseDataFile(Bytes bytes, Sign sign) {
          {},
          "the file ends after " + std::to_string(bytes.size()) + " of " + std::to_string(kFileSize) + " bytes"});
   }
-  if (!file.refusals.empty()) {
-    return file;
+  if (hasHeader && (file.refusals.empty() || reading.salvage)) {
+    for (std::uint32_t age = 0; age < file.header.count; ++age) {
+      const std::uint32_t slot = (file.header.head + age) % kCapacity;
+      if (kHeaderSize + std::size_t{slot + 1} * kRecordSize <= bytes.size()) {
+        file.records.push_back(readRecord(bytes, slot, reading.hasSign));
+      }
+    }
+  } else if (reading.salvage) {
+    file.records = leftRecords(bytes, reading.hasSign);
   }
-  for (std::uint32_t age = 0; age < file.header.count; ++age) {
-    const std::uint32_t slot = (file.header.head + age) % kCapacity;
-    Record record = readRecord(bytes.subspan(kHeaderSize + std::size_t{slot} * kRecordSize, kRecordSize), sign);
-    record.age = age;
-    record.slot = slot;
-    file.records.push_back(record);
+  for (std::size_t i = 0; i < file.records.size(); ++i) {
+    file.records[i].age = static_cast<std::uint32_t>(i);
   }
   return file;
+}
+
+std::vector<Record> soundRecords(const DataFile &file) {
+  std::vector<Record> sound;
+  unsigned leftOut = 0;
+  for (const Record &record : file.records) {
+    if (!record.damage.empty()) {
+      ++leftOut;
+      continue;
+    }
+    sound.push_back(record);
+    sound.back().leftOut = std::exchange(leftOut, 0);
+  }
+  return sound;
+}
+
+std::vector<std::uint8_t> dataFileOf(std::span<const Record> records, Bytes original) {
+  const auto count = static_cast<std::uint32_t>(records.size());
+  std::vector<std::uint8_t> bytes;
+  for (const std::uint32_t value : {0U, (count + kCapacity - 1) % kCapacity, kRecordSize, kCapacity, count}) {
+    for (unsigned shift = 0; shift < 32; shift += 8) {
+      bytes.push_back(static_cast<std::uint8_t>(value >> shift));
+    }
+  }
+  for (const Record &record : records) {
+    const Bytes slot = original.subspan(record.offset(), kRecordSize);
+    bytes.insert(bytes.end(), slot.begin(), slot.end());
+  }
+  bytes.resize(kFileSize);
+  return bytes;
 }
 
 std::optional<std::int64_t> wallClock(const Record &record) {
@@ -104,17 +166,36 @@ std::optional<std::int64_t> wallClock(const Record &record) {
   return chrono::sys_seconds(chrono::sys_days(date)).time_since_epoch().count() + record.hour * kHour;
 }
 
-std::int64_t hoursMissing(const Record &earlier, const Record &later) {
-  // Hours begin when the clock on the wall strikes. It tells the number of hours in every time zone, and UTC tells it
-  // across a change to or from summer time: neither counts an hour that had no chance of a record.
-  std::int64_t hours = later.time / kHour - earlier.time / kHour;
-  const std::optional<std::int64_t> before = wallClock(earlier);
-  const std::optional<std::int64_t> after = wallClock(later);
-  if (before && after) {
-    const std::int64_t onTheWall = (*after - *before) / kHour;
-    hours = std::llabs(onTheWall - hours) <= 1 ? std::min(onTheWall, hours) : hours;
+std::int64_t zoneOf(const Record &record) { return wallClock(record).value_or(0) - record.time / kHour * kHour; }
+
+std::optional<Break> breakBetween(const Record &before, const Record &after) {
+  const std::int64_t step = after.time - before.time;
+  if (step < 0 || step > kLongestPause) {
+    return Break{Break::kClock, before.time, after.time, step};
   }
-  return std::max<std::int64_t>(hours - 1, 0);
+  // Hours begin when the clock on the wall strikes. It gives the number of hours in every time zone, and UTC gives it
+  // across a change to or from summer time: neither counts an hour that had no chance of a record.
+  std::int64_t hours = after.time / kHour - before.time / kHour;
+  const std::int64_t onTheWall = hours + (zoneOf(after) - zoneOf(before)) / kHour;
+  hours = std::llabs(onTheWall - hours) <= 1 ? std::min(onTheWall, hours) : hours;
+  const std::int64_t missing = hours - 1 - after.leftOut;
+  if (missing > 0) {
+    return Break{Break::kGap, before.time, after.time, missing * kHour};
+  }
+  return after.leftOut > 0 ? std::optional(Break{Break::kLeftOut, before.time, after.time, after.leftOut})
+                           : std::nullopt;
+}
+
+std::string wordsOf(const Break &found) {
+  switch (found.kind) {
+    case Break::kGap:
+      return duration(found.amount) + " without a record";
+    case Break::kLeftOut:
+      return counted(found.amount, "damaged record") + " left out";
+    default:
+      return std::string("the clock was set ") + (found.amount < 0 ? "back" : "forward") + " by " +
+             duration(std::llabs(found.amount));
+  }
 }
 
 }  // namespace vexora::tool::history

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // One drawing for both kinds of picture. Only text differs: cairo would turn an SVG's letters into outlines, so there
-// they are written as text of their own, which can be searched and read aloud; a PNG gets them in cairo's built-in
-// letters, which look the same on every machine and need no fonts.
+// they are written as text of their own, which can be searched and read aloud. A PNG gets the machine's letters, or
+// cairo's built-in ones where there are none.
 
 #include "history/plot.h"
 
@@ -20,17 +20,18 @@
 namespace vexora::tool::history {
 namespace {
 
-constexpr double kWidth = 1200;
-constexpr double kHeight = 790;
 constexpr double kLeft = 80;
-constexpr double kRight = kWidth - 60;
-constexpr double kPanelHeight = 270;
-constexpr double kPanelTops[] = {90, 455};
+constexpr double kMargin = 60;
+constexpr double kTop = 85;            // below the title and the legend
+constexpr double kHeadingHeight = 32;  // above a panel
+constexpr double kTicksHeight = 55;    // below
 constexpr double kTextSize = 14;
 constexpr double kTitleSize = 18;
+constexpr double kLetter = 0.6;  // a letter's width at the most, of its height
+constexpr double kSwatch = 25;
 constexpr double kPngScale = 2;  // for sharp lines on today's screens
-constexpr int kTimeTicks = 10;
-constexpr int kValueSteps = 6;
+constexpr int kTickWidth = 110;
+constexpr int kValueHeight = 45;
 // More hours than this would be closer than the eye can part them: then a point stands for a day.
 constexpr std::int64_t kMostHours = 1000;
 
@@ -43,7 +44,8 @@ constexpr Colour kPaper{1, 1, 1};
 constexpr Colour kInk{0.2, 0.2, 0.2};
 constexpr Colour kGrid{0.85, 0.85, 0.85};
 constexpr Colour kGap{0.95, 0.93, 0.8};
-constexpr Colour kSeries[] = {{0.1, 0.35, 0.7}, {0.8, 0.3, 0.1}};
+constexpr Colour kLeftOut{0.95, 0.7, 0.7};
+constexpr Colour kHistories[] = {{0.1, 0.35, 0.7}, {0.8, 0.3, 0.1}};
 constexpr double kBandOpacity = 0.3;
 
 enum class Anchor { kStart, kMiddle, kEnd };
@@ -56,6 +58,15 @@ struct FreeContext {
   void operator()(cairo_t *context) const { cairo_destroy(context); }
 };
 using Surface = std::unique_ptr<cairo_surface_t, FreeSurface>;
+
+/// Names of files and sensors are the user's.
+std::string escaped(const std::string &text) {
+  std::string escaped;
+  for (const char letter : text) {
+    escaped += letter == '<' ? "&lt;" : letter == '&' ? "&amp;" : std::string(1, letter);
+  }
+  return escaped;
+}
 
 class Pen {
  public:
@@ -74,17 +85,17 @@ class Pen {
     cairo_line_to(get(), toX, toY);
     cairo_stroke(get());
   }
-  /// Writes in ink. The texts are our own and have nothing to escape.
+  /// Writes in ink.
   void text(double x, double y, Anchor anchor, double size, const std::string &words) {
     if (kind_ == Picture::kSvg) {
       std::array<char, 128> start{};
       std::snprintf(start.data(), start.size(), R"(<text x="%.1f" y="%.1f" font-size="%.0f" text-anchor="%s">)", x, y,
                     size, kAnchors[static_cast<std::size_t>(anchor)]);
-      texts_ += start.data() + words + "</text>\n";
+      texts_ += start.data() + escaped(words) + "</text>\n";
       return;
     }
     use(kInk);
-    cairo_select_font_face(get(), "@cairo:", CAIRO_FONT_SLANT_NORMAL, CAIRO_FONT_WEIGHT_BOLD);
+    cairo_select_font_face(get(), "sans-serif", CAIRO_FONT_SLANT_NORMAL, CAIRO_FONT_WEIGHT_NORMAL);
     cairo_set_font_size(get(), size);
     cairo_text_extents_t extents{};
     cairo_text_extents(get(), words.c_str(), &extents);
@@ -99,45 +110,52 @@ class Pen {
   std::string texts_;
 };
 
+/// Two strokes with nothing between them.
+void drawCut(const Pen &pen, double left, double right, double top, double bottom) {
+  pen.use(kPaper);
+  pen.fillRectangle(left, top, right, bottom + 1);
+  pen.use(kInk);
+  cairo_set_line_width(pen.get(), 1);
+  pen.line(left, bottom, left, top);
+  pen.line(right, bottom, right, top);
+}
+
 /// One panel's place on the paper.
 class PanelDrawing {
  public:
-  PanelDrawing(Pen &pen, const Chart &chart, std::size_t number, const char *average)
-      : pen_(pen),
-        chart_(chart),
-        average_(average),
-        panel_(chart.panels[number]),
-        colour_(kSeries[number]),
-        top_(kPanelTops[number]) {}
+  PanelDrawing(Pen &pen, const Chart &chart, const Panel &panel, double top, double bottom, double right)
+      : pen_(pen), chart_(chart), panel_(panel), top_(top), bottom_(bottom), right_(right) {}
 
   void draw() {
-    drawGaps();
+    drawStripes();
     drawAxes();
-    for (const auto &run : panel_.runs) {
-      drawBand(run);
+    for (std::size_t i = panel_.histories.size(); i-- > 0;) {  // the first one above the second
+      for (const auto &run : panel_.histories[i]) {
+        drawBand(run, kHistories[i]);
+      }
+      for (const auto &run : panel_.histories[i]) {
+        drawAverage(run, kHistories[i]);
+      }
     }
-    for (const auto &run : panel_.runs) {
-      drawAverage(run);
-    }
-    drawHeading();
+    pen_.text(kLeft, top_ - 10, Anchor::kStart, kTextSize, panel_.heading);
   }
 
  private:
-  [[nodiscard]] double bottom() const { return top_ + kPanelHeight; }
-  [[nodiscard]] double x(double time) const {
-    const auto from = static_cast<double>(chart_.from);
-    return kLeft + (time - from) * (kRight - kLeft) / (static_cast<double>(chart_.to) - from);
-  }
+  [[nodiscard]] double x(double at) const { return kLeft + at * (right_ - kLeft); }
   [[nodiscard]] double y(double value) const {
-    return bottom() - (value - panel_.low) * kPanelHeight / (panel_.high - panel_.low);
+    return bottom_ - (value - panel_.low) * (bottom_ - top_) / (panel_.high - panel_.low);
   }
 
-  /// On an axis of a year a gap of hours still shows as a line.
-  void drawGaps() {
-    pen_.use(kGap);
-    for (const auto &[from, to] : chart_.gaps) {
-      const double left = x(static_cast<double>(from));
-      pen_.fillRectangle(left, top_, std::max(x(static_cast<double>(to)), left + 1), bottom());
+  /// On an axis of a year a gap of hours still shows as a line. Where the clock was set the axis is cut.
+  void drawStripes() {
+    for (const Stripe &stripe : chart_.stripes) {
+      if (stripe.kind == Mark::kStep) {
+        pen_.text(x((stripe.from + stripe.to) / 2), top_ - 4, Anchor::kMiddle, kTextSize - 2,
+                  stripe.seconds < 0 ? "set back" : "set forward");
+        continue;
+      }
+      pen_.use(stripe.kind == Mark::kGap ? kGap : kLeftOut);
+      pen_.fillRectangle(x(stripe.from), top_, std::max(x(stripe.to), x(stripe.from) + 1), bottom_);
     }
   }
 
@@ -145,83 +163,103 @@ class PanelDrawing {
     cairo_set_line_width(pen_.get(), 1);
     for (int value = panel_.low; value <= panel_.high; value += panel_.step) {
       pen_.use(kGrid);
-      pen_.line(kLeft, y(value), kRight, y(value));
+      pen_.line(kLeft, y(value), right_, y(value));
       pen_.text(kLeft - 10, y(value) + kTextSize / 3, Anchor::kEnd, kTextSize, std::to_string(value));
     }
+    double end = 0;  // of the label before
     for (const Tick &tick : chart_.ticks) {
-      const double at = x(static_cast<double>(tick.time));
       pen_.use(kGrid);
-      pen_.line(at, top_, at, bottom() + 5);
-      pen_.text(at, bottom() + 20, Anchor::kMiddle, kTextSize, tick.label);
-      if (!tick.date.empty()) {
-        pen_.text(at, bottom() + 38, Anchor::kMiddle, kTextSize, tick.date);
+      pen_.line(x(tick.at), top_, x(tick.at), bottom_ + 5);
+      const double half = static_cast<double>(std::max(tick.label.size(), tick.date.size())) * kTextSize * kLetter / 2;
+      if (x(tick.at) - half > end) {
+        pen_.text(x(tick.at), bottom_ + 20, Anchor::kMiddle, kTextSize, tick.label);
+        pen_.text(x(tick.at), bottom_ + 38, Anchor::kMiddle, kTextSize, tick.date);
+        end = x(tick.at) + half;
       }
     }
     pen_.use(kInk);
-    pen_.line(kLeft, top_, kLeft, bottom());
-    pen_.line(kLeft, bottom(), kRight, bottom());
+    pen_.line(kLeft, top_, kLeft, bottom_);
+    pen_.line(kLeft, bottom_, right_, bottom_);
+    for (const Stripe &stripe : chart_.stripes) {
+      if (stripe.kind == Mark::kStep) {
+        drawCut(pen_, x(stripe.from), x(stripe.to), top_ - 1, bottom_);
+      }
+    }
   }
 
   /// Along the maxima and back along the minima. One point alone gets a stroke's width.
-  void drawBand(const std::vector<Point> &run) {
+  void drawBand(const std::vector<Point> &run, const Colour &colour) {
     const double half = run.size() == 1 ? 1.5 : 0;
-    cairo_move_to(pen_.get(), x(run.front().time) - half, y(run.front().maximum));
+    cairo_move_to(pen_.get(), x(run.front().at) - half, y(run.front().maximum));
     for (const Point &point : run) {
-      cairo_line_to(pen_.get(), x(point.time) + half, y(point.maximum));
+      cairo_line_to(pen_.get(), x(point.at) + half, y(point.maximum));
     }
     std::for_each(run.rbegin(), run.rend(),
-                  [&](const Point &point) { cairo_line_to(pen_.get(), x(point.time) + half, y(point.minimum)); });
-    cairo_line_to(pen_.get(), x(run.front().time) - half, y(run.front().minimum));
+                  [&](const Point &point) { cairo_line_to(pen_.get(), x(point.at) + half, y(point.minimum)); });
+    cairo_line_to(pen_.get(), x(run.front().at) - half, y(run.front().minimum));
     cairo_close_path(pen_.get());
-    pen_.use(colour_, kBandOpacity);
+    pen_.use(colour, kBandOpacity);
     cairo_fill(pen_.get());
   }
 
-  void drawAverage(const std::vector<Point> &run) {
-    pen_.use(colour_);
+  void drawAverage(const std::vector<Point> &run, const Colour &colour) {
+    pen_.use(colour);
     if (run.size() == 1) {
-      cairo_arc(pen_.get(), x(run.front().time), y(run.front().average), 2, 0, 2 * M_PI);
+      cairo_arc(pen_.get(), x(run.front().at), y(run.front().average), 2, 0, 2 * M_PI);
       cairo_fill(pen_.get());
       return;
     }
     for (const Point &point : run) {
-      cairo_line_to(pen_.get(), x(point.time), y(point.average));
+      cairo_line_to(pen_.get(), x(point.at), y(point.average));
     }
     cairo_set_line_width(pen_.get(), 1.5);
     cairo_stroke(pen_.get());
   }
 
-  /// The sensor's name and what the colours mean.
-  void drawHeading() {
-    const double line = top_ - 12;
-    const double middle = line - kTextSize / 3;
-    pen_.text(kLeft, line, Anchor::kStart, kTextSize, std::string("Sensor ") + panel_.sensor);
-    pen_.use(colour_);
-    cairo_set_line_width(pen_.get(), 3);
-    pen_.line(kRight - 515, middle, kRight - 490, middle);
-    pen_.text(kRight - 482, line, Anchor::kStart, kTextSize, average_);
-    pen_.use(colour_, kBandOpacity);
-    pen_.fillRectangle(kRight - 340, middle - 6, kRight - 315, middle + 6);
-    pen_.text(kRight - 307, line, Anchor::kStart, kTextSize, "minimum to maximum");
-    pen_.use(kGap);
-    pen_.fillRectangle(kRight - 120, middle - 6, kRight - 95, middle + 6);
-    pen_.text(kRight, line, Anchor::kEnd, kTextSize, "no records");
-  }
-
   Pen &pen_;
   const Chart &chart_;
-  const char *average_;
   const Panel &panel_;
-  Colour colour_;
   double top_;
+  double bottom_;
+  double right_;
 };
 
-void draw(Pen &pen, const Chart &chart, bool isDaily) {
+void drawMark(const Pen &pen, const Mark &mark, double left, double middle) {
+  const double right = left + kSwatch;
+  switch (mark.kind) {
+    case Mark::kAverage:
+      pen.use(kHistories[mark.history]);
+      cairo_set_line_width(pen.get(), 3);
+      pen.line(left, middle, right, middle);
+      break;
+    case Mark::kStep:
+      drawCut(pen, left + kSwatch / 4, right - kSwatch / 4, middle - 6, middle + 6);
+      break;
+    default:
+      pen.use(mark.kind == Mark::kGap       ? kGap
+              : mark.kind == Mark::kLeftOut ? kLeftOut
+                                            : kHistories[mark.history],
+              mark.kind == Mark::kBand ? kBandOpacity : 1);
+      pen.fillRectangle(left, middle - 6, right, middle + 6);
+  }
+}
+
+void draw(Pen &pen, const Chart &chart, const Size &size) {
   pen.use(kPaper);
   cairo_paint(pen.get());
-  pen.text(kLeft, 40, Anchor::kStart, kTitleSize, "Sensor history, " + chart.title);
-  for (std::size_t i = 0; i < chart.panels.size(); ++i) {
-    PanelDrawing(pen, chart, i, isDaily ? "daily average" : "hourly average").draw();
+  pen.text(kLeft, 34, Anchor::kStart, kTitleSize, chart.name);
+  pen.text(kLeft, 56, Anchor::kStart, kTextSize, chart.range);
+  double left = kLeft;
+  for (const Mark &mark : chart.legend) {
+    drawMark(pen, mark, left, 75 - kTextSize / 3);
+    pen.text(left + kSwatch + 8, 75, Anchor::kStart, kTextSize, mark.meaning);
+    left += kSwatch + 30 + static_cast<double>(mark.meaning.size()) * kTextSize * kLetter;
+  }
+  const double height = (size.height - kTop) / static_cast<double>(chart.panels.size());
+  double top = kTop;
+  for (const Panel &panel : chart.panels) {
+    PanelDrawing(pen, chart, panel, top + kHeadingHeight, top + height - kTicksHeight, size.width - kMargin).draw();
+    top += height;
   }
 }
 
@@ -236,36 +274,39 @@ void require(cairo_status_t status) {
   }
 }
 
-std::string drawSvg(const Chart &chart, bool isDaily) {
+std::string drawSvg(const Chart &chart, const Size &size) {
   std::string file;
-  const Surface surface(cairo_svg_surface_create_for_stream(append, &file, kWidth, kHeight));
+  const Surface surface(cairo_svg_surface_create_for_stream(append, &file, size.width, size.height));
   Pen pen(surface.get(), Picture::kSvg);
-  draw(pen, chart, isDaily);
+  draw(pen, chart, size);
   cairo_surface_finish(surface.get());
   require(cairo_surface_status(surface.get()));
   const std::string style = "<g font-family=\"sans-serif\" fill=\"#333333\">\n";
   file.insert(file.rfind("</svg>"), style + pen.texts() + "</g>\n");
-  file.insert(file.find('>', file.find("<svg")) + 1, "\n<title>Sensor history, " + chart.title + "</title>");
+  file.insert(file.find('>', file.find("<svg")) + 1,
+              "\n<title>" + escaped(chart.name + ", " + chart.range) + "</title>");
   return file;
 }
 
-std::string drawPng(const Chart &chart, bool isDaily) {
+std::string drawPng(const Chart &chart, const Size &size) {
   std::string file;
-  const Surface surface(cairo_image_surface_create(CAIRO_FORMAT_RGB24, static_cast<int>(kWidth * kPngScale),
-                                                   static_cast<int>(kHeight * kPngScale)));
+  const Surface surface(cairo_image_surface_create(CAIRO_FORMAT_RGB24, static_cast<int>(size.width * kPngScale),
+                                                   static_cast<int>(size.height * kPngScale)));
   cairo_surface_set_device_scale(surface.get(), kPngScale, kPngScale);
   Pen pen(surface.get(), Picture::kPng);
-  draw(pen, chart, isDaily);
+  draw(pen, chart, size);
   require(cairo_surface_write_to_png_stream(surface.get(), append, &file));
   return file;
 }
 
 }  // namespace
 
-std::string drawPicture(Picture kind, std::span<const Record> records, std::int64_t from, std::int64_t to, bool utc) {
-  const bool isDaily = to - from > kMostHours * kHour;
-  const Chart chart = layOut(records, from, to, utc, {isDaily ? kDay : 1, kTimeTicks, kValueSteps});
-  return kind == Picture::kSvg ? drawSvg(chart, isDaily) : drawPng(chart, isDaily);
+std::string drawPicture(Picture kind, std::span<const Selection> histories, std::span<const Heading> headings,
+                        const Size &size) {
+  const ChartSize most{kMostHours, true, static_cast<int>(size.width / kTickWidth),
+                       static_cast<int>((size.height - kTop) / static_cast<double>(headings.size())) / kValueHeight};
+  const Chart chart = layOut(histories, headings, most);
+  return kind == Picture::kSvg ? drawSvg(chart, size) : drawPng(chart, size);
 }
 
 }  // namespace vexora::tool::history

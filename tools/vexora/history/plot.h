@@ -7,13 +7,20 @@
 #include <span>
 #include <string>
 
-#include "history/file.h"
+#include "history/chart.h"
 
 namespace vexora::tool::history {
 
 enum class Picture { kSvg, kPng };
 
-/// Draws both sensors over the records between `from` and `to`, and returns the picture's file.
-std::string drawPicture(Picture kind, std::span<const Record> records, std::int64_t from, std::int64_t to, bool utc);
+/// In points, of which a PNG has two dots each way.
+struct Size {
+  unsigned width = 1200;
+  unsigned height = 790;
+};
+
+/// Draws a chart and returns the picture's file.
+std::string drawPicture(Picture kind, std::span<const Selection> histories, std::span<const Heading> headings,
+                        const Size &size);
 
 }  // namespace vexora::tool::history

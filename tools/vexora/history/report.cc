@@ -11,16 +11,20 @@ namespace {
 
 constexpr int kYellow = 33;
 
-const char *zoneName(bool utc) { return utc ? "UTC" : "local time"; }
+struct Gaps {
+  unsigned number = 0;
+  std::int64_t seconds = 0;
+  unsigned clockSteps = 0;
+};
 
-std::int64_t missingHours(std::span<const Record> records, unsigned &gaps) {
-  std::int64_t hours = 0;
-  for (std::size_t i = 1; i < records.size(); ++i) {
-    const std::int64_t missing = hoursMissing(records[i - 1], records[i]);
-    hours += missing;
-    gaps += missing > 0 ? 1 : 0;
+Gaps gapsOf(const Selection &selection) {
+  Gaps gaps;
+  for (const Break &found : selection.breaks) {
+    gaps.number += found.kind == Break::kGap ? 1 : 0;
+    gaps.seconds += found.kind == Break::kGap ? found.amount : 0;
+    gaps.clockSteps += found.kind == Break::kClock ? 1 : 0;
   }
-  return hours;
+  return gaps;
 }
 
 struct Summary {
@@ -45,40 +49,57 @@ Json figuresJson(const Figures &figures) {
   return object({{"average", figures.average}, {"minimum", figures.minimum}, {"maximum", figures.maximum}});
 }
 
-Json momentJson(std::int64_t time) { return object({{"time", time}, {"utc", isoStamp(time, true)}}); }
+/// In UTC and, where that is another, in the clock that texts show.
+Json momentJson(std::int64_t time, const Clock &clock) {
+  constexpr const char *kNames[] = {"utc", "board", "local"};
+  return object({{"time", time}, {"utc", isoStamp(time, {})}, {kNames[clock.kind], isoStamp(time, clock)}});
+}
 
-Json extremeJson(int value, const Record &record) { return momentJson(record.time).add("value", value); }
+Json breaksJson(const Selection &selection) {
+  return list(selection.breaks, [&](const Break &found) {
+    constexpr const char *kKinds[] = {"gap", "leftOut", "clock"};
+    constexpr const char *kAmounts[] = {"seconds", "records", "seconds"};
+    return object({{"kind", kKinds[found.kind]},
+                   {"from", momentJson(found.from, selection.clock)},
+                   {"to", momentJson(found.to, selection.clock)},
+                   {kAmounts[found.kind], found.amount}});
+  });
+}
 
-std::string place(const Damage &damage, bool utc) {
+std::string place(const Damage &damage, const Clock &clock) {
   std::string offset = "offset " + std::to_string(damage.offset);
   if (!damage.record) {
     return offset;
   }
   const Record &record = *damage.record;
-  return format("record %u, slot %u, ", record.age, record.slot) + offset + ", " + stamp(record.time, utc);
+  return format("record %u, slot %u, ", record.age, record.slot) + offset + ", " + stamp(record.time, clock);
 }
 
 }  // namespace
 
-std::string tableOf(std::span<const Record> records, bool utc) {
+std::string tableOf(const Selection &selection) {
   std::string text = format("%-19s  %23s  %23s\n", "", "sensor 0x7000", "sensor 0x3009");
-  text += format("%-19s  %7s %7s %7s  %7s %7s %7s\n", zoneName(utc), "average", "min", "max", "average", "min", "max");
-  for (std::size_t i = 0; i < records.size(); ++i) {
-    const std::int64_t missing = i == 0 ? 0 : hoursMissing(records[i - 1], records[i]);
-    if (missing > 0) {
-      text += coloured("   " + duration(missing * kHour) + " without a record", kYellow) + "\n";
+  text += format("%-19s  %7s %7s %7s  %7s %7s %7s\n", selection.clock.name(), "average", "min", "max", "average", "min",
+                 "max");
+  auto next = selection.breaks.begin();
+  for (std::size_t i = 0; i <= selection.records.size(); ++i) {
+    for (; next != selection.breaks.end() && next->record == i; ++next) {
+      text += coloured("   " + wordsOf(*next), kYellow) + "\n";
     }
-    text += stamp(records[i].time, utc);
-    for (const Sensor &sensor : kSensors) {
-      const Figures &figures = records[i].*sensor.figures;
-      text += format("  %7d %7d %7d", figures.average, figures.minimum, figures.maximum);
+    if (i < selection.records.size()) {
+      const Record &record = selection.records[i];
+      text += format("%-19s", stamp(record.time, selection.clock).c_str());
+      for (const Sensor &sensor : kSensors) {
+        const Figures &figures = record.*sensor.figures;
+        text += format("  %7d %7d %7d", figures.average, figures.minimum, figures.maximum);
+      }
+      text += "\n";
     }
-    text += "\n";
   }
-  return text + std::to_string(records.size()) + (records.size() == 1 ? " record\n" : " records\n");
+  return text + counted(static_cast<std::int64_t>(selection.records.size()), "record") + "\n";
 }
 
-std::string csvOf(std::span<const Record> records, bool utc) {
+std::string csvOf(const Selection &selection) {
   std::string text = "time,date";
   for (const Sensor &sensor : kSensors) {
     for (const char *figure : {"average", "minimum", "maximum"}) {
@@ -86,8 +107,8 @@ std::string csvOf(std::span<const Record> records, bool utc) {
     }
   }
   text += "\n";
-  for (const Record &record : records) {
-    text += std::to_string(record.time) + "," + isoStamp(record.time, utc);
+  for (const Record &record : selection.records) {
+    text += std::to_string(record.time) + "," + isoStamp(record.time, selection.clock);
     for (const Sensor &sensor : kSensors) {
       const Figures &figures = record.*sensor.figures;
       text += format(",%d,%d,%d", figures.average, figures.minimum, figures.maximum);
@@ -97,68 +118,90 @@ std::string csvOf(std::span<const Record> records, bool utc) {
   return text;
 }
 
-Json jsonOf(std::span<const Record> records) {
-  return object({{"records", list(records, [](const Record &record) {
-                    Json local = object(
-                        {{"year", record.year}, {"month", record.month}, {"day", record.day}, {"hour", record.hour}});
-                    Json sensors = object();
-                    for (const Sensor &sensor : kSensors) {
-                      sensors.add(sensor.name, figuresJson(record.*sensor.figures));
-                    }
-                    return momentJson(record.time).add("local", local).add("sensors", sensors);
-                  })}});
+Json jsonOf(const Selection &selection) {
+  return object({{"file", selection.path},
+                 {"records", list(selection.records,
+                                  [&](const Record &record) {
+                                    Json sensors = object();
+                                    for (const Sensor &sensor : kSensors) {
+                                      sensors.add(sensor.name, figuresJson(record.*sensor.figures));
+                                    }
+                                    return momentJson(record.time, selection.clock).add("sensors", sensors);
+                                  })},
+                 {"breaks", breaksJson(selection)}});
 }
 
-std::string statisticsOf(std::span<const Record> records, bool utc) {
-  if (records.empty()) {
-    return "no records\n";
+std::string statisticsOf(const Selection &selection) {
+  const std::vector<Record> &records = selection.records;
+  const Gaps gaps = gapsOf(selection);
+  std::string text = "records  " + std::to_string(records.size());
+  if (!records.empty()) {
+    text += ", " + stamp(records.front().time, selection.clock) + " to " + stamp(records.back().time, selection.clock) +
+            ", " + selection.clock.name();
   }
-  unsigned gaps = 0;
-  const std::int64_t missing = missingHours(records, gaps);
-  std::string text = format("records  %zu, %s to %s %s\n", records.size(), stamp(records.front().time, utc).c_str(),
-                            stamp(records.back().time, utc).c_str(), zoneName(utc));
-  text += gaps == 0 ? "gaps     none\n"
-                    : format("gaps     %u, together %s without a record\n", gaps, duration(missing * kHour).c_str());
+  text += "\ngaps     " + (gaps.number == 0 ? "none"
+                                            : std::to_string(gaps.number) + ", together " + duration(gaps.seconds) +
+                                                  " without a record");
+  for (const Break &found : selection.breaks) {
+    if (found.kind == Break::kClock) {
+      text += "\nclock    " + wordsOf(found) + " after " + stamp(found.from, selection.clock);
+    }
+  }
+  text += "\n";
+  if (records.empty()) {
+    return text;
+  }
   text += format("\n%-8s %9s  %-28s  %s\n", "sensor", "average", "minimum", "maximum");
   for (const Sensor &sensor : kSensors) {
     const Summary summary = summarise(records, sensor.figures);
     text += format("%-8s %9.1f  %-7d %-20s  %-7d %s\n", sensor.name, summary.average,
-                   (summary.lowest.*sensor.figures).minimum, stamp(summary.lowest.time, utc).c_str(),
-                   (summary.highest.*sensor.figures).maximum, stamp(summary.highest.time, utc).c_str());
+                   (summary.lowest.*sensor.figures).minimum, stamp(summary.lowest.time, selection.clock).c_str(),
+                   (summary.highest.*sensor.figures).maximum, stamp(summary.highest.time, selection.clock).c_str());
   }
   return text;
 }
 
-Json statisticsJsonOf(std::span<const Record> records) {
-  unsigned gaps = 0;
-  const std::int64_t missing = missingHours(records, gaps);
-  Json document = object({{"records", records.size()}, {"gaps", gaps}});
-  document.add("missingHours", missing);
+Json statisticsJsonOf(const Selection &selection) {
+  const std::vector<Record> &records = selection.records;
+  const Gaps gaps = gapsOf(selection);
+  Json document = object({{"file", selection.path},
+                          {"records", records.size()},
+                          {"gaps", gaps.number},
+                          {"missingHours", gaps.seconds / kHour},
+                          {"clockSteps", gaps.clockSteps},
+                          {"breaks", breaksJson(selection)}});
   if (records.empty()) {
     return document;
   }
-  document.add("first", momentJson(records.front().time)).add("last", momentJson(records.back().time));
+  const auto extreme = [&](int value, const Record &record) {
+    return momentJson(record.time, selection.clock).add("value", value);
+  };
+  document.add("first", momentJson(records.front().time, selection.clock))
+      .add("last", momentJson(records.back().time, selection.clock));
   Json sensors = object();
   for (const Sensor &sensor : kSensors) {
     const Summary summary = summarise(records, sensor.figures);
     sensors.add(sensor.name,
                 object({{"average", std::round(summary.average * 100) / 100},
-                        {"minimum", extremeJson((summary.lowest.*sensor.figures).minimum, summary.lowest)},
-                        {"maximum", extremeJson((summary.highest.*sensor.figures).maximum, summary.highest)}}));
+                        {"minimum", extreme((summary.lowest.*sensor.figures).minimum, summary.lowest)},
+                        {"maximum", extreme((summary.highest.*sensor.figures).maximum, summary.highest)}}));
   }
   return document.add("sensors", sensors);
 }
 
-std::vector<Finding> findingsOf(std::span<const Damage> damages, bool utc) {
+std::vector<Finding> findingsOf(std::span<const Damage> damages, const Clock &clock, const std::string &file) {
   std::vector<Finding> findings;
   for (const Damage &damage : damages) {
     Json details = object({{"offset", damage.offset}});
+    if (!file.empty()) {
+      details.add("file", file);
+    }
     if (damage.record) {
       details.add("record", damage.record->age)
           .add("slot", damage.record->slot)
-          .addAll(momentJson(damage.record->time));
+          .addAll(momentJson(damage.record->time, clock));
     }
-    findings.push_back({place(damage, utc), damage.text, damage.kind, details});
+    findings.push_back({(file.empty() ? "" : file + ", ") + place(damage, clock), damage.text, damage.kind, details});
   }
   return findings;
 }

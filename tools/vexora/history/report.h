@@ -6,18 +6,18 @@
 #include <span>
 #include <string>
 
-#include "history/file.h"
+#include "history/selection.h"
 
 namespace vexora::tool::history {
 
-std::string tableOf(std::span<const Record> records, bool utc);
-std::string csvOf(std::span<const Record> records, bool utc);
-Json jsonOf(std::span<const Record> records);
+std::string tableOf(const Selection &selection);
+std::string csvOf(const Selection &selection);
+Json jsonOf(const Selection &selection);
 
-std::string statisticsOf(std::span<const Record> records, bool utc);
-Json statisticsJsonOf(std::span<const Record> records);
+std::string statisticsOf(const Selection &selection);
+Json statisticsJsonOf(const Selection &selection);
 
-std::vector<Finding> findingsOf(std::span<const Damage> damages, bool utc);
+std::vector<Finding> findingsOf(std::span<const Damage> damages, const Clock &clock, const std::string &file = "");
 Json summaryJsonOf(const DataFile &file, const std::string &path);
 
 }  // namespace vexora::tool::history

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The chart in characters: a column for some hours, a row for some units. "*" is the average, "|" the band from minimum
-// to maximum, "." along the bottom where there are no records.
+// to maximum, those of a second history "o" and ":"; along the bottom "." is where there are no records and "x" where
+// damaged ones were; "/" is where the clock was set.
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <string_view>
@@ -18,25 +20,30 @@ constexpr unsigned kShortestLine = 20;
 constexpr int kRows = 10;
 constexpr unsigned kTickWidth = 13;
 constexpr int kColours[] = {36, 33};
-constexpr int kGapColour = 31;
+constexpr int kStripeColour = 31;
 
-struct Marks {
-  const char *average;
-  const char *band;
-};
+using Signs = std::array<const char *, 2>;  // a history's average and band
 
 /// A serial console knows ASCII only.
-Marks marksOfTerminal() {
+Signs signsOf(std::size_t history) {
+  constexpr Signs kAscii[] = {{"*", "|"}, {"o", ":"}};
+  constexpr Signs kUtf8[] = {{"•", "│"}, {"○", "┊"}};
   for (const char *name : {"LC_ALL", "LC_CTYPE", "LANG"}) {
     const char *value = std::getenv(name);
     if (value != nullptr && *value != '\0') {
       const std::string_view locale(value);
       const bool isUtf8 =
           locale.find("UTF-8") != std::string_view::npos || locale.find("utf8") != std::string_view::npos;
-      return isUtf8 ? Marks{"•", "│"} : Marks{"*", "|"};
+      return isUtf8 ? kUtf8[history] : kAscii[history];
     }
   }
-  return {"*", "|"};
+  return kAscii[history];
+}
+
+std::string sign(Mark::Kind kind, std::size_t history) {
+  constexpr const char *kStripes[] = {".", "x", "/"};
+  return kind <= Mark::kBand ? coloured(signsOf(history)[kind], kColours[history])
+                             : coloured(kStripes[kind - Mark::kGap], kStripeColour);
 }
 
 std::string padded(const std::string &text, std::size_t width) {
@@ -45,22 +52,30 @@ std::string padded(const std::string &text, std::size_t width) {
 
 class Grid {
  public:
-  Grid(const Chart &chart, const Panel &panel, unsigned columns, int colour)
-      : chart_(chart), panel_(panel), cells_(kRows, std::vector<std::string>(columns, " ")) {
-    const Marks marks = marksOfTerminal();
-    for (const auto &[from, to] : chart.gaps) {
-      for (std::size_t column = columnOf(static_cast<double>(from)) + 1; column < columnOf(static_cast<double>(to));
-           ++column) {
-        cells_.back()[column] = coloured(".", kGapColour);
+  Grid(const Chart &chart, const Panel &panel, unsigned columns)
+      : panel_(panel), cells_(kRows, std::vector<std::string>(columns, " ")) {
+    for (std::size_t history = panel.histories.size(); history-- > 0;) {  // the first one above the second
+      for (const auto &run : panel.histories[history]) {
+        for (const Point &point : run) {
+          const std::size_t column = columnOf(point.at);
+          for (std::size_t row = rowOf(point.maximum); row <= rowOf(point.minimum); ++row) {
+            cells_[row][column] = sign(Mark::kBand, history);
+          }
+          cells_[rowOf(point.average)][column] = sign(Mark::kAverage, history);
+        }
       }
     }
-    for (const auto &run : panel.runs) {
-      for (const Point &point : run) {
-        const std::size_t column = columnOf(point.time);
-        for (std::size_t row = rowOf(point.maximum); row <= rowOf(point.minimum); ++row) {
-          cells_[row][column] = coloured(marks.band, colour);
+    for (const Stripe &stripe : chart.stripes) {
+      if (stripe.kind == Mark::kStep) {
+        for (auto &row : cells_) {
+          row[columnOf((stripe.from + stripe.to) / 2)] = sign(stripe.kind, 0);
         }
-        cells_[rowOf(point.average)][column] = coloured(marks.average, colour);
+        continue;
+      }
+      // The columns between the records, or one of theirs where there is none between.
+      const std::size_t begin = std::min(columnOf(stripe.from) + 1, columnOf(stripe.to));
+      for (std::size_t column = begin; column < std::max(columnOf(stripe.to), begin + 1); ++column) {
+        cells_.back()[column] = cells_.back()[column] == " " ? sign(stripe.kind, 0) : cells_.back()[column];
       }
     }
   }
@@ -78,10 +93,9 @@ class Grid {
   }
 
  private:
-  [[nodiscard]] std::size_t columnOf(double time) const {
+  [[nodiscard]] std::size_t columnOf(double at) const {
     const std::size_t columns = cells_.front().size();
-    const double share = (time - static_cast<double>(chart_.from)) / static_cast<double>(chart_.to - chart_.from);
-    return std::min(static_cast<std::size_t>(std::max(share, 0.0) * static_cast<double>(columns)), columns - 1);
+    return std::min(static_cast<std::size_t>(std::max(at, 0.0) * static_cast<double>(columns)), columns - 1);
   }
   [[nodiscard]] std::size_t rowOf(double value) const {
     return static_cast<std::size_t>(std::lround((panel_.high - value) * (kRows - 1) / (panel_.high - panel_.low)));
@@ -96,17 +110,16 @@ class Grid {
     return "";
   }
 
-  const Chart &chart_;
   const Panel &panel_;
   std::vector<std::vector<std::string>> cells_;
 };
 
-/// The time axis: a mark and a label for each tick; on an axis of hours a new day is told with its month.
+/// The time axis: a mark and a label for each tick; on an axis of hours a new day comes with its month.
 std::string timeAxis(const Chart &chart, unsigned columns) {
   std::string line(columns, '-');
   std::string labels;
   for (const Tick &tick : chart.ticks) {
-    const auto column = static_cast<std::size_t>((tick.time - chart.from) * (columns - 1) / (chart.to - chart.from));
+    const auto column = static_cast<std::size_t>(tick.at * (columns - 1));
     line[column] = '+';
     const std::string label = tick.date.empty() ? tick.label : tick.date.substr(5) + " " + tick.label;
     if (column >= labels.size() + (labels.empty() ? 0 : 1) && column + label.size() <= columns) {
@@ -119,18 +132,15 @@ std::string timeAxis(const Chart &chart, unsigned columns) {
 
 }  // namespace
 
-std::string drawText(std::span<const Record> records, std::int64_t from, std::int64_t to, bool utc, unsigned width) {
+std::string drawText(std::span<const Selection> histories, std::span<const Heading> headings, unsigned width) {
   const unsigned columns = std::max(width, kLabelWidth + 3 + kShortestLine) - kLabelWidth - 3;
-  const Chart chart = layOut(records, from, to, utc,
-                             {std::max(to - from, kHour) / columns + 1, static_cast<int>(columns / kTickWidth), 4});
-  const Marks marks = marksOfTerminal();
-  std::string text = chart.title + "\n";
-  for (std::size_t i = 0; i < chart.panels.size(); ++i) {
-    const int colour = kColours[i];
-    text += "\nsensor " + std::string(chart.panels[i].sensor) + "   " + coloured(marks.average, colour) +
-            " average   " + coloured(marks.band, colour) + " minimum to maximum   " + coloured(".", kGapColour) +
-            " no records\n";
-    text += Grid(chart, chart.panels[i], columns, colour).text() + timeAxis(chart, columns);
+  const Chart chart = layOut(histories, headings, {columns, false, static_cast<int>(columns / kTickWidth), 4});
+  std::string text = chart.name + "\n" + chart.range + "\n";
+  for (const Mark &mark : chart.legend) {
+    text += sign(mark.kind, mark.history) + " " + mark.meaning + (&mark == &chart.legend.back() ? "\n" : "   ");
+  }
+  for (const Panel &panel : chart.panels) {
+    text += "\n" + panel.heading + "\n" + Grid(chart, panel, columns).text() + timeAxis(chart, columns);
   }
   return text;
 }

@@ -3,21 +3,20 @@
 
 #include <array>
 #include <chrono>
-#include <cstdio>
+#include <iterator>
 #include <optional>
 #include <string_view>
 #include <utility>
 
 #include "core/tool.h"
-#include "history/file.h"
 
 namespace vexora::tool::history {
 namespace {
 
 namespace chrono = std::chrono;
 
-constexpr const char *kForms[] = {"%Y-%m-%d", "%Y-%m-%d %H:%M", "%Y-%m-%dT%H:%M", "%Y-%m-%d %H:%M:%S",
-                                  "%Y-%m-%dT%H:%M:%S"};
+constexpr const char *kDateForms[] = {"%Y-%m-%d", "%Y-%m-%d %H:%M", "%Y-%m-%dT%H:%M", "%Y-%m-%d %H:%M:%S",
+                                      "%Y-%m-%dT%H:%M:%S"};
 
 std::tm breakDownUtc(std::int64_t time) {
   const chrono::sys_seconds point{chrono::seconds{time}};
@@ -39,8 +38,12 @@ std::string formatted(const std::tm &parts, const char *form) {
   return {text.data(), std::strftime(text.data(), text.size(), form, &parts)};
 }
 
-std::string counted(std::int64_t number, const char *unit) {
-  return std::to_string(number) + " " + unit + (number == 1 ? "" : "s");
+std::int64_t zoneAt(std::int64_t time, const Clock &clock) {
+  if (clock.kind != Clock::kBoard || clock.zones.empty()) {
+    return 0;
+  }
+  const auto after = clock.zones.upper_bound(time);
+  return after == clock.zones.begin() ? after->second : std::prev(after)->second;
 }
 
 std::int64_t unitOf(char letter) {
@@ -56,19 +59,19 @@ std::int64_t unitOf(char letter) {
   }
 }
 
-std::optional<std::int64_t> parseDate(std::string text, bool utc) {
+std::optional<std::int64_t> parseDate(std::string text, const Clock &clock) {
   if (text.ends_with('Z')) {
     text.pop_back();
-    utc = true;
+    return parseDate(text, {});
   }
-  for (const char *form : kForms) {
+  for (const char *form : kDateForms) {
     std::tm parts{};
     const char *end = strptime(text.c_str(), form, &parts);
     if (end == nullptr || *end != '\0') {
       continue;
     }
-    const std::int64_t time = moment(parts, utc);
-    const std::tm back = breakDown(time, utc);
+    const std::int64_t time = moment(parts, clock);
+    const std::tm back = breakDown(time, clock);
     // A thirtieth of February would come back as another day.
     return back.tm_mday == parts.tm_mday && back.tm_mon == parts.tm_mon ? std::optional(time) : std::nullopt;
   }
@@ -77,34 +80,46 @@ std::optional<std::int64_t> parseDate(std::string text, bool utc) {
 
 }  // namespace
 
-std::tm breakDown(std::int64_t time, bool utc) {
+const char *Clock::name() const {
+  constexpr const char *kNames[] = {"UTC", "the board's hour", "this machine's time"};
+  return kNames[kind];
+}
+
+std::tm breakDown(std::int64_t time, const Clock &clock) {
   std::tm parts{};
-  if (!utc && std::in_range<std::time_t>(time)) {
+  if (clock.kind == Clock::kLocal && std::in_range<std::time_t>(time)) {
     const auto seconds = static_cast<std::time_t>(time);
     if (localtime_r(&seconds, &parts) != nullptr) {
       return parts;
     }
   }
-  return breakDownUtc(time);
+  return breakDownUtc(time + zoneAt(time, clock));
 }
 
-std::int64_t moment(std::tm parts, bool utc) {
-  if (utc) {
-    const chrono::year_month first = chrono::year(parts.tm_year + 1900) / chrono::January;
-    const chrono::sys_days month = chrono::sys_days((first + chrono::months(parts.tm_mon)) / chrono::day(1));
-    return chrono::sys_seconds(month).time_since_epoch().count() + (parts.tm_mday - 1) * kDay + parts.tm_hour * kHour +
-           parts.tm_min * 60 + parts.tm_sec;
+std::int64_t moment(std::tm parts, const Clock &clock) {
+  if (clock.kind == Clock::kLocal) {
+    parts.tm_isdst = -1;
+    return std::mktime(&parts);
   }
-  parts.tm_isdst = -1;
-  return std::mktime(&parts);
+  const chrono::year_month first = chrono::year(parts.tm_year + 1900) / chrono::January;
+  const chrono::sys_days month = chrono::sys_days((first + chrono::months(parts.tm_mon)) / chrono::day(1));
+  const std::int64_t time = chrono::sys_seconds(month).time_since_epoch().count() + (parts.tm_mday - 1) * kDay +
+                            parts.tm_hour * kHour + parts.tm_min * 60 + parts.tm_sec;
+  return time - zoneAt(time - zoneAt(time, clock), clock);
 }
 
-std::string stamp(std::int64_t time, bool utc) { return formatted(breakDown(time, utc), "%Y-%m-%d %H:%M:%S"); }
+std::string stamp(std::int64_t time, const Clock &clock) {
+  return formatted(breakDown(time, clock), clock.kind == Clock::kBoard ? "%Y-%m-%d %H:00" : "%Y-%m-%d %H:%M:%S");
+}
 
-std::string isoStamp(std::int64_t time, bool utc) {
-  const std::tm parts = breakDown(time, utc);
-  const std::string zone = utc ? "Z" : formatted(parts, "%z").insert(3, ":");
-  return formatted(parts, "%Y-%m-%dT%H:%M:%S") + zone;
+std::string isoStamp(std::int64_t time, const Clock &clock) {
+  constexpr const char *kForms[] = {"%Y-%m-%dT%H:%M:%SZ", "%Y-%m-%dT%H:00", "%Y-%m-%dT%H:%M:%S%z"};
+  std::string text = formatted(breakDown(time, clock), kForms[clock.kind]);
+  return clock.kind == Clock::kLocal ? text.insert(text.size() - 2, ":") : text;
+}
+
+std::string counted(std::int64_t number, const char *unit) {
+  return std::to_string(number) + " " + unit + (number == 1 ? "" : "s");
 }
 
 std::string duration(std::int64_t seconds) {
@@ -119,7 +134,7 @@ std::string duration(std::int64_t seconds) {
   return hours % 24 == 0 ? days : days + " and " + counted(hours % 24, "hour");
 }
 
-std::int64_t parseMoment(const std::string &text, bool utc, std::int64_t newest) {
+std::int64_t parseMoment(const std::string &text, const Clock &clock, std::int64_t newest) {
   std::optional<std::int64_t> time;
   if (text.starts_with('@')) {
     time = parseNumber(std::string_view(text).substr(1), UINT32_MAX);
@@ -128,7 +143,7 @@ std::int64_t parseMoment(const std::string &text, bool utc, std::int64_t newest)
         parseNumber(std::string_view(text).substr(0, text.size() - 1), UINT32_MAX);
     time = units ? std::optional(newest - *units * unitOf(text.back())) : std::nullopt;
   } else {
-    time = parseDate(text, utc);
+    time = parseDate(text, clock);
   }
   if (!time) {
     throw Failure(kUsage, "not a moment: " + printable(text) + "; expected " + kMomentForms);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What is wrong with a history data file. Each record is looked at by itself first; only those that are sound by
-// themselves are compared with their neighbours, so that one damaged record is told once.
+// themselves are compared with their neighbours, so that one damaged record is reported once.
 
 #include <cstdint>
 #include <cstdlib>
@@ -11,9 +11,6 @@
 
 namespace vexora::tool::history {
 namespace {
-
-// No board is off for a year and then goes on with its old history: a longer step is the clock's.
-constexpr std::int64_t kLongestPause = 366 * kDay;
 
 std::string text(std::int64_t number) { return std::to_string(number); }
 
@@ -27,7 +24,7 @@ std::vector<Damage> checkWhole(const DataFile &file) {
         {"size",
          kFileSize,
          {},
-         text(static_cast<std::int64_t>(file.size - kFileSize)) + " bytes behind the last slot, which nobody reads"});
+         text(static_cast<std::int64_t>(file.size - kFileSize)) + " bytes after the last slot, which nobody reads"});
   }
   const Header &header = file.header;
   const std::uint32_t head = header.count < kCapacity ? 0 : (header.tail + 1) % kCapacity;
@@ -51,7 +48,8 @@ std::vector<Damage> checkWhole(const DataFile &file) {
 
 /// Samples below zero leave a small negative minimum, and an average that means nothing: that is no damage.
 bool isInOrder(const Figures &figures) {
-  return (figures.minimum <= figures.average && figures.average <= figures.maximum) || figures.minimum > INT16_MAX;
+  return (figures.minimum <= figures.average && figures.average <= figures.maximum) || figures.minimum > INT16_MAX ||
+         figures.minimum < 0;
 }
 
 bool isZero(const Record &record) {
@@ -61,7 +59,7 @@ bool isZero(const Record &record) {
 /// What is wrong with a record's times; "" when nothing is.
 std::string timeDamage(const Record &record) {
   if (isZero(record)) {
-    return "an empty slot counted as a record";
+    return kEmptySlot;
   }
   if (record.firstTime != record.time) {
     return "its two times differ: " + text(record.firstTime) + " and " + text(record.time);
@@ -72,10 +70,10 @@ std::string timeDamage(const Record &record) {
   if (!wall) {
     return "no such date: " + date;
   }
-  // Time zones reach from 12 hours behind UTC to 14 hours before it; the wall's minutes are not recorded.
+  // Time zones reach from 12 hours after UTC to 14 hours before it; the wall's minutes are not recorded.
   const std::int64_t ahead = *wall - record.time / kHour * kHour;
   if (ahead < -13 * kHour || ahead > 15 * kHour) {
-    return "its date (" + date + ") is in no time zone that of its time (" + stamp(record.time, true) + " UTC)";
+    return "its date (" + date + ") is in no time zone that of its time (" + stamp(record.time, {}) + " UTC)";
   }
   return "";
 }
@@ -91,19 +89,18 @@ std::string figuresDamage(const Record &record) {
   return "";
 }
 
-std::int64_t zoneOf(const Record &record) { return wallClock(record).value_or(0) - record.time / kHour * kHour; }
-
-/// Compares a record with the one before. `skipped` damaged ones lie between them.
-void compare(const Record &before, const Record &record, std::int64_t skipped, std::vector<Damage> &findings) {
+/// Compares a record with the sound one before it.
+void compare(const Record &before, const Record &record, std::vector<Damage> &findings) {
   const auto found = [&](const char *kind, const std::string &what) {
     findings.push_back({kind, record.offset(), record, what});
   };
-  const std::int64_t step = record.time - before.time;
-  if (step < 0) {
-    found("order", duration(-step) + " earlier than record " + text(before.age) + " before it");
+  const std::string since = " after record " + text(before.age);
+  const std::optional<Break> pause = breakBetween(before, record);
+  if (pause && pause->kind == Break::kClock && pause->amount < 0) {
+    found("order", wordsOf(*pause) + since);
     return;
   }
-  if (step < kHour && record.hour == before.hour) {
+  if (record.time - before.time < kHour && record.hour == before.hour) {
     found("order", "in the same hour as record " + text(before.age) + ", with which it should be one");
   }
   const std::int64_t moved = zoneOf(record) - zoneOf(before);
@@ -111,42 +108,36 @@ void compare(const Record &before, const Record &record, std::int64_t skipped, s
     found("clock",
           "local time moved " + duration(std::llabs(moved)) + (moved > 0 ? " forward" : " back") + " against UTC");
   }
-  const std::int64_t missing = hoursMissing(before, record) - skipped;
-  if (step > kLongestPause) {
-    found("clock", "jumped forward by " + duration(step) + " since record " + text(before.age));
-  } else if (missing > 0) {
-    found("gap", duration(missing * kHour) + " without a record after record " + text(before.age));
+  if (pause && pause->kind != Break::kLeftOut) {
+    found(pause->kind == Break::kClock ? "clock" : "gap", wordsOf(*pause) + since);
   }
 }
 
 }  // namespace
 
+std::string damageOf(const Record &record) {
+  const std::string damage = timeDamage(record);
+  return damage.empty() ? figuresDamage(record) : damage;
+}
+
 std::vector<Damage> verify(const DataFile &file, std::int64_t now) {
   std::vector<Damage> findings = checkWhole(file);
-  const Record *before = nullptr;
-  std::int64_t skipped = 0;
+  const std::vector<Record> sound = soundRecords(file);
+  std::size_t next = 0;  // of the sound ones
   for (const Record &record : file.records) {
-    const std::string figures = figuresDamage(record);
-    const std::string time = timeDamage(record);
-    for (const std::string &damage : {time, figures}) {
-      if (!damage.empty()) {
-        findings.push_back({"record", record.offset(), record, damage});
-      }
-    }
-    if (!time.empty()) {
-      ++skipped;
+    if (!record.damage.empty()) {
+      findings.push_back({"record", record.offset(), record, record.damage});
       continue;
     }
-    if (before != nullptr) {
-      compare(*before, record, skipped, findings);
+    if (next > 0) {
+      compare(sound[next - 1], sound[next], findings);
     }
-    before = &record;
-    skipped = 0;
+    ++next;
   }
-  if (before != nullptr && before->time > now) {
+  if (!sound.empty() && sound.back().time > now) {
     findings.push_back(
-        {"clock", before->offset(), *before,
-         duration(before->time - now) + " ahead of this machine's clock: a recorder here would give up the file"});
+        {"clock", sound.back().offset(), sound.back(),
+         duration(sound.back().time - now) + " ahead of this machine's clock: a recorder here would give up the file"});
   }
   return findings;
 }
