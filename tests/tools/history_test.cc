@@ -224,7 +224,7 @@ TEST_F(HistoryTool, DrawsBothSensorsWithTheirGap) {
               2U);
   }
   EXPECT_EQ(count(svg, "fill:rgb\\(95%,93%,80%\\)"), 2U + 1);  // in each panel, and in the legend
-  for (const char *label : {"Sensor 0x7000", "Inlet \\(0x3009\\), &lt;°C>", "hourly average", "minimum to maximum",
+  for (const char *label : {"Sensor 0x7000", "Sensor 0x3009: Inlet, &lt;°C>", "hourly average", "minimum to maximum",
                             "no records", "2024-02-29", "2024-03-01", "18:00", "360"}) {
     EXPECT_GE(count(svg, std::string("<text [^>]*>") + label + "</text>"), 1U) << label;
   }

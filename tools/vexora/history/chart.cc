@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <iterator>
 #include <utility>
 
@@ -13,9 +12,14 @@ namespace vexora::tool::history {
 namespace {
 
 // Steps of the time axis that people count in.
-constexpr int kHourSteps[] = {1, 2, 3, 6, 12};
-constexpr int kDaySteps[] = {1, 2, 7, 14};
-constexpr int kMonthSteps[] = {1, 2, 3, 6, 12, 60, 120};
+struct TickStep {
+  int hours;
+  int days;
+  int months;
+};
+constexpr TickStep kTickSteps[] = {{1, 0, 0}, {2, 0, 0},  {3, 0, 0},  {6, 0, 0},  {12, 0, 0}, {0, 1, 0},
+                                   {0, 2, 0}, {0, 7, 0},  {0, 14, 0}, {0, 0, 1},  {0, 0, 2},  {0, 0, 3},
+                                   {0, 0, 6}, {0, 0, 12}, {0, 0, 60}, {0, 0, 120}};
 constexpr std::int64_t kShortestMonth = 28 * kDay;
 constexpr double kStepWidth = 0.015;
 constexpr std::size_t kNameLength = 60;
@@ -84,10 +88,10 @@ std::int64_t share(std::vector<Stretch> &stretches) {
   return span;
 }
 
-/// Adds the records' figures to runs of points, a point for each column that has records.
-std::vector<std::vector<Point>> condense(const Selection &history, Figures Record::*sensor,
-                                         std::span<const Stretch> stretches, std::int64_t origin, std::int64_t length) {
-  std::vector<std::vector<Point>> runs;
+/// Adds a history's figures in runs of points, a point for each column that has records.
+void condense(const Selection &history, Figures Record::*sensor, std::span<const Stretch> stretches,
+              std::int64_t origin, std::int64_t length, Panel &panel) {
+  auto &runs = panel.histories.emplace_back();
   std::int64_t column = -1;
   for (const Record &record : history.records) {
     const Figures &figures = record.*sensor;
@@ -107,8 +111,9 @@ std::vector<std::vector<Point>> condense(const Selection &history, Figures Recor
     // Figures below zero that are read without their sign would lead the band off the paper.
     point.minimum = std::min({point.minimum, figures.minimum, figures.average});
     point.maximum = std::max({point.maximum, figures.maximum, figures.average});
+    panel.low = std::min(panel.low, point.minimum);
+    panel.high = std::max(panel.high, point.maximum);
   }
-  return runs;
 }
 
 /// 1, 2 or 5 times a power of ten, so that at most `most` of them make the span.
@@ -122,69 +127,30 @@ int niceStep(int span, int most) {
   }
 }
 
-/// With some air above and below, but not below zero for its sake.
+/// Whole steps, with some air above and below, but not below zero for its sake.
 void setValueAxis(Panel &panel, int steps) {
-  int low = INT32_MAX;
-  int high = INT32_MIN;
-  for (const auto &runs : panel.histories) {
-    for (const auto &run : runs) {
-      for (const Point &point : run) {
-        low = std::min(low, point.minimum);
-        high = std::max(high, point.maximum);
-      }
-    }
-  }
-  const int air = std::max((high - low) / 20, 1);
-  low = low >= 0 ? std::max(low - air, 0) : low - air;
-  high += air;
+  const int air = std::max((panel.high - panel.low) / 20, 1);
+  const int low = panel.low >= 0 ? std::max(panel.low - air, 0) : panel.low - air;
+  const int high = panel.high + air;
   panel.step = niceStep(high - low, steps - 1);
-  const auto whole = [&](double value) { return static_cast<int>(value) * panel.step; };
-  panel.low = whole(std::floor(static_cast<double>(low) / panel.step));
-  panel.high = whole(std::ceil(static_cast<double>(high) / panel.step));
+  panel.low = static_cast<int>(std::floor(static_cast<double>(low) / panel.step)) * panel.step;
+  panel.high = static_cast<int>(std::ceil(static_cast<double>(high) / panel.step)) * panel.step;
 }
 
-void explain(std::span<const Selection> histories, Chart &chart, const char *average) {
-  for (std::size_t i = 0; i < histories.size(); ++i) {
-    chart.legend.push_back({Mark::kAverage, i, histories.size() == 1 ? average : shortened(histories[i].name)});
+void addStripe(const Stripe &stripe, Chart &chart) {
+  constexpr const char *kMeanings[] = {"", "", "no records", "damaged records", "the clock was set"};
+  if (std::none_of(chart.stripes.begin(), chart.stripes.end(),
+                   [&](const Stripe &s) { return s.kind == stripe.kind; })) {
+    chart.legend.push_back({stripe.kind, 0, kMeanings[stripe.kind]});
   }
-  chart.legend.push_back({Mark::kBand, 0, "minimum to maximum"});
-  for (const auto &[kind, meaning] : {std::pair(Mark::kGap, "no records"), std::pair(Mark::kLeftOut, "damaged records"),
-                                      std::pair(Mark::kStep, "the clock was set")}) {
-    if (std::any_of(chart.stripes.begin(), chart.stripes.end(),
-                    [kind = kind](const Stripe &stripe) { return stripe.kind == kind; })) {
-      chart.legend.push_back({kind, 0, meaning});
-    }
-  }
-}
-
-/// How far one tick is from the next, in one of the three units.
-struct TickStep {
-  int hours = 0;
-  int days = 0;
-  int months = 0;
-};
-
-TickStep tickStep(std::int64_t span, int most) {
-  for (const int hours : kHourSteps) {
-    if (span <= hours * kHour * most) {
-      return {.hours = hours};
-    }
-  }
-  for (const int days : kDaySteps) {
-    if (span <= days * kDay * most) {
-      return {.days = days};
-    }
-  }
-  for (const int months : kMonthSteps) {
-    if (span <= months * kShortestMonth * most) {
-      return {.months = months};
-    }
-  }
-  return {.months = *std::rbegin(kMonthSteps)};
+  chart.stripes.push_back(stripe);
 }
 
 void addTicks(const Stretch &stretch, const Clock &clock, int most, std::vector<Tick> &ticks) {
-  const TickStep step = tickStep(stretch.to - stretch.from, std::max(most, 1));
+  const TickStep step = *std::find_if(std::begin(kTickSteps), std::end(kTickSteps) - 1, [&](const TickStep &one) {
+    const std::int64_t seconds = one.hours * kHour + one.days * kDay + one.months * kShortestMonth;
+    return stretch.to - stretch.from <= seconds * std::max(most, 1);
+  });
   std::tm at = breakDown(stretch.from, clock);
   at.tm_min = at.tm_sec = 0;
   at.tm_hour = step.hours > 0 ? at.tm_hour - at.tm_hour % step.hours : 0;
@@ -216,10 +182,10 @@ std::vector<Heading> headingsOf(const std::vector<std::string> &labels, const st
   for (const Sensor &sensor : kSensors) {
     std::string text = std::string("Sensor ") + sensor.name;
     for (const std::string &label : labels) {
-      if (const std::size_t colon = label.rfind(':'); label.starts_with(std::string(sensor.name) + "=")) {
-        const std::size_t begin = std::strlen(sensor.name) + 1;
-        text = printable(label.substr(begin, colon == std::string::npos ? colon : colon - begin)) + " (" + sensor.name +
-               ")" + (colon == std::string::npos ? "" : ", " + printable(label.substr(colon + 1)));
+      if (label.starts_with(std::string(sensor.name) + "=")) {
+        text += ": " + printable(label.substr(label.find('=') + 1));
+        const std::size_t unit = text.rfind(':');
+        text.replace(unit, 1, text.find(':') == unit ? ":" : ", ");
         ++used;
       }
     }
@@ -248,28 +214,31 @@ Chart layOut(std::span<const Selection> histories, std::span<const Heading> head
   // Hours of one day share a column, whatever time of day the first record has.
   const std::int64_t origin = -breakDown(0, first.clock).tm_hour * kHour;
   for (const Heading &heading : headings) {
-    Panel panel;
-    panel.heading = heading.text;
+    Panel panel{heading.text, {}, INT32_MAX, INT32_MIN, 0};
     for (const Selection &history : histories) {
-      panel.histories.push_back(condense(history, heading.figures, stretches, origin, column));
+      condense(history, heading.figures, stretches, origin, column, panel);
     }
     setValueAxis(panel, size.valueSteps);
     chart.panels.push_back(std::move(panel));
   }
-  for (const Selection &history : histories) {
-    chart.name += (chart.name.empty() ? "" : " and ") + shortened(history.name);
-    chart.range += ", " + counted(static_cast<std::int64_t>(history.records.size()), "record");
-    for (const Break &found : history.breaks) {
-      const Stretch &stretch = stretches[found.stretch];
-      if (found.kind == Break::kClock) {
-        chart.stripes.push_back({Mark::kStep, stretches[found.stretch - 1].right, stretch.left, found.amount});
-      } else if (histories.size() == 1) {
-        chart.stripes.push_back({found.kind == Break::kGap ? Mark::kGap : Mark::kLeftOut, stretch.at(found.from),
-                                 stretch.at(found.to), found.amount});
-      }
+  const char *average = isDaily ? "daily average" : size.wholeDays ? "hourly average" : "average";
+  for (std::size_t i = 0; i < histories.size(); ++i) {
+    const std::string name = shortened(histories[i].name);
+    chart.name += (i == 0 ? "" : " and ") + name;
+    chart.range += ", " + counted(histories[i].records.size(), "record");
+    chart.legend.push_back({Mark::kAverage, i, histories.size() == 1 ? average : name});
+  }
+  chart.legend.push_back({Mark::kBand, 0, "minimum to maximum"});
+  for (const Break &found : first.breaks) {
+    const Stretch &stretch = stretches[found.stretch];
+    if (found.kind == Break::kClock) {
+      addStripe({Mark::kStep, stretches[found.stretch - 1].right, stretch.left, found.amount}, chart);
+    } else if (histories.size() == 1) {
+      addStripe({found.kind == Break::kGap ? Mark::kGap : Mark::kLeftOut, stretch.at(found.from), stretch.at(found.to),
+                 found.amount},
+                chart);
     }
   }
-  explain(histories, chart, isDaily ? "daily average" : size.wholeDays ? "hourly average" : "average");
   return chart;
 }
 

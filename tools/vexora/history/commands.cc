@@ -25,29 +25,27 @@ namespace {
 using namespace vexora::tool::history;
 
 constexpr std::int64_t kMostColumns = 1000;
+constexpr int kMostFiles = 1000;
+
 void print(const std::string &text) { std::cout << text; }
 
-constexpr const char *kFileHelp = "Read this data file instead of the board's /extlog/syslog/history_data.dat";
-
-void addClock(Command command, bool &utc, bool &local) {
-  const Option other = command.flag("--utc", utc, "Read and show times in UTC instead of the board's hour");
-  command.flag("--local", local, "In this machine's time zone").excludes(other);
-}
-
-std::shared_ptr<Range> addRange(Command command) {
+std::shared_ptr<Range> addFiles(Command command, int most) {
   auto range = std::make_shared<Range>();
-  command.option("--from", range->from, "First moment: " + std::string(kMomentForms)).typeName("MOMENT");
-  command.option("--to", range->to, "First moment that is left out, in the same forms").typeName("MOMENT");
-  addClock(command, range->utc, range->local);
-  command.flag("--signed", range->reading.hasSign,
-               "Figures from 32768 on are negative ones: a sensor that goes below 0");
-  command.flag("--salvage", range->reading.salvage, "Read the whole records of a cut or damaged file");
+  command.option("FILE", range->files, "Read this data file instead of the board's " + std::string(kDataFile))
+      .typeName("")
+      .takes(0, most);
+  const Option other = command.flag("--utc", range->utc, "Read and show times in UTC instead of the board's hour");
+  command.flag("--local", range->local, "In this machine's time zone").excludes(other);
   return range;
 }
 
-std::shared_ptr<Range> addFileRange(Command command) {
-  auto range = addRange(command);
-  command.option("FILE", range->file, kFileHelp).typeName("");
+std::shared_ptr<Range> addRange(Command command, int mostFiles) {
+  auto range = addFiles(command, mostFiles);
+  command.option("--from", range->from, "First moment: " + std::string(kMomentForms)).typeName("MOMENT");
+  command.option("--to", range->to, "First moment that is left out, in the same forms").typeName("MOMENT");
+  command.flag("--signed", range->reading.hasSign,
+               "Figures from 32768 on are negative ones: a sensor that goes below 0");
+  command.flag("--salvage", range->reading.salvage, "Read the whole records of a cut or damaged file");
   return range;
 }
 
@@ -59,34 +57,35 @@ void report(Session &session, const Selection &selection, bool isForeign = false
   session.report(findingsOf(selection.leftOut, selection.clock), "");
 }
 
+/// A command that reads one history's range: its answer as JSON, and as text.
+void addReader(Command command, Session &session, Json (*json)(const Selection &),
+               std::string (*text)(const Selection &), const std::shared_ptr<bool> &csv) {
+  command.run([&session, json, text, csv, range = addRange(command, 1)] {
+    const Selection selection = select(session, *range, range->files.front());
+    session.json ? session.answer(json(selection)) : print(*csv ? csvOf(selection) : text(selection));
+    report(session, selection, *csv);
+  });
+}
+
 void addShow(Command history, Session &session) {
   Command command = history.add("show",
                                 "Lists the hourly records of a time range, and where some are missing; with --csv for "
                                 "other programs, as comma-separated values.",
                                 "vexora history show --from 24h --utc");
-  auto csv = std::make_shared<bool>();
+  const auto csv = std::make_shared<bool>();
   command.flag("--csv", *csv, "Comma-separated values, with a line of names first");
-  command.run([&session, csv, range = addFileRange(command)] {
-    const Selection selection = select(session, *range);
-    session.json ? session.answer(jsonOf(selection)) : print(*csv ? csvOf(selection) : tableOf(selection));
-    report(session, selection, *csv);
-  });
+  addReader(command, session, jsonOf, tableOf, csv);
 }
 
 void addStats(Command history, Session &session) {
-  Command command = history.add("stats",
-                                "Sums a time range up: each sensor's minimum and maximum with their hours, the "
-                                "average of its hourly averages, the gaps and the steps of the board's clock.",
-                                "vexora history stats --from 7d");
-  command.run([&session, range = addFileRange(command)] {
-    const Selection selection = select(session, *range);
-    session.json ? session.answer(statisticsJsonOf(selection)) : print(statisticsOf(selection));
-    report(session, selection);
-  });
+  addReader(history.add("stats",
+                        "Sums a time range up: each sensor's minimum and maximum with their hours, the average of its "
+                        "hourly averages, the gaps and the steps of the board's clock.",
+                        "vexora history stats --from 7d"),
+            session, statisticsJsonOf, statisticsOf, std::make_shared<bool>());
 }
 
 struct Plot {
-  std::vector<std::string> histories;
   std::vector<std::string> labels;
   std::string sensor;
   unsigned width = 1200;
@@ -101,13 +100,11 @@ unsigned columnsOfText() {
   return width ? static_cast<unsigned>(*width) : terminalWidth();
 }
 
-void plot(Session &session, Range range, Plot options) {
+void plot(Session &session, const Range &range, const Plot &options) {
   const std::vector<Heading> headings = headingsOf(options.labels, options.sensor);
-  options.histories.resize(std::max<std::size_t>(options.histories.size(), 1));  // the board's
   std::vector<Selection> selections;
-  for (const std::string &file : options.histories) {
-    range.file = file;
-    selections.push_back(select(session, range));
+  for (const std::string &file : range.files) {
+    selections.push_back(select(session, range, file));
     if (selections.back().records.empty()) {
       throw Failure(kFinding, printable(selections.back().path) + ": no records in this time range: nothing to draw");
     }
@@ -131,14 +128,15 @@ void plot(Session &session, Range range, Plot options) {
 }
 
 void addPlot(Command history, Session &session) {
-  Command command = history.add("plot",
-                                "Draws the sensors over a time range: their hourly averages as a line, minimum to "
-                                "maximum as a band, the gaps, and where the board's clock was set. Two histories come "
-                                "into one chart. Without a picture's name the chart appears as text.",
+  Command command =
+      history.add("plot",
+                  "Draws the sensors over a time range: their hourly averages as a line, minimum to "
+                  "maximum as a band, the gaps, and where the board's clock was set. Two histories come "
+                  "into one chart, where a gap breaks the line. Without a picture's name the chart appears as text.",
 #if VEXORA_TOOLS_PLOT
-                                "vexora history plot --from 7d --svg history.svg --png history.png");
+                  "vexora history plot --from 7d --svg history.svg --png history.png");
 #else
-                                "vexora history plot --from 7d");
+                  "vexora history plot --from 7d");
 #endif
   auto options = std::make_shared<Plot>();
   command.option("--sensor", options->sensor, "Only this one").typeName("SENSOR").isOneOf({"0x7000", "0x3009"});
@@ -148,49 +146,33 @@ void addPlot(Command history, Session &session) {
 #if VEXORA_TOOLS_PLOT
   command.option("--svg", options->svg, "Write a scalable picture").typeName("FILE");
   command.option("--png", options->png, "Write a picture of two dots for each point of its size").typeName("FILE");
-  command.option("--width", options->width, "The picture's width in points; 1200 without it").isBetween(400, 4000);
+  command.option("--width", options->width, "The picture's width in points; 1200 without it").isBetween(600, 4000);
   command.option("--height", options->height, "Its height; 790 without it").isBetween(300, 4000);
 #endif
-  const auto range = addRange(command);
-  command.option("FILE", options->histories, std::string(kFileHelp) + "; a second one to compare it with")
-      .typeName("")
-      .takes(0, 2);
-  command.run([&session, options, range] { plot(session, *range, *options); });
+  command.run([&session, options, range = addRange(command, 2)] { plot(session, *range, *options); });
 }
 
 void addVerify(Command history, Session &session) {
-  struct Verify {
-    std::vector<std::string> files;
-    bool utc = false;
-    bool local = false;
-  };
   Command command = history.add(
       "verify",
       "Looks for damage in data files and changes nothing: the header (header, size, ring), records out of order "
       "(order), missing hours (gap), jumps of the board's clock (clock) and damaged records (record), each with its "
       "place in the file. Exit status 1 says that there was something.",
       "vexora history verify --utc");
-  auto options = std::make_shared<Verify>();
-  addClock(command, options->utc, options->local);
-  command.option("FILE", options->files, kFileHelp).typeName("");
-  command.run([&session, options] {
-    options->files.resize(std::max<std::size_t>(options->files.size(), 1));  // the board's
+  command.run([&session, range = addFiles(command, kMostFiles)] {
     Json files = array();
-    for (const std::string &name : options->files) {
+    for (const std::string &name : range->files) {
       const std::string path = pathOf(session, name);
       const DataFile file = parseDataFile(readFile(path));
-      const std::vector<Finding> findings =
-          findingsOf(verify(file, std::time(nullptr)), clockOf(soundRecords(file), options->utc, options->local),
-                     options->files.size() > 1 ? path : "");
+      const std::vector<Finding> findings = findingsOf(
+          verify(file, std::time(nullptr)), clockOf(soundRecords(file), *range), range->files.size() > 1 ? path : "");
       files.append(summaryJsonOf(file, path));
       session.report(findings, "");
       if (!session.json) {
         print(printable(path) + ": " +
-              (file.refusals.empty() ? counted(static_cast<std::int64_t>(file.records.size()), "record")
+              (file.refusals.empty() ? counted(file.records.size(), "record")
                                      : "a recorder would put an empty history in its place") +
-              ", " +
-              (findings.empty() ? "nothing wrong" : counted(static_cast<std::int64_t>(findings.size()), "finding")) +
-              "\n");
+              ", " + (findings.empty() ? "nothing wrong" : counted(findings.size(), "finding")) + "\n");
       }
     }
     session.answer(object({{"files", files}}));
@@ -221,8 +203,8 @@ void addRepair(Command history, Session &session) {
     const std::size_t leftOut = file.records.size() - records.size();
     session.answer(object({{"file", options->output}, {"records", records.size()}, {"leftOut", leftOut}}));
     if (!session.json && options->output != "-") {
-      print(printable(options->output) + ": " + counted(static_cast<std::int64_t>(records.size()), "record") + ", " +
-            std::to_string(leftOut) + " left out\n");
+      print(printable(options->output) + ": " + counted(records.size(), "record") + ", " + std::to_string(leftOut) +
+            " left out\n");
     }
   });
 }

@@ -4,20 +4,15 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <utility>
+
+#include "vexora/history.h"
 
 namespace vexora::tool::history {
 namespace {
 
 using Bytes = std::span<const std::uint8_t>;
-
-std::uint16_t load16(Bytes bytes, std::size_t at) {
-  return static_cast<std::uint16_t>(bytes[at] | static_cast<unsigned>(bytes[at + 1]) << 8);
-}
-
-std::uint32_t load32(Bytes bytes, std::size_t at) {
-  return load16(bytes, at) | static_cast<std::uint32_t>(load16(bytes, at + 2)) << 16;
-}
 
 struct HeaderField {
   const char *name;
@@ -36,60 +31,49 @@ constexpr HeaderField kFields[] = {{"head", &Header::head, 0, kCapacity - 1},
 void readHeader(Bytes bytes, DataFile &file) {
   std::size_t at = 0;
   for (const HeaderField &field : kFields) {
-    const std::uint32_t value = load32(bytes, at);
-    file.header.*field.value = value;
+    std::uint32_t &value = file.header.*field.value;
+    std::memcpy(&value, &bytes[at], sizeof value);
     if (value < field.least || value > field.most) {
-      const std::string bound = std::string(field.least == field.most ? "must be " : "can be at most ");
-      file.refusals.push_back(
-          {"header",
-           at,
-           {},
-           std::string(field.name) + " is " + std::to_string(value) + ", " + bound + std::to_string(field.most)});
+      file.refusals.push_back({"header", at,
+                               format("%s is %u, %s %u", field.name, value,
+                                      field.least == field.most ? "must be" : "can be at most", field.most)});
     }
     at += sizeof value;
   }
 }
 
-Record readRecord(Bytes bytes, std::uint32_t number, bool hasSign) {
+Record readRecord(Bytes bytes, std::uint32_t slot, bool hasSign) {
   Record record;
-  record.slot = number;
-  const Bytes slot = bytes.subspan(record.offset(), kRecordSize);
-  const auto figure = [&](std::size_t at) {
-    const std::uint16_t low = load16(slot, at);
-    return hasSign ? static_cast<std::int16_t>(low) : int{low};
+  record.slot = slot;
+  vexora_history_record raw;
+  std::memcpy(&raw, &bytes[record.offset()], sizeof raw);
+  const auto figure = [&](std::uint16_t low) { return hasSign ? static_cast<std::int16_t>(low) : int{low}; };
+  const auto figures = [&](const vexora_history_statistics &hour) {
+    return Figures{figure(hour.average), figure(hour.maximum), figure(hour.minimum)};
   };
-  record.sensor7000 = {figure(0), figure(2), figure(4)};
-  record.sensor3009 = {figure(6), figure(8), figure(10)};
-  record.hour = load16(slot, 12);
-  record.day = load16(slot, 14);
-  record.month = load16(slot, 16);
-  record.year = load16(slot, 18);
-  record.firstTime = load32(slot, 20);
-  record.time = load32(slot, 24);
+  record.sensor7000 = figures(raw.sensor_7000);
+  record.sensor3009 = figures(raw.sensor_3009);
+  record.hour = raw.hour;
+  record.day = raw.day;
+  record.month = raw.month;
+  record.year = raw.year;
+  record.firstTime = raw.time;
+  record.time = raw.query_time;
   record.damage = damageOf(record);
   return record;
 }
 
-/// The slots of a file whose header says nothing, oldest first: from the first on, or from where the time falls most
-/// when no slot is empty, since a full ring overwrites its oldest records.
+/// The slots of a file whose header says nothing, oldest first: a full ring, which has no empty slot, begins anywhere.
 std::vector<Record> leftRecords(Bytes bytes, bool hasSign) {
   std::vector<Record> records;
-  const std::size_t slots = bytes.size() < kHeaderSize ? 0 : (bytes.size() - kHeaderSize) / kRecordSize;
-  for (std::uint32_t slot = 0; slot < std::min<std::size_t>(slots, kCapacity); ++slot) {
+  for (std::uint32_t slot = 0; slot < kCapacity && kHeaderSize + (slot + 1) * kRecordSize <= bytes.size(); ++slot) {
     records.push_back(readRecord(bytes, slot, hasSign));
   }
   if (std::erase_if(records, [](const Record &record) { return record.damage == kEmptySlot; }) == 0) {
-    std::size_t first = 0;
-    std::int64_t fall = 0;
-    std::size_t before = 0;
-    for (std::size_t i = 1; i < records.size(); ++i) {
-      if (records[before].time - records[i].time > fall && records[i].damage.empty()) {
-        fall = records[before].time - records[i].time;
-        first = i;
-      }
-      before = records[i].damage.empty() ? i : before;
-    }
-    std::rotate(records.begin(), records.begin() + static_cast<std::ptrdiff_t>(first), records.end());
+    const auto isOlder = [](const Record &a, const Record &b) {
+      return std::pair(!a.damage.empty(), a.time) < std::pair(!b.damage.empty(), b.time);
+    };
+    std::rotate(records.begin(), std::min_element(records.begin(), records.end(), isOlder), records.end());
   }
   return records;
 }
@@ -105,10 +89,7 @@ DataFile parseDataFile(Bytes bytes, const Reading &reading) {
   const bool hasHeader = bytes.size() >= kHeaderSize && file.refusals.empty();
   if (bytes.size() < kFileSize) {
     file.refusals.push_back(
-        {"size",
-         bytes.size(),
-         {},
-         "the file ends after " + std::to_string(bytes.size()) + " of " + std::to_string(kFileSize) + " bytes"});
+        {"size", bytes.size(), format("the file ends after %zu of %zu bytes", bytes.size(), kFileSize)});
   }
   if (hasHeader && (file.refusals.empty() || reading.salvage)) {
     for (std::uint32_t age = 0; age < file.header.count; ++age) {
@@ -142,17 +123,12 @@ std::vector<Record> soundRecords(const DataFile &file) {
 
 std::vector<std::uint8_t> dataFileOf(std::span<const Record> records, Bytes original) {
   const auto count = static_cast<std::uint32_t>(records.size());
-  std::vector<std::uint8_t> bytes;
-  for (const std::uint32_t value : {0U, (count + kCapacity - 1) % kCapacity, kRecordSize, kCapacity, count}) {
-    for (unsigned shift = 0; shift < 32; shift += 8) {
-      bytes.push_back(static_cast<std::uint8_t>(value >> shift));
-    }
+  const std::uint32_t header[] = {0, (count + kCapacity - 1) % kCapacity, kRecordSize, kCapacity, count};
+  std::vector<std::uint8_t> bytes(kFileSize);
+  std::memcpy(bytes.data(), header, sizeof header);
+  for (std::size_t i = 0; i < count; ++i) {
+    std::memcpy(&bytes[kHeaderSize + i * kRecordSize], &original[records[i].offset()], kRecordSize);
   }
-  for (const Record &record : records) {
-    const Bytes slot = original.subspan(record.offset(), kRecordSize);
-    bytes.insert(bytes.end(), slot.begin(), slot.end());
-  }
-  bytes.resize(kFileSize);
   return bytes;
 }
 
@@ -179,23 +155,20 @@ std::optional<Break> breakBetween(const Record &before, const Record &after) {
   const std::int64_t onTheWall = hours + (zoneOf(after) - zoneOf(before)) / kHour;
   hours = std::llabs(onTheWall - hours) <= 1 ? std::min(onTheWall, hours) : hours;
   const std::int64_t missing = hours - 1 - after.leftOut;
-  if (missing > 0) {
-    return Break{Break::kGap, before.time, after.time, missing * kHour};
+  if (missing <= 0 && after.leftOut == 0) {
+    return std::nullopt;
   }
-  return after.leftOut > 0 ? std::optional(Break{Break::kLeftOut, before.time, after.time, after.leftOut})
-                           : std::nullopt;
+  return missing > 0 ? Break{Break::kGap, before.time, after.time, missing * kHour}
+                     : Break{Break::kLeftOut, before.time, after.time, after.leftOut};
 }
 
 std::string wordsOf(const Break &found) {
-  switch (found.kind) {
-    case Break::kGap:
-      return duration(found.amount) + " without a record";
-    case Break::kLeftOut:
-      return counted(found.amount, "damaged record") + " left out";
-    default:
-      return std::string("the clock was set ") + (found.amount < 0 ? "back" : "forward") + " by " +
-             duration(std::llabs(found.amount));
+  if (found.kind != Break::kClock) {
+    return found.kind == Break::kGap ? duration(found.amount) + " without a record"
+                                     : counted(found.amount, "damaged record") + " left out";
   }
+  return std::string("the clock was set ") + (found.amount < 0 ? "back by " : "forward by ") +
+         duration(std::llabs(found.amount));
 }
 
 }  // namespace vexora::tool::history

@@ -63,8 +63,8 @@ inline constexpr Sensor kSensors[] = {{"0x7000", &Record::sensor7000}, {"0x3009"
 struct Damage {
   const char *kind;
   std::size_t offset;
-  std::optional<Record> record;  // unless it is the header's or the whole file's
   std::string text;
+  std::optional<Record> record = {};  // unless it is the header's or the whole file's
 };
 
 struct Header {

@@ -10,9 +10,7 @@
 #include <cairo.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <cstdio>
 #include <memory>
 
 #include "history/chart.h"
@@ -51,14 +49,6 @@ constexpr double kBandOpacity = 0.3;
 enum class Anchor { kStart, kMiddle, kEnd };
 constexpr const char *kAnchors[] = {"start", "middle", "end"};
 
-struct FreeSurface {
-  void operator()(cairo_surface_t *surface) const { cairo_surface_destroy(surface); }
-};
-struct FreeContext {
-  void operator()(cairo_t *context) const { cairo_destroy(context); }
-};
-using Surface = std::unique_ptr<cairo_surface_t, FreeSurface>;
-
 /// Names of files and sensors are the user's.
 std::string escaped(const std::string &text) {
   std::string escaped;
@@ -70,7 +60,7 @@ std::string escaped(const std::string &text) {
 
 class Pen {
  public:
-  Pen(cairo_surface_t *surface, Picture kind) : kind_(kind), context_(cairo_create(surface)) {}
+  Pen(cairo_surface_t *surface, Picture kind) : kind_(kind), context_(cairo_create(surface), cairo_destroy) {}
 
   [[nodiscard]] cairo_t *get() const { return context_.get(); }
   void use(const Colour &colour, double opacity = 1) const {
@@ -88,10 +78,9 @@ class Pen {
   /// Writes in ink.
   void text(double x, double y, Anchor anchor, double size, const std::string &words) {
     if (kind_ == Picture::kSvg) {
-      std::array<char, 128> start{};
-      std::snprintf(start.data(), start.size(), R"(<text x="%.1f" y="%.1f" font-size="%.0f" text-anchor="%s">)", x, y,
-                    size, kAnchors[static_cast<std::size_t>(anchor)]);
-      texts_ += start.data() + escaped(words) + "</text>\n";
+      texts_ += format(R"(<text x="%.1f" y="%.1f" font-size="%.0f" text-anchor="%s">)", x, y, size,
+                       kAnchors[static_cast<std::size_t>(anchor)]) +
+                escaped(words) + "</text>\n";
       return;
     }
     use(kInk);
@@ -106,7 +95,7 @@ class Pen {
 
  private:
   Picture kind_;
-  std::unique_ptr<cairo_t, FreeContext> context_;
+  std::unique_ptr<cairo_t, decltype(&cairo_destroy)> context_;
   std::string texts_;
 };
 
@@ -121,68 +110,69 @@ void drawCut(const Pen &pen, double left, double right, double top, double botto
 }
 
 /// One panel's place on the paper.
-class PanelDrawing {
- public:
-  PanelDrawing(Pen &pen, const Chart &chart, const Panel &panel, double top, double bottom, double right)
-      : pen_(pen), chart_(chart), panel_(panel), top_(top), bottom_(bottom), right_(right) {}
+struct PanelDrawing {
+  Pen &pen;
+  const Chart &chart;
+  const Panel &panel;
+  double top;
+  double bottom;
+  double right;
 
   void draw() {
     drawStripes();
     drawAxes();
-    for (std::size_t i = panel_.histories.size(); i-- > 0;) {  // the first one above the second
-      for (const auto &run : panel_.histories[i]) {
+    for (std::size_t i = panel.histories.size(); i-- > 0;) {  // the first one above the second
+      for (const auto &run : panel.histories[i]) {
         drawBand(run, kHistories[i]);
       }
-      for (const auto &run : panel_.histories[i]) {
+      for (const auto &run : panel.histories[i]) {
         drawAverage(run, kHistories[i]);
       }
     }
-    pen_.text(kLeft, top_ - 10, Anchor::kStart, kTextSize, panel_.heading);
+    pen.text(kLeft, top - 10, Anchor::kStart, kTextSize, panel.heading);
   }
 
- private:
-  [[nodiscard]] double x(double at) const { return kLeft + at * (right_ - kLeft); }
+  [[nodiscard]] double x(double at) const { return kLeft + at * (right - kLeft); }
   [[nodiscard]] double y(double value) const {
-    return bottom_ - (value - panel_.low) * (bottom_ - top_) / (panel_.high - panel_.low);
+    return bottom - (value - panel.low) * (bottom - top) / (panel.high - panel.low);
   }
 
-  /// On an axis of a year a gap of hours still shows as a line. Where the clock was set the axis is cut.
+  /// On an axis of a year a gap of hours still shows as a line.
   void drawStripes() {
-    for (const Stripe &stripe : chart_.stripes) {
-      if (stripe.kind == Mark::kStep) {
-        pen_.text(x((stripe.from + stripe.to) / 2), top_ - 4, Anchor::kMiddle, kTextSize - 2,
-                  stripe.seconds < 0 ? "set back" : "set forward");
-        continue;
+    for (const Stripe &stripe : chart.stripes) {
+      if (stripe.kind != Mark::kStep) {
+        pen.use(stripe.kind == Mark::kGap ? kGap : kLeftOut);
+        pen.fillRectangle(x(stripe.from), top, std::max(x(stripe.to), x(stripe.from) + 1), bottom);
       }
-      pen_.use(stripe.kind == Mark::kGap ? kGap : kLeftOut);
-      pen_.fillRectangle(x(stripe.from), top_, std::max(x(stripe.to), x(stripe.from) + 1), bottom_);
     }
   }
 
   void drawAxes() {
-    cairo_set_line_width(pen_.get(), 1);
-    for (int value = panel_.low; value <= panel_.high; value += panel_.step) {
-      pen_.use(kGrid);
-      pen_.line(kLeft, y(value), right_, y(value));
-      pen_.text(kLeft - 10, y(value) + kTextSize / 3, Anchor::kEnd, kTextSize, std::to_string(value));
+    cairo_set_line_width(pen.get(), 1);
+    for (int value = panel.low; value <= panel.high; value += panel.step) {
+      pen.use(kGrid);
+      pen.line(kLeft, y(value), right, y(value));
+      pen.text(kLeft - 10, y(value) + kTextSize / 3, Anchor::kEnd, kTextSize, std::to_string(value));
     }
     double end = 0;  // of the label before
-    for (const Tick &tick : chart_.ticks) {
-      pen_.use(kGrid);
-      pen_.line(x(tick.at), top_, x(tick.at), bottom_ + 5);
+    for (const Tick &tick : chart.ticks) {
+      pen.use(kGrid);
+      pen.line(x(tick.at), top, x(tick.at), bottom + 5);
       const double half = static_cast<double>(std::max(tick.label.size(), tick.date.size())) * kTextSize * kLetter / 2;
       if (x(tick.at) - half > end) {
-        pen_.text(x(tick.at), bottom_ + 20, Anchor::kMiddle, kTextSize, tick.label);
-        pen_.text(x(tick.at), bottom_ + 38, Anchor::kMiddle, kTextSize, tick.date);
+        pen.text(x(tick.at), bottom + 20, Anchor::kMiddle, kTextSize, tick.label);
+        pen.text(x(tick.at), bottom + 38, Anchor::kMiddle, kTextSize, tick.date);
         end = x(tick.at) + half;
       }
     }
-    pen_.use(kInk);
-    pen_.line(kLeft, top_, kLeft, bottom_);
-    pen_.line(kLeft, bottom_, right_, bottom_);
-    for (const Stripe &stripe : chart_.stripes) {
+    pen.use(kInk);
+    pen.line(kLeft, top, kLeft, bottom);
+    pen.line(kLeft, bottom, right, bottom);
+    for (const Stripe &stripe : chart.stripes) {
       if (stripe.kind == Mark::kStep) {
-        drawCut(pen_, x(stripe.from), x(stripe.to), top_ - 1, bottom_);
+        drawCut(pen, x(stripe.from), x(stripe.to), top - 1, bottom);
+        pen.text(x((stripe.from + stripe.to) / 2), top - 4, Anchor::kMiddle, kTextSize - 2,
+                 stripe.seconds < 0 ? "set back" : "set forward");
       }
     }
   }
@@ -190,58 +180,43 @@ class PanelDrawing {
   /// Along the maxima and back along the minima. One point alone gets a stroke's width.
   void drawBand(const std::vector<Point> &run, const Colour &colour) {
     const double half = run.size() == 1 ? 1.5 : 0;
-    cairo_move_to(pen_.get(), x(run.front().at) - half, y(run.front().maximum));
+    cairo_move_to(pen.get(), x(run.front().at) - half, y(run.front().maximum));
     for (const Point &point : run) {
-      cairo_line_to(pen_.get(), x(point.at) + half, y(point.maximum));
+      cairo_line_to(pen.get(), x(point.at) + half, y(point.maximum));
     }
     std::for_each(run.rbegin(), run.rend(),
-                  [&](const Point &point) { cairo_line_to(pen_.get(), x(point.at) + half, y(point.minimum)); });
-    cairo_line_to(pen_.get(), x(run.front().at) - half, y(run.front().minimum));
-    cairo_close_path(pen_.get());
-    pen_.use(colour, kBandOpacity);
-    cairo_fill(pen_.get());
+                  [&](const Point &point) { cairo_line_to(pen.get(), x(point.at) + half, y(point.minimum)); });
+    cairo_line_to(pen.get(), x(run.front().at) - half, y(run.front().minimum));
+    cairo_close_path(pen.get());
+    pen.use(colour, kBandOpacity);
+    cairo_fill(pen.get());
   }
 
   void drawAverage(const std::vector<Point> &run, const Colour &colour) {
-    pen_.use(colour);
+    pen.use(colour);
     if (run.size() == 1) {
-      cairo_arc(pen_.get(), x(run.front().at), y(run.front().average), 2, 0, 2 * M_PI);
-      cairo_fill(pen_.get());
+      cairo_arc(pen.get(), x(run.front().at), y(run.front().average), 2, 0, 2 * M_PI);
+      cairo_fill(pen.get());
       return;
     }
     for (const Point &point : run) {
-      cairo_line_to(pen_.get(), x(point.at), y(point.average));
+      cairo_line_to(pen.get(), x(point.at), y(point.average));
     }
-    cairo_set_line_width(pen_.get(), 1.5);
-    cairo_stroke(pen_.get());
+    cairo_set_line_width(pen.get(), 1.5);
+    cairo_stroke(pen.get());
   }
-
-  Pen &pen_;
-  const Chart &chart_;
-  const Panel &panel_;
-  double top_;
-  double bottom_;
-  double right_;
 };
 
 void drawMark(const Pen &pen, const Mark &mark, double left, double middle) {
   const double right = left + kSwatch;
-  switch (mark.kind) {
-    case Mark::kAverage:
-      pen.use(kHistories[mark.history]);
-      cairo_set_line_width(pen.get(), 3);
-      pen.line(left, middle, right, middle);
-      break;
-    case Mark::kStep:
-      drawCut(pen, left + kSwatch / 4, right - kSwatch / 4, middle - 6, middle + 6);
-      break;
-    default:
-      pen.use(mark.kind == Mark::kGap       ? kGap
-              : mark.kind == Mark::kLeftOut ? kLeftOut
-                                            : kHistories[mark.history],
-              mark.kind == Mark::kBand ? kBandOpacity : 1);
-      pen.fillRectangle(left, middle - 6, right, middle + 6);
+  if (mark.kind == Mark::kStep) {
+    drawCut(pen, left + kSwatch / 4, right - kSwatch / 4, middle - 6, middle + 6);
+    return;
   }
+  const Colour colours[] = {kHistories[mark.history], kHistories[mark.history], kGap, kLeftOut};
+  const double half = mark.kind == Mark::kAverage ? 1.5 : 6;
+  pen.use(colours[mark.kind], mark.kind == Mark::kBand ? kBandOpacity : 1);
+  pen.fillRectangle(left, middle - half, right, middle + half);
 }
 
 void draw(Pen &pen, const Chart &chart, const Size &size) {
@@ -258,7 +233,7 @@ void draw(Pen &pen, const Chart &chart, const Size &size) {
   const double height = (size.height - kTop) / static_cast<double>(chart.panels.size());
   double top = kTop;
   for (const Panel &panel : chart.panels) {
-    PanelDrawing(pen, chart, panel, top + kHeadingHeight, top + height - kTicksHeight, size.width - kMargin).draw();
+    PanelDrawing{pen, chart, panel, top + kHeadingHeight, top + height - kTicksHeight, size.width - kMargin}.draw();
     top += height;
   }
 }
@@ -274,39 +249,32 @@ void require(cairo_status_t status) {
   }
 }
 
-std::string drawSvg(const Chart &chart, const Size &size) {
-  std::string file;
-  const Surface surface(cairo_svg_surface_create_for_stream(append, &file, size.width, size.height));
-  Pen pen(surface.get(), Picture::kSvg);
-  draw(pen, chart, size);
-  cairo_surface_finish(surface.get());
-  require(cairo_surface_status(surface.get()));
-  const std::string style = "<g font-family=\"sans-serif\" fill=\"#333333\">\n";
-  file.insert(file.rfind("</svg>"), style + pen.texts() + "</g>\n");
-  file.insert(file.find('>', file.find("<svg")) + 1,
-              "\n<title>" + escaped(chart.name + ", " + chart.range) + "</title>");
-  return file;
-}
-
-std::string drawPng(const Chart &chart, const Size &size) {
-  std::string file;
-  const Surface surface(cairo_image_surface_create(CAIRO_FORMAT_RGB24, static_cast<int>(size.width * kPngScale),
-                                                   static_cast<int>(size.height * kPngScale)));
-  cairo_surface_set_device_scale(surface.get(), kPngScale, kPngScale);
-  Pen pen(surface.get(), Picture::kPng);
-  draw(pen, chart, size);
-  require(cairo_surface_write_to_png_stream(surface.get(), append, &file));
-  return file;
-}
-
 }  // namespace
 
 std::string drawPicture(Picture kind, std::span<const Selection> histories, std::span<const Heading> headings,
                         const Size &size) {
-  const ChartSize most{kMostHours, true, static_cast<int>(size.width / kTickWidth),
-                       static_cast<int>((size.height - kTop) / static_cast<double>(headings.size())) / kValueHeight};
-  const Chart chart = layOut(histories, headings, most);
-  return kind == Picture::kSvg ? drawSvg(chart, size) : drawPng(chart, size);
+  const auto panelHeight = static_cast<int>((size.height - kTop) / static_cast<double>(headings.size()));
+  const Chart chart = layOut(histories, headings,
+                             {kMostHours, true, static_cast<int>(size.width) / kTickWidth, panelHeight / kValueHeight});
+  std::string file;
+  const auto scaled = [](unsigned side) { return static_cast<int>(side * kPngScale); };
+  const std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy)> surface(
+      kind == Picture::kSvg ? cairo_svg_surface_create_for_stream(append, &file, size.width, size.height)
+                            : cairo_image_surface_create(CAIRO_FORMAT_RGB24, scaled(size.width), scaled(size.height)),
+      cairo_surface_destroy);
+  Pen pen(surface.get(), kind);
+  if (kind == Picture::kPng) {
+    cairo_scale(pen.get(), kPngScale, kPngScale);
+    draw(pen, chart, size);
+    require(cairo_surface_write_to_png_stream(surface.get(), append, &file));
+    return file;
+  }
+  draw(pen, chart, size);
+  cairo_surface_finish(surface.get());
+  require(cairo_surface_status(surface.get()));
+  file.insert(file.rfind("</svg>"), "<g font-family=\"sans-serif\" fill=\"#333333\">\n" + pen.texts() + "</g>\n");
+  return file.insert(file.find('>', file.find("<svg")) + 1,
+                     "\n<title>" + escaped(chart.name + ", " + chart.range) + "</title>");
 }
 
 }  // namespace vexora::tool::history

@@ -11,22 +11,6 @@ namespace {
 
 constexpr int kYellow = 33;
 
-struct Gaps {
-  unsigned number = 0;
-  std::int64_t seconds = 0;
-  unsigned clockSteps = 0;
-};
-
-Gaps gapsOf(const Selection &selection) {
-  Gaps gaps;
-  for (const Break &found : selection.breaks) {
-    gaps.number += found.kind == Break::kGap ? 1 : 0;
-    gaps.seconds += found.kind == Break::kGap ? found.amount : 0;
-    gaps.clockSteps += found.kind == Break::kClock ? 1 : 0;
-  }
-  return gaps;
-}
-
 struct Summary {
   Record lowest;   // the record that has the minimum
   Record highest;  // and the maximum
@@ -35,10 +19,8 @@ struct Summary {
 
 /// There is at least one record.
 Summary summarise(std::span<const Record> records, Figures Record::*sensor) {
-  const auto least = [&](const Record &a, const Record &b) { return (a.*sensor).minimum < (b.*sensor).minimum; };
-  const auto most = [&](const Record &a, const Record &b) { return (a.*sensor).maximum < (b.*sensor).maximum; };
-  Summary summary{*std::min_element(records.begin(), records.end(), least),
-                  *std::max_element(records.begin(), records.end(), most)};
+  Summary summary{*std::ranges::min_element(records, {}, [&](const Record &one) { return (one.*sensor).minimum; }),
+                  *std::ranges::max_element(records, {}, [&](const Record &one) { return (one.*sensor).maximum; })};
   for (const Record &record : records) {
     summary.average += (record.*sensor).average / static_cast<double>(records.size());
   }
@@ -58,12 +40,23 @@ Json momentJson(std::int64_t time, const Clock &clock) {
 Json breaksJson(const Selection &selection) {
   return list(selection.breaks, [&](const Break &found) {
     constexpr const char *kKinds[] = {"gap", "leftOut", "clock"};
-    constexpr const char *kAmounts[] = {"seconds", "records", "seconds"};
     return object({{"kind", kKinds[found.kind]},
+                   {"reason", wordsOf(found)},
                    {"from", momentJson(found.from, selection.clock)},
-                   {"to", momentJson(found.to, selection.clock)},
-                   {kAmounts[found.kind], found.amount}});
+                   {"to", momentJson(found.to, selection.clock)}});
   });
+}
+
+/// How many gaps there are, and their seconds.
+std::pair<unsigned, std::int64_t> gapsOf(const Selection &selection) {
+  std::pair<unsigned, std::int64_t> gaps;
+  for (const Break &found : selection.breaks) {
+    if (found.kind == Break::kGap) {
+      ++gaps.first;
+      gaps.second += found.amount;
+    }
+  }
+  return gaps;
 }
 
 std::string place(const Damage &damage, const Clock &clock) {
@@ -81,22 +74,23 @@ std::string tableOf(const Selection &selection) {
   std::string text = format("%-19s  %23s  %23s\n", "", "sensor 0x7000", "sensor 0x3009");
   text += format("%-19s  %7s %7s %7s  %7s %7s %7s\n", selection.clock.name(), "average", "min", "max", "average", "min",
                  "max");
-  auto next = selection.breaks.begin();
-  for (std::size_t i = 0; i <= selection.records.size(); ++i) {
-    for (; next != selection.breaks.end() && next->record == i; ++next) {
-      text += coloured("   " + wordsOf(*next), kYellow) + "\n";
-    }
-    if (i < selection.records.size()) {
-      const Record &record = selection.records[i];
-      text += format("%-19s", stamp(record.time, selection.clock).c_str());
+  std::size_t next = 0;  // of the records
+  const auto addRecords = [&](std::size_t end) {
+    for (; next < end; ++next) {
+      text += format("%-19s", stamp(selection.records[next].time, selection.clock).c_str());
       for (const Sensor &sensor : kSensors) {
-        const Figures &figures = record.*sensor.figures;
+        const Figures &figures = selection.records[next].*sensor.figures;
         text += format("  %7d %7d %7d", figures.average, figures.minimum, figures.maximum);
       }
       text += "\n";
     }
+  };
+  for (const Break &found : selection.breaks) {
+    addRecords(found.record);
+    text += coloured("   " + wordsOf(found), kYellow) + "\n";
   }
-  return text + counted(static_cast<std::int64_t>(selection.records.size()), "record") + "\n";
+  addRecords(selection.records.size());
+  return text + counted(selection.records.size(), "record") + "\n";
 }
 
 std::string csvOf(const Selection &selection) {
@@ -133,15 +127,14 @@ Json jsonOf(const Selection &selection) {
 
 std::string statisticsOf(const Selection &selection) {
   const std::vector<Record> &records = selection.records;
-  const Gaps gaps = gapsOf(selection);
+  const auto [gaps, seconds] = gapsOf(selection);
   std::string text = "records  " + std::to_string(records.size());
   if (!records.empty()) {
     text += ", " + stamp(records.front().time, selection.clock) + " to " + stamp(records.back().time, selection.clock) +
             ", " + selection.clock.name();
   }
-  text += "\ngaps     " + (gaps.number == 0 ? "none"
-                                            : std::to_string(gaps.number) + ", together " + duration(gaps.seconds) +
-                                                  " without a record");
+  text += "\ngaps     " +
+          (gaps == 0 ? "none" : std::to_string(gaps) + ", together " + duration(seconds) + " without a record");
   for (const Break &found : selection.breaks) {
     if (found.kind == Break::kClock) {
       text += "\nclock    " + wordsOf(found) + " after " + stamp(found.from, selection.clock);
@@ -163,12 +156,11 @@ std::string statisticsOf(const Selection &selection) {
 
 Json statisticsJsonOf(const Selection &selection) {
   const std::vector<Record> &records = selection.records;
-  const Gaps gaps = gapsOf(selection);
+  const auto [gaps, seconds] = gapsOf(selection);
   Json document = object({{"file", selection.path},
                           {"records", records.size()},
-                          {"gaps", gaps.number},
-                          {"missingHours", gaps.seconds / kHour},
-                          {"clockSteps", gaps.clockSteps},
+                          {"gaps", gaps},
+                          {"missingHours", seconds / kHour},
                           {"breaks", breaksJson(selection)}});
   if (records.empty()) {
     return document;

@@ -52,16 +52,16 @@ std::string pathOf(const Session &session, const std::string &file) {
   return file.empty() ? session.path(kDataFile) : file;
 }
 
-Clock clockOf(const std::vector<Record> &sound, bool utc, bool local) {
-  Clock clock{utc ? Clock::kUtc : local ? Clock::kLocal : Clock::kBoard};
+Clock clockOf(const std::vector<Record> &sound, const Range &range) {
+  Clock clock{range.utc ? Clock::kUtc : range.local ? Clock::kLocal : Clock::kBoard};
   for (const Record &record : sound) {
     clock.zones[record.time] = zoneOf(record);
   }
   return clock;
 }
 
-Selection select(const Session &session, const Range &range) {
-  const std::string path = pathOf(session, range.file);
+Selection select(const Session &session, const Range &range, const std::string &name) {
+  const std::string path = pathOf(session, name);
   const DataFile file = parseDataFile(readFile(path), range.reading);
   if (!file.refusals.empty() && !range.reading.salvage) {
     throw Failure(kFinding, printable(path) + ": " + file.refusals.front().text +
@@ -69,10 +69,10 @@ Selection select(const Session &session, const Range &range) {
   }
   Selection selection;
   selection.path = path;
-  selection.name = nameOf(session, range.file);
+  selection.name = nameOf(session, name);
   selection.records = soundRecords(file);
   selection.leftOut = file.refusals;
-  selection.clock = clockOf(selection.records, range.utc, range.local);
+  selection.clock = clockOf(selection.records, range);
   const std::int64_t newest = selection.records.empty() ? std::time(nullptr) : selection.records.back().time;
   for (const auto &[text, end] : {std::pair(&range.from, &selection.from), std::pair(&range.to, &selection.to)}) {
     if (!text->empty()) {
@@ -91,7 +91,7 @@ Selection select(const Session &session, const Range &range) {
     if (record.damage.empty()) {
       before = record.time;
     } else if (!before || !isOutside(*before)) {
-      selection.leftOut.push_back({"record", record.offset(), record, record.damage});
+      selection.leftOut.push_back({"record", record.offset(), record.damage, record});
     }
   }
   std::erase_if(selection.records, [&](const Record &record) { return isOutside(record.time); });

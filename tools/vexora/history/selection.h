@@ -15,7 +15,7 @@ namespace vexora::tool::history {
 
 /// What was asked for, as it was written.
 struct Range {
-  std::string file;  // empty for the board's own
+  std::vector<std::string> files{""};  // empty for the board's own
   std::string from;
   std::string to;
   bool utc = false;
@@ -36,9 +36,10 @@ struct Selection {
 
 std::string pathOf(const Session &session, const std::string &file);
 
-Clock clockOf(const std::vector<Record> &sound, bool utc, bool local);
+Clock clockOf(const std::vector<Record> &sound, const Range &range);
 
-/// Throws Failure: a file that can't be read, one that is damaged as a whole unless salvaged, a wrong range.
-Selection select(const Session &session, const Range &range);
+/// Of one of the files. Throws Failure: a file that can't be read, one that is damaged as a whole unless salvaged, a
+/// wrong range.
+Selection select(const Session &session, const Range &range, const std::string &name);
 
 }  // namespace vexora::tool::history

@@ -46,18 +46,8 @@ std::int64_t zoneAt(std::int64_t time, const Clock &clock) {
   return after == clock.zones.begin() ? after->second : std::prev(after)->second;
 }
 
-std::int64_t unitOf(char letter) {
-  switch (letter) {
-    case 'h':
-      return kHour;
-    case 'd':
-      return kDay;
-    case 'w':
-      return 7 * kDay;
-    default:
-      return 0;
-  }
-}
+/// An hour, a day or a week; 0 for another letter.
+std::int64_t unitOf(char letter) { return letter == 'h' ? kHour : letter == 'd' ? kDay : letter == 'w' ? 7 * kDay : 0; }
 
 std::optional<std::int64_t> parseDate(std::string text, const Clock &clock) {
   if (text.ends_with('Z')) {
@@ -116,10 +106,6 @@ std::string isoStamp(std::int64_t time, const Clock &clock) {
   constexpr const char *kForms[] = {"%Y-%m-%dT%H:%M:%SZ", "%Y-%m-%dT%H:00", "%Y-%m-%dT%H:%M:%S%z"};
   std::string text = formatted(breakDown(time, clock), kForms[clock.kind]);
   return clock.kind == Clock::kLocal ? text.insert(text.size() - 2, ":") : text;
-}
-
-std::string counted(std::int64_t number, const char *unit) {
-  return std::to_string(number) + " " + unit + (number == 1 ? "" : "s");
 }
 
 std::string duration(std::int64_t seconds) {

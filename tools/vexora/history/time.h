@@ -3,6 +3,7 @@
 // Moments as people write and read them: in UTC, in the board's time or in this machine's.
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <ctime>
 #include <map>
@@ -36,7 +37,9 @@ std::string stamp(std::int64_t time, const Clock &clock);
 std::string isoStamp(std::int64_t time, const Clock &clock);
 
 /// "1 record", "2 records".
-std::string counted(std::int64_t number, const char *unit);
+std::string counted(std::integral auto number, const char *unit) {
+  return std::to_string(number) + " " + unit + (number == 1 ? "" : "s");
+}
 
 /// "5 hours", "2 days and 3 hours".
 std::string duration(std::int64_t seconds);

@@ -21,27 +21,22 @@ std::vector<Damage> checkWhole(const DataFile &file) {
   }
   if (file.size > kFileSize) {
     findings.push_back(
-        {"size",
-         kFileSize,
-         {},
-         text(static_cast<std::int64_t>(file.size - kFileSize)) + " bytes after the last slot, which nobody reads"});
+        {"size", kFileSize, format("%zu bytes after the last slot, which nobody reads", file.size - kFileSize)});
   }
-  const Header &header = file.header;
-  const std::uint32_t head = header.count < kCapacity ? 0 : (header.tail + 1) % kCapacity;
-  if (header.head != head) {
-    findings.push_back({"ring",
-                        0,
-                        {},
-                        "head is " + text(header.head) + "; with " + text(header.count) + " records and tail " +
-                            text(header.tail) + " it should be " + text(head)});
+  const std::uint32_t ringHead = file.header.head;
+  const std::uint32_t ringTail = file.header.tail;
+  const std::uint32_t count = file.header.count;
+  const std::uint32_t head = count < kCapacity ? 0 : (ringTail + 1) % kCapacity;
+  if (ringHead != head) {
+    findings.push_back(
+        {"ring", 0,
+         format("head is %u; with %u records and tail %u it should be %u", ringHead, count, ringTail, head)});
   }
-  const std::uint32_t tail = (header.head + header.count + kCapacity - 1) % kCapacity;
-  if (header.tail != tail) {
-    findings.push_back({"ring",
-                        4,
-                        {},
-                        "tail is " + text(header.tail) + "; with " + text(header.count) + " records from slot " +
-                            text(header.head) + " on the newest is in slot " + text(tail)});
+  const std::uint32_t tail = (ringHead + count + kCapacity - 1) % kCapacity;
+  if (ringTail != tail) {
+    findings.push_back({"ring", 4,
+                        format("tail is %u; with %u records from slot %u on the newest is in slot %u", ringTail, count,
+                               ringHead, tail)});
   }
   return findings;
 }
@@ -64,8 +59,7 @@ std::string timeDamage(const Record &record) {
   if (record.firstTime != record.time) {
     return "its two times differ: " + text(record.firstTime) + " and " + text(record.time);
   }
-  const std::string date =
-      text(record.year) + "-" + text(record.month) + "-" + text(record.day) + ", hour " + text(record.hour);
+  const std::string date = format("%u-%u-%u, hour %u", record.year, record.month, record.day, record.hour);
   const std::optional<std::int64_t> wall = wallClock(record);
   if (!wall) {
     return "no such date: " + date;
@@ -82,8 +76,8 @@ std::string figuresDamage(const Record &record) {
   for (const Sensor &sensor : kSensors) {
     const Figures &figures = record.*sensor.figures;
     if (!isInOrder(figures)) {
-      return std::string("sensor ") + sensor.name + " out of order: minimum " + text(figures.minimum) + ", average " +
-             text(figures.average) + ", maximum " + text(figures.maximum);
+      return format("sensor %s out of order: minimum %d, average %d, maximum %d", sensor.name, figures.minimum,
+                    figures.average, figures.maximum);
     }
   }
   return "";
@@ -92,7 +86,7 @@ std::string figuresDamage(const Record &record) {
 /// Compares a record with the sound one before it.
 void compare(const Record &before, const Record &record, std::vector<Damage> &findings) {
   const auto found = [&](const char *kind, const std::string &what) {
-    findings.push_back({kind, record.offset(), record, what});
+    findings.push_back({kind, record.offset(), what, record});
   };
   const std::string since = " after record " + text(before.age);
   const std::optional<Break> pause = breakBetween(before, record);
@@ -126,7 +120,7 @@ std::vector<Damage> verify(const DataFile &file, std::int64_t now) {
   std::size_t next = 0;  // of the sound ones
   for (const Record &record : file.records) {
     if (!record.damage.empty()) {
-      findings.push_back({"record", record.offset(), record, record.damage});
+      findings.push_back({"record", record.offset(), record.damage, record});
       continue;
     }
     if (next > 0) {
@@ -136,8 +130,9 @@ std::vector<Damage> verify(const DataFile &file, std::int64_t now) {
   }
   if (!sound.empty() && sound.back().time > now) {
     findings.push_back(
-        {"clock", sound.back().offset(), sound.back(),
-         duration(sound.back().time - now) + " ahead of this machine's clock: a recorder here would give up the file"});
+        {"clock", sound.back().offset(),
+         duration(sound.back().time - now) + " ahead of this machine's clock: a recorder here would give up the file",
+         sound.back()});
   }
   return findings;
 }
