@@ -65,9 +65,8 @@ TEST_F(HistoryTool, ListsAndSumsUpARange) {
   EXPECT_EQ(count(table.text, "\n4 records\n"), 1U) << table.text;
 
   const Answer sums = history("stats");
-  EXPECT_EQ(
-      count(sums.text, "records  43, 2024-02-29 12:00 to 2024-03-02 11:00, the board's hour\ngaps +1, together 5"), 1U)
-      << sums.text;
+  EXPECT_EQ(count(sums.text, "records  43, 2024-02-29 12:00 to 2024-03-02 11:00, the board's hour\n"), 1U) << sums.text;
+  EXPECT_EQ(count(sums.text, "gaps     1, together 5 hours"), 1U);
   // (0 to 47 without 10 to 14) / 43 = 24.8
   EXPECT_EQ(count(sums.text, "0x7000 +324.8  270 +2024-02-29 12:00      377 +2024-03-02 11:00"), 1U) << sums.text;
 
@@ -104,10 +103,8 @@ TEST_F(HistoryTool, ReportsDamageWithItsPlaceAndTouchesNothing) {
       {"another day", [](Image &image) { image.slots[4].day = 3; }, "record: record 4, .*in no time zone"},
       {"never written", [](Image &image) { image.slots[5] = {}; }, "record: record 5, .*an empty slot"},
       {"figures", [](Image &image) { image.slots[6].sensor_3009.minimum = 99; }, "record: record 6, .*0x3009 out of"},
-      {"swapped", [](Image &image) { std::swap(image.slots[7], image.slots[8]); },
-       "order: record 8, .*set back by 1 hour"},
-      {"set ahead", [](Image &image) { image.push(recordOf(1'800'000'000, 300, 24)); },
-       "clock: record 43, .*set forward by 10"},
+      {"swapped", [](Image &image) { std::swap(image.slots[7], image.slots[8]); }, "order: record 8, .*back by 1 hour"},
+      {"set ahead", [](Image &image) { image.push(recordOf(1'800'000'000, 300, 24)); }, "clock: record 43, .*ward by"},
       {"other zone", [](Image &image) { image.slots[42].hour = 3; }, "clock: record 42, .*moved 8 hours back"},
       {"gap only", [](Image &) {}, "gap: record 10, slot 10, offset 300, .*: 5 hours without a record"}};
   for (const Damage &damage : damages) {
@@ -125,42 +122,35 @@ TEST_F(HistoryTool, ReportsDamageWithItsPlaceAndTouchesNothing) {
   EXPECT_EQ(history("stats").status, 1);
 }
 
-// One answer of the list, of the sums and of the chart.
-TEST_F(HistoryTool, LeavesOutDamageAndKeepsAnswersRight) {
+TEST_F(HistoryTool, ListsSumsAndDrawsWithoutDamageAndWithEveryBreak) {
   struct Case {
-    const char *what;
-    std::function<void(Image &)> make;
+    Image image;
     const char *range;
     int status;
     const char *shown;
     const char *summed;
     const char *drawn;
   };
+  Image wild = twoDays();
+  wild.slots[20].sensor_7000.average = 60000;
+  const Image back = twoDays().push(recordOf(kNoon, 300, 24));
+  const Image one = Image().push(recordOf(kNoon, 300, 24));
+  const Image from1970 = Image().push(recordOf(kHour, 300, 24)).push(one.slots[0]);
   const Case cases[] = {
-      {"wild average", [](Image &image) { image.slots[20].sensor_7000.average = 60000; }, "", 1,
-       "\n   1 damaged record left out\n", "42,.*\ngaps +1, [^#]*7000 +324.8[^#]*\nrecord: record 20", " x damaged re"},
-      {"clock of 1970", [](Image &image) { image = Image().push(recordOf(kHour, 300, 24)).push(image.slots[0]); }, "",
-       0, "   the clock was set forward by 19782 days", "\ngaps +none\nclock [^\n]*after 1970-01-01 01:00",
-       "/ the clock"},
-      {"set back", [](Image &image) { image.push(recordOf(kNoon, 300, 24)); }, "", 0,
-       "11:00 [^\n]*\n   the clock was set back by 1 day and 23 hours\n", "\nclock [^\n]*back by 1 day", "/ the clock"},
-      {"early edge", [](Image &image) { image = Image().push(image.slots[0]); }, "--from 2024-02-29", 0,
-       "hour .*\n   12 hours without a record\n2024", "\ngaps +1, together 12 hours", "\\. no records"},
-      {"late edge", [](Image &image) { image = Image().push(image.slots[0]); }, "--to '2024-02-29 15:00'", 0,
-       "\n   2 hours without a record\n1 r", "\ngaps +1, together 2 hours", "\\. no records"},
-      {"no edge", [](Image &image) { image = Image().push(image.slots[0]); },
-       "--from '2024-02-29 11:30' --to '2024-02-29 13:00'", 0, "24      22      26\n1 record", "\ngaps +none",
-       "um\n\nSensor 0x7000"}};
-  for (const Case &one : cases) {
-    SCOPED_TRACE(one.what);
-    Image image = twoDays();
-    one.make(image);
-    write(kDataFile, image.bytes());
-    for (const auto &[command, expected] :
-         {std::pair("show ", one.shown), std::pair("stats ", one.summed), std::pair("plot ", one.drawn)}) {
-      const Answer answer = history(command + std::string(one.range));
-      EXPECT_EQ(answer.status, one.status);
-      EXPECT_EQ(count(answer.text, expected), 1U) << answer.text;
+      {wild, "", 1, "   1 damaged record left out", "42,.*\ngaps +1, [^#]*324.8[^#]*\nrecord: record 20", " x damaged"},
+      {from1970, "", 0, "   the clock was set forward by 19782 days", "none\nclock [^\n]*1970-01-01 01:00", "/ the cl"},
+      {back, "", 0, "11:00 [^\n]*\n   the clock was set back by 1 day", "\nclock [^\n]*back by 1 day", "/ the clock"},
+      {one, "--from 2024-02-29", 0, "\n   12 hours without a record\n2024", "gaps +1, together 12 h", "\\. no records"},
+      {one, "--to @1709218800", 0, "\n   2 hours without a record\n1 r", "gaps +1, together 2 h", "\\. no records"},
+      {one, "--from @1709206200 --to @1709211600", 0, "330 .*26\n1 record", "gaps +none", "maximum\n\nSensor 0x7000"}};
+  for (const Case &expected : cases) {
+    SCOPED_TRACE(expected.shown);
+    write(kDataFile, expected.image.bytes());
+    for (const auto &[command, text] : {std::pair("show ", expected.shown), std::pair("stats ", expected.summed),
+                                        std::pair("plot ", expected.drawn)}) {
+      const Answer answer = history(command + std::string(expected.range));
+      EXPECT_EQ(answer.status, expected.status);
+      EXPECT_EQ(count(answer.text, text), 1U) << answer.text;
     }
   }
 }
@@ -173,8 +163,7 @@ TEST_F(HistoryTool, ShowsTheBoardsHourOrUtcOrThisMachines) {
        {std::tuple("", "the board's hour .*\n2024-02-29 17:00 ", "\"board\": ?\"2024-02-29T17:00\""),
         std::tuple("--from '2024-02-29 17:00'", "\n1 record\n", "\"board\""),
         std::tuple("--utc", "UTC .*\n2024-02-29 12:00:05 ", "\"utc\": ?\"2024-02-29T12:00:05Z\""),
-        std::tuple("--local", "this machine's time .*\n2024-02-29 09:00:05",
-                   "\"local\": ?\"2024-02-29T09:00:05-03:00")}) {
+        std::tuple("--local", "machine's time .*\n2024-02-29 09:00:05", "\"local\": ?\"2024-02-29T09:00:05-03:00")}) {
     const std::string command = "TZ=XXX3 " VEXORA_TOOL " history show " + std::string(option);
     EXPECT_EQ(count(shell(command).text, text), 1U) << shell(command).text;
     EXPECT_EQ(count(shell(command + " --json").text, json), 1U);
@@ -188,26 +177,21 @@ TEST_F(HistoryTool, SalvagesAndRepairsWhatIsLeft) {
   full.capacity = 1;
   Image worn = twoDays();
   worn.slots[20].time = 1;
-  for (const auto &[what, bytes, records] :
-       {std::tuple("cut", twoDays().bytes().substr(0, 1000), 35), std::tuple("head", head.bytes(), 43),
-        std::tuple("full ring", full.bytes(), 8760), std::tuple("a record", worn.bytes(), 42)}) {
-    SCOPED_TRACE(what);
-    write("/tmp/history.dat", bytes);
-    const std::string number = std::to_string(records);
-    EXPECT_EQ(count(history("stats --salvage /tmp/history.dat").text, "records +" + number + ",.*\ngaps.*\n\n"), 1U);
-    EXPECT_EQ(history("repair /tmp/history.dat -o /tmp/repaired.dat").status, 0);
-    const Answer answer = history("verify /tmp/repaired.dat " + kDataFile);
-    EXPECT_EQ(count(answer.text, "/tmp/repaired.dat: " + number + " records"), 1U) << answer.text;
+  for (const auto &[bytes, records] :
+       {std::pair(twoDays().bytes().substr(0, 1000), "35"), std::pair(head.bytes(), "43"),
+        std::pair(full.bytes(), "8760"), std::pair(worn.bytes(), "42")}) {
+    SCOPED_TRACE(records);
+    write("/tmp/cut.dat", bytes);
+    EXPECT_EQ(count(history("stats --salvage /tmp/cut.dat").text, "records +" + std::string(records) + ",.*\ngaps"),
+              1U);
+    EXPECT_EQ(history("repair /tmp/cut.dat -o /tmp/new.dat").status, 0);
+    const Answer answer = history("verify /tmp/new.dat " + kDataFile);
+    EXPECT_EQ(count(answer.text, "/tmp/new.dat: " + std::string(records) + " records"), 1U) << answer.text;
     EXPECT_EQ(count(answer.text, "(record|order|header|size|ring|clock): "), 0U) << answer.text;
     EXPECT_EQ(count(answer.text, kDataFile + ": 43 records, 1 finding"), 1U);
   }
-}
-
-TEST_F(HistoryTool, FindsNothingWrongWithAFullRing) {
   write(kDataFile, fullRing().bytes());
-  const Answer answer = history("verify");
-  EXPECT_EQ(answer.status, 0);
-  EXPECT_EQ(count(answer.text, "8760 records, nothing wrong"), 1U) << answer.text;
+  EXPECT_EQ(history("verify").text, kDataFile + ": 8760 records, nothing wrong\n");
 }
 
 #if VEXORA_TOOLS_PLOT
@@ -219,9 +203,8 @@ TEST_F(HistoryTool, DrawsBothSensorsWithTheirGap) {
   EXPECT_EQ(count(svg, "stroke-width:1.5;[^/]*stroke:rgb\\(10%,35%,70%"), 2U * 2);
   EXPECT_EQ(count(svg, "fill:rgb\\(10%,35%,70%\\);fill-opacity:0.3;\" d=\"M "), 2U * 2 + 1);
   // The inlet goes up and down each hour: every record shows as a point, 10 before the gap and 33 after.
-  for (const char *turns : {"{9}", "{32}"}) {
-    EXPECT_EQ(count(svg, std::string("stroke-width:1.5;[^/]*10%,35%,70%[^/]* d=\"M [^L\"]*(L [^L\"]*)") + turns + '"'),
-              2U);
+  for (const char *turns : {"{9}\"", "{32}\""}) {
+    EXPECT_GE(count(svg, std::string("stroke-width:1.5;[^/]*10%,35%,70%[^/]* d=\"M [^L\"]*(L [^L\"]*)") + turns), 1U);
   }
   EXPECT_EQ(count(svg, "fill:rgb\\(95%,93%,80%\\)"), 2U + 1);  // in each panel, and in the legend
   for (const char *label : {"Sensor 0x7000", "Sensor 0x3009: Inlet, &lt;°C>", "hourly average", "minimum to maximum",

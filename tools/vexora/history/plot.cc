@@ -21,7 +21,7 @@ namespace {
 constexpr double kLeft = 80;
 constexpr double kMargin = 60;
 constexpr double kTop = 85;            // below the title and the legend
-constexpr double kHeadingHeight = 32;  // above a panel
+constexpr double kHeadingHeight = 40;  // above a panel
 constexpr double kTicksHeight = 55;    // below
 constexpr double kTextSize = 14;
 constexpr double kTitleSize = 18;
@@ -129,7 +129,7 @@ struct PanelDrawing {
         drawAverage(run, kHistories[i]);
       }
     }
-    pen.text(kLeft, top - 10, Anchor::kStart, kTextSize, panel.heading);
+    pen.text(kLeft, top - 20, Anchor::kStart, kTextSize, panel.heading);
   }
 
   [[nodiscard]] double x(double at) const { return kLeft + at * (right - kLeft); }
