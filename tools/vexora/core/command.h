@@ -27,7 +27,7 @@ class Option {
   Option &isOneOf(const std::vector<std::string> &words);
   Option &isBetween(unsigned lowest, unsigned highest);
   Option &takes(int least, int most);  // words
-  Option &repeats();  // one word each time
+  Option &repeats();                   // one word each time
   Option &excludes(const Option &other);
   Option &proposes(std::vector<std::string> words);  // for completion: other values are allowed, too
   [[nodiscard]] bool isGiven() const;

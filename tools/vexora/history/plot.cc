@@ -28,7 +28,7 @@ constexpr double kTitleSize = 18;
 constexpr double kLetter = 0.6;  // a letter's width at the most, of its height
 constexpr double kSwatch = 25;
 constexpr double kPngScale = 2;  // for sharp lines on today's screens
-constexpr int kTickWidth = 110;
+constexpr int kTickDistance = 110;
 constexpr int kValueHeight = 45;
 // More hours than this would be closer than the eye can part them: then a point stands for a day.
 constexpr std::int64_t kMostHours = 1000;
@@ -178,7 +178,7 @@ struct PanelDrawing {
   }
 
   /// Along the maxima and back along the minima. One point alone gets a stroke's width.
-  void drawBand(const std::vector<Point> &run, const Colour &colour) {
+  void drawBand(const std::vector<Point> &run, const Colour &colour) const {
     const double half = run.size() == 1 ? 1.5 : 0;
     cairo_move_to(pen.get(), x(run.front().at) - half, y(run.front().maximum));
     for (const Point &point : run) {
@@ -192,7 +192,7 @@ struct PanelDrawing {
     cairo_fill(pen.get());
   }
 
-  void drawAverage(const std::vector<Point> &run, const Colour &colour) {
+  void drawAverage(const std::vector<Point> &run, const Colour &colour) const {
     pen.use(colour);
     if (run.size() == 1) {
       cairo_arc(pen.get(), x(run.front().at), y(run.front().average), 2, 0, 2 * M_PI);
@@ -254,8 +254,9 @@ void require(cairo_status_t status) {
 std::string drawPicture(Picture kind, std::span<const Selection> histories, std::span<const Heading> headings,
                         const Size &size) {
   const auto panelHeight = static_cast<int>((size.height - kTop) / static_cast<double>(headings.size()));
-  const Chart chart = layOut(histories, headings,
-                             {kMostHours, true, static_cast<int>(size.width) / kTickWidth, panelHeight / kValueHeight});
+  const Chart chart =
+      layOut(histories, headings,
+             {kMostHours, true, static_cast<int>(size.width) / kTickDistance, panelHeight / kValueHeight});
   std::string file;
   const auto scaled = [](unsigned side) { return static_cast<int>(side * kPngScale); };
   const std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy)> surface(
