@@ -160,10 +160,10 @@ TEST_F(HistoryTool, ShowsTheBoardsHourOrUtcOrThisMachines) {
   record.hour = 17;
   write(kDataFile, Image().push(record).bytes());
   for (const auto &[option, text, json] :
-       {std::tuple("", "the board's hour .*\n2024-02-29 17:00 ", "\"board\": ?\"2024-02-29T17:00\""),
-        std::tuple("--from '2024-02-29 17:00'", "\n1 record\n", "\"board\""),
-        std::tuple("--utc", "UTC .*\n2024-02-29 12:00:05 ", "\"utc\": ?\"2024-02-29T12:00:05Z\""),
-        std::tuple("--local", "machine's time .*\n2024-02-29 09:00:05", "\"local\": ?\"2024-02-29T09:00:05-03:00")}) {
+       {std::tuple("", "the board's hour .*\n2024-02-29 17:00 ", R"("board": ?"2024-02-29T17:00")"),
+        std::tuple("--from '2024-02-29 17:00'", "\n1 record\n", R"("board")"),
+        std::tuple("--utc", "UTC .*\n2024-02-29 12:00:05 ", R"("utc": ?"2024-02-29T12:00:05Z")"),
+        std::tuple("--local", "machine's time .*\n2024-02-29 09:00:05", R"("local": ?"2024-02-29T09:00:05-03:00)")}) {
     const std::string command = "TZ=XXX3 " VEXORA_TOOL " history show " + std::string(option);
     EXPECT_EQ(count(shell(command).text, text), 1U) << shell(command).text;
     EXPECT_EQ(count(shell(command + " --json").text, json), 1U);
