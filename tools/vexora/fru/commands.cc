@@ -27,27 +27,28 @@ constexpr const char *kShow =
     "(first on 2027-11-24): of the dates that a count means, the latest that is not in the future is shown. With "
     "--json it is a description that `vexora fru build` makes the same image from.";
 
-constexpr int kStatusOfFirstClass = 10;  // as the help numbers them
-
 constexpr const char *kVerify =
-    "Checks a FRU image: each checksum, each area's bounds, overlaps, the fields' ends, what bytes mean, and space "
-    "that should be empty. A fault is told with its class, place and offset, and makes the exit status 1; with "
-    "--status-by-class it is the number of the first class here that there is a fault of:\n"
-    "  10  size              too short for a header, or larger than 1 MiB\n"
-    "  11  header-version    the header's format is not known; no area is read\n"
-    "  12  header-checksum   \n"
-    "  13  reserved          bits are set that have to be 0\n"
-    "  14  area-bounds       an area begins or ends beyond the image, or has no length\n"
-    "  15  area-overlap      an area begins inside another one\n"
-    "  16  area-version      an area's format is not known; it is not read\n"
-    "  17  area-checksum     \n"
-    "  18  field-end         a field runs past its area, or the end marker is missing or too early\n"
-    "  19  field-encoding    bytes have no meaning in a field's encoding\n"
-    "  20  record-bounds     a multi-record runs past the image\n"
-    "  21  record-checksum   of its header, behind which nothing is read, or of its data\n"
-    "  22  record-version    a multi-record's format is not known\n"
-    "  23  record-end        no multi-record is marked as the last\n"
-    "  24  unused-space      not 00h behind an area's fields, or neither 00h nor FFh where no area is";
+    "Checks FRU images: each checksum, each area's bounds, overlaps, the fields' ends, what bytes mean, and space "
+    "that should be empty. A fault is reported with its kind, place and offset:\n"
+    "  size              too short for a header, or larger than 1 MiB\n"
+    "  header-version    the header's format is not known; no area is read\n"
+    "  header-checksum   \n"
+    "  reserved          bits are set that have to be 0\n"
+    "  area-bounds       an area begins or ends beyond the image, or has no length\n"
+    "  area-overlap      an area begins inside another one\n"
+    "  area-version      an area's format is not known; it is not read\n"
+    "  area-checksum     \n"
+    "  field-end         a field runs past its area, or the end marker is missing or too early\n"
+    "  field-encoding    bytes have no meaning in a field's encoding\n"
+    "  record-bounds     a multi-record runs past the image\n"
+    "  record-checksum   of its header, after which nothing is read, or of its data\n"
+    "  record-version    a multi-record's format is not known\n"
+    "  record-end        no multi-record is marked as the last\n"
+    "  unused-space      not 00h after an area's fields, or neither 00h nor FFh where no area is";
+
+constexpr const char *kDiff =
+    "Shows what differs between two FRU images, under the names that `vexora fru set` takes. A difference makes the "
+    "exit status 1.";
 
 constexpr const char *kBuild =
     "Makes a FRU image from a JSON description, such as `vexora fru show --json` gives. Areas stand in the order of "
@@ -73,7 +74,7 @@ struct Arguments {
   std::string encoding;
   std::string asOf;
   bool grow = false;
-  bool statusByClass = false;
+  std::vector<std::string> images;
 };
 
 Minute today(const Arguments &arguments) {
@@ -93,19 +94,23 @@ void show(Session &session, const Arguments &arguments) {
   const Parsed parsed = fru::parse(readFile(arguments.input));
   const Minute now = today(arguments);
   session.json ? session.answer(fru::toJson(parsed, now)) : print(fru::readable(parsed, now));
-  session.report(fru::findingsOf(parsed.faults), "");
+  session.report(fru::findingsOf(parsed.faults, arguments.input), "");
 }
 
-void verify(Session &session, const Arguments &arguments) {
-  const Parsed parsed = fru::parse(readFile(arguments.input));
-  const std::string good = coloured("no faults", 32) + " in " + std::to_string(parsed.image.areas.size()) + " areas, " +
-                           std::to_string(parsed.image.size) + " bytes";
-  session.report(fru::findingsOf(parsed.faults), good);
-  const auto first = std::min_element(parsed.faults.begin(), parsed.faults.end(),
-                                      [](const fru::Fault &a, const fru::Fault &b) { return a.kind < b.kind; });
-  if (first != parsed.faults.end()) {
-    session.findingStatus = arguments.statusByClass ? kStatusOfFirstClass + static_cast<int>(first->kind) : kFinding;
-  }
+Json verify(Session &session, const std::string &file, const std::string &before) {
+  const Parsed parsed = fru::parse(readFile(file));
+  const std::size_t areas = parsed.image.areas.size();
+  session.report(fru::findingsOf(parsed.faults, file, before), before + coloured("no faults", 32) + " in " +
+                                                                   std::to_string(areas) + " areas, " +
+                                                                   std::to_string(parsed.image.size) + " bytes");
+  return object({{"file", file}, {"size", parsed.image.size}, {"areas", areas}, {"faults", parsed.faults.size()}});
+}
+
+void diff(Session &session, const Arguments &arguments) {
+  const auto valuesOf = [&](const std::string &file) {
+    return fru::valuesOf(fru::parse(readFile(file)).image, today(arguments));
+  };
+  reportDifferences(session, valuesOf(arguments.images[0]), valuesOf(arguments.images[1]));
 }
 
 /// Writes the image, and tells so where it doesn't go to standard output itself.
@@ -126,20 +131,20 @@ void finish(Session &session, const Arguments &arguments, const Bytes &image, co
 
 void build(Session &session, const Arguments &arguments) {
   const Json description = Json::parse(readText(arguments.input), arguments.input);
-  finish(session, arguments, fru::serialise(fru::fromJson(description)), {});
+  finish(session, arguments, fru::serialise(fru::fromJson(description, today(arguments))), {});
 }
 
 void set(Session &session, const Arguments &arguments) {
   Parsed parsed = fru::parse(readFile(arguments.input));
   if (!parsed.exact) {
-    session.report(fru::findingsOf(parsed.faults), "");
+    session.report(fru::findingsOf(parsed.faults, arguments.input), "");
     throw Failure(kFinding,
                   "the image is damaged, and stays as it is. To repair it, describe it by `vexora fru show "
                   "--json`, correct that and build anew.");
   }
   const auto encoding = fru::encodingNamed(arguments.encoding);
   for (const std::string &assignment : arguments.assignments) {
-    fru::assign(parsed.image, assignment, encoding);
+    fru::assign(parsed.image, assignment, encoding, today(arguments));
   }
   const auto done = fru::layOut(parsed.image, arguments.grow);
   finish(session, arguments, fru::serialise(parsed.image), done);
@@ -169,13 +174,24 @@ void addFru(Command app, Session &session) {
   showing.run([&session, arguments] { show(session, *arguments); });
 
   Command verifying = group.add("verify", kVerify, make + "- | vexora fru verify -");
-  verifying.option("IMAGE", arguments->input, kImageHelp).required();
-  verifying.flag("--status-by-class", arguments->statusByClass, "Let the exit status tell the class");
-  verifying.run([&session, arguments] { verify(session, *arguments); });
+  verifying.option("IMAGE", arguments->images, "FRU images; \"-\" for standard input").required();
+  verifying.run([&session, arguments] {
+    forEachFile(session, arguments->images,
+                [&](const std::string &file, const std::string &before) { return verify(session, file, before); });
+  });
+
+  Command comparing = group.add("diff", kDiff,
+                                make +
+                                    "/tmp/old.fru && vexora fru set /tmp/old.fru board.serial-number=B43 -o - |\n"
+                                    "    vexora fru diff /tmp/old.fru -");
+  comparing.option("IMAGES", arguments->images, "The old image and the new one").required().takes(2, 2);
+  addAsOf(comparing, *arguments);
+  comparing.run([&session, arguments] { diff(session, *arguments); });
 
   Command building = group.add("build", kBuild, make + "board.fru");
   building.option("DESCRIPTION", arguments->input, "JSON file; standard input when left out");
   addOutput(building, *arguments);
+  addAsOf(building, *arguments);
   building.run([&session, arguments] { build(session, *arguments); });
 
   Command setting = group.add("set", kSet,
@@ -188,6 +204,7 @@ void addFru(Command app, Session &session) {
       .isOneOf({"binary", "bcd-plus", "six-bit", "latin-1", "utf-16"});
   setting.flag("--grow", arguments->grow, "Lets the image become longer");
   addOutput(setting, *arguments);
+  addAsOf(setting, *arguments);
   setting.run([&session, arguments] { set(session, *arguments); });
 }
 

@@ -64,10 +64,17 @@ std::optional<Date> dateOf(std::uint32_t count, Minute today) {
   return date;
 }
 
-std::optional<std::uint32_t> minutesOf(Minute date) {
-  const auto since = (date - kEpoch).count();
-  const auto count = static_cast<std::uint32_t>(since % kMinuteCounts);
-  return since < 0 || count == 0 ? std::nullopt : std::optional(count);
+std::uint32_t minutesOf(std::string_view text, std::optional<Minute> today) {
+  const Minute at = toMinute(text).value_or(kEpoch);
+  const auto count = static_cast<std::uint32_t>((at - kEpoch).count() % kMinuteCounts);
+  if (at < kEpoch || count == 0) {
+    throw Failure(kFinding, "'" + printable(text) + "' is no date from 1996 on, such as 2026-01-31T23:59Z");
+  }
+  if (const Minute read = dateOf(count, today.value_or(at))->at; read != at) {
+    throw Failure(kFinding, "'" + printable(text) + "' would read back as " + toText(read) +
+                                ": its 24 bits of minutes start again after 31.9 years");
+  }
+  return count;
 }
 
 std::string toText(Minute date) {

@@ -25,8 +25,9 @@ struct Date {
 /// The date that a count means; nothing for 0, which stands for an unknown date.
 std::optional<Date> dateOf(std::uint32_t minutes, Minute today);
 
-/// The count for a date; nothing for dates before 1996 and for those whose count is the unknown date's.
-std::optional<std::uint32_t> minutesOf(Minute date);
+/// The count for a date in text. Throws Failure(kFinding) when there is none, or when dateOf would return another date
+/// for it. Without `today` any of the dates that a count means is taken.
+std::uint32_t minutesOf(std::string_view text, std::optional<Minute> today);
 
 /// "2026-01-31T23:59Z" and back; the time may be left out, as may the "Z", and a blank may stand for the "T".
 std::string toText(Minute date);

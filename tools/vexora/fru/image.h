@@ -34,6 +34,7 @@ constexpr unsigned kTextType = 3;
 struct Field {
   unsigned type = kTextType;
   Bytes data;
+  bool missing = false;  // the image or its area ends before it
 };
 
 struct Record {
@@ -52,6 +53,7 @@ struct Area {
   std::size_t length = 0;             // of an area of fields; 0: as short as it can be
   std::uint8_t code = kEnglish;       // the chassis' type, or the language
   std::uint32_t minutes = 0;          // the board's date
+  bool headless = false;              // the image ends before code and date do
   std::vector<Field> fields;          // the area's own, then custom ones
   Bytes unused;                       // between the fields' end and the checksum, where that isn't all zeros
   Bytes data;                         // of the internal use area

@@ -14,6 +14,9 @@ constexpr std::size_t kLongestRecord = 255;
 
 Json fieldJson(const Area &area, std::size_t index) {
   const Field &field = area.fields[index];
+  if (field.missing) {
+    return {};
+  }
   const Encoding encoding = encodingOf(area, index, field.type);
   const Text decoded = decode(field.data, encoding);
   Json json = object({{"type", field.type}, {"encoding", nameOf(encoding)}});
@@ -28,12 +31,14 @@ Json fieldJson(const Area &area, std::size_t index) {
 
 void addFields(Json &json, const Area &area, Minute today) {
   json.add("length", area.length);
-  if (area.kind == AreaKind::kChassis) {
+  if (area.headless) {
+    // Zeros would be read as what the image says.
+  } else if (area.kind == AreaKind::kChassis) {
     json.add("type", area.code).add("typeName", chassisTypeName(area.code));
   } else {
     json.add("language", area.code).add("languageName", languageName(area.code));
   }
-  if (area.kind == AreaKind::kBoard) {
+  if (area.kind == AreaKind::kBoard && !area.headless) {
     const auto date = dateOf(area.minutes, today);
     json.add("minutes", area.minutes).add("date", date ? Json(toText(date->at)) : Json());
   }
@@ -53,10 +58,9 @@ void addFields(Json &json, const Area &area, Minute today) {
 }
 
 Json recordJson(const Record &record) {
-  Json decoded = object();
-  for (const auto &[name, value] : decodeRecord(record)) {
-    decoded.add(name, value);
-  }
+  const Json decoded = list(decodeRecord(record), [](const auto &item) {
+    return object({{"name", item.first}, {"value", item.second}});
+  });
   return object({{"type", record.type},
                  {"name", recordTypeName(record.type)},
                  {"version", record.version},
@@ -213,23 +217,22 @@ Field readField(const Node &node, const Area &area, std::size_t index) {
   return field;
 }
 
-std::uint32_t readDate(const Node &date) {
-  if (const auto at = toMinute(date.text())) {
-    if (const auto count = minutesOf(*at)) {
-      return *count;
-    }
+std::uint32_t readDate(const Node &date, std::optional<Minute> today) {
+  try {
+    return minutesOf(date.text(), today);
+  } catch (const Failure &failure) {
+    date.refuse(failure.what());
   }
-  date.refuse("is no date from 1996 on, such as 2026-01-31T23:59Z");
 }
 
-std::uint32_t readMinutes(const Node &node) {
+std::uint32_t readMinutes(const Node &node, Minute today) {
   const auto minutes = node.find("minutes");
   const auto date = node.find("date");
   if (!minutes) {
-    return date ? readDate(*date) : 0;
+    return date ? readDate(*date, today) : 0;
   }
   const auto count = static_cast<std::uint32_t>(minutes->number(kMinuteCounts - 1));
-  if (date && readDate(*date) != count) {
+  if (date && readDate(*date, {}) != count) {
     date->refuse("is not what the minutes mean; one of them is enough");
   }
   return count;
@@ -255,13 +258,13 @@ void readFields(const Node &node, Area &area) {
   }
 }
 
-void readFieldsArea(const Node &node, Area &area) {
+void readFieldsArea(const Node &node, Area &area, Minute today) {
   if (area.kind == AreaKind::kChassis) {
     node.expect({"area", "offset", "length", "type", "typeName", "fields", "custom", "unused"});
   } else if (area.kind == AreaKind::kBoard) {
     node.expect(
         {"area", "offset", "length", "language", "languageName", "minutes", "date", "fields", "custom", "unused"});
-    area.minutes = readMinutes(node);
+    area.minutes = readMinutes(node, today);
   } else {
     node.expect({"area", "offset", "length", "language", "languageName", "fields", "custom", "unused"});
   }
@@ -292,7 +295,7 @@ Record readRecord(const Node &node) {
   return record;
 }
 
-Area readArea(const Node &node) {
+Area readArea(const Node &node, Minute today) {
   const auto name = node.find("area");
   const auto kind = name ? areaNamed(name->text()) : std::nullopt;
   if (!kind) {
@@ -304,7 +307,7 @@ Area readArea(const Node &node) {
     area.offset = offset->number(kMostUnits * kUnit);
   }
   if (hasFields(*kind)) {
-    readFieldsArea(node, area);
+    readFieldsArea(node, area, today);
   } else if (*kind == AreaKind::kInternal) {
     node.expect({"area", "offset", "data"});
     const auto data = node.find("data");
@@ -340,7 +343,7 @@ Json toJson(const Parsed &parsed, Minute today) {
   return object({{"size", parsed.image.size}, {"exact", parsed.exact}, {"areas", areas}, {"unused", unused}});
 }
 
-Image fromJson(const Json &document) {
+Image fromJson(const Json &document, Minute today) {
   const Node node(document.get(), "description");
   node.expect({"size", "exact", "areas", "unused", "version", "command", "status", "findings"});
   if (const auto exact = node.find("exact"); exact && exact->isFalse()) {
@@ -354,7 +357,7 @@ Image fromJson(const Json &document) {
   }
   if (const auto areas = node.find("areas")) {
     for (const Node &area : areas->elements()) {
-      image.areas.push_back(readArea(area));
+      image.areas.push_back(readArea(area, today));
     }
   }
   if (const auto unused = node.find("unused")) {

@@ -14,6 +14,6 @@ namespace vexora::tool::fru {
 Json toJson(const Parsed &parsed, Minute today);
 
 /// Throws Failure(kFinding) naming the member that can't be used.
-Image fromJson(const Json &document);
+Image fromJson(const Json &document, Minute today);
 
 }  // namespace vexora::tool::fru

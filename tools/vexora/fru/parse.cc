@@ -176,6 +176,7 @@ class Parser {
       for (unsigned shift = 0; area.kind == AreaKind::kBoard && shift < 24; shift += 8) {
         area.minutes |= static_cast<std::uint32_t>(cursor.byte()) << shift;
       }
+      area.headless = cursor.failed();
       readFields(area, cursor);
       readUnused(area, cursor);
     }
@@ -199,7 +200,7 @@ class Parser {
         break;
       }
       const std::size_t room = cursor.rest().size();
-      const Field field = {unsigned{typeLength} >> 6U, copy(cursor.take(typeLength & kLengthBits))};
+      const Field field = {unsigned{typeLength} >> 6U, copy(cursor.take(typeLength & kLengthBits)), false};
       if (cursor.failed()) {
         fault(FaultKind::kFieldEnd, name, at,
               "is " + std::to_string(typeLength & kLengthBits) + " bytes long; its area has " + std::to_string(room) +
@@ -212,7 +213,7 @@ class Parser {
       }
       area.fields.push_back(field);
     }
-    area.fields.resize(std::max(area.fields.size(), shapeOf(area.kind).fields.size()));
+    area.fields.resize(std::max(area.fields.size(), shapeOf(area.kind).fields.size()), {kTextType, {}, true});
   }
 
   void readUnused(Area &area, const Cursor &cursor) {

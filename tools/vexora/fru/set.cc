@@ -4,7 +4,6 @@
 #include <algorithm>
 
 #include "core/tool.h"
-#include "fru/date.h"
 
 namespace vexora::tool::fru {
 namespace {
@@ -23,18 +22,6 @@ std::uint8_t toCode(std::string_view value) {
     throw Failure(kFinding, "'" + printable(value) + "' is not a number from 0 to 255");
   }
   return static_cast<std::uint8_t>(*code);
-}
-
-std::uint32_t toMinutes(std::string_view value) {
-  if (value.empty()) {
-    return 0;
-  }
-  const auto date = toMinute(value);
-  const auto minutes = date ? minutesOf(*date) : std::nullopt;
-  if (!minutes) {
-    throw Failure(kFinding, "'" + printable(value) + "' is no date from 1996 on, such as 2026-01-31T23:59Z");
-  }
-  return *minutes;
 }
 
 Field fieldIn(const Area &area, std::size_t index, std::string_view value, Encoding encoding) {
@@ -93,13 +80,14 @@ std::optional<std::size_t> indexOf(Area &area, std::string_view name) {
 }
 
 /// Whether there is such a field.
-bool assignTo(Area &area, std::string_view field, std::string_view value, std::optional<Encoding> encoding) {
+bool assignTo(Area &area, std::string_view field, std::string_view value, std::optional<Encoding> encoding,
+              Minute today) {
   if (field == "type" && area.kind == AreaKind::kChassis) {
     area.code = toCode(value);
   } else if (field == "language" && area.kind != AreaKind::kChassis) {
     setLanguage(area, toCode(value));
   } else if (field == "date" && area.kind == AreaKind::kBoard) {
-    area.minutes = toMinutes(value);
+    area.minutes = value.empty() ? 0 : minutesOf(value, today);
   } else if (const auto index = indexOf(area, field)) {
     area.fields[*index] = encoding ? fieldIn(area, *index, value, *encoding) : fieldFor(area, *index, value);
   } else {
@@ -110,7 +98,7 @@ bool assignTo(Area &area, std::string_view field, std::string_view value, std::o
 
 }  // namespace
 
-void assign(Image &image, const std::string &assignment, std::optional<Encoding> encoding) {
+void assign(Image &image, const std::string &assignment, std::optional<Encoding> encoding, Minute today) {
   const std::size_t equals = assignment.find('=');
   if (equals == std::string::npos) {
     throw Failure(kUsage, "'" + printable(assignment) + "' is not FIELD=VALUE");
@@ -125,7 +113,7 @@ void assign(Image &image, const std::string &assignment, std::optional<Encoding>
     refuseName(name);
   }
   try {
-    if (!assignTo(*area, name.substr(dot + 1), value, encoding)) {
+    if (!assignTo(*area, name.substr(dot + 1), value, encoding, today)) {
       refuseName(name);
     }
   } catch (const Failure &failure) {

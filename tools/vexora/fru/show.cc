@@ -34,20 +34,29 @@ std::string dateLine(std::uint32_t minutes, Minute today) {
   return line("Date", toText(date->at) + " (" + note + ")");
 }
 
-std::string fieldLine(const Area &area, std::size_t index) {
+std::string fieldText(const Area &area, std::size_t index) {
   const Field &field = area.fields[index];
+  if (field.missing || field.data.empty()) {
+    return field.missing ? "(missing)" : "(empty)";
+  }
   const Encoding encoding = encodingOf(area, index, field.type);
   const std::string text = printable(decode(field.data, encoding).text);
-  const std::string shown = field.data.empty() ? "(empty)" : encoding == Encoding::kBinary ? text : "\"" + text + "\"";
-  return line(fieldTitle(area.kind, index), shown + (field.data.empty() ? "" : std::string("  ") + nameOf(encoding)));
+  return (encoding == Encoding::kBinary ? text : "\"" + text + "\"") + "  " + nameOf(encoding);
+}
+
+std::string headText(const Area &area, Minute today) {
+  if (area.headless) {
+    return line(area.kind == AreaKind::kChassis ? "Type" : "Language", "(missing)");
+  }
+  return (area.kind == AreaKind::kChassis ? codeLine("Type", area.code, chassisTypeName(area.code))
+                                          : codeLine("Language", area.code, languageName(area.code))) +
+         (area.kind == AreaKind::kBoard ? dateLine(area.minutes, today) : "");
 }
 
 std::string fieldsText(const Area &area, Minute today) {
-  std::string text = area.kind == AreaKind::kChassis ? codeLine("Type", area.code, chassisTypeName(area.code))
-                                                     : codeLine("Language", area.code, languageName(area.code));
-  text += area.kind == AreaKind::kBoard ? dateLine(area.minutes, today) : "";
+  std::string text = headText(area, today);
   for (std::size_t i = 0; i < area.fields.size(); ++i) {
-    text += fieldLine(area, i);
+    text += line(fieldTitle(area.kind, i), fieldText(area, i));
   }
   return text + (area.unused.empty() ? "" : line("Behind the fields", toHex(area.unused)));
 }
@@ -78,14 +87,39 @@ std::string areaText(const Area &area, Minute today) {
 
 }  // namespace
 
-std::vector<Finding> findingsOf(const std::vector<Fault> &faults) {
+std::vector<Finding> findingsOf(const std::vector<Fault> &faults, const std::string &file, const std::string &before) {
   std::vector<Finding> findings;
   findings.reserve(faults.size());
   for (const Fault &fault : faults) {
-    findings.push_back({fault.place + " at " + std::to_string(fault.offset), fault.message, nameOf(fault.kind),
-                        object({{"offset", fault.offset}})});
+    findings.push_back({before + fault.place + " at " + std::to_string(fault.offset), fault.message, nameOf(fault.kind),
+                        object({{"file", file}, {"offset", fault.offset}})});
   }
   return findings;
+}
+
+std::vector<NamedValue> valuesOf(const Image &image, Minute today) {
+  std::vector<NamedValue> values = {{"size", std::to_string(image.size)}};
+  for (const Area &area : image.areas) {
+    const std::string name = shapeOf(area.kind).name;
+    if (hasFields(area.kind)) {
+      values.push_back({name + (area.kind == AreaKind::kChassis ? ".type" : ".language"), std::to_string(area.code)});
+    }
+    if (area.kind == AreaKind::kBoard) {
+      const auto date = dateOf(area.minutes, today);
+      values.push_back({name + ".date", date ? toText(date->at) : "not told"});
+    }
+    for (std::size_t i = 0; i < area.fields.size(); ++i) {
+      values.push_back({name + "." + fieldName(area.kind, i), fieldText(area, i)});
+    }
+    for (std::size_t i = 0; i < area.records.size(); ++i) {
+      const Record &record = area.records[i];
+      values.push_back({name + "." + std::to_string(i + 1), recordTypeName(record.type) + (" " + toHex(record.data))});
+    }
+    if (area.kind == AreaKind::kInternal) {
+      values.push_back({name, toHex(area.data)});
+    }
+  }
+  return values;
 }
 
 std::string readable(const Parsed &parsed, Minute today) {
