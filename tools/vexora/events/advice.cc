@@ -21,7 +21,28 @@ using Record = vexora_idl_advice;
 // A record for all sensors of its type.
 constexpr unsigned kAnySensor = 0xFF;
 
+struct SensorType {
+  unsigned code;
+  const char *name;
+};
+
+// The IPMI sensor types that there is advice for.
+constexpr SensorType kTypes[] = {{0x04, "fan"},          {0x05, "physical-security"},
+                                 {0x07, "processor"},    {0x08, "power-supply"},
+                                 {0x0B, "other-units"},  {0x0C, "memory"},
+                                 {0x0D, "drive-slot"},   {0x0F, "firmware"},
+                                 {0x10, "event-log"},    {0x11, "watchdog-1"},
+                                 {0x12, "system-event"}, {0x14, "button"},
+                                 {0x15, "module"},       {0x17, "add-in-card"},
+                                 {0x18, "chassis"},      {0x19, "chip-set"},
+                                 {0x1B, "cable"},        {0x1D, "boot"},
+                                 {0x1E, "boot-error"},   {0x1F, "os-boot"},
+                                 {0x20, "os-stop"},      {0x22, "acpi"},
+                                 {0x23, "watchdog-2"},   {0x27, "lan"},
+                                 {0x28, "management"}};
+
 struct AdviceArguments {
+  std::string sel;
   std::string type;
   std::string code;
   std::string number;
@@ -36,12 +57,30 @@ std::vector<Record> table() {
   return records;
 }
 
+const char *nameOf(unsigned code) {
+  const auto *const type =
+      std::find_if(std::begin(kTypes), std::end(kTypes), [&](const SensorType &one) { return one.code == code; });
+  return type == std::end(kTypes) ? "" : type->name;
+}
+
 unsigned readByte(const std::string &name, const std::string &text) {
   const auto value = parseNumber(text, 0xFF);
   if (!value) {
-    throw Failure(kUsage, name + ": a number from 0 to 255 or 0x00 to 0xFF, not \"" + printable(text) + "\"");
+    throw Failure(kUsage, name + " a number from 0 to 255 or 0x00 to 0xFF, not \"" + printable(text) + "\"");
   }
   return static_cast<unsigned>(*value);
+}
+
+/// A sensor's type, by its name or code.
+unsigned readType(const std::string &text) {
+  std::string names;
+  for (const auto &[code, name] : kTypes) {
+    if (text == name) {
+      return code;
+    }
+    names += (names.empty() ? "" : ", ") + std::string(name);
+  }
+  return readByte("TYPE: " + names + ", or", text);
 }
 
 std::string hexOf(unsigned value) { return format("0x%02X", value); }
@@ -65,6 +104,7 @@ std::vector<std::string> linesOf(const Record &record) {
 
 Json inJson(const Record &record) {
   return object({{"type", record.sensor_type},
+                 {"typeName", nameOf(record.sensor_type)},
                  {"number", record.sensor_number == kAnySensor ? Json() : Json(record.sensor_number)},
                  {"code", record.event_code},
                  {"level", record.level},
@@ -79,8 +119,10 @@ void answer(Session &session, const std::vector<Record> &records) {
     return;
   }
   for (const Record &record : records) {
-    std::cout << coloured("type " + hexOf(record.sensor_type) + ", code " + hexOf(record.event_code) + ", sensor " +
-                              sensorOf(record) + ", level " + std::to_string(record.level),
+    const std::string name = nameOf(record.sensor_type);
+    std::cout << coloured("type " + hexOf(record.sensor_type) + (name.empty() ? "" : " (" + name + ")") + ", code " +
+                              hexOf(record.event_code) + ", sensor " + sensorOf(record) + ", level " +
+                              std::to_string(record.level),
                           1)
               << "\n";
     for (const std::string &line : linesOf(record)) {
@@ -93,21 +135,56 @@ void answer(Session &session, const std::vector<Record> &records) {
 }
 
 /// With a sensor's number its own advice; the advice for any sensor where it has none.
-void look(Session &session, const AdviceArguments &arguments) {
-  const unsigned type = readByte("TYPE", arguments.type);
-  const unsigned code = readByte("CODE", arguments.code);
+std::vector<Record> adviceFor(unsigned type, unsigned code, std::optional<unsigned> number) {
   std::vector<Record> records = table();
   std::erase_if(records, [&](const Record &record) { return record.sensor_type != type || record.event_code != code; });
-  if (!arguments.number.empty()) {
-    const unsigned number = readByte("--number", arguments.number);
+  if (number) {
     const auto isOf = [&records](unsigned sensor) {
       return std::any_of(records.begin(), records.end(),
                          [sensor](const Record &record) { return record.sensor_number == sensor; });
     };
-    const unsigned wanted = isOf(number) ? number : kAnySensor;
+    const unsigned wanted = isOf(*number) ? *number : kAnySensor;
     std::erase_if(records, [wanted](const Record &record) { return record.sensor_number != wanted; });
   }
-  answer(session, records);
+  return records;
+}
+
+void look(Session &session, const AdviceArguments &arguments) {
+  const unsigned type = readType(arguments.type);
+  const unsigned code = readByte("CODE:", arguments.code);
+  answer(session,
+         adviceFor(type, code,
+                   arguments.number.empty() ? std::nullopt : std::optional(readByte("--number:", arguments.number))));
+}
+
+/// The event of a record of the System Event Log. Codes of the firmware's own are whole bytes; where there is no advice
+/// for one, its low half is the standard offset.
+void lookUpRecord(Session &session, const std::string &digits) {
+  constexpr std::size_t kRecordSize = 16;
+  constexpr std::uint8_t kSystemEvent = 2;
+  const auto bytes = fromHex(digits);
+  if (!bytes || bytes->size() != kRecordSize) {
+    throw Failure(kUsage, "--sel: a record of 16 bytes in hexadecimal digits, not \"" + printable(digits) + "\"");
+  }
+  const std::vector<std::uint8_t> &record = *bytes;
+  if (record[2] != kSystemEvent) {
+    throw Failure(kFinding, "record type " + hexOf(record[2]) + " has no sensor: only 0x02 is a system event");
+  }
+  const unsigned type = record[10];
+  const unsigned number = record[11];
+  const bool isAsserted = (record[12] & 0x80U) == 0;
+  const unsigned code = record[13];
+  const std::vector<Record> own = adviceFor(type, code, number);
+  session.answer(object({{"event", object({{"type", type},
+                                           {"typeName", nameOf(type)},
+                                           {"number", number},
+                                           {"code", code},
+                                           {"asserted", isAsserted}})}}));
+  if (!session.json) {
+    std::cout << "sensor " << hexOf(number) << ", type " << hexOf(type) << ", code " << hexOf(code)
+              << (isAsserted ? ", asserted" : ", deasserted") << "\n";
+  }
+  answer(session, own.empty() ? adviceFor(type, code & 0x0FU, number) : own);
 }
 
 std::string lower(std::string text) {
@@ -140,24 +217,27 @@ void addSearches(Command advice, Session &session, const std::shared_ptr<AdviceA
 
 void addAdvice(Command app, Session &session) {
   Command command = app.add("advice",
-                            "Shows what to do about an event.\nTYPE is the sensor's type and CODE the event's, in "
-                            "decimal, or with 0x in hexadecimal digits. Without a sensor's number the advice for "
-                            "all of them is shown.",
-                            "vexora advice 0x04 0xA0 --number 0x10");
+                            "Shows what to do about an event.\nTYPE is the sensor's type, such as fan, and CODE the "
+                            "event's, in decimal, or with 0x in hexadecimal digits; TYPE may be given so, too. "
+                            "Without a sensor's number the advice for all of them is shown. All three are also read "
+                            "out of a record of the System Event Log.",
+                            "vexora advice fan 0xA0 --number 0x10\n"
+                            "  vexora advice --sel '1f 00 02 a3 48 32 66 20 00 04 04 10 6f 01 ff ff'");
   command.mayTakeCommand();
   auto arguments = std::make_shared<AdviceArguments>();
   command.option("TYPE", arguments->type, "Sensor type").typeName("");
   command.option("CODE", arguments->code, "Event code").typeName("");
   command.option("-n,--number", arguments->number, "Sensor number").typeName("N");
+  command.option("--sel", arguments->sel, "A SEL record instead").typeName("\"16 BYTES\"");
   addSearches(command, session, arguments);
   command.run([command, &session, arguments] {
     if (command.hasCommand()) {
       return;
     }
-    if (arguments->code.empty()) {
-      throw Failure(kUsage, "advice takes TYPE and CODE, or search WORDS");
+    if (arguments->sel.empty() == arguments->code.empty()) {
+      throw Failure(kUsage, "advice takes TYPE and CODE, or --sel, or search WORDS");
     }
-    look(session, *arguments);
+    arguments->sel.empty() ? look(session, *arguments) : lookUpRecord(session, arguments->sel);
   });
 }
 

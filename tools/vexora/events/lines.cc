@@ -41,19 +41,23 @@ bool isNumberKey(std::string_view key) { return key == "present" || key == "type
 
 class Checker {
  public:
+  explicit Checker(const std::string &path) : path_(path) {}
+
   void takeLine(std::string_view line) {
     ++line_;
     takeWhole(line.substr(0, line.find('\0')), line);
   }
 
-  std::vector<LineFinding> findings;
+  std::vector<Finding> findings;
 
  private:
-  void tell(const std::string &reason) { findings.push_back({line_, reason}); }
+  void report(const std::string &reason) {
+    findings.push_back({path_ + ":" + std::to_string(line_), reason, {}, object({{"line", line_}})});
+  }
 
   void takeWhole(std::string_view text, std::string_view line) {
     if (text.size() != line.size()) {
-      tell("ignored from its NUL character on");
+      report("ignored from its NUL character on");
     }
     takePiece(text.substr(0, std::min(text.size(), kPiece)));
     if (line.size() <= kPiece) {
@@ -64,8 +68,8 @@ class Checker {
       return;
     }
     if (!isComment(trimmed(text))) {
-      tell("cut behind " + std::to_string(kPiece) + " of " + std::to_string(line.find_last_not_of(kLineEnds) + 1) +
-           " characters: the rest is read as a line of its own");
+      report("cut after " + std::to_string(kPiece) + " of " + std::to_string(line.find_last_not_of(kLineEnds) + 1) +
+             " characters: the rest is read as a line of its own");
     }
     takeRest(line.substr(kPiece));
   }
@@ -75,7 +79,7 @@ class Checker {
     for (; !rest.empty(); rest.remove_prefix(std::min(rest.size(), kPiece))) {
       const std::string_view piece = rest.substr(0, std::min(rest.size(), kPiece));
       if (opensSection(piece) || isSubscriptionKey(piece.substr(0, piece.find('=')))) {
-        tell("its rest " + inQuotes(trimmed(piece)) + " is read as a setting");
+        report("its rest " + inQuotes(trimmed(piece)) + " is read as a setting");
         takePiece(piece);
       }
     }
@@ -88,10 +92,10 @@ class Checker {
     } else if (text.empty() || isComment(text)) {
       return;
     } else if (text.starts_with('[')) {
-      tell("ignored: no section's header" +
-           std::string(piece[0] == '[' ? ", its name is empty" : ", as blanks stand in front of it"));
+      report("ignored: no section's header" +
+             std::string(piece[0] == '[' ? ", its name is empty" : ", as blanks stand in front of it"));
     } else if (section_ == 0) {
-      tell("ignored: " + inQuotes(text) + " stands before the first section");
+      report("ignored: " + inQuotes(text) + " stands before the first section");
     } else if (section_ <= VEXORA_EVENT_SUBSCRIPTIONS) {
       takeSetting(piece);
     }
@@ -101,29 +105,29 @@ class Checker {
     ++section_;
     seen_.clear();
     if (section_ > VEXORA_EVENT_SUBSCRIPTIONS) {
-      tell("ignored with all that follows: the file has four sections");
+      report("ignored with all that follows: the file has four sections");
       return;
     }
     const std::string expected = "[SubScription" + std::to_string(section_ - 1) + "]";
     if (!text.starts_with(expected)) {
-      tell("section " + inQuotes(text) + " fills slot " + std::to_string(section_ - 1) + ", whatever its name");
+      report("section " + inQuotes(text) + " fills slot " + std::to_string(section_ - 1) + ", whatever its name");
     }
   }
 
   void takeSetting(std::string_view piece) {
     const std::size_t equals = piece.find('=');
     if (equals == std::string_view::npos) {
-      tell("ignored: no '=' in " + inQuotes(trimmed(piece)));
+      report("ignored: no '=' in " + inQuotes(trimmed(piece)));
       return;
     }
     const std::string_view key = piece.substr(0, equals);
     if (!isSubscriptionKey(key)) {
-      tell("ignored: " + unknownKey(key));
+      report("ignored: " + unknownKey(key));
       return;
     }
     const auto [earlier, isFirst] = seen_.try_emplace(std::string(key), line_);
     if (!isFirst) {
-      tell("replaces the value of " + std::string(key) + " in line " + std::to_string(earlier->second));
+      report("replaces the value of " + std::string(key) + " in line " + std::to_string(earlier->second));
       earlier->second = line_;
     }
     takeValue(key, piece.substr(equals + 1));
@@ -145,7 +149,7 @@ class Checker {
     const std::string_view read = isQuoted ? readQuoted(value) : readBare(value);
     const std::size_t end = read.find_first_of(kLineEnds);
     if (end != std::string_view::npos && !trimmed(read.substr(end)).empty()) {
-      tell("cut at a carriage return: reads as " + inQuotes(read.substr(0, end)));
+      report("cut at a carriage return: reads as " + inQuotes(read.substr(0, end)));
     }
     checkMeaning(key, read.substr(0, end));
   }
@@ -153,12 +157,12 @@ class Checker {
   std::string_view readQuoted(std::string_view value) {
     const std::size_t closing = value.find(value[0], 1);
     if (closing == std::string_view::npos) {
-      tell("the closing quote is missing");
+      report("the closing quote is missing");
       return value.substr(1);
     }
     const std::string_view behind = trimmed(value.substr(closing + 1));
     if (!behind.empty() && !isComment(behind)) {
-      tell("cut at the closing quote: " + inQuotes(behind) + " is ignored");
+      report("cut at the closing quote: " + inQuotes(behind) + " is ignored");
     }
     return value.substr(1, closing - 1);
   }
@@ -166,14 +170,14 @@ class Checker {
   std::string_view readBare(std::string_view value) {
     const std::size_t end = value.find_first_of(";#");
     if (end != std::string_view::npos && (end == 0 || kBlanks.find(value[end - 1]) == std::string_view::npos)) {
-      tell("cut at '" + std::string(1, value[end]) + "', which begins a comment: reads as " +
-           inQuotes(value.substr(0, end)) + "; enclose the value in quotes");
+      report("cut at '" + std::string(1, value[end]) + "', which begins a comment: reads as " +
+             inQuotes(value.substr(0, end)) + "; enclose the value in quotes");
     }
     const std::string_view bare = value.substr(0, end);
     if (const std::string_view text = trimmed(bare); text == "\"\"" || text == "''") {
-      tell("reads as two quotes, not as the empty string");
+      report("reads as two quotes, not as the empty string");
     } else if (text.size() > 1 && bare[0] != text[0] && (text[0] == '"' || text[0] == '\'')) {
-      tell("the quotes belong to the value, as blanks stand in front of them");
+      report("the quotes belong to the value, as blanks stand in front of them");
     }
     return bare;
   }
@@ -184,10 +188,10 @@ class Checker {
       return;
     }
     if (const std::string_view text = trimmed(value); text != value) {
-      tell("the blanks around " + inQuotes(text) + " belong to the value");
+      report("the blanks around " + inQuotes(text) + " belong to the value");
     }
     if (value != "N/A" && lowered(trimmed(value)) == "n/a") {
-      tell(inQuotes(value) + " reads as a text; only \"N/A\" means absent");
+      report(inQuotes(value) + " reads as a text; only \"N/A\" means absent");
     }
   }
 
@@ -197,10 +201,11 @@ class Checker {
       return;
     }
     const long read = std::strtol(std::string(value).c_str(), nullptr, 10) & static_cast<long>(most);
-    tell(std::string(key) + " is no number from 0 to " + std::to_string(most) + ": " + inQuotes(value) + " reads as " +
-         std::to_string(read));
+    report(std::string(key) + " is no number from 0 to " + std::to_string(most) + ": " + inQuotes(value) +
+           " reads as " + std::to_string(read));
   }
 
+  const std::string &path_;
   std::size_t line_ = 0;
   int section_ = 0;  // 0 before the first header
   std::map<std::string, std::size_t> seen_;
@@ -222,8 +227,8 @@ bool isSubscriptionKey(std::string_view key) {
   return false;
 }
 
-std::vector<LineFinding> checkSubscriptions(std::string_view file) {
-  Checker checker;
+std::vector<Finding> checkSubscriptions(std::string_view file, const std::string &path) {
+  Checker checker(path);
   while (!file.empty()) {
     const std::size_t end = file.find('\n');
     const std::size_t length = end == std::string_view::npos ? file.size() : end + 1;

@@ -106,11 +106,7 @@ void show(Session &session) {
 
 void check(Session &session) {
   const std::string path = session.path(kFile);
-  std::vector<Finding> findings;
-  for (const LineFinding &found : checkSubscriptions(readText(path))) {
-    findings.push_back({path + ":" + std::to_string(found.line), found.reason, {}, object({{"line", found.line}})});
-  }
-  session.report(findings, printable(path) + ": fine");
+  session.report(checkSubscriptions(readText(path), path), printable(path) + ": fine");
 }
 
 }  // namespace

@@ -5,8 +5,6 @@
 
 #include "settings/kinds.h"
 
-#include <vexora/text.h>
-
 #include <algorithm>
 #include <iomanip>
 #include <iostream>
@@ -28,122 +26,71 @@ struct CheckArguments {
 };
 
 /// The length of the longest beginning that is accepted, with what remains being to blame.
-std::optional<std::size_t> acceptedLength(const Validator &validator, const std::string &value) {
-  if (!validator.piecewise || value.size() > kMostBeginnings) {
+std::optional<std::size_t> acceptedLength(const Kind &kind, const std::string &value) {
+  if (!kind.piecewise || value.size() > kMostBeginnings) {
     return std::nullopt;
   }
   for (std::size_t length = value.size(); length-- > 1;) {
-    if (validator.accepts(value.substr(0, length))) {
+    if (takes(kind, value.substr(0, length))) {
       return length;
     }
   }
   return std::nullopt;
 }
 
-std::string lastLine(std::string text) {
-  text.erase(std::min(text.find_last_not_of('\n') + 1, text.size()));
-  return text.substr(text.rfind('\n') + 1);
-}
+/// The member of the document that names the library's part in a kind.
+const char *libraryKey(const Kind &kind) { return kind.words.empty() ? "function" : "table"; }
 
-void answer(Session &session, const std::string &kind, const std::string &verdict, const Json &document) {
-  if (session.json) {
-    session.answer(document);
-  } else {
-    std::cout << kind << ": " << verdict;
+void checkBy(Session &session, const Kind &kind, const std::string &value) {
+  const std::string reason = refusal(kind, value);
+  const auto number = numberOf(kind, value);
+  session.answer(object({{"kind", kind.name}, {libraryKey(kind), kind.library}, {"accepted", reason.empty()}}));
+  std::string verdict = coloured("accepted", 32) + (number ? ", number " + std::to_string(*number) : "") + "\n";
+  if (number) {
+    session.answer(object({{"number", *number}}));
   }
-}
-
-void checkBy(Session &session, const Validator &validator, const std::string &value) {
-  bool accepted = false;
-  const std::string said = lastLine(captured([&] { accepted = validator.accepts(value); }));
-  Json document = object({{"kind", validator.name}, {"function", validator.function}, {"accepted", accepted}});
-  if (accepted) {
-    answer(session, validator.name, coloured("accepted", 32) + "\n", document);
-    return;
+  if (!reason.empty()) {
+    session.found(kFinding);
+    session.answer(object({{"reason", reason}}));
+    verdict = coloured("refused", 31) + "\n  " + printable(reason) + "\n";
+    std::optional<std::size_t> good;
+    captured([&] { good = acceptedLength(kind, value); });
+    if (good) {
+      const std::size_t length = std::max<std::size_t>(utf8Length(std::string_view(value).substr(*good)), 1);
+      verdict += "  wrong from character " + std::to_string(*good + 1) + " on: \"" +
+                 printable(value.substr(*good, length)) + "\"; what stands before it alone would be accepted\n";
+      session.answer(object({{"acceptedLength", *good}}));
+    }
   }
-  std::optional<std::size_t> good;
-  captured([&] { good = acceptedLength(validator, value); });
-  std::string reason = std::string("takes ") + validator.rule;
-  std::string verdict = coloured("refused", 31) + "\n  " + reason + "\n";
-  document.add("reason", reason);
-  if (good) {
-    const std::size_t length = std::max<std::size_t>(utf8Length(std::string_view(value).substr(*good)), 1);
-    verdict += "  wrong from character " + std::to_string(*good + 1) + " on: \"" +
-               printable(value.substr(*good, length)) + "\"; what stands before it alone would be accepted\n";
-    document.add("acceptedLength", *good);
-  }
-  if (!said.empty()) {
-    verdict += "  the library says: " + printable(said) + "\n";
-    document.add("message", said);
-  }
-  answer(session, validator.name, verdict, document);
-  session.found(kFinding);
-}
-
-std::string wordsOf(const WordTable &table) {
-  std::string words;
-  for (const char *word : table.words) {
-    words += word == nullptr ? "" : (words.empty() ? "\"" : ", \"") + std::string(word) + "\"";
-  }
-  return words;
-}
-
-void checkBy(Session &session, const WordTable &table, const std::string &value) {
-  unsigned char index = 0;
-  const bool accepted =
-      ValidateStrToOrder(table.words.data(), value.c_str(), static_cast<int>(table.words.size()), &index) == 0;
-  Json document = object({{"kind", table.name}, {"table", table.table}, {"accepted", accepted}});
-  if (accepted) {
-    document.add("number", index);
-    answer(session, table.name, coloured("accepted", 32) + ", number " + std::to_string(index) + "\n", document);
-    return;
-  }
-  const std::string reason = "takes one of " + wordsOf(table) + ", letter by letter";
-  document.add("reason", reason);
-  answer(session, table.name, coloured("refused", 31) + "\n  " + reason + "\n", document);
-  session.found(kFinding);
+  std::cout << (session.json ? "" : kind.name + (": " + verdict));
 }
 
 void listKinds(Session &session) {
-  Json kinds = array();
-  for (const Validator &validator : validators()) {
-    kinds.append(object({{"kind", validator.name}, {"function", validator.function}, {"takes", validator.rule}}));
-  }
-  for (const WordTable &table : wordTables()) {
-    const Json words = list(table.words, [](const char *word) { return Json(word); });
-    kinds.append(object({{"kind", table.name}, {"table", table.table}, {"takes", table.meaning}, {"words", words}}));
-  }
-  if (session.json) {
-    session.answer(object({{"kinds", kinds}}));
-    return;
-  }
+  Json all = array();
   std::cout << std::left;
-  for (const Validator &validator : validators()) {
-    std::cout << std::setw(20) << validator.name << " " << validator.rule << "\n";
+  for (const Kind &kind : kinds()) {
+    Json one = object({{"kind", kind.name}, {libraryKey(kind), kind.library}, {"takes", kind.meaning}});
+    if (!kind.words.empty()) {
+      one.add("words", list(kind.words, [](const char *word) { return Json(word); }));
+    }
+    all.append(one);
+    if (!session.json) {
+      std::cout << std::setw(20) << kind.name << " " << kind.meaning << (kind.words.empty() ? "" : ": ")
+                << wordsOf(kind) << "\n";
+    }
   }
-  for (const WordTable &table : wordTables()) {
-    std::cout << std::setw(20) << table.name << " " << table.meaning << ": " << wordsOf(table) << "\n";
-  }
+  session.answer(object({{"kinds", all}}));
 }
 
 void check(Session &session, const CheckArguments &arguments) {
+  const Kind *kind = arguments.list ? nullptr : kindNamed(arguments.kind);
   if (arguments.list) {
     listKinds(session);
-    return;
+  } else if (kind != nullptr) {
+    checkBy(session, *kind, arguments.value);
+  } else {
+    throw Failure(kUsage, "no kind " + printable(arguments.kind) + "; \"vexora check --list\" names them");
   }
-  for (const Validator &validator : validators()) {
-    if (arguments.kind == validator.name || arguments.kind == validator.function) {
-      checkBy(session, validator, arguments.value);
-      return;
-    }
-  }
-  for (const WordTable &table : wordTables()) {
-    if (arguments.kind == table.name || arguments.kind == table.table) {
-      checkBy(session, table, arguments.value);
-      return;
-    }
-  }
-  throw Failure(kUsage, "no kind " + printable(arguments.kind) + "; \"vexora check --list\" names them");
 }
 
 }  // namespace

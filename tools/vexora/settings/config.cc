@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // vexora config: the settings of e-mail alerts, SNMP traps and the SNMP agent.
+#include <termios.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <array>
 #include <iostream>
 #include <memory>
 
@@ -16,24 +20,8 @@ struct ConfigArguments {
   bool force = false;
   std::string file;
   std::vector<std::string> changes;
+  std::vector<std::string> files;
 };
-
-/// The file as it is, cipher text and all, which is no UTF-8; null when it is no document.
-Json rawDocument(const Session &session, const SettingsStore &store) {
-  return {json_tokener_parse(readText(session.path(store.path)).c_str())};
-}
-
-std::vector<Finding> findingsIn(Settings &settings, const Json &raw, const SettingsStore &store) {
-  std::vector<Finding> findings;
-  for (const Setting &setting : settings.all()) {
-    const std::string damage = damageOf(memberOf(raw, store, setting), setting);
-    const std::string reason = damage.empty() ? setting.finding() : damage;
-    if (!reason.empty()) {
-      findings.push_back({setting.name, reason});
-    }
-  }
-  return findings;
-}
 
 void show(Session &session, const SettingsStore &store, const ConfigArguments &arguments) {
   Settings settings(store);
@@ -55,12 +43,43 @@ void show(Session &session, const SettingsStore &store, const ConfigArguments &a
 void check(Session &session, const SettingsStore &store) {
   Settings settings(store);
   settings.load(session, false);
-  session.report(findingsIn(settings, rawDocument(session, store), store), std::string(store.path) + ": fine");
+  std::vector<Finding> findings;
+  std::vector<std::string> undeciphered;
+  for (const Setting &setting : settings.all()) {
+    const std::string damage = setting.damage();
+    const std::string reason = damage.empty() ? setting.finding() : damage;
+    if (!session.root.empty() && setting.isUndeciphered()) {
+      undeciphered.push_back(setting.name);
+    } else if (!reason.empty()) {
+      findings.push_back({setting.name, reason});
+    }
+  }
+  session.answer(object({{"undeciphered", list(undeciphered)}}));
+  for (const std::string &name : session.json ? std::vector<std::string>() : undeciphered) {
+    std::cout << name << ": not checked, as only the board has the key to decipher it\n";
+  }
+  session.report(findings, std::string(store.path) + ": fine");
 }
 
-/// Saves the changed settings unless one was refused. What lies in the file beyond the library's reach would be lost.
-void finish(Session &session, const SettingsStore &store, Settings &settings, const std::vector<Finding> &findings,
+void diff(Session &session, const SettingsStore &store, const ConfigArguments &arguments) {
+  const std::vector<std::string> &files = arguments.files;
+  reportDifferences(session, store, files.empty() ? session.path(defaultOf(store)) : files[0],
+                    files.size() < 2 ? session.path(store.path) : files[1]);
+}
+
+/// Saves the settings unless a changed one is refused, or a secret would be lost that the load could not decipher.
+void finish(Session &session, const SettingsStore &store, Settings &settings, const std::vector<std::string> &changed,
             const ConfigArguments &arguments) {
+  std::vector<Finding> findings;
+  for (const Setting &setting : settings.all()) {
+    const bool isChanged = std::find(changed.begin(), changed.end(), setting.name) != changed.end();
+    const std::string reason = setting.isUndeciphered()
+                                   ? "in the file, but does not decipher here: a save would empty it"
+                                   : std::string(isChanged ? setting.finding() : "");
+    if (!reason.empty()) {
+      findings.push_back({setting.name, reason});
+    }
+  }
   if (!findings.empty() && !arguments.force) {
     session.report(findings, "");
     std::cerr << "vexora: nothing was changed\n";
@@ -68,16 +87,6 @@ void finish(Session &session, const SettingsStore &store, Settings &settings, co
   }
   settings.save(session);
   session.report({}, "saved " + printable(session.path(store.path)));
-}
-
-/// Secrets that were in the file but did not decipher are empty now, and a save would make that last.
-void keepLostSecrets(Settings &settings, const Json &raw, const SettingsStore &store, std::vector<Finding> &findings) {
-  for (const Setting &setting : settings.all()) {
-    if (setting.field->kind == SettingKind::kSecret && !damageOf(memberOf(raw, store, setting), setting).empty() &&
-        memberOf(raw, store, setting) != nullptr) {
-      findings.push_back({setting.name, "in the file, but does not decipher: a save would empty it"});
-    }
-  }
 }
 
 const Setting &settingNamed(const std::vector<Setting> &all, const std::string &name) {
@@ -88,11 +97,31 @@ const Setting &settingNamed(const std::vector<Setting> &all, const std::string &
   return *found;
 }
 
+/// A line of standard input that is not shown as it is typed.
+std::string readSecret(const std::string &name) {
+  termios shown{};
+  const bool isTyped = tcgetattr(STDIN_FILENO, &shown) == 0;
+  if (isTyped) {
+    termios hidden = shown;
+    hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    tcsetattr(STDIN_FILENO, TCSAFLUSH, &hidden);
+    std::cerr << name << ": ";
+  }
+  std::array<char, 256> line{};  // longer than any field
+  std::cin.getline(line.data(), line.size());
+  if (isTyped) {
+    tcsetattr(STDIN_FILENO, TCSAFLUSH, &shown);
+    std::cerr << "\n";
+  }
+  if (std::cin.fail()) {
+    throw Failure(kInaccessible, name + ": no line of up to 255 characters on standard input");
+  }
+  return line.data();
+}
+
 void set(Session &session, const SettingsStore &store, const ConfigArguments &arguments) {
   Settings settings(store);
   settings.load(session, true);
-  std::vector<Finding> findings;
-  keepLostSecrets(settings, rawDocument(session, store), store, findings);
   std::vector<std::string> names;
   for (const std::string &change : arguments.changes) {
     const std::size_t equals = change.find('=');
@@ -101,19 +130,14 @@ void set(Session &session, const SettingsStore &store, const ConfigArguments &ar
     }
     const std::vector<Setting> all = settings.all();
     const Setting &setting = settingNamed(all, change.substr(0, equals));
-    const std::string reason = setting.assign(change.substr(equals + 1));
+    const std::string value = change.substr(equals + 1);
+    const std::string reason = setting.assign(value == "-" && setting.isSecret() ? readSecret(setting.name) : value);
     if (!reason.empty()) {
       throw Failure(kFinding, setting.name + ": " + reason + "; nothing was changed");
     }
     names.push_back(setting.name);
   }
-  // Once all are in: whether a field is needed may hang on another one.
-  for (const Setting &setting : settings.all()) {
-    if (std::find(names.begin(), names.end(), setting.name) != names.end() && !setting.finding().empty()) {
-      findings.push_back({setting.name, setting.finding()});
-    }
-  }
-  finish(session, store, settings, findings, arguments);
+  finish(session, store, settings, names, arguments);
 }
 
 void refuseUnknown(json_object *holder, std::span<const SettingField> fields, const std::string &place) {
@@ -156,22 +180,18 @@ void import(Session &session, const SettingsStore &store, const ConfigArguments 
   refuseUnknownMembers(document, store);
   Settings settings(store);
   settings.load(session, true);
-  std::vector<Finding> findings;
-  keepLostSecrets(settings, rawDocument(session, store), store, findings);
+  std::vector<std::string> names;
   for (const Setting &setting : settings.all()) {
-    json_object *member = memberOf(document, store, setting);
+    json_object *member = json_object_object_get(holderIn(document, store, setting.entry), setting.field->key);
     const std::string reason = member == nullptr ? "" : setting.assign(member);
     if (!reason.empty()) {
       throw Failure(kFinding, setting.name + ": " + reason + "; nothing was changed");
     }
-  }
-  for (const Setting &setting : settings.all()) {
-    if (const std::string reason = setting.finding();
-        !reason.empty() && memberOf(document, store, setting) != nullptr) {
-      findings.push_back({setting.name, reason});
+    if (member != nullptr) {
+      names.push_back(setting.name);
     }
   }
-  finish(session, store, settings, findings, arguments);
+  finish(session, store, settings, names, arguments);
 }
 
 void addReaders(Command app, Session &session, const SettingsStore &store,
@@ -183,11 +203,18 @@ void addReaders(Command app, Session &session, const SettingsStore &store,
                           command + " show");
   shown.flag("--secrets", arguments->secrets, "Show communities and passwords in plain");
   shown.run([&session, &store, arguments] { show(session, store, *arguments); });
-  app.add("check",
-          "Checks every field with the library's validators, and the file for what a load cuts, replaces or can't "
-          "decipher. Each finding is named.",
-          command + " check")
+  app.add(
+         "check",
+         "Checks every field with the library's validators, and the file for what a load cuts, replaces or can't "
+         "decipher. Each finding is named. With --root a secret that doesn't decipher is none: the key is the board's.",
+         command + " check")
       .run([&session, &store] { check(session, store); });
+  Command compared = app.add("diff",
+                             "Shows what differs between two settings files, secrets masked. A difference makes the "
+                             "exit status 1. Without NEW that is the board's own file, without OLD its default.",
+                             command + " diff");
+  compared.option("FILES", arguments->files, "OLD and NEW").takes(0, 2);
+  compared.run([&session, &store, arguments] { diff(session, store, *arguments); });
 }
 
 void addWriters(Command app, Session &session, const SettingsStore &store,
@@ -195,8 +222,9 @@ void addWriters(Command app, Session &session, const SettingsStore &store,
   const std::string command = std::string("vexora config ") + store.name;
   Command changed = app.add("set",
                             "Changes fields, after the library's validators have accepted the values. Numbers may "
-                            "be given as their words, such as Enable or V3. A missing file is restored from its "
-                            "default first.",
+                            "be given as their words, such as Enable or V3. The value \"-\" of a community or "
+                            "password is read from standard input, a line for each. A missing file is restored "
+                            "from its default first.",
                             command + " set " + store.change);
   std::vector<std::string> fields;
   for (const Setting &setting : Settings(store).all()) {

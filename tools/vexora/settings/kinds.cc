@@ -3,10 +3,12 @@
 #include <vexora/ipc.h>
 #include <vexora/text.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <limits>
 
+#include "core/tool.h"
 #include "settings/kinds.h"
 
 #include "core/tool.h"
@@ -48,7 +50,23 @@ bool acceptsSensorType(const std::string &value) {
   return type && ValidateSNMPTrapCfgDeviceType(static_cast<unsigned>(*type)) == 0;
 }
 
-constexpr Validator kValidators[] = {
+bool acceptsPort(const std::string &value) { return parseNumber(value, 65535).value_or(0) > 0; }
+
+bool acceptsAddress(const std::string &value) {
+  const char *text = value.c_str();
+  return vexora_isvalid_ipv4(text) == 0 || vexora_isvalid_ipv6(text) == 0 || VexoraIsDomain(text) == 0;
+}
+
+bool acceptsMailAddress(const std::string &value) {
+  return vexora_isvalid_email(value.c_str()) == 0 && vexora_isvalid_senderaddress(value.c_str()) == 0;
+}
+
+const Kind kKinds[] = {
+    {"port", "", "a port, 1 to 65535", acceptsPort, false},
+    {"address", "vexora_isvalid_ipv4, vexora_isvalid_ipv6, VexoraIsDomain", "an IPv4 or IPv6 address, or a domain name",
+     acceptsAddress, false},
+    {"mail-address", "vexora_isvalid_email, vexora_isvalid_senderaddress",
+     "a mail address without quotes and backslashes", acceptsMailAddress, false},
     {"ipv4", "vexora_isvalid_ipv4", "four numbers up to 255 with full stops between them, not beginning with a 0",
      [](const std::string &value) { return vexora_isvalid_ipv4(value.c_str()) == 0; }},
     {"ipv4-address", "IsValidIpv4", "four numbers up to 255 with full stops between them",
@@ -112,29 +130,61 @@ constexpr Validator kValidators[] = {
      false},
     {"debug-module", "GetSourceIsVaild", "a module of the debug log that the firmware knows",
      [](const std::string &value) { return GetSourceIsVaild(value.c_str()) == 1; }, false},
-};
-
-const WordTable kWordTables[] = {
-    {"snmp-authentication", "AuthProtocols", "SNMPv3 authentication", AuthProtocols},
-    {"snmp-privacy", "PrivProtocols", "SNMPv3 privacy", PrivProtocols},
-    {"trap-version", "TrapVersionStr", "SNMP version of traps", TrapVersionStr},
-    {"host-id", "HostIDs", "what names the host in traps", HostIDs},
-    {"event-level", "EventLevelStr", "lowest level of events", EventLevelStr},
-    {"enable", "EnableStr", "a switch", EnableStr},
-    {"enable-small", "EnabledStrLittleLetter", "a switch in small letters", EnabledStrLittleLetter},
-    {"auto", "AutoStrLittleLetter", "who sets a value", AutoStrLittleLetter},
-    {"syslog-host-id", "SyslogTagStr", "what names the host in syslog records", SyslogTagStr},
-    {"syslog-enable", "SyslogEnableStr", "switches of syslog", SyslogEnableStr},
-    {"syslog-protocol", "SyslogProtocalStr", "transport of syslog", SyslogProtocalStr},
-    {"syslog-type", "SyslogTypeStr", "logs that go to syslog", SyslogTypeStr},
-    {"syslog-level", "SyslogLevelStr", "lowest level that goes to syslog", SyslogLevelStr},
-    {"video-compression", "CompressionModeStr", "compression of the remote console", CompressionModeStr},
-    {"video-quality", "VideoQualityStr", "picture quality of the remote console", VideoQualityStr},
+    {"snmp-authentication", "AuthProtocols", "SNMPv3 authentication", nullptr, false, AuthProtocols},
+    {"snmp-privacy", "PrivProtocols", "SNMPv3 privacy", nullptr, false, PrivProtocols},
+    {"trap-version", "TrapVersionStr", "SNMP version of traps", nullptr, false, TrapVersionStr},
+    {"host-id", "HostIDs", "what names the host in traps", nullptr, false, HostIDs},
+    {"event-level", "EventLevelStr", "lowest level of events", nullptr, false, EventLevelStr},
+    {"enable", "EnableStr", "a switch", nullptr, false, EnableStr},
+    {"enable-small", "EnabledStrLittleLetter", "a switch in small letters", nullptr, false, EnabledStrLittleLetter},
+    {"auto", "AutoStrLittleLetter", "who sets a value", nullptr, false, AutoStrLittleLetter},
+    {"syslog-host-id", "SyslogTagStr", "what names the host in syslog records", nullptr, false, SyslogTagStr},
+    {"syslog-enable", "SyslogEnableStr", "switches of syslog", nullptr, false, SyslogEnableStr},
+    {"syslog-protocol", "SyslogProtocalStr", "transport of syslog", nullptr, false, SyslogProtocalStr},
+    {"syslog-type", "SyslogTypeStr", "logs that go to syslog", nullptr, false, SyslogTypeStr},
+    {"syslog-level", "SyslogLevelStr", "lowest level that goes to syslog", nullptr, false, SyslogLevelStr},
+    {"video-compression", "CompressionModeStr", "compression of the remote console", nullptr, false,
+     CompressionModeStr},
+    {"video-quality", "VideoQualityStr", "picture quality of the remote console", nullptr, false, VideoQualityStr},
 };
 
 }  // namespace
 
-std::span<const Validator> validators() { return kValidators; }
-std::span<const WordTable> wordTables() { return kWordTables; }
+std::span<const Kind> kinds() { return kKinds; }
+
+const Kind *kindNamed(const std::string &name) {
+  const auto *const found = std::find_if(std::begin(kKinds), std::end(kKinds), [&](const Kind &kind) {
+    return name == kind.name || (!name.empty() && name == kind.library);
+  });
+  return found == std::end(kKinds) ? nullptr : found;
+}
+
+std::optional<unsigned> numberOf(const Kind &kind, const std::string &value) {
+  unsigned char index = 0;
+  const bool isWord =
+      ValidateStrToOrder(kind.words.data(), value.c_str(), static_cast<int>(kind.words.size()), &index) == 0;
+  return isWord ? std::optional<unsigned>(index) : std::nullopt;
+}
+
+bool takes(const Kind &kind, const std::string &value) {
+  return kind.accepts != nullptr ? kind.accepts(value) : numberOf(kind, value).has_value();
+}
+
+std::string wordsOf(const Kind &kind) {
+  std::string words;
+  for (const char *word : kind.words) {
+    words += word == nullptr ? "" : (words.empty() ? "\"" : ", \"") + std::string(word) + "\"";
+  }
+  return words;
+}
+
+std::string refusal(const Kind &kind, const std::string &value) {
+  bool accepted = false;
+  std::string said = captured([&] { accepted = takes(kind, value); });
+  said.erase(said.find_last_not_of("\r\n ") + 1);
+  const std::string rule = kind.words.empty() ? kind.meaning : "one of " + wordsOf(kind) + ", letter by letter";
+  return accepted ? ""
+                  : "takes " + rule + (said.empty() ? "" : "; the library says: " + said.substr(said.rfind('\n') + 1));
+}
 
 }  // namespace vexora::tool

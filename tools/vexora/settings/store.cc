@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include <firmware/aes.h>
 #include <vexora/config.h>
 #include <vexora/text.h>
 
@@ -14,73 +15,68 @@ namespace vexora::tool {
 namespace {
 
 constexpr const char *kMask = "********";
-// A secret of up to 15 characters, the empty one too, is one block of cipher text.
-constexpr int kCipherBlock = 16;
 
 #define FIELD(record, member, kind) #member, offsetof(record, member), sizeof(record::member), SettingKind::kind
-#define WORDS(table) \
-  Words { table, static_cast<int>(std::size(table)) }
 
 constexpr SettingField kSmtpFields[] = {
-    {FIELD(SmtpCfgRecord, SmtpEnable, kNumber), nullptr, WORDS(EnableStr)},
-    {FIELD(SmtpCfgRecord, ServerAddr, kText), checkAddress, {}, true},
-    {FIELD(SmtpCfgRecord, SmtpPort, kNumber), checkPort, {}, true},
-    {FIELD(SmtpCfgRecord, SmtpSecurePort, kNumber), checkPort, {}, true},
-    {FIELD(SmtpCfgRecord, EnableSTARTTLS, kNumber), nullptr, WORDS(EnableStr)},
-    {FIELD(SmtpCfgRecord, EnableSSLTLS, kNumber), nullptr, WORDS(EnableStr)},
-    {FIELD(SmtpCfgRecord, SMTPAUTH, kNumber), nullptr, WORDS(EnableStr)},
-    {FIELD(SmtpCfgRecord, UserName, kText), checkMailUser},
-    {FIELD(SmtpCfgRecord, PassWord, kPassword), checkPassword},
-    {FIELD(SmtpCfgRecord, SenderAddr, kText), checkMailAddress, {}, true},
-    {FIELD(SmtpCfgRecord, Subject, kText), checkPlainText},
-    {FIELD(SmtpCfgRecord, HostName, kNumber), nullptr, WORDS(EnableStr)},
-    {FIELD(SmtpCfgRecord, SerialNumber, kNumber), nullptr, WORDS(EnableStr)},
-    {FIELD(SmtpCfgRecord, AssetTag, kNumber), nullptr, WORDS(EnableStr)},
-    {FIELD(SmtpCfgRecord, EventLevel, kNumber), nullptr, WORDS(EventLevelStr)},
+    {FIELD(SmtpCfgRecord, SmtpEnable, kNumber), "enable"},
+    {FIELD(SmtpCfgRecord, ServerAddr, kText), "address", true},
+    {FIELD(SmtpCfgRecord, SmtpPort, kNumber), "port", true},
+    {FIELD(SmtpCfgRecord, SmtpSecurePort, kNumber), "port", true},
+    {FIELD(SmtpCfgRecord, EnableSTARTTLS, kNumber), "enable"},
+    {FIELD(SmtpCfgRecord, EnableSSLTLS, kNumber), "enable"},
+    {FIELD(SmtpCfgRecord, SMTPAUTH, kNumber), "enable"},
+    {FIELD(SmtpCfgRecord, UserName, kText), "smtp-username"},
+    {FIELD(SmtpCfgRecord, PassWord, kPassword), "password"},
+    {FIELD(SmtpCfgRecord, SenderAddr, kText), "mail-address", true},
+    {FIELD(SmtpCfgRecord, Subject, kText), "harmless"},
+    {FIELD(SmtpCfgRecord, HostName, kNumber), "enable"},
+    {FIELD(SmtpCfgRecord, SerialNumber, kNumber), "enable"},
+    {FIELD(SmtpCfgRecord, AssetTag, kNumber), "enable"},
+    {FIELD(SmtpCfgRecord, EventLevel, kNumber), "event-level"},
 };
 
 constexpr SettingField kRecipientFields[] = {
-    {FIELD(SmtpDestCfgRecord, Enabled, kNumber), nullptr, WORDS(EnableStr)},
-    {FIELD(SmtpDestCfgRecord, EmailAddress, kText), checkMailAddress, {}, true},
-    {FIELD(SmtpDestCfgRecord, Description, kText), checkPlainText},
+    {FIELD(SmtpDestCfgRecord, Enabled, kNumber), "enable"},
+    {FIELD(SmtpDestCfgRecord, EmailAddress, kText), "mail-address", true},
+    {FIELD(SmtpDestCfgRecord, Description, kText), "harmless"},
 };
 
 constexpr SettingField kTrapFields[] = {
-    {FIELD(SnmpTrapCfgRecord, TrapVersion, kNumber), nullptr, WORDS(TrapVersionStr)},
-    {FIELD(SnmpTrapCfgRecord, EventLevelLimit, kNumber), nullptr, WORDS(EventLevelStr)},
-    {FIELD(SnmpTrapCfgRecord, HostID, kText), checkHostId},
-    {FIELD(SnmpTrapCfgRecord, UserName, kText), checkUser},
-    {FIELD(SnmpTrapCfgRecord, AUTHProtocol, kText), checkAuthentication},
-    {FIELD(SnmpTrapCfgRecord, PrivProtocol, kText), checkPrivacy},
-    {FIELD(SnmpTrapCfgRecord, EngineID, kText), checkEngineId},
-    {FIELD(SnmpTrapCfgRecord, DeviceType, kNumber), checkDeviceType},
-    {FIELD(SnmpTrapCfgRecord, Community, kSecret), checkCommunity},
-    {FIELD(SnmpTrapCfgRecord, AUTHPwd, kSecret), checkPassword},
-    {FIELD(SnmpTrapCfgRecord, PRIVPwd, kSecret), checkPassword},
+    {FIELD(SnmpTrapCfgRecord, TrapVersion, kNumber), "trap-version"},
+    {FIELD(SnmpTrapCfgRecord, EventLevelLimit, kNumber), "event-level"},
+    {FIELD(SnmpTrapCfgRecord, HostID, kText), "host-id"},
+    {FIELD(SnmpTrapCfgRecord, UserName, kText), "username"},
+    {FIELD(SnmpTrapCfgRecord, AUTHProtocol, kText), "snmp-authentication"},
+    {FIELD(SnmpTrapCfgRecord, PrivProtocol, kText), "snmp-privacy"},
+    {FIELD(SnmpTrapCfgRecord, EngineID, kText), "trap-engine-id"},
+    {FIELD(SnmpTrapCfgRecord, DeviceType, kNumber), "trap-sensor-type"},
+    {FIELD(SnmpTrapCfgRecord, Community, kSecret), "trap-field"},
+    {FIELD(SnmpTrapCfgRecord, AUTHPwd, kSecret), "password"},
+    {FIELD(SnmpTrapCfgRecord, PRIVPwd, kSecret), "password"},
 };
 
 constexpr SettingField kDestinationFields[] = {
-    {FIELD(SnmpTrapDestCfgRecord, Enabled, kNumber), nullptr, WORDS(EnableStr)},
-    {FIELD(SnmpTrapDestCfgRecord, Destination, kText), checkAddress, {}, true},
-    {FIELD(SnmpTrapDestCfgRecord, port, kNumber), checkPort, {}, true},
+    {FIELD(SnmpTrapDestCfgRecord, Enabled, kNumber), "enable"},
+    {FIELD(SnmpTrapDestCfgRecord, Destination, kText), "address", true},
+    {FIELD(SnmpTrapDestCfgRecord, port, kNumber), "port", true},
 };
 
 constexpr SettingField kAgentFields[] = {
-    {FIELD(SnmpAgentCfgRecord, SnmpV1Enable, kNumber), nullptr, WORDS(EnableStr)},
-    {FIELD(SnmpAgentCfgRecord, SnmpV2Enable, kNumber), nullptr, WORDS(EnableStr)},
-    {FIELD(SnmpAgentCfgRecord, SnmpV1V2SetEnable, kNumber), nullptr, WORDS(EnableStr)},
-    {FIELD(SnmpAgentCfgRecord, SnmpV3Enable, kNumber), nullptr, WORDS(EnableStr)},
-    {FIELD(SnmpAgentCfgRecord, AUTHProtocol, kNumber), nullptr, WORDS(AuthProtocols)},
-    {FIELD(SnmpAgentCfgRecord, PrivProtocol, kNumber), nullptr, WORDS(PrivProtocols)},
-    {FIELD(SnmpAgentCfgRecord, AUTHUserName, kText), checkUser},
-    {FIELD(SnmpAgentCfgRecord, ReadOnlyCommunity, kSecret), checkCommunity},
-    {FIELD(SnmpAgentCfgRecord, ReadWriteCommunity, kSecret), checkCommunity},
-    {FIELD(SnmpAgentCfgRecord, AUTHPwd, kSecret), checkPassword},
-    {FIELD(SnmpAgentCfgRecord, PRIVPwd, kSecret), checkPassword},
+    {FIELD(SnmpAgentCfgRecord, SnmpV1Enable, kNumber), "enable"},
+    {FIELD(SnmpAgentCfgRecord, SnmpV2Enable, kNumber), "enable"},
+    {FIELD(SnmpAgentCfgRecord, SnmpV1V2SetEnable, kNumber), "enable"},
+    {FIELD(SnmpAgentCfgRecord, SnmpV3Enable, kNumber), "enable"},
+    {FIELD(SnmpAgentCfgRecord, AUTHProtocol, kNumber), "snmp-authentication"},
+    {FIELD(SnmpAgentCfgRecord, PrivProtocol, kNumber), "snmp-privacy"},
+    {FIELD(SnmpAgentCfgRecord, AUTHUserName, kText), "username"},
+    {FIELD(SnmpAgentCfgRecord, ReadOnlyCommunity, kSecret), "trap-field"},
+    {FIELD(SnmpAgentCfgRecord, ReadWriteCommunity, kSecret), "trap-field"},
+    {FIELD(SnmpAgentCfgRecord, AUTHPwd, kSecret), "password"},
+    {FIELD(SnmpAgentCfgRecord, PRIVPwd, kSecret), "password"},
 };
 
 #undef FIELD
-#undef WORDS
 
 template <auto call, typename Record, typename Entry>
 int withList(std::uint8_t *record, int size, std::uint8_t *list, int listSize) {
@@ -124,10 +120,6 @@ constexpr SettingsStore kStores[] = {
      saveAgent},
 };
 
-bool isMasked(const SettingField &field) {
-  return field.kind == SettingKind::kPassword || field.kind == SettingKind::kSecret;
-}
-
 bool isNumber(const SettingField &field) { return field.kind == SettingKind::kNumber; }
 
 /// The largest number that a field holds; the one of four bytes is signed.
@@ -169,78 +161,130 @@ std::string textOf(json_object *value) {
   return {json_object_get_string(value), static_cast<std::size_t>(json_object_get_string_len(value))};
 }
 
-void addEntry(std::vector<Setting> &all, std::span<const SettingField> fields, std::span<std::uint8_t> record,
-              int entry) {
-  const std::string prefix = entry < 0 ? "" : "dest" + std::to_string(entry + 1) + ".";
-  for (const SettingField &field : fields) {
-    all.push_back({prefix + field.key, &field, &record[field.offset], record[fields.front().offset] != 0, entry});
+std::string withWord(const Kind &kind, std::int64_t number) {
+  const bool hasWord = number >= 0 && number < static_cast<std::int64_t>(kind.words.size());
+  const char *word = hasWord ? kind.words[static_cast<std::size_t>(number)] : nullptr;
+  return std::to_string(number) + (word == nullptr ? "" : std::string(" (") + word + ")");
+}
+
+/// Whether a member deciphers to an empty secret, which a load gives for one that doesn't decipher, too.
+bool isEmptySecret(json_object *member) {
+  const int length = json_object_get_string_len(member);
+  std::uint8_t key[FIRMWARE_AES_KEY_SIZE];
+  std::uint8_t vector[FIRMWARE_AES_VECTOR_SIZE];
+  std::vector<std::uint8_t> plain(static_cast<std::size_t>(length) + FIRMWARE_AES_KEY_SIZE);
+  int unused = 0;
+  return length == 0 || (AES_GetEncryptKey(key, sizeof key) == 0 && AES_GetInitialVector(vector, sizeof vector) == 0 &&
+                         AES_DecryptData(reinterpret_cast<const std::uint8_t *>(json_object_get_string(member)), length,
+                                         plain.data(), &unused, key, vector) == 0 &&
+                         plain[0] == 0);
+}
+
+/// A settings file, whose cipher text is no UTF-8; throws Failure with the place of what is no JSON.
+Json readDocument(const std::string &path) {
+  std::string text = readText(path);
+  Json document(json_tokener_parse(text.c_str()));
+  if (text.empty()) {
+    throw Failure(kFinding, printable(path) + ": empty");
   }
+  if (document.get() == nullptr) {
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char byte) { return byte >= 0x80; }, '?');
+    Json::parse(text, path);
+  }
+  return document;
 }
 
 }  // namespace
 
 std::span<const SettingsStore> settingsStores() { return kStores; }
 
-SettingValue Setting::value() const {
-  SettingValue value;
-  if (!isNumber(*field)) {
-    const auto *text = reinterpret_cast<const char *>(bytes);
-    value.text.assign(text, strnlen(text, field->width));
-    return value;
-  }
+std::int64_t Setting::number() const {
   std::uint32_t number = 0;
   for (std::size_t i = 0; i < field->width; ++i) {
     number |= std::uint32_t{bytes[i]} << (8 * i);
   }
-  value.number = field->width == 4 ? static_cast<std::int32_t>(number) : std::int64_t{number};
-  return value;
+  return field->width == 4 ? static_cast<std::int32_t>(number) : std::int64_t{number};
 }
 
+std::string Setting::text() const {
+  const auto *text = reinterpret_cast<const char *>(bytes);
+  return isNumber(*field) ? std::to_string(number()) : std::string(text, strnlen(text, field->width));
+}
+
+bool Setting::isSecret() const { return field->kind == SettingKind::kPassword || field->kind == SettingKind::kSecret; }
+
+bool Setting::isEmpty() const { return isNumber(*field) ? number() == 0 : *bytes == 0; }
+
 std::string Setting::shown(bool secrets) const {
-  const SettingValue now = value();
-  if (!isNumber(*field)) {
-    return isMasked(*field) && !secrets && !now.text.empty() ? kMask : printable(now.text);
+  if (isNumber(*field)) {
+    return withWord(*kind, number());
   }
-  const bool hasWord = now.number < field->words.count;
-  return std::to_string(now.number) + (hasWord ? std::string(" (") + field->words.table[now.number] + ")" : "");
+  return isUndeciphered()                       ? "(does not decipher here)"
+         : isSecret() && !secrets && !isEmpty() ? kMask
+                                                : printable(text());
 }
 
 Json Setting::json(bool secrets) const {
-  const SettingValue now = value();
   if (isNumber(*field)) {
-    return now.number;
+    return number();
   }
-  return isMasked(*field) && !secrets && !now.text.empty() ? Json() : Json(now.text);
+  return isUndeciphered() || (isSecret() && !secrets && !isEmpty()) ? Json() : Json(text());
+}
+
+std::string Setting::stored() const {
+  if (isNumber(*field)) {
+    return withWord(*kind, json_object_get_int64(member));
+  }
+  const std::string text = textOf(member);
+  return text.empty() ? "\"\"" : isSecret() ? "a secret" : "\"" + printable(text) + "\"";
 }
 
 std::string Setting::finding() const {
-  const SettingValue now = value();
-  if (isNumber(*field) ? now.number == 0 : now.text.empty()) {
+  if (isEmpty()) {
     return field->neededInUse && inUse ? "missing, although it is switched on" : "";
   }
-  if (field->words.count > 0) {
-    char word[32];
-    const auto number = static_cast<unsigned>(now.number);
-    return ValidateIndexToString(field->words.table, number, field->words.count, word, sizeof word) == 0
+  if (isNumber(*field) && !kind->words.empty()) {
+    return static_cast<std::size_t>(number()) < kind->words.size()
                ? ""
-               : "not 0 to " + std::to_string(field->words.count - 1);
+               : "not 0 to " + std::to_string(kind->words.size() - 1);
   }
-  return field->check(now);
+  return refusal(*kind, text());
+}
+
+std::string Setting::damage() const {
+  if (member == nullptr) {
+    return mayLack ? "" : "missing from the file";
+  }
+  if (!json_object_is_type(member, isNumber(*field) ? json_type_int : json_type_string)) {
+    return "of another type, read as " + shown(false);
+  }
+  if (isNumber(*field)) {
+    const std::int64_t stored = json_object_get_int64(member);
+    return stored == number() ? "" : std::to_string(stored) + " in the file, read as " + shown(false);
+  }
+  if (field->kind == SettingKind::kSecret) {
+    return isUndeciphered() ? "in the file, but does not decipher" : "";
+  }
+  const std::string text = textOf(member);
+  return text.size() >= field->width ? "cut: " + tooLong(*field, text.size()) : "";
+}
+
+bool Setting::isUndeciphered() const {
+  return field->kind == SettingKind::kSecret && isEmpty() && json_object_is_type(member, json_type_string) &&
+         !isEmptySecret(member);
 }
 
 std::string Setting::assign(const std::string &text) const {
   if (!isNumber(*field)) {
     return assignText(*this, text);
   }
-  unsigned char index = 0;
-  if (ValidateStrToOrder(field->words.table, text.c_str(), field->words.count, &index) == 0) {
-    return assignNumber(*this, index);
+  const auto word = numberOf(*kind, text);
+  const auto number = word ? *word : parseNumber(text, largest(*field));
+  if (!number) {
+    return (kind->words.empty() ? "not " : "none of its words, and not ") + ("0 to " + std::to_string(largest(*field)));
   }
-  constexpr std::size_t kDigits = 10;
-  if (vexora_verify_strisdigit(text.c_str(), 10) != 1 || text.size() > kDigits) {
-    return field->words.count > 0 ? "neither a number nor one of its words" : "not a number";
-  }
-  return assignNumber(*this, std::stoll(text));
+  return assignNumber(*this, *number);
 }
 
 std::string Setting::assign(json_object *value) const {
@@ -256,21 +300,36 @@ std::string Setting::assign(json_object *value) const {
 Settings::Settings(const SettingsStore &store)
     : store_(store), record_(store.recordSize), list_(store.entrySize * VEXORA_ALERT_DESTINATIONS) {}
 
+Settings::Settings(const SettingsStore &store, const std::string &file) : Settings(store) {
+  file_ = readDocument(file);
+}
+
 void Settings::load(const Session &session, bool mayRestore) {
   const std::string path = session.path(store_.path);
-  if (!mayRestore && access(path.c_str(), F_OK) != 0) {
-    throw Failure(kInaccessible, printable(path) + " is missing; the next daemon to load it restores its default");
-  }
+  const std::string restoring = "the next daemon to load it, and \"vexora config " + std::string(store_.name) +
+                                " set\", copy " + defaultOf(store_);
   int result = -1;
-  const std::string said = captured([&] {
-    result =
-        store_.load(record_.data(), static_cast<int>(record_.size()), list_.data(), static_cast<int>(list_.size()));
-  });
-  if (result != 0) {
-    const bool readable = access(path.c_str(), R_OK) == 0;
-    throw Failure(readable ? kFinding : kInaccessible,
-                  printable(path) + (readable ? " is refused by its loader" : " could not be read") +
-                      (said.empty() ? "" : ": " + printable(said)));
+  if (mayRestore || access(path.c_str(), F_OK) == 0) {
+    captured([&] {
+      result =
+          store_.load(record_.data(), static_cast<int>(record_.size()), list_.data(), static_cast<int>(list_.size()));
+    });
+  }
+  if (access(path.c_str(), F_OK) != 0) {
+    throw Failure(kInaccessible, printable(path) + " is missing; " + restoring);
+  }
+  try {
+    file_ = readDocument(path);
+    if (result != 0) {
+      throw Failure(
+          kFinding,
+          printable(path) + ": no " + store_.section +
+              (store_.list == nullptr ? "" : std::string(", or ") + store_.list + " is no list of up to four"));
+    }
+  } catch (const Failure &failure) {
+    throw Failure(failure.outcome(), failure.outcome() == kFinding
+                                         ? failure.what() + ("; remove the file to have its default back: " + restoring)
+                                         : failure.what());
   }
 }
 
@@ -292,10 +351,26 @@ void Settings::save(const Session &session) {
 
 std::vector<Setting> Settings::all() {
   std::vector<Setting> all;
-  addEntry(all, store_.fields, record_, -1);
-  for (int entry = 0; store_.list != nullptr && entry < VEXORA_ALERT_DESTINATIONS; ++entry) {
-    addEntry(all, store_.listFields, std::span(list_).subspan(static_cast<std::size_t>(entry) * store_.entrySize),
-             entry);
+  json_object *list = store_.list == nullptr ? nullptr : json_object_object_get(file_.get(), store_.list);
+  const int entries = json_object_is_type(list, json_type_array) ? static_cast<int>(json_object_array_length(list)) : 0;
+  for (int entry = -1; entry < (store_.list == nullptr ? 0 : VEXORA_ALERT_DESTINATIONS); ++entry) {
+    const auto record =
+        entry < 0 ? std::span(record_) : std::span(list_).subspan(static_cast<std::size_t>(entry) * store_.entrySize);
+    const auto fields = entry < 0 ? store_.fields : store_.listFields;
+    json_object *holder = holderIn(file_, store_, entry);
+    for (const SettingField &field : fields) {
+      all.push_back({(entry < 0 ? "" : "dest" + std::to_string(entry + 1) + ".") + field.key, &field,
+                     kindNamed(field.value), &record[field.offset], record[fields.front().offset] != 0, entry,
+                     json_object_object_get(holder, field.key), entry >= entries});
+    }
+  }
+  // The load ends at the first secret that the file lacks: those after it are lost, if there are any.
+  bool isLast = true;
+  for (auto setting = all.rbegin(); setting != all.rend(); ++setting) {
+    if (setting->field->kind == SettingKind::kSecret) {
+      setting->mayLack = isLast;
+      isLast = isLast && setting->member == nullptr;
+    }
   }
   return all;
 }
@@ -315,34 +390,31 @@ Json Settings::document(bool secrets) {
   return document;
 }
 
-json_object *memberOf(const Json &document, const SettingsStore &store, const Setting &setting) {
-  json_object *holder = json_object_object_get(document.get(), setting.entry < 0 ? store.section : store.list);
-  if (setting.entry >= 0) {
+json_object *holderIn(const Json &document, const SettingsStore &store, int entry) {
+  json_object *holder = json_object_object_get(document.get(), entry < 0 ? store.section : store.list);
+  if (entry >= 0) {
     const bool isList = json_object_is_type(holder, json_type_array);
-    holder = isList ? json_object_array_get_idx(holder, static_cast<std::size_t>(setting.entry)) : nullptr;
+    holder = isList ? json_object_array_get_idx(holder, static_cast<std::size_t>(entry)) : nullptr;
   }
-  return json_object_is_type(holder, json_type_object) ? json_object_object_get(holder, setting.field->key) : nullptr;
+  return json_object_is_type(holder, json_type_object) ? holder : nullptr;
 }
 
-std::string damageOf(json_object *member, const Setting &setting) {
-  const SettingField &field = *setting.field;
-  const bool right = json_object_is_type(member, isNumber(field) ? json_type_int : json_type_string);
-  if (!right) {
-    return member == nullptr ? "missing from the file"
-                             : std::string("of another type, read as ") + setting.shown(false);
+std::string defaultOf(const SettingsStore &store) { return "/etc/defconfig" + std::string(store.path).substr(5); }
+
+void reportDifferences(Session &session, const SettingsStore &store, const std::string &before,
+                       const std::string &after) {
+  Settings old(store, before);
+  Settings now(store, after);
+  const std::vector<Setting> settings = old.all();
+  std::vector<NamedValue> olds;
+  std::vector<NamedValue> news;
+  for (const Setting &setting : now.all()) {
+    const Setting &was = settings[news.size()];
+    const bool isOther = setting.isSecret() && textOf(was.member) != textOf(setting.member);
+    olds.push_back({was.name, was.stored()});
+    news.push_back({setting.name, isOther && was.stored() == setting.stored() ? "another secret" : setting.stored()});
   }
-  if (isNumber(field)) {
-    const std::int64_t number = json_object_get_int64(member);
-    return number == setting.value().number ? ""
-                                            : std::to_string(number) + " in the file, read as " + setting.shown(false);
-  }
-  const int length = json_object_get_string_len(member);
-  if (field.kind == SettingKind::kSecret) {
-    const bool lost = setting.value().text.empty() && length != 0 && length != kCipherBlock;
-    return lost ? "in the file, but does not decipher" : "";
-  }
-  const bool cut = static_cast<std::size_t>(length) >= field.width;
-  return cut ? "cut: " + tooLong(field, static_cast<std::size_t>(length)) : "";
+  reportDifferences(session, olds, news);
 }
 
 }  // namespace vexora::tool

@@ -4,12 +4,12 @@
 // library loads and saves; the file itself is only read to see what a load cuts or replaces.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
+#include "core/several.h"
 #include "core/tool.h"
-#include "settings/checks.h"
+#include "settings/kinds.h"
 
 namespace vexora::tool {
 
@@ -20,19 +20,12 @@ enum class SettingKind {
   kSecret,    // masked, and enciphered in the file
 };
 
-/// The words for a number, from 0 up.
-struct Words {
-  const char **table = nullptr;
-  int count = 0;
-};
-
 struct SettingField {
   const char *key;
   std::size_t offset;
   std::uint32_t width;
   SettingKind kind;
-  SettingCheck check;        // null: the words say all
-  Words words = {};          // for a number
+  const char *value;         // its kind as `vexora check` names it
   bool neededInUse = false;  // must not be empty where the record's first field, its switch, is on
 };
 
@@ -57,16 +50,28 @@ std::span<const SettingsStore> settingsStores();
 struct Setting {
   std::string name;  // "SmtpPort", "dest1.EmailAddress"
   const SettingField *field;
+  const Kind *kind;
   std::uint8_t *bytes;
   bool inUse;
-  int entry;  // of the list, or -1
+  int entry;            // of the list, or -1
+  json_object *member;  // of the file; null where it lacks it
+  bool mayLack;         // without a loss
 
-  [[nodiscard]] SettingValue value() const;
+  [[nodiscard]] std::int64_t number() const;
+  [[nodiscard]] std::string text() const;
+  [[nodiscard]] bool isEmpty() const;
+  [[nodiscard]] bool isSecret() const;  // a password or community, enciphered or not
   [[nodiscard]] std::string shown(bool secrets) const;
   [[nodiscard]] Json json(bool secrets) const;
+  /// What the file has, as `shown` has it.
+  [[nodiscard]] std::string stored() const;
   /// What is wrong with the value; empty when nothing is.
   [[nodiscard]] std::string finding() const;
-  /// Puts a value in; tells why not when it doesn't fit, and changes nothing then.
+  /// What a load makes of a member that it can't take as it is; empty when it takes it.
+  [[nodiscard]] std::string damage() const;
+  /// Whether the file has a secret that the load could not decipher.
+  [[nodiscard]] bool isUndeciphered() const;
+  /// Puts a value in; returns why not when it doesn't fit, and changes nothing then.
   [[nodiscard]] std::string assign(const std::string &text) const;
   [[nodiscard]] std::string assign(json_object *value) const;
 };
@@ -74,6 +79,8 @@ struct Setting {
 class Settings {
  public:
   explicit Settings(const SettingsStore &store);
+  /// Of another file, without its values.
+  Settings(const SettingsStore &store, const std::string &file);
 
   /// Loads the file, which has to be there unless it may be restored from its default; throws Failure.
   void load(const Session &session, bool mayRestore);
@@ -87,12 +94,17 @@ class Settings {
   const SettingsStore &store_;
   std::vector<std::uint8_t> record_;
   std::vector<std::uint8_t> list_;
+  Json file_;
 };
 
-/// The member of a document that holds a setting, or null.
-json_object *memberOf(const Json &document, const SettingsStore &store, const Setting &setting);
+/// What the store's section or an entry of its list is in a document; null when there is no such object.
+json_object *holderIn(const Json &document, const SettingsStore &store, int entry);
 
-/// What a load makes of a member of the file that it can't take as it is; empty when it takes it.
-std::string damageOf(json_object *member, const Setting &setting);
+/// The board's factory file.
+std::string defaultOf(const SettingsStore &store);
+
+/// What differs between two files, secrets kept.
+void reportDifferences(Session &session, const SettingsStore &store, const std::string &before,
+                       const std::string &after);
 
 }  // namespace vexora::tool
