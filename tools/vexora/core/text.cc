@@ -225,6 +225,21 @@ std::optional<std::vector<std::uint8_t>> fromHex(std::string_view digits) {
   return bytes;
 }
 
+std::uint64_t littleEndian(std::span<const std::uint8_t> bytes) {
+  std::uint64_t value = 0;
+  for (std::size_t i = bytes.size(); i > 0; --i) {
+    value = value << 8 | bytes[i - 1];
+  }
+  return value;
+}
+
+void putLittleEndian(std::span<std::uint8_t> bytes, std::uint64_t value) {
+  for (std::uint8_t &byte : bytes) {
+    byte = static_cast<std::uint8_t>(value);
+    value >>= 8;
+  }
+}
+
 std::string hexDump(std::span<const std::uint8_t> bytes) {
   constexpr std::size_t kBytesInRow = 16;
   std::string dump;

@@ -146,6 +146,10 @@ std::string toHex(std::span<const std::uint8_t> bytes, const char *between = "")
 /// Pairs of hexadecimal digits, blanks between pairs allowed.
 std::optional<std::vector<std::uint8_t>> fromHex(std::string_view digits);
 
+/// Numbers of up to eight bytes, the lowest first.
+std::uint64_t littleEndian(std::span<const std::uint8_t> bytes);
+void putLittleEndian(std::span<std::uint8_t> bytes, std::uint64_t value);
+
 /// More than any of the board's own files has.
 inline constexpr std::size_t kLargestFile = 1U << 20;
 

@@ -10,6 +10,7 @@
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <sstream>
 
 #include "events/commands.h"
 
@@ -85,21 +86,21 @@ unsigned readType(const std::string &text) {
 
 std::string hexOf(unsigned value) { return format("0x%02X", value); }
 
-std::string sensorOf(const Record &record) {
-  return record.sensor_number == kAnySensor ? "any" : hexOf(record.sensor_number);
-}
-
 std::string textOf(const Record &record) { return {record.advice, strnlen(record.advice, sizeof record.advice)}; }
 
 std::vector<std::string> linesOf(const Record &record) {
   std::vector<std::string> lines;
-  std::string text = textOf(record);
-  while (!text.empty()) {
-    const std::size_t end = std::min(text.find('\n'), text.size());
-    lines.push_back(text.substr(0, end));
-    text.erase(0, end + 1);
+  std::istringstream text(textOf(record));
+  for (std::string line; std::getline(text, line);) {
+    lines.push_back(line);
   }
   return lines;
+}
+
+std::string eventText(unsigned type, unsigned code, const std::string &sensor) {
+  const std::string name = nameOf(type);
+  return "type " + hexOf(type) + (name.empty() ? "" : " (" + name + ")") + ", code " + hexOf(code) + ", sensor " +
+         sensor;
 }
 
 Json inJson(const Record &record) {
@@ -119,9 +120,8 @@ void answer(Session &session, const std::vector<Record> &records) {
     return;
   }
   for (const Record &record : records) {
-    const std::string name = nameOf(record.sensor_type);
-    std::cout << coloured("type " + hexOf(record.sensor_type) + (name.empty() ? "" : " (" + name + ")") + ", code " +
-                              hexOf(record.event_code) + ", sensor " + sensorOf(record) + ", level " +
+    const std::string sensor = record.sensor_number == kAnySensor ? "any" : hexOf(record.sensor_number);
+    std::cout << coloured(eventText(record.sensor_type, record.event_code, sensor) + ", level " +
                               std::to_string(record.level),
                           1)
               << "\n";
@@ -162,28 +162,21 @@ void look(Session &session, const AdviceArguments &arguments) {
 void lookUpRecord(Session &session, const std::string &digits) {
   constexpr std::size_t kRecordSize = 16;
   constexpr std::uint8_t kSystemEvent = 2;
-  const auto bytes = fromHex(digits);
-  if (!bytes || bytes->size() != kRecordSize) {
+  const std::vector<std::uint8_t> record = fromHex(digits).value_or(std::vector<std::uint8_t>());
+  if (record.size() != kRecordSize) {
     throw Failure(kUsage, "--sel: a record of 16 bytes in hexadecimal digits, not \"" + printable(digits) + "\"");
   }
-  const std::vector<std::uint8_t> &record = *bytes;
   if (record[2] != kSystemEvent) {
     throw Failure(kFinding, "record type " + hexOf(record[2]) + " has no sensor: only 0x02 is a system event");
   }
-  const unsigned type = record[10];
-  const unsigned number = record[11];
+  const std::uint8_t type = record[10];
+  const std::uint8_t number = record[11];
+  const std::uint8_t code = record[13];
   const bool isAsserted = (record[12] & 0x80U) == 0;
-  const unsigned code = record[13];
+  session.answer(object({{"type", type}, {"number", number}, {"code", code}, {"asserted", isAsserted}}));
+  std::cout << (session.json ? ""
+                             : eventText(type, code, hexOf(number)) + (isAsserted ? ", asserted\n" : ", deasserted\n"));
   const std::vector<Record> own = adviceFor(type, code, number);
-  session.answer(object({{"event", object({{"type", type},
-                                           {"typeName", nameOf(type)},
-                                           {"number", number},
-                                           {"code", code},
-                                           {"asserted", isAsserted}})}}));
-  if (!session.json) {
-    std::cout << "sensor " << hexOf(number) << ", type " << hexOf(type) << ", code " << hexOf(code)
-              << (isAsserted ? ", asserted" : ", deasserted") << "\n";
-  }
   answer(session, own.empty() ? adviceFor(type, code & 0x0FU, number) : own);
 }
 

@@ -21,19 +21,26 @@ constexpr std::size_t kDocumentRoom = 56 << 10;
 constexpr std::size_t kLongestValue = 127;
 constexpr std::string_view kIdPrefix = "/redfish/v1/EventService/Events/";
 
+/// A property, and what it has to look like for a receiver that follows the Redfish schema.
 struct TextMember {
   const char *key;
   const char *EventArray::*text;
+  bool required = false;
+  const char *pattern = ".*";
+  const char *reason = "";
 };
 
 constexpr TextMember kTexts[] = {
-    {"id", &EventArray::id},
-    {"eventType", &EventArray::eventType},
-    {"eventId", &EventArray::eventId},
-    {"severity", &EventArray::severity},
-    {"eventTimestamp", &EventArray::eventTimestamp},
+    {"id", &EventArray::id, true, ".+", "is empty, and ends the document's @odata.id"},
+    {"eventType", &EventArray::eventType, true, "StatusChange|ResourceUpdated|ResourceAdded|ResourceRemoved|Alert",
+     "is none of StatusChange, ResourceUpdated, ResourceAdded, ResourceRemoved and Alert"},
+    {"eventId", &EventArray::eventId, false, ".+", "is empty"},
+    {"severity", &EventArray::severity, false, "OK|Warning|Critical", "is none of OK, Warning and Critical"},
+    {"eventTimestamp", &EventArray::eventTimestamp, false, R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d(\.\d+)?(Z|[+-]\d\d:\d\d))",
+     "is no time such as 2024-05-01T13:45:07+02:00"},
     {"message", &EventArray::message},
-    {"messageId", &EventArray::messageId},
+    {"messageId", &EventArray::messageId, true, R"([A-Za-z0-9]+\.\d+\.\d+\.[A-Za-z0-9.]+)",
+     "is no message of a registry, such as Alert.1.0.LanDisconnect"},
     {"context", &EventArray::context},
 };
 
@@ -121,33 +128,16 @@ class Event {
   const char *serverIdentity_ = nullptr;
 };
 
-/// What a property of the event has to look like for a receiver that follows the Redfish schema.
-struct Requirement {
-  TextMember member;
-  const char *pattern;
-  bool required;
-  const char *reason;
-};
-
-constexpr Requirement kRequirements[] = {
-    {kTexts[0], ".+", true, "is needed: it ends the document's @odata.id"},
-    {kTexts[1], "StatusChange|ResourceUpdated|ResourceAdded|ResourceRemoved|Alert", true,
-     "is none of StatusChange, ResourceUpdated, ResourceAdded, ResourceRemoved and Alert"},
-    {kTexts[2], ".+", false, "is empty"},
-    {kTexts[3], "OK|Warning|Critical", false, "is none of OK, Warning and Critical"},
-    {kTexts[4], R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d(\.\d+)?(Z|[+-]\d\d:\d\d))", false,
-     "is no time such as 2024-05-01T13:45:07+02:00"},
-    {kTexts[6], R"([A-Za-z0-9]+\.\d+\.\d+\.[A-Za-z0-9.]+)", true,
-     "is no message of a registry, such as Alert.1.0.LanDisconnect"},
-};
-
-std::string reasonAgainst(const Requirement &requirement, const char *text) {
+/// What is wrong with a property; empty when nothing is.
+std::string reasonAgainst(const TextMember &member, const char *text) {
   if (text == nullptr) {
-    return requirement.required ? "is required, and absent" : "";
+    return member.required ? "is required, and absent" : "";
   }
-  // What the document cuts off is not looked at: the search goes as deep as the text is long.
-  const std::string kept(std::string_view(text).substr(0, kLongestValue));
-  return std::regex_match(kept, std::regex(requirement.pattern)) ? "" : requirement.reason;
+  const std::size_t most = member.text == &EventArray::id ? kLongestValue - kIdPrefix.size() : kLongestValue;
+  if (std::string_view(text).size() > most) {
+    return "is cut to " + std::to_string(most) + " bytes";  // not matched: the search goes as deep as the text is long
+  }
+  return std::regex_match(text, std::regex(member.pattern)) ? "" : member.reason;
 }
 
 /// Places of a list that nothing was put at, with something behind them, become JSON nulls.
@@ -181,17 +171,10 @@ void checkLists(EventArray event, std::vector<Finding> &findings) {
 
 std::vector<Finding> findingsIn(const EventArray &event) {
   std::vector<Finding> findings;
-  for (const Requirement &requirement : kRequirements) {
-    const std::string reason = reasonAgainst(requirement, event.*requirement.member.text);
-    if (!reason.empty()) {
-      findings.push_back({requirement.member.key, reason});
-    }
-  }
   for (const TextMember &member : kTexts) {
-    const char *text = event.*member.text;
-    const std::size_t room = member.text == &EventArray::id ? kLongestValue - kIdPrefix.size() : kLongestValue;
-    if (text != nullptr && std::string_view(text).size() > room) {
-      findings.push_back({member.key, "is cut to " + std::to_string(room) + " bytes"});
+    const std::string reason = reasonAgainst(member, event.*member.text);
+    if (!reason.empty()) {
+      findings.push_back({member.key, reason});
     }
   }
   checkLists(event, findings);

@@ -12,6 +12,7 @@
 #include <limits>
 #include <memory>
 
+#include "core/several.h"
 #include "files/commands.h"
 
 namespace vexora::tool {
@@ -39,9 +40,7 @@ Envelope look(const std::string &path, std::span<const std::uint8_t> file) {
     envelope.damage = std::to_string(file.size()) + " bytes are too few for a checksum and content";
     return envelope;
   }
-  for (std::size_t i = 0; i < kHeader; ++i) {
-    envelope.stored |= std::uint32_t{file[i]} << (8 * i);
-  }
+  envelope.stored = static_cast<std::uint32_t>(littleEndian(file.first(kHeader)));
   envelope.content = file.subspan(kHeader);
   envelope.computed = checksum(path, envelope.content);
   if (envelope.stored != envelope.computed) {
@@ -56,11 +55,8 @@ void wrap(const std::string &from, const std::string &to) {
   if (file.bytes().empty()) {
     throw Failure(kFinding, printable(from) + ": empty, and every reader refuses an empty content");
   }
-  const std::uint32_t crc = checksum(from, file.bytes());
   std::array<std::uint8_t, kHeader> header{};
-  for (std::size_t i = 0; i < kHeader; ++i) {
-    header[i] = static_cast<std::uint8_t>(crc >> (8 * i));
-  }
+  putLittleEndian(header, checksum(from, file.bytes()));
   writeFile(to, file.bytes(), header);
 }
 
@@ -73,32 +69,26 @@ void unwrap(const std::string &from, const std::string &to) {
   writeFile(to, envelope.content);
 }
 
-void verify(Session &session, const std::string &path) {
+Json verify(Session &session, const std::string &path) {
   const LargeFile file(path);
   const Envelope envelope = look(path, file.bytes());
   const auto zero = std::find(envelope.content.begin(), envelope.content.end(), 0);
-  const bool cut = zero != envelope.content.end();
+  const bool isWhole = envelope.damage.empty();
+  const bool isCut = zero != envelope.content.end();
   const auto end = zero - envelope.content.begin();
-  session.found(envelope.damage.empty() ? kFine : kFinding);
-  if (session.json) {
-    Json document = object({{"file", path}, {"whole", envelope.damage.empty()}});
-    if (file.bytes().size() > kHeader) {
-      document.add("contentLength", envelope.content.size());
-      document.add("storedChecksum", format("0x%08x", envelope.stored))
-          .add("checksum", format("0x%08x", envelope.computed));
-      document.add("firstZeroByte", cut ? Json(end) : Json());
-    }
-    session.answer(document.add("damage", envelope.damage.empty() ? Json() : Json(envelope.damage)));
-    return;
-  }
-  std::cout << printable(path) << ": "
-            << (envelope.damage.empty() ? coloured("whole", 32) + ", " + std::to_string(envelope.content.size()) +
-                                              " bytes of content, checksum " + format("0x%08x", envelope.stored)
-                                        : coloured("damaged", 31) + ": " + envelope.damage)
-            << "\n";
-  if (cut) {
+  const std::vector<Finding> damage(isWhole ? 0 : 1, {path, "damaged: " + envelope.damage});
+  session.report(damage, printable(path) + ": " + coloured("whole", 32) + ", " +
+                             std::to_string(envelope.content.size()) + " bytes of content, checksum " +
+                             format("0x%08x", envelope.stored));
+  if (isCut && !session.json) {
     std::cout << "note: the content has a zero byte at " << end << ", where the library's readers see its end\n";
   }
+  return object({{"file", path},
+                 {"whole", isWhole},
+                 {"contentLength", envelope.content.size()},
+                 {"storedChecksum", format("0x%08x", envelope.stored)},
+                 {"checksum", format("0x%08x", envelope.computed)},
+                 {"firstZeroByte", isCut ? Json(end) : Json()}});
 }
 
 void addPair(Command file, const char *name, const char *description, const char *example,
@@ -123,11 +113,13 @@ void addFile(Command app, Session &session) {
           "printf 'text' | vexora file wrap - /tmp/guarded", wrap);
   addPair(file, "unwrap", "Writes the content of a guarded file, unless that is damaged.",
           "printf 'text' | vexora file wrap - - | vexora file unwrap - -", unwrap);
-  Command command = file.add("verify", "Compares a guarded file's checksum with its content.",
+  Command command = file.add("verify", "Compares guarded files' checksums with their contents.",
                              "printf 'text' | vexora file wrap - - | vexora file verify -");
-  auto path = std::make_shared<std::string>();
-  command.option("FILE", *path, "File to read, - for standard input").required().typeName("");
-  command.run([&session, path] { verify(session, *path); });
+  auto paths = std::make_shared<std::vector<std::string>>();
+  command.option("FILE", *paths, "Files to read, - for standard input").required().typeName("");
+  command.run([&session, paths] {
+    forEachFile(session, *paths, [&](const std::string &path, const std::string &) { return verify(session, path); });
+  });
 }
 
 }  // namespace vexora::tool

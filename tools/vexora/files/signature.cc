@@ -8,10 +8,10 @@
 #include <openssl/x509.h>
 #include <vexora/security.h>
 
-#include <iostream>
 #include <limits>
 #include <memory>
 
+#include "core/several.h"
 #include "files/commands.h"
 
 namespace vexora::tool {
@@ -24,7 +24,7 @@ constexpr std::size_t kDerHeader = 2;
 constexpr std::size_t kLongestContent = 127;
 
 struct SignatureArguments {
-  std::string file;
+  std::vector<std::string> files;
   std::string key;
   std::string signature;
 };
@@ -71,34 +71,31 @@ Key loadKey(const std::string &path) {
   return key;
 }
 
-std::uint8_t verdictOn(const SignatureArguments &arguments) {
+std::uint8_t verdictOn(const std::string &path, const SignatureArguments &arguments) {
   const Key key = loadKey(arguments.key);
-  const Bytes signature = readFile(arguments.signature);
+  const std::string signaturePath = arguments.signature.empty() ? path + ".sig" : arguments.signature;
+  const Bytes signature = readFile(signaturePath);
   if (signature.size() > std::numeric_limits<std::uint8_t>::max()) {
-    throw Failure(kFinding, printable(arguments.signature) + ": too long for a signature");
+    throw Failure(kFinding, printable(signaturePath) + ": too long for a signature");
   }
-  const LargeFile file(arguments.file);
+  const LargeFile file(path);
   const std::span<const std::uint8_t> data = file.bytes();
   if (data.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
-    throw Failure(kFinding, printable(arguments.file) + ": too long to be verified");
+    throw Failure(kFinding, printable(path) + ": too long to be verified");
   }
   return VexoraECDSAwithSHA256Verify(key.get(), data.data(), static_cast<int>(data.size()), signature.data(),
                                      static_cast<std::uint8_t>(signature.size()));
 }
 
-void verify(Session &session, const SignatureArguments &arguments) {
+Json verify(Session &session, const std::string &path, const SignatureArguments &arguments) {
   constexpr std::uint8_t kValid = 1;
   constexpr std::uint8_t kInvalid = 0;
-  const std::uint8_t verdict = verdictOn(arguments);
-  const char *told = verdict == kValid     ? "valid"
-                     : verdict == kInvalid ? "not valid"
-                                           : "not checked: the file is empty or the signature malformed";
-  session.found(verdict == kValid ? kFine : kFinding);
-  if (session.json) {
-    session.answer(object({{"file", arguments.file}, {"valid", verdict == kValid}, {"verdict", told}}));
-  } else {
-    std::cout << printable(arguments.file) << ": " << coloured(told, verdict == kValid ? 32 : 31) << "\n";
-  }
+  const std::uint8_t verdict = verdictOn(path, arguments);
+  const std::vector<Finding> findings(
+      verdict == kValid ? 0 : 1,
+      {path, verdict == kInvalid ? "not valid" : "not checked: the file is empty or the signature malformed"});
+  session.report(findings, printable(path) + ": " + coloured("valid", 32));
+  return object({{"file", path}, {"valid", verdict == kValid}});
 }
 
 }  // namespace
@@ -107,16 +104,24 @@ void addSignature(Command app, Session &session) {
   Command signature = app.add("signature", "Verifies signatures of files.", "vexora signature verify --help");
   signature.needsCommand();
   Command command = signature.add(
-      "verify", "Verifies a file's ECDSA signature over SHA-256.\nOnly \"valid\" means that the file is genuine.",
+      "verify",
+      "Verifies files' ECDSA signatures over SHA-256. Each file's own is FILE.sig, unless --signature names that of "
+      "the only one.\nOnly \"valid\" means that a file is genuine.",
       "openssl ecparam -name prime256v1 -genkey -noout -out /tmp/key && echo firmware >/tmp/image\n"
       "  openssl ec -in /tmp/key -pubout -out /tmp/public && openssl dgst -sha256 -sign /tmp/key -out "
       "/tmp/sig /tmp/image\n"
       "  vexora signature verify --key /tmp/public --signature /tmp/sig /tmp/image");
   auto arguments = std::make_shared<SignatureArguments>();
-  command.option("FILE", arguments->file, "The signed file").required().typeName("");
+  command.option("FILE", arguments->files, "The signed files").required().typeName("");
   command.option("-k,--key", arguments->key, "The maker's public key, in DER or PEM").required().typeName("FILE");
-  command.option("-s,--signature", arguments->signature, "The signature, in DER").required().typeName("FILE");
-  command.run([&session, arguments] { verify(session, *arguments); });
+  command.option("-s,--signature", arguments->signature, "The signature, in DER").typeName("FILE");
+  command.run([&session, arguments] {
+    if (arguments->files.size() > 1 && !arguments->signature.empty()) {
+      throw Failure(kUsage, "--signature is that of one file");
+    }
+    forEachFile(session, arguments->files,
+                [&](const std::string &path, const std::string &) { return verify(session, path, *arguments); });
+  });
 }
 
 }  // namespace vexora::tool

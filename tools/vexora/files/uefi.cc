@@ -37,12 +37,9 @@ struct Header {
   std::uint32_t plain;
 };
 
-std::uint32_t little32(const Bytes &bytes, std::size_t at) {
-  std::uint32_t value = 0;
-  for (std::size_t i = 4; i > 0; --i) {
-    value = value << 8 | bytes[at + i - 1];
-  }
-  return value;
+/// The header's number at an offset.
+std::uint32_t little32(std::span<const std::uint8_t> image, std::size_t at) {
+  return static_cast<std::uint32_t>(littleEndian(image.subspan(at, 4)));
 }
 
 /// Throws Failure when the image is shorter than it says.

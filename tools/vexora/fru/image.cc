@@ -89,9 +89,8 @@ Bytes fieldsBytes(const Area &area) {
   const std::size_t length = sizeOf(area);
   Bytes bytes = {kFormat, static_cast<std::uint8_t>(length / kUnit), area.code};
   if (area.kind == AreaKind::kBoard) {
-    for (const unsigned shift : {0U, 8U, 16U}) {
-      bytes.push_back(static_cast<std::uint8_t>(area.minutes >> shift));
-    }
+    bytes.resize(bytes.size() + 3);
+    putLittleEndian(std::span(bytes).last(3), area.minutes);
   }
   for (const Field &field : area.fields) {
     bytes.push_back(static_cast<std::uint8_t>(field.type << 6U | field.data.size()));

@@ -173,9 +173,7 @@ class Parser {
       Cursor cursor(body);
       cursor.take(2);
       area.code = cursor.byte();
-      for (unsigned shift = 0; area.kind == AreaKind::kBoard && shift < 24; shift += 8) {
-        area.minutes |= static_cast<std::uint32_t>(cursor.byte()) << shift;
-      }
+      area.minutes = static_cast<std::uint32_t>(littleEndian(cursor.take(area.kind == AreaKind::kBoard ? 3 : 0)));
       area.headless = cursor.failed();
       readFields(area, cursor);
       readUnused(area, cursor);

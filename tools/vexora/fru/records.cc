@@ -129,10 +129,7 @@ std::optional<std::string> valueOf(View data, const Item &item) {
   if (item.at > data.size() || item.size > data.size() - item.at) {
     return std::nullopt;
   }
-  std::uint32_t raw = 0;
-  for (std::size_t i = 0; i < item.size; ++i) {
-    raw |= static_cast<std::uint32_t>(data[item.at + i]) << 8 * i;
-  }
+  auto raw = static_cast<std::uint32_t>(littleEndian(data.subspan(item.at, item.size)));
   if (item.mayBeUnknown && raw == (1U << 8 * item.size) - 1) {
     return "not told";
   }

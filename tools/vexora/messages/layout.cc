@@ -32,14 +32,6 @@ constexpr RequestLayout kLayouts[] = {
     {"raid", 0, "/var/raid_replace_moni_cmd_pipe", 2, kRaid},
 };
 
-std::uint32_t numberOf(std::span<const std::uint8_t> bytes) {
-  std::uint32_t number = 0;
-  for (std::size_t i = bytes.size(); i > 0; --i) {
-    number = number << 8 | bytes[i - 1];
-  }
-  return number;
-}
-
 std::string characters(std::span<const std::uint8_t> bytes) {
   std::string text;
   for (const std::uint8_t byte : bytes) {
@@ -60,7 +52,7 @@ std::string row(std::size_t offset, std::span<const std::uint8_t> bytes, const s
 std::string showField(const RequestField &field, std::span<const std::uint8_t> bytes) {
   const std::string name = field.name;
   if (field.isNumber) {
-    const std::uint32_t number = numberOf(bytes);
+    const auto number = static_cast<std::uint32_t>(littleEndian(bytes));
     return row(field.offset, bytes, name + format(" = %u (0x%x)", number, number));
   }
   std::string text;
@@ -105,7 +97,7 @@ Json requestJson(const RequestLayout &layout, std::span<const std::uint8_t> byte
     const auto part = partOf(field, bytes);
     return object({{"name", field.name},
                    {"offset", field.offset},
-                   {"value", field.isNumber ? Json(numberOf(part)) : Json(toHex(part))}});
+                   {"value", field.isNumber ? Json(littleEndian(part)) : Json(toHex(part))}});
   });
   return object({{"request", layout.name}, {"fields", fields}, {"bytes", toHex(bytes)}});
 }

@@ -77,9 +77,7 @@ Bytes framed(const RequestLayout &layout, std::size_t at, const Bytes &record) {
 }
 
 void put32(Bytes &bytes, std::size_t at, std::uint32_t value) {
-  for (std::size_t i = 0; i < 4; ++i) {
-    bytes[at + i] = static_cast<std::uint8_t>(value >> (8 * i));
-  }
+  putLittleEndian(std::span(bytes).subspan(at, 4), value);
 }
 
 Request mca(const SendArguments &arguments, const RequestLayout &layout) {

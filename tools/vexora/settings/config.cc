@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iomanip>
 #include <iostream>
 #include <memory>
 
@@ -30,13 +31,8 @@ void show(Session &session, const SettingsStore &store, const ConfigArguments &a
     session.answer(settings.document(arguments.secrets));
     return;
   }
-  std::size_t width = 0;
   for (const Setting &setting : settings.all()) {
-    width = std::max(width, setting.name.size());
-  }
-  for (const Setting &setting : settings.all()) {
-    std::cout << setting.name << std::string(width + 2 - setting.name.size(), ' ') << setting.shown(arguments.secrets)
-              << "\n";
+    std::cout << std::left << std::setw(20) << setting.name << setting.shown(arguments.secrets) << "\n";
   }
 }
 

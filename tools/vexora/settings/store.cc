@@ -131,17 +131,11 @@ std::string tooLong(const SettingField &field, std::size_t length) {
   return std::to_string(length) + " bytes, more than the " + std::to_string(field.width - 1) + " that it holds";
 }
 
-void storeNumber(const Setting &setting, std::int64_t number) {
-  for (std::size_t i = 0; i < setting.field->width; ++i) {
-    setting.bytes[i] = static_cast<std::uint8_t>(static_cast<std::uint64_t>(number) >> (8 * i));
-  }
-}
-
 std::string assignNumber(const Setting &setting, std::int64_t number) {
   if (number < 0 || number > largest(*setting.field)) {
     return "not 0 to " + std::to_string(largest(*setting.field));
   }
-  storeNumber(setting, number);
+  putLittleEndian({setting.bytes, setting.field->width}, static_cast<std::uint64_t>(number));
   return "";
 }
 
@@ -200,11 +194,8 @@ Json readDocument(const std::string &path) {
 std::span<const SettingsStore> settingsStores() { return kStores; }
 
 std::int64_t Setting::number() const {
-  std::uint32_t number = 0;
-  for (std::size_t i = 0; i < field->width; ++i) {
-    number |= std::uint32_t{bytes[i]} << (8 * i);
-  }
-  return field->width == 4 ? static_cast<std::int32_t>(number) : std::int64_t{number};
+  const std::uint64_t number = littleEndian({bytes, field->width});
+  return field->width == 4 ? static_cast<std::int32_t>(number) : static_cast<std::int64_t>(number);
 }
 
 std::string Setting::text() const {
