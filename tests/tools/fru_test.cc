@@ -86,7 +86,7 @@ TEST(Fru, DescriptionGivesTheSameImageAgainOrNone) {
   std::string odd = image();
   odd[64] = '\x9d';   // a custom field's last byte: not text in any case
   odd[52] = '\x1f';   // a digit without a meaning
-  odd[70] = '\x07';   // behind the board's fields
+  odd[70] = '\x07';   // after the board's fields
   odd[125] = '\x01';  // where no area is
   setChecksum(odd, 32, 79);
   for (const auto &[bytes, status] : {std::pair(image(), 0), {odd, 1}}) {
@@ -128,7 +128,7 @@ TEST(Fru, SetLaysOutAnew) {
   EXPECT_TRUE(has(fru("set new product.language=25 -o never").text, "'日' has no place in latin-1"));
   EXPECT_EQ(fru("set new product.manufacturer=Müller board.date= product.language=25 -o again").status, 0);
   const std::string english = fru("show again").text;
-  for (const char *part : {"Date                        not told", "Müller\"  latin-1", "\"7\"  six-bit"}) {
+  for (const char *part : {"Date                        not stated", "Müller\"  latin-1", "\"7\"  six-bit"}) {
     EXPECT_TRUE(has(english.substr(english.find("Board area")), part)) << part << "\n" << english;
   }
   EXPECT_EQ(field(vexora_get_fru_product_info, read("again"), VEXORA_FRU_PRODUCT_MANUFACTURER),
@@ -188,13 +188,13 @@ TEST(Fru, EachKindOfFaultIsNamed) {
        }},
       {"unused-space: board at 68", put(70, 7, 32, 79)},
       {"unused-space: image at 125", put(125, 7, 0, 0)}};
-  for (const auto &[told, edit] : faults) {
+  for (const auto &[message, edit] : faults) {
     std::string bytes = image();
     edit(bytes);
     write("damaged", bytes);
     const Answer answer = fru("verify damaged");
-    EXPECT_EQ(answer.status, 1) << told;
-    EXPECT_TRUE(has(answer.text, told)) << told << "\n" << answer.text;
+    EXPECT_EQ(answer.status, 1) << message;
+    EXPECT_TRUE(has(answer.text, message)) << message << "\n" << answer.text;
   }
 }
 
@@ -206,7 +206,7 @@ TEST(Fru, HostileImagesAreFindings) {
     turned[i] = static_cast<char>(~turned[i]);
     write("cut", image().substr(0, i));
     write("turned", turned);
-    // What is behind the internal use area's begin has no length of its own.
+    // What is after the internal use area's begin has no length of its own.
     EXPECT_EQ(fru("show cut > shown").status, i > 192 ? 0 : 1) << i;
     const bool unseen = (i >= 120 && i < 128) || (i >= 169 && i < 192) || i > 192;
     EXPECT_EQ(fru("show --json turned > shown").status, unseen ? 0 : 1) << i;
@@ -254,11 +254,11 @@ TEST(Fru, WrongDescriptionsAndNamesAreRefused) {
       {R"({"size": 1099511627776})", "size: is not between"},
       {R"({"size": 16, "areas": [{"area": "board"}]})", "the areas take 24 bytes"},
       {R"({"areas": [{"area": "internal", "data": "0g"}]})", "data: is not pairs"}};
-  for (const auto &[description, told] : descriptions) {
+  for (const auto &[description, message] : descriptions) {
     write("description", description);
     const Answer answer = fru("build description -o never");
     EXPECT_EQ(answer.status, 1) << description;
-    EXPECT_TRUE(has(answer.text, told)) << description << "\n" << answer.text;
+    EXPECT_TRUE(has(answer.text, message)) << description << "\n" << answer.text;
   }
   write("image", image());
   const std::string full(63, 'x');

@@ -5,7 +5,7 @@
 
 namespace vexora::tool {
 
-/// Adds the commands of this folder: what daemons tell of events: the document, its receivers, and the advice.
+/// Adds the commands of this folder: what daemons say about events: the document, its receivers, and the advice.
 void addEvents(Command app, Session &session);
 
 void addSubscriptions(Command app, Session &session);  // "subscriptions"

@@ -16,7 +16,7 @@ namespace vexora::tool {
 namespace {
 
 // Holds any event.
-constexpr std::size_t kDocumentRoom = 56 << 10;
+constexpr std::size_t kDocumentSize = 56 << 10;
 // The document's values are cut to this many bytes.
 constexpr std::size_t kLongestValue = 127;
 constexpr std::string_view kIdPrefix = "/redfish/v1/EventService/Events/";
@@ -73,9 +73,9 @@ class Event {
   [[nodiscard]] const EventArray &event() const { return event_; }
 
   [[nodiscard]] std::string document() const {
-    std::vector<char> room(kDocumentRoom);
-    getJsonData(room.data(), event_, serverIdentity_);
-    return room.data();
+    std::vector<char> text(kDocumentSize);
+    getJsonData(text.data(), event_, serverIdentity_);
+    return text.data();
   }
 
  private:
@@ -140,7 +140,7 @@ std::string reasonAgainst(const TextMember &member, const char *text) {
   return std::regex_match(text, std::regex(member.pattern)) ? "" : member.reason;
 }
 
-/// Places of a list that nothing was put at, with something behind them, become JSON nulls.
+/// Places of a list that nothing was put at, with something after them, become JSON nulls.
 bool hasGaps(std::span<const char *> texts) {
   const auto last = std::find_if(texts.rbegin(), texts.rend(), [](const char *text) { return text != nullptr; });
   return std::find(texts.begin(), last.base(), nullptr) != last.base();

@@ -160,9 +160,9 @@ class Checker {
       report("the closing quote is missing");
       return value.substr(1);
     }
-    const std::string_view behind = trimmed(value.substr(closing + 1));
-    if (!behind.empty() && !isComment(behind)) {
-      report("cut at the closing quote: " + inQuotes(behind) + " is ignored");
+    const std::string_view after = trimmed(value.substr(closing + 1));
+    if (!after.empty() && !isComment(after)) {
+      report("cut at the closing quote: " + inQuotes(after) + " is ignored");
     }
     return value.substr(1, closing - 1);
   }

@@ -73,7 +73,7 @@ std::optional<Bytes> decompress(const Bytes &image, const Header &header, const 
 void info(Session &session, const UefiArguments &arguments) {
   const Bytes image = readFile(arguments.input, kMostPlain);
   const Header header = headerOf(image, arguments.input);
-  const std::size_t behind = image.size() - kImageHeader - header.compressed;
+  const std::size_t after = image.size() - kImageHeader - header.compressed;
   Json forms = array();
   std::string names;
   for (const Form &form : kForms) {
@@ -85,16 +85,16 @@ void info(Session &session, const UefiArguments &arguments) {
   session.found(names.empty() ? kFinding : kFine);
   if (session.json) {
     session.answer(
-        object({{"compressed", header.compressed}, {"plain", header.plain}, {"behind", behind}, {"forms", forms}}));
+        object({{"compressed", header.compressed}, {"plain", header.plain}, {"after", after}, {"forms", forms}}));
     return;
   }
   std::cout << "compressed    " << header.compressed << " bytes\n"
             << "plain         " << header.plain << " bytes\n"
-            << "behind it     " << behind << " bytes\n"
+            << "after it      " << after << " bytes\n"
             << "decompresses  " << (names.empty() ? coloured("as neither form: damaged", 31) : "as " + names) << "\n";
 }
 
-/// An image doesn't tell its form: where both work out to different data, the user has to.
+/// An image doesn't say its form: where both work out to different data, the user has to.
 void unpack(Session & /*session*/, const UefiArguments &arguments) {
   const Bytes image = readFile(arguments.input, kMostPlain);
   const Header header = headerOf(image, arguments.input);
@@ -154,9 +154,9 @@ void addUefi(Command app, Session &session) {
     one.option("OUTPUT", arguments->output, "File to write, - for standard output").required();
   };
   const std::string make = "vexora uefi pack /etc/passwd passwd.lz --form tiano && ";
-  Command told = command.add("info", "Tells an image's sizes, and the forms in which it decompresses.",
-                             make + "vexora uefi info passwd.lz");
-  told.option("IMAGE", arguments->input, "Image, - for standard input").required();
+  Command shown = command.add("info", "Shows an image's sizes, and the forms in which it decompresses.",
+                              make + "vexora uefi info passwd.lz");
+  shown.option("IMAGE", arguments->input, "Image, - for standard input").required();
   Command unpacked = command.add("unpack", "Decompresses an image.", make + "vexora uefi unpack passwd.lz -");
   addFiles(unpacked);
   unpacked.option("--form", arguments->form, "Form of the image, where both are possible").isOneOf(forms);
@@ -166,7 +166,7 @@ void addUefi(Command app, Session &session) {
   packed.option("--form", arguments->form, "Form of the image: distances up to 8 KiB (uefi) or 512 KiB (tiano)")
       .required()
       .isOneOf(forms);
-  told.run([&session, arguments] { info(session, *arguments); });
+  shown.run([&session, arguments] { info(session, *arguments); });
   unpacked.run([&session, arguments] { unpack(session, *arguments); });
   packed.run([&session, arguments] { pack(session, *arguments); });
 }

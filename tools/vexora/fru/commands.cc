@@ -52,7 +52,7 @@ constexpr const char *kDiff =
 
 constexpr const char *kBuild =
     "Makes a FRU image from a JSON description, such as `vexora fru show --json` gives. Areas stand in the order of "
-    "their places. What is left out is chosen: an offset behind the area before, the shortest length, English, 8-bit "
+    "their places. What is left out is chosen: an offset after the area before, the shortest length, English, 8-bit "
     "text, empty fields. A field is a text, or an object with its type, encoding, text or bytes; see the example. "
     "Texts of bcd-plus and six-bit that don't fill their last byte read back with a blank at their end.";
 
@@ -60,8 +60,8 @@ constexpr const char *kSet =
     "Sets fields of a FRU image and writes a new one, with new checksums. Fields are named by area and name, as "
     "`vexora "
     "fru show --json` has them: board.serial-number, chassis.type, product.language, board.date (2026-01-31T23:59Z, or "
-    "empty), product.custom.1; the number behind the last custom field adds one. An area grows when its fields need "
-    "it, and those behind it move as far as they have to; the image keeps its size unless --grow is given. A field "
+    "empty), product.custom.1; the number after the last custom field adds one. An area grows when its fields need "
+    "it, and those after it move as far as they have to; the image keeps its size unless --grow is given. A field "
     "keeps its encoding where that has a place for the text; another area language keeps the texts. Images with faults "
     "that a new one would not have are refused.";
 
@@ -108,12 +108,14 @@ Json verify(Session &session, const std::string &file, const std::string &before
 
 void diff(Session &session, const Arguments &arguments) {
   const auto valuesOf = [&](const std::string &file) {
-    return fru::valuesOf(fru::parse(readFile(file)).image, today(arguments));
+    const Parsed parsed = fru::parse(readFile(file));
+    session.report(fru::findingsOf(parsed.faults, file, printable(file) + ": "), "");
+    return fru::valuesOf(parsed.image, today(arguments));
   };
   reportDifferences(session, valuesOf(arguments.images[0]), valuesOf(arguments.images[1]));
 }
 
-/// Writes the image, and tells so where it doesn't go to standard output itself.
+/// Writes the image, and says so where it doesn't go to standard output itself.
 void finish(Session &session, const Arguments &arguments, const Bytes &image, const std::vector<std::string> &done) {
   writeFile(arguments.output, image);
   if (arguments.output == "-") {

@@ -18,7 +18,7 @@ constexpr std::uint32_t kMinuteCounts = 1U << 24U;
 
 struct Date {
   Minute at;
-  unsigned wraps = 0;   // how often the count had started again
+  unsigned wraps = 0;   // how often the count started again
   bool future = false;  // even the earliest date that it means
 };
 

@@ -19,7 +19,7 @@ namespace vexora::tool::fru {
 
 constexpr std::size_t kHeaderSize = 8;
 constexpr std::size_t kUnit = 8;         // of offsets and lengths
-constexpr std::size_t kMostUnits = 255;  // that a byte tells
+constexpr std::size_t kMostUnits = 255;  // that a byte holds
 constexpr std::size_t kLargestImage = 1U << 20U;
 constexpr std::size_t kLongestField = 63;
 constexpr std::uint8_t kFormat = 1;  // of the header and the areas
@@ -49,7 +49,7 @@ constexpr std::size_t kAreaKinds = 5;
 
 struct Area {
   AreaKind kind = AreaKind::kInternal;
-  std::optional<std::size_t> offset;  // none: behind the area before
+  std::optional<std::size_t> offset;  // none: after the area before
   std::size_t length = 0;             // of an area of fields; 0: as short as it can be
   std::uint8_t code = kEnglish;       // the chassis' type, or the language
   std::uint32_t minutes = 0;          // the board's date
@@ -89,7 +89,7 @@ const AreaShape &shapeOf(AreaKind kind);
 std::optional<AreaKind> areaNamed(std::string_view name);
 inline bool hasFields(AreaKind kind) { return shapeOf(kind).fieldsAt != 0; }
 
-/// "serial-number", or "custom.1" and so on for those behind the area's own.
+/// "serial-number", or "custom.1" and so on for those after the area's own.
 std::string fieldName(AreaKind kind, std::size_t index);
 std::string fieldTitle(AreaKind kind, std::size_t index);
 Encoding encodingOf(const Area &area, std::size_t index, unsigned type);

@@ -80,7 +80,7 @@ Json areaJson(const Area &area, Minute today) {
   return json;
 }
 
-/// Space that holds one byte throughout is told by its length.
+/// Space that holds one byte throughout is given by its length.
 Json gapJson(const Gap &gap) {
   Json json = object({{"offset", gap.offset}});
   if (std::all_of(gap.bytes.begin(), gap.bytes.end(), [&](auto byte) { return byte == gap.bytes[0]; })) {
@@ -348,8 +348,8 @@ Image fromJson(const Json &document, Minute today) {
   node.expect({"size", "exact", "areas", "unused", "version", "command", "status", "findings"});
   if (const auto exact = node.find("exact"); exact && exact->isFalse()) {
     exact->refuse(
-        "it tells of a damaged image and cannot give the same one again. See its findings; take \"exact\" out once it "
-        "tells what you want");
+        "it describes a damaged image and cannot give the same one again. See its findings; take \"exact\" out once "
+        "it says what you want");
   }
   Image image;
   if (const auto size = node.find("size")) {

@@ -2,17 +2,11 @@
 #include "fru/parse.h"
 
 #include <algorithm>
-#include <array>
 
 #include "core/tool.h"
 
 namespace vexora::tool::fru {
 namespace {
-
-constexpr std::array<const char *, 15> kFaultNames = {
-    "size",          "header-version",  "header-checksum", "reserved",   "area-bounds",
-    "area-overlap",  "area-version",    "area-checksum",   "field-end",  "field-encoding",
-    "record-bounds", "record-checksum", "record-version",  "record-end", "unused-space"};
 
 constexpr std::uint8_t kLengthBits = 0x3F;
 
@@ -64,7 +58,7 @@ class Parser {
 
   Parsed run() {
     if (image_.size() < kHeaderSize || image_.size() > kLargestImage) {
-      fault(FaultKind::kSize, "image", 0, "has " + std::to_string(image_.size()) + " bytes");
+      fault("size", "image", 0, "has " + std::to_string(image_.size()) + " bytes");
     } else if (readHeader()) {
       readAreas();
       findOverlaps();
@@ -81,18 +75,18 @@ class Parser {
   }
 
  private:
-  void fault(FaultKind kind, const std::string &place, std::size_t offset, const std::string &message) {
+  void fault(const char *kind, const std::string &place, std::size_t offset, const std::string &message) {
     out_.faults.push_back({kind, place, offset, message});
   }
 
   /// Whether the layout is known.
-  bool isVersion(std::uint8_t byte, std::uint8_t version, FaultKind kind, const std::string &place, std::size_t at) {
+  bool isVersion(std::uint8_t byte, std::uint8_t version, const char *kind, const std::string &place, std::size_t at) {
     if ((byte & kVersionBits) != version) {
       fault(kind, place, at, "format version is " + std::to_string(byte & kVersionBits));
       return false;
     }
     if ((byte & ~kVersionBits) != 0) {
-      fault(FaultKind::kReserved, place, at, "reserved bits are set beside the version: " + hexByte(byte));
+      fault("reserved", place, at, "reserved bits are set beside the version: " + hexByte(byte));
     }
     return true;
   }
@@ -101,12 +95,12 @@ class Parser {
     const View header = image_.first(kHeaderSize);
     const std::uint8_t computed = zeroChecksum(header.first(kHeaderSize - 1));
     if (header[kHeaderSize - 1] != computed) {
-      fault(FaultKind::kHeaderChecksum, "header", kHeaderSize - 1, checksumMessage(header[kHeaderSize - 1], computed));
+      fault("header-checksum", "header", kHeaderSize - 1, checksumMessage(header[kHeaderSize - 1], computed));
     }
     if (header[1 + kAreaKinds] != 0) {
-      fault(FaultKind::kReserved, "header", 1 + kAreaKinds, "padding is " + hexByte(header[1 + kAreaKinds]));
+      fault("reserved", "header", 1 + kAreaKinds, "padding is " + hexByte(header[1 + kAreaKinds]));
     }
-    return isVersion(header[0], kFormat, FaultKind::kHeaderVersion, "header", 0);
+    return isVersion(header[0], kFormat, "header-version", "header", 0);
   }
 
   void readAreas() {
@@ -114,8 +108,8 @@ class Parser {
     for (std::size_t kind = 0; kind < kAreaKinds; ++kind) {
       const std::size_t start = image_[1 + kind] * kUnit;
       if (start >= image_.size()) {
-        fault(FaultKind::kAreaBounds, shapeOf(static_cast<AreaKind>(kind)).name, 1 + kind,
-              "begins at " + std::to_string(start) + ", behind the image's end");
+        fault("area-bounds", shapeOf(static_cast<AreaKind>(kind)).name, 1 + kind,
+              "begins at " + std::to_string(start) + ", after the image's end");
       } else if (start != 0) {
         starts.push_back({start, image_.size(), static_cast<AreaKind>(kind), true});
       }
@@ -138,8 +132,8 @@ class Parser {
     if (kind == AreaKind::kMultiRecord) {
       length = readRecords(area, whole);
     } else {
-      known = isVersion(image_[start], kFormat, FaultKind::kAreaVersion, name, start);
-      // The internal use area tells no length: it goes on to where the next area begins.
+      known = isVersion(image_[start], kFormat, "area-version", name, start);
+      // The internal use area has no length: it goes on to where the next area begins.
       length = !known ? 0 : kind == AreaKind::kInternal ? next - start : readFieldsArea(area);
     }
     if (kind == AreaKind::kInternal && length != 0) {
@@ -158,14 +152,14 @@ class Parser {
     View body = image_.subspan(start);
     area.length = body.size() > 1 ? body[1] * kUnit : 0;
     if (area.length == 0 || area.length > body.size()) {
-      fault(FaultKind::kAreaBounds, place, start + 1,
+      fault("area-bounds", place, start + 1,
             "is " + std::to_string(area.length) + " bytes long; the image has " + std::to_string(body.size()) +
                 " from its begin on");
     } else {
       const std::uint8_t stored = body[area.length - 1];
       body = body.first(area.length - 1);
       if (stored != zeroChecksum(body)) {
-        fault(FaultKind::kAreaChecksum, place, start + area.length - 1, checksumMessage(stored, zeroChecksum(body)));
+        fault("area-checksum", place, start + area.length - 1, checksumMessage(stored, zeroChecksum(body)));
       }
     }
     const std::size_t taken = std::min(area.length, image_.size() - start);
@@ -188,26 +182,26 @@ class Parser {
       const std::string name = place + "." + fieldName(area.kind, area.fields.size());
       typeLength = cursor.byte();
       if (cursor.failed()) {
-        fault(FaultKind::kFieldEnd, place, at, "has no end marker behind its fields");
+        fault("field-end", place, at, "has no end marker after its fields");
         break;
       }
       if (typeLength == kEndOfFields) {
         if (area.fields.size() < shapeOf(area.kind).fields.size()) {
-          fault(FaultKind::kFieldEnd, name, at, "the end marker stands in its place");
+          fault("field-end", name, at, "the end marker stands in its place");
         }
         break;
       }
-      const std::size_t room = cursor.rest().size();
+      const std::size_t left = cursor.rest().size();
       const Field field = {unsigned{typeLength} >> 6U, copy(cursor.take(typeLength & kLengthBits)), false};
       if (cursor.failed()) {
-        fault(FaultKind::kFieldEnd, name, at,
-              "is " + std::to_string(typeLength & kLengthBits) + " bytes long; its area has " + std::to_string(room) +
+        fault("field-end", name, at,
+              "is " + std::to_string(typeLength & kLengthBits) + " bytes long; its area has " + std::to_string(left) +
                   " left");
         break;
       }
       const Encoding encoding = encodingOf(area, area.fields.size(), field.type);
       if (!decode(field.data, encoding).exact) {
-        fault(FaultKind::kFieldEncoding, name, at, std::string("holds what has no meaning in ") + nameOf(encoding));
+        fault("field-encoding", name, at, std::string("holds what has no meaning in ") + nameOf(encoding));
       }
       area.fields.push_back(field);
     }
@@ -219,8 +213,8 @@ class Parser {
     const auto last = std::find_if(rest.rbegin(), rest.rend(), [](std::uint8_t byte) { return byte != 0; });
     area.unused.assign(rest.begin(), last.base());
     if (!area.unused.empty()) {
-      fault(FaultKind::kUnusedSpace, shapeOf(area.kind).name, *area.offset + cursor.at(),
-            "holds something behind its last field: " + toHex(area.unused));
+      fault("unused-space", shapeOf(area.kind).name, *area.offset + cursor.at(),
+            "holds something after its last field: " + toHex(area.unused));
     }
   }
 
@@ -231,18 +225,18 @@ class Parser {
       const std::string place = std::string(shapeOf(area.kind).name) + "." + std::to_string(area.records.size() + 1);
       const View header = cursor.take(kRecordHeaderSize);
       if (cursor.failed()) {
-        fault(FaultKind::kRecordEnd, place, at, "the image ends before a record that is marked as the last");
+        fault("record-end", place, at, "the image ends before a record that is marked as the last");
         break;
       }
       const std::uint8_t computed = zeroChecksum(header.first(kRecordHeaderSize - 1));
       if (header[kRecordHeaderSize - 1] != computed) {
-        fault(FaultKind::kRecordChecksum, place, at + kRecordHeaderSize - 1,
+        fault("record-checksum", place, at + kRecordHeaderSize - 1,
               "header " + checksumMessage(header[kRecordHeaderSize - 1], computed));
         break;
       }
       const View data = cursor.take(header[2]);
       if (cursor.failed()) {
-        fault(FaultKind::kRecordBounds, place, at + 2,
+        fault("record-bounds", place, at + 2,
               "is " + std::to_string(header[2]) + " bytes long; the image has " + std::to_string(cursor.rest().size()) +
                   " left");
         break;
@@ -256,9 +250,9 @@ class Parser {
 
   void checkRecord(View header, View data, const std::string &place, std::size_t at) {
     const auto version = static_cast<std::uint8_t>(header[1] & static_cast<std::uint8_t>(~kEndOfList));
-    isVersion(version, kRecordFormat, FaultKind::kRecordVersion, place, at + 1);
+    isVersion(version, kRecordFormat, "record-version", place, at + 1);
     if (header[3] != zeroChecksum(data)) {
-      fault(FaultKind::kRecordChecksum, place, at + 3, "data " + checksumMessage(header[3], zeroChecksum(data)));
+      fault("record-checksum", place, at + 3, "data " + checksumMessage(header[3], zeroChecksum(data)));
     }
   }
 
@@ -267,7 +261,7 @@ class Parser {
       const auto before = std::max_element(extents_.begin(), extents_.begin() + static_cast<std::ptrdiff_t>(i),
                                            [](const Extent &a, const Extent &b) { return a.end < b.end; });
       if (extents_[i].begin < before->end) {
-        fault(FaultKind::kAreaOverlap, shapeOf(extents_[i].kind).name, extents_[i].begin,
+        fault("area-overlap", shapeOf(extents_[i].kind).name, extents_[i].begin,
               std::string("begins inside the ") + shapeOf(before->kind).name + " area, which ends at " +
                   std::to_string(before->end));
       }
@@ -294,7 +288,7 @@ class Parser {
     out_.image.gaps.push_back({begin, copy(gap)});
     const auto stray = std::find_if(gap.begin(), gap.end(), [](auto byte) { return byte != 0 && byte != 0xFF; });
     if (unused && stray != gap.end()) {
-      fault(FaultKind::kUnusedSpace, "image", begin + static_cast<std::size_t>(stray - gap.begin()),
+      fault("unused-space", "image", begin + static_cast<std::size_t>(stray - gap.begin()),
             "holds something where no area is: " + hexByte(*stray));
     }
   }
@@ -305,8 +299,6 @@ class Parser {
 };
 
 }  // namespace
-
-const char *nameOf(FaultKind kind) { return kFaultNames[static_cast<std::size_t>(kind)]; }
 
 Parsed parse(View image) { return Parser(image).run(); }
 

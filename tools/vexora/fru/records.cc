@@ -131,7 +131,7 @@ std::optional<std::string> valueOf(View data, const Item &item) {
   }
   auto raw = static_cast<std::uint32_t>(littleEndian(data.subspan(item.at, item.size)));
   if (item.mayBeUnknown && raw == (1U << 8 * item.size) - 1) {
-    return "not told";
+    return "not stated";
   }
   if (item.bits != 0) {
     raw = raw >> item.firstBit & ((1U << item.bits) - 1);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the multi-records of the standard's own types tell.
+// What the multi-records of the standard's own types say.
 #pragma once
 
 #include <string>

@@ -12,7 +12,7 @@ constexpr std::string_view kCustom = "custom.";
 
 [[noreturn]] void refuseName(const std::string &name) {
   throw Failure(kUsage, "'" + printable(name) +
-                            "' is no field of this image; `vexora fru show` tells which it has, "
+                            "' is no field of this image; `vexora fru show` lists those it has, "
                             "such as board.serial-number or product.custom.1");
 }
 
@@ -62,7 +62,7 @@ void setLanguage(Area &area, std::uint8_t code) {
   area = changed;
 }
 
-/// Where a field is; for one behind the last custom field it is made.
+/// Where a field is; for one after the last custom field it is made.
 std::optional<std::size_t> indexOf(Area &area, std::string_view name) {
   const auto own = shapeOf(area.kind).fields;
   const auto found = std::find_if(own.begin(), own.end(), [&](const FieldName &field) { return field.name == name; });

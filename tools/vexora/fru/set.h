@@ -12,8 +12,8 @@ namespace vexora::tool::fru {
 /// text. Throws Failure(kUsage) when there is no such field, Failure(kFinding) when it can't have the value.
 void assign(Image &image, const std::string &assignment, std::optional<Encoding> encoding, Minute today);
 
-/// Lengthens areas whose fields need it, and moves those behind only as far as needed. Returns what was done, a line
-/// each. The image becomes longer only when it may; throws Failure(kFinding) otherwise.
+/// Lengthens areas whose fields need it, and moves those after them only as far as needed. Returns what was done, a
+/// line each. The image becomes longer only when it may; throws Failure(kFinding) otherwise.
 std::vector<std::string> layOut(Image &image, bool mayGrow);
 
 }  // namespace vexora::tool::fru

@@ -24,7 +24,7 @@ std::string codeLine(const std::string &title, std::uint8_t code, const std::str
 std::string dateLine(std::uint32_t minutes, Minute today) {
   const auto date = dateOf(minutes, today);
   if (!date) {
-    return line("Date", "not told");
+    return line("Date", "not stated");
   }
   const std::string note = date->future ? coloured("in the future", kYellow)
                            : date->wraps == 0
@@ -91,7 +91,7 @@ std::vector<Finding> findingsOf(const std::vector<Fault> &faults, const std::str
   std::vector<Finding> findings;
   findings.reserve(faults.size());
   for (const Fault &fault : faults) {
-    findings.push_back({before + fault.place + " at " + std::to_string(fault.offset), fault.message, nameOf(fault.kind),
+    findings.push_back({before + fault.place + " at " + std::to_string(fault.offset), fault.message, fault.kind,
                         object({{"file", file}, {"offset", fault.offset}})});
   }
   return findings;
@@ -106,7 +106,7 @@ std::vector<NamedValue> valuesOf(const Image &image, Minute today) {
     }
     if (area.kind == AreaKind::kBoard) {
       const auto date = dateOf(area.minutes, today);
-      values.push_back({name + ".date", date ? toText(date->at) : "not told"});
+      values.push_back({name + ".date", date ? toText(date->at) : "not stated"});
     }
     for (std::size_t i = 0; i < area.fields.size(); ++i) {
       values.push_back({name + "." + fieldName(area.kind, i), fieldText(area, i)});

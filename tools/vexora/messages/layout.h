@@ -19,7 +19,7 @@ struct RequestField {
 struct RequestLayout {
   const char *name;
   int queue;         // key, or 0
-  const char *pipe;  // path, or null; the component monitors' have two numbers behind it
+  const char *pipe;  // path, or null; the component monitors' have two numbers after it
   std::size_t size;  // the most that a record has
   std::span<const RequestField> fields;
 };

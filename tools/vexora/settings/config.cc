@@ -10,6 +10,8 @@
 #include <iostream>
 #include <memory>
 
+#include <vexora/config.h>
+
 #include "settings/commands.h"
 #include "settings/store.h"
 
@@ -100,13 +102,13 @@ std::string readSecret(const std::string &name) {
   if (isTyped) {
     termios hidden = shown;
     hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-    tcsetattr(STDIN_FILENO, TCSAFLUSH, &hidden);
+    tcsetattr(STDIN_FILENO, TCSADRAIN, &hidden);
     std::cerr << name << ": ";
   }
   std::array<char, 256> line{};  // longer than any field
   std::cin.getline(line.data(), line.size());
   if (isTyped) {
-    tcsetattr(STDIN_FILENO, TCSAFLUSH, &shown);
+    tcsetattr(STDIN_FILENO, TCSADRAIN, &shown);
     std::cerr << "\n";
   }
   if (std::cin.fail()) {
@@ -147,32 +149,25 @@ void refuseUnknown(json_object *holder, std::span<const SettingField> fields, co
 }
 
 void refuseUnknownMembers(const Json &document, const SettingsStore &store) {
-  json_object *section = json_object_object_get(document.get(), store.section);
-  const std::string listName = store.list == nullptr ? "" : store.list;
-  json_object *list = listName.empty() ? nullptr : json_object_object_get(document.get(), listName.c_str());
-  if (!json_object_is_type(section, json_type_object) && !json_object_is_type(list, json_type_array)) {
-    throw Failure(kFinding, std::string("the document has no ") + store.section);
-  }
-  if (json_object_is_type(section, json_type_object)) {
-    refuseUnknown(section, store.fields, store.section);
-  }
-  const std::size_t count = json_object_is_type(list, json_type_array) ? json_object_array_length(list) : 0;
-  if (count > 4) {
-    throw Failure(kFinding, listName + " has more than four elements");
-  }
-  for (std::size_t i = 0; i < count; ++i) {
-    json_object *entry = json_object_array_get_idx(list, i);
-    if (json_object_is_type(entry, json_type_object)) {
-      refuseUnknown(entry, store.listFields, listName);
+  bool isEmpty = true;
+  for (int entry = -1; entry <= (store.list == nullptr ? -1 : VEXORA_ALERT_DESTINATIONS); ++entry) {
+    json_object *holder = holderIn(document, store, entry);
+    if (holder != nullptr && entry == VEXORA_ALERT_DESTINATIONS) {
+      throw Failure(kFinding, std::string(store.list) + " has more than four elements");
     }
+    if (holder != nullptr) {
+      entry < 0 ? refuseUnknown(holder, store.fields, store.section)
+                : refuseUnknown(holder, store.listFields, store.list);
+      isEmpty = false;
+    }
+  }
+  if (isEmpty) {
+    throw Failure(kFinding, std::string("the document has no ") + store.section);
   }
 }
 
 void import(Session &session, const SettingsStore &store, const ConfigArguments &arguments) {
   const Json document = Json::parse(readText(arguments.file), arguments.file);
-  if (!json_object_is_type(document.get(), json_type_object)) {
-    throw Failure(kFinding, printable(arguments.file) + " is no object");
-  }
   refuseUnknownMembers(document, store);
   Settings settings(store);
   settings.load(session, true);

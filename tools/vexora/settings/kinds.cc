@@ -82,7 +82,7 @@ const Kind kKinds[] = {
      "labels of 1 to 63 letters, digits and hyphens, none beginning with a hyphen, with full stops between them, 255 "
      "characters at most",
      [](const std::string &value) { return VexoraIsDomain(value.c_str()) == 0; }},
-    {"domain-suffix", "vexora_isvalid_domain", "something, a full stop, and behind the last one a letter first",
+    {"domain-suffix", "vexora_isvalid_domain", "something, a full stop, and after the last one a letter first",
      acceptsDomainSuffix},
     {"hostname", "vexora_valid_hostname", "1 to 255 letters and digits, and hyphens but for both ends",
      [](const std::string &value) {
@@ -113,7 +113,7 @@ const Kind kKinds[] = {
      [](const std::string &value) { return CheckCommandSpecial(value.c_str()) == 0; }},
     {"path", "is_valid_path",
      "a slash and a word character, then word characters with at most one slash, hyphen, other character and colon, in "
-     "this order, behind each run of them",
+     "this order, after each run of them",
      [](const std::string &value) { return is_valid_path(value.c_str()) == 0; }},
     {"digits", "vexora_valid_digit", "no character but digits",
      [](const std::string &value) { return vexora_valid_digit(value.c_str()) == 0; }},

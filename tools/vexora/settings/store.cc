@@ -161,17 +161,19 @@ std::string withWord(const Kind &kind, std::int64_t number) {
   return std::to_string(number) + (word == nullptr ? "" : std::string(" (") + word + ")");
 }
 
-/// Whether a member deciphers to an empty secret, which a load gives for one that doesn't decipher, too.
-bool isEmptySecret(json_object *member) {
+/// A secret's plain text; nothing when the member doesn't decipher.
+std::optional<std::string> decipher(json_object *member) {
   const int length = json_object_get_string_len(member);
   std::uint8_t key[FIRMWARE_AES_KEY_SIZE];
   std::uint8_t vector[FIRMWARE_AES_VECTOR_SIZE];
   std::vector<std::uint8_t> plain(static_cast<std::size_t>(length) + FIRMWARE_AES_KEY_SIZE);
   int unused = 0;
-  return length == 0 || (AES_GetEncryptKey(key, sizeof key) == 0 && AES_GetInitialVector(vector, sizeof vector) == 0 &&
-                         AES_DecryptData(reinterpret_cast<const std::uint8_t *>(json_object_get_string(member)), length,
-                                         plain.data(), &unused, key, vector) == 0 &&
-                         plain[0] == 0);
+  if (AES_GetEncryptKey(key, sizeof key) != 0 || AES_GetInitialVector(vector, sizeof vector) != 0 ||
+      AES_DecryptData(reinterpret_cast<const std::uint8_t *>(json_object_get_string(member)), length, plain.data(),
+                      &unused, key, vector) != 0) {
+    return std::nullopt;
+  }
+  return reinterpret_cast<const char *>(plain.data());
 }
 
 /// A settings file, whose cipher text is no UTF-8; throws Failure with the place of what is no JSON.
@@ -228,7 +230,7 @@ std::string Setting::stored() const {
     return withWord(*kind, json_object_get_int64(member));
   }
   const std::string text = textOf(member);
-  return text.empty() ? "\"\"" : isSecret() ? "a secret" : "\"" + printable(text) + "\"";
+  return field->kind == SettingKind::kSecret ? decipher(member).value_or(text) : text;
 }
 
 std::string Setting::finding() const {
@@ -262,8 +264,8 @@ std::string Setting::damage() const {
 }
 
 bool Setting::isUndeciphered() const {
-  return field->kind == SettingKind::kSecret && isEmpty() && json_object_is_type(member, json_type_string) &&
-         !isEmptySecret(member);
+  return field->kind == SettingKind::kSecret && isEmpty() && json_object_get_string_len(member) > 0 &&
+         decipher(member) != "";
 }
 
 std::string Setting::assign(const std::string &text) const {
@@ -400,10 +402,13 @@ void reportDifferences(Session &session, const SettingsStore &store, const std::
   std::vector<NamedValue> olds;
   std::vector<NamedValue> news;
   for (const Setting &setting : now.all()) {
-    const Setting &was = settings[news.size()];
-    const bool isOther = setting.isSecret() && textOf(was.member) != textOf(setting.member);
-    olds.push_back({was.name, was.stored()});
-    news.push_back({setting.name, isOther && was.stored() == setting.stored() ? "another secret" : setting.stored()});
+    const Setting &was = settings[olds.size()];
+    const bool isOther = was.stored() != setting.stored();
+    const auto shown = [&](const Setting &one, const char *secret) {
+      return one.isSecret() && !one.stored().empty() ? secret : "\"" + printable(one.stored()) + "\"";
+    };
+    olds.push_back({was.name, shown(was, "a secret")});
+    news.push_back({setting.name, shown(setting, isOther ? "another secret" : "a secret")});
   }
   reportDifferences(session, olds, news);
 }

@@ -63,7 +63,7 @@ struct Setting {
   [[nodiscard]] bool isSecret() const;  // a password or community, enciphered or not
   [[nodiscard]] std::string shown(bool secrets) const;
   [[nodiscard]] Json json(bool secrets) const;
-  /// What the file has, as `shown` has it.
+  /// What the file has, in plain.
   [[nodiscard]] std::string stored() const;
   /// What is wrong with the value; empty when nothing is.
   [[nodiscard]] std::string finding() const;
