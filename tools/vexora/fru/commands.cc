@@ -75,6 +75,8 @@ struct Arguments {
   std::string asOf;
   bool grow = false;
   std::vector<std::string> images;
+  std::string older;
+  std::string newer;
 };
 
 Minute today(const Arguments &arguments) {
@@ -112,7 +114,8 @@ void diff(Session &session, const Arguments &arguments) {
     session.report(fru::findingsOf(parsed.faults, file, printable(file) + ": "), "");
     return fru::valuesOf(parsed.image, today(arguments));
   };
-  reportDifferences(session, valuesOf(arguments.images[0]), valuesOf(arguments.images[1]));
+  const auto before = valuesOf(arguments.older);
+  reportDifferences(session, before, valuesOf(arguments.newer));
 }
 
 /// Writes the image, and says so where it doesn't go to standard output itself.
@@ -186,7 +189,8 @@ void addFru(Command app, Session &session) {
                                 make +
                                     "/tmp/old.fru && vexora fru set /tmp/old.fru board.serial-number=B43 -o - |\n"
                                     "    vexora fru diff /tmp/old.fru -");
-  comparing.option("IMAGES", arguments->images, "The old image and the new one").required().takes(2, 2);
+  comparing.option("OLD", arguments->older, kImageHelp).required();
+  comparing.option("NEW", arguments->newer, kImageHelp).required();
   addAsOf(comparing, *arguments);
   comparing.run([&session, arguments] { diff(session, *arguments); });
 

@@ -23,7 +23,8 @@ struct ConfigArguments {
   bool force = false;
   std::string file;
   std::vector<std::string> changes;
-  std::vector<std::string> files;
+  std::string older;
+  std::string newer;
 };
 
 void show(Session &session, const SettingsStore &store, const ConfigArguments &arguments) {
@@ -60,9 +61,8 @@ void check(Session &session, const SettingsStore &store) {
 }
 
 void diff(Session &session, const SettingsStore &store, const ConfigArguments &arguments) {
-  const std::vector<std::string> &files = arguments.files;
-  reportDifferences(session, store, files.empty() ? session.path(defaultOf(store)) : files[0],
-                    files.size() < 2 ? session.path(store.path) : files[1]);
+  reportDifferences(session, store, arguments.older.empty() ? session.path(defaultOf(store)) : arguments.older,
+                    arguments.newer.empty() ? session.path(store.path) : arguments.newer);
 }
 
 /// Saves the settings unless a changed one is refused, or a secret would be lost that the load could not decipher.
@@ -204,7 +204,8 @@ void addReaders(Command app, Session &session, const SettingsStore &store,
                              "Shows what differs between two settings files, secrets masked. A difference makes the "
                              "exit status 1. Without NEW that is the board's own file, without OLD its default.",
                              command + " diff");
-  compared.option("FILES", arguments->files, "OLD and NEW").takes(0, 2);
+  compared.option("OLD", arguments->older, "The file before");
+  compared.option("NEW", arguments->newer, "The file now");
   compared.run([&session, &store, arguments] { diff(session, store, *arguments); });
 }
 

@@ -359,12 +359,12 @@ std::vector<Setting> Settings::all() {
   }
   // The load ends at the first secret that the file lacks: those after it are lost, if there are any.
   bool isLast = true;
-  for (auto setting = all.rbegin(); setting != all.rend(); ++setting) {
-    if (setting->field->kind == SettingKind::kSecret) {
-      setting->mayLack = isLast;
-      isLast = isLast && setting->member == nullptr;
+  std::for_each(all.rbegin(), all.rend(), [&isLast](Setting &setting) {
+    if (setting.field->kind == SettingKind::kSecret) {
+      setting.mayLack = isLast;
+      isLast = isLast && setting.member == nullptr;
     }
-  }
+  });
   return all;
 }
 
