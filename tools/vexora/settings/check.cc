@@ -103,14 +103,11 @@ void addCheck(Command app, Session &session) {
                             "vexora check hostname bmc-7");
   auto arguments = std::make_shared<CheckArguments>();
   Option everything = command.flag("-l,--list", arguments->list, "List the kinds and what they take");
-  std::vector<std::string> kinds;
-  for (const Validator &validator : validators()) {
-    kinds.emplace_back(validator.name);
+  std::vector<std::string> names;
+  for (const Kind &one : kinds()) {
+    names.emplace_back(one.name);
   }
-  for (const WordTable &table : wordTables()) {
-    kinds.emplace_back(table.name);
-  }
-  Option kind = command.option("KIND", arguments->kind, "What the value is to be").typeName("").proposes(kinds);
+  Option kind = command.option("KIND", arguments->kind, "What the value is to be").typeName("").proposes(names);
   Option value = command.option("VALUE", arguments->value, "The value").typeName("");
   command.run([&session, arguments, everything, kind, value] {
     if (!everything.isGiven() && (!kind.isGiven() || !value.isGiven())) {
