@@ -19,6 +19,7 @@
 #include "history/commands.h"
 #include "log/commands.h"
 #include "messages/commands.h"
+#include "report/commands.h"
 #include "settings/commands.h"
 
 namespace {
@@ -47,8 +48,9 @@ void addCommands(CLI::App &app, Session &session) {
   app.require_subcommand(1);
   app.fallthrough();
   app.footer(kOutcomes);
-  for (const auto add : {vexora::tool::addLog, vexora::tool::addHistory, vexora::tool::addFru, vexora::tool::addFiles,
-                         vexora::tool::addSettings, vexora::tool::addEvents, vexora::tool::addMessages}) {
+  for (const auto add :
+       {vexora::tool::addLog, vexora::tool::addHistory, vexora::tool::addFru, vexora::tool::addFiles,
+        vexora::tool::addSettings, vexora::tool::addEvents, vexora::tool::addMessages, vexora::tool::addReport}) {
     add(vexora::tool::Command(&app), session);
   }
   vexora::tool::addHelp(app, session);

@@ -1,0 +1,216 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// vexora crash: functions and lines for the reports that the library's signal handlers print, a line for each frame and
+// then the thread and its end. A report has no build ids: the modules' own files have them, and the packages' debug
+// files are named after them.
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cinttypes>
+#include <cstring>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <regex>
+#include <sstream>
+
+#include "core/root.h"
+#include "report/commands.h"
+#include "report/report.h"
+
+namespace vexora::tool {
+
+std::string report::runProgram(std::vector<std::string> words) {
+  std::vector<char *> arguments;
+  for (std::string &word : words) {
+    arguments.push_back(word.data());
+  }
+  arguments.push_back(nullptr);
+  int error = 0;
+  const std::string said = captured([&] {
+    pid_t child = -1;
+    error = posix_spawnp(&child, arguments[0], nullptr, nullptr, arguments.data(), environ);
+    waitpid(child, nullptr, 0);
+  });
+  if (error != 0) {
+    throw Failure(kInaccessible, "cannot run " + words[0] + ": " + std::strerror(error));
+  }
+  return said;
+}
+
+namespace {
+
+constexpr std::size_t kMostCrashes = 16;    // of a log, the latest
+constexpr std::size_t kLongestLine = 2048;  // longer ones are no frames, and an expression would go too deep
+
+struct Frame {
+  std::string module;  // the file's path; empty for an address in none
+  std::string place;   // "+0x12f" in the module, "function+0x1c", or the address where there is neither
+};
+
+struct Crash {
+  std::size_t line = 0;  // in the file, from 1
+  std::string end = {};  // "Thread 6 (worker) received SIGSEGV"
+  std::vector<Frame> frames = {};
+
+  /// The frame that crashed. Those before it are the handler's, and the system's way into the handler.
+  [[nodiscard]] std::size_t fault() const {
+    const auto way = std::find_if(frames.begin(), frames.end(), [](const Frame &frame) {
+      return frame.module.find("/libvexora_software_interface.so") == std::string::npos;
+    });
+    return way == frames.begin() || frames.end() - way < 2 ? 0 : static_cast<std::size_t>(way - frames.begin()) + 1;
+  }
+};
+
+std::vector<Crash> parse(std::istringstream text) {
+  static const std::regex frame(R"((?:([^(]*)\(([^()]*)\) ?)?\[(0x[0-9a-f]+)\]\r?)");
+  static const std::regex thread(R"(  (Thread .* received SIG\w*)\r?)");
+  static const std::regex daemon(R"(  (.+) is terminating because of SIG.*)");
+  std::vector<Crash> crashes;
+  Crash next;
+  std::string line;
+  for (std::size_t number = 1; std::getline(text, line); ++number) {
+    if (line.size() > kLongestLine || line.starts_with("[Critical]:<")) {
+      continue;  // a record of the debug log repeats the line before
+    }
+    std::smatch found;
+    next.line = next.frames.empty() ? number : next.line;
+    if (std::regex_match(line, found, frame)) {
+      next.frames.push_back({found[1], found[found[2].length() > 0 ? 2 : 3]});
+    } else if (std::regex_match(line, found, thread)) {
+      next.end = found[1];
+      crashes.push_back(std::exchange(next, {}));
+    } else if (std::regex_match(line, found, daemon) && !crashes.empty()) {
+      crashes.back().end = found[1].str() + ": " + crashes.back().end;
+    }
+  }
+  if (!next.frames.empty()) {
+    next.end = "a report that is cut: its signal is missing";
+    crashes.push_back(next);
+  }
+  crashes.erase(crashes.begin(), crashes.end() - static_cast<std::ptrdiff_t>(std::min(crashes.size(), kMostCrashes)));
+  return crashes;
+}
+
+/// Functions and lines from files in folders, and what is missing for them.
+class Symbols {
+ public:
+  explicit Symbols(std::vector<std::string> folders) : folders_(std::move(folders)) {}
+
+  /// The calls at a frame, inlined ones first.
+  std::vector<std::string> callsOf(const Frame &frame, bool isFault);
+
+  std::map<std::string, std::string> missing;  // for each module that has frames without a line: why
+
+ private:
+  /// A board's file in the first of the folders that has it; empty when none has.
+  [[nodiscard]] std::string fileOf(const std::string &path) const;
+
+  std::vector<std::string> folders_;
+};
+
+std::string Symbols::fileOf(const std::string &path) const {
+  const OwnFiles own;
+  for (const std::string &folder : folders_) {
+    for (const char *merged : {"", "/usr"}) {
+      const std::string file = ownPath(folder + merged + path);
+      if (path.starts_with('/') && access(file.c_str(), R_OK) == 0) {
+        return file;
+      }
+    }
+  }
+  return "";
+}
+
+std::vector<std::string> Symbols::callsOf(const Frame &frame, bool isFault) {
+  static const std::regex form(R"((\w+(?=\+))?\+?(0x[0-9a-f]{1,15}))");
+  static const std::regex label("Build ID: ([0-9a-f]{2})([0-9a-f]{2,62})");
+  std::smatch place;
+  // What is no symbol might be an option of addr2line's, or a file that it would read options from.
+  if (frame.module.empty() || !std::regex_match(frame.place, place, form)) {
+    return {};
+  }
+  const std::string file = fileOf(frame.module);
+  if (file.empty()) {
+    missing[frame.module] = "the file is missing: unpack its package into --debug-dir";
+    return {};
+  }
+  const std::string notes = report::runProgram({"readelf", "-n", file});
+  std::smatch id;
+  std::regex_search(notes, id, label);
+  const std::string debugFile =
+      id.empty() ? "" : fileOf("/lib/debug/.build-id/" + id.str(1) + "/" + id.str(2) + ".debug");
+  // All but the fault are places to return to: the call stands before them.
+  const std::uint64_t address = std::stoull(place[2], nullptr, 16);
+  const std::string query =
+      (place[1].matched ? place.str(1) + "+" : "") + format("0x%" PRIx64, address - (isFault || address == 0 ? 0 : 1));
+  const std::string answer =
+      report::runProgram({"addr2line", "-fipC", "-e", debugFile.empty() ? file : debugFile, query});
+  if (answer.find('?') != std::string::npos) {
+    const std::string build = " build id " + id.str(1) + id.str(2);
+    missing[frame.module] = debugFile.empty() ? "no debug symbols of" + build + ": unpack its -dbgsym package, too"
+                                              : "lines are missing in" + build;
+  }
+  std::istringstream lines(answer);
+  std::vector<std::string> calls;
+  for (std::string line; std::getline(lines, line) && !line.starts_with("?");) {
+    calls.push_back(line);
+  }
+  return calls;
+}
+
+void show(Session &session, const std::string &file, const std::string &debugFolder) {
+  std::vector<std::string> folders{debugFolder, session.root};
+  std::erase(folders, "");
+  folders.resize(std::max<std::size_t>(folders.size(), 1));  // neither: this machine's own files
+  Symbols symbols(folders);
+  Json answer = array();
+  const std::vector<Crash> crashes = parse(std::istringstream(readText(file, report::kLargestLog)));
+  for (const Crash &crash : crashes) {
+    session.report(std::vector<Finding>{{file + ":" + std::to_string(crash.line), crash.end, "crash"}}, "");
+    Json frames = array();
+    for (std::size_t i = 0; i < crash.frames.size(); ++i) {
+      const auto &[module, place] = crash.frames[i];
+      std::vector<std::string> calls;
+      if (i + 1 != crash.fault()) {  // the way into the handler has no source
+        calls = symbols.callsOf(crash.frames[i], i == crash.fault());
+      }
+      frames.append(object({{"module", module}, {"place", place}, {"calls", list(calls)}}));
+      calls.insert(calls.begin(), (i == crash.fault() ? "> " : "  ") + module + "(" + place + ")");
+      for (const std::string &line : calls) {
+        std::cout << (session.json ? "" : (&line == calls.data() ? "" : "      ") + printable(line) + "\n");
+      }
+    }
+    answer.append(object({{"line", crash.line}, {"fault", crash.fault()}, {"frames", frames}}));
+  }
+  session.answer(object({{"file", file}, {"crashes", answer}}));
+  std::vector<Finding> findings;
+  for (const auto &[module, reason] : symbols.missing) {
+    findings.push_back({module, reason, "symbols"});
+  }
+  session.report(findings, crashes.empty() ? printable(file) + ": no crash" : "");
+}
+
+}  // namespace
+
+void addCrash(Command app, Session &session) {
+  Command command = app.add(
+      "crash",
+      "Finds the library's crash reports in the log of a console, and shows functions and lines for their frames.\nThe "
+      "frames name files of the board. They are looked for in --debug-dir, where its packages and their -dbgsym "
+      "packages "
+      "were unpacked (dpkg-deb -x PACKAGE DIR), and in --root, or without either on this machine; debug symbols by "
+      "build "
+      "id. addr2line and readelf (of binutils) read them. The frame that crashed is marked; those above it are the "
+      "report's own. What is missing is named.",
+      "vexora crash /extlog/syslog/WDT.log");
+  auto file = std::make_shared<std::string>("-");
+  auto folder = std::make_shared<std::string>();
+  command.option("REPORT", *file, "File with the report; standard input when left out").typeName("");
+  command.option("--debug-dir", *folder, "Folder of unpacked packages").typeName("DIR");
+  command.run([&session, file, folder] { show(session, *file, *folder); });
+}
+
+}  // namespace vexora::tool
