@@ -94,26 +94,10 @@ std::vector<Crash> parse(std::istringstream text) {
   return crashes;
 }
 
-/// Functions and lines from files in folders, and what is missing for them.
-class Symbols {
- public:
-  explicit Symbols(std::vector<std::string> folders) : folders_(std::move(folders)) {}
-
-  /// The calls at a frame, inlined ones first.
-  std::vector<std::string> callsOf(const Frame &frame, bool isFault);
-
-  std::map<std::string, std::string> missing;  // for each module that has frames without a line: why
-
- private:
-  /// A board's file in the first of the folders that has it; empty when none has.
-  [[nodiscard]] std::string fileOf(const std::string &path) const;
-
-  std::vector<std::string> folders_;
-};
-
-std::string Symbols::fileOf(const std::string &path) const {
+/// A board's file in the first of the folders that has it; empty when none has.
+std::string fileIn(const std::vector<std::string> &folders, const std::string &path) {
   const OwnFiles own;
-  for (const std::string &folder : folders_) {
+  for (const std::string &folder : folders) {
     for (const char *merged : {"", "/usr"}) {
       const std::string file = ownPath(folder + merged + path);
       if (path.starts_with('/') && access(file.c_str(), R_OK) == 0) {
@@ -124,15 +108,17 @@ std::string Symbols::fileOf(const std::string &path) const {
   return "";
 }
 
-std::vector<std::string> Symbols::callsOf(const Frame &frame, bool isFault) {
-  static const std::regex form(R"((\w+(?=\+))?\+?(0x[0-9a-f]{1,15}))");
+/// Functions and lines of a frame, inlined ones first. What is missing for them goes to the reasons of modules.
+std::vector<std::string> callsOf(const Frame &frame, bool isFault, const std::vector<std::string> &folders,
+                                 std::map<std::string, std::string> &missing) {
+  static const std::regex form(R"((\w+\+|\+?)(0x[0-9a-f]{1,15}))");
   static const std::regex label("Build ID: ([0-9a-f]{2})([0-9a-f]{2,62})");
   std::smatch place;
   // What is no symbol might be an option of addr2line's, or a file that it would read options from.
   if (frame.module.empty() || !std::regex_match(frame.place, place, form)) {
     return {};
   }
-  const std::string file = fileOf(frame.module);
+  const std::string file = fileIn(folders, frame.module);
   if (file.empty()) {
     missing[frame.module] = "the file is missing: unpack its package into --debug-dir";
     return {};
@@ -140,22 +126,20 @@ std::vector<std::string> Symbols::callsOf(const Frame &frame, bool isFault) {
   const std::string notes = report::runProgram({"readelf", "-n", file});
   std::smatch id;
   std::regex_search(notes, id, label);
-  const std::string debugFile =
-      id.empty() ? "" : fileOf("/lib/debug/.build-id/" + id.str(1) + "/" + id.str(2) + ".debug");
+  const std::string debugFile = fileIn(folders, "/lib/debug/.build-id/" + id.str(1) + "/" + id.str(2) + ".debug");
   // All but the fault are places to return to: the call stands before them.
-  const std::uint64_t address = std::stoull(place[2], nullptr, 16);
-  const std::string query =
-      (place[1].matched ? place.str(1) + "+" : "") + format("0x%" PRIx64, address - (isFault || address == 0 ? 0 : 1));
+  const std::uint64_t address = std::stoull(place[2], nullptr, 16) - (isFault ? 0 : 1);
+  const std::string query = (place.length(1) > 1 ? place.str(1) : "") + format("0x%" PRIx64, address);
   const std::string answer =
       report::runProgram({"addr2line", "-fipC", "-e", debugFile.empty() ? file : debugFile, query});
   if (answer.find('?') != std::string::npos) {
-    const std::string build = " build id " + id.str(1) + id.str(2);
-    missing[frame.module] = debugFile.empty() ? "no debug symbols of" + build + ": unpack its -dbgsym package, too"
-                                              : "lines are missing in" + build;
+    missing[frame.module] = (debugFile.empty() ? "unpack its -dbgsym package, too: no lines in build id "
+                                               : "no line for a frame in build id ") +
+                            id.str(1) + id.str(2);
   }
   std::istringstream lines(answer);
   std::vector<std::string> calls;
-  for (std::string line; std::getline(lines, line) && !line.starts_with("?");) {
+  for (std::string line; std::getline(lines, line) && !line.starts_with('?');) {
     calls.push_back(line);
   }
   return calls;
@@ -165,29 +149,28 @@ void show(Session &session, const std::string &file, const std::string &debugFol
   std::vector<std::string> folders{debugFolder, session.root};
   std::erase(folders, "");
   folders.resize(std::max<std::size_t>(folders.size(), 1));  // neither: this machine's own files
-  Symbols symbols(folders);
+  std::map<std::string, std::string> missing;
   Json answer = array();
   const std::vector<Crash> crashes = parse(std::istringstream(readText(file, report::kLargestLog)));
   for (const Crash &crash : crashes) {
     session.report(std::vector<Finding>{{file + ":" + std::to_string(crash.line), crash.end, "crash"}}, "");
     Json frames = array();
     for (std::size_t i = 0; i < crash.frames.size(); ++i) {
-      const auto &[module, place] = crash.frames[i];
-      std::vector<std::string> calls;
-      if (i + 1 != crash.fault()) {  // the way into the handler has no source
-        calls = symbols.callsOf(crash.frames[i], i == crash.fault());
+      const Frame &frame = crash.frames[i];
+      const bool isFault = i == crash.fault();
+      const std::vector<std::string> calls = callsOf(frame, isFault, folders, missing);
+      frames.append(object({{"module", frame.module}, {"place", frame.place}, {"calls", list(calls)}}));
+      std::string text = (isFault ? "> " : "  ") + printable(frame.module + "(" + frame.place + ")") + "\n";
+      for (const std::string &call : calls) {
+        text += "      " + printable(call) + "\n";
       }
-      frames.append(object({{"module", module}, {"place", place}, {"calls", list(calls)}}));
-      calls.insert(calls.begin(), (i == crash.fault() ? "> " : "  ") + module + "(" + place + ")");
-      for (const std::string &line : calls) {
-        std::cout << (session.json ? "" : (&line == calls.data() ? "" : "      ") + printable(line) + "\n");
-      }
+      std::cout << (session.json ? "" : text);
     }
     answer.append(object({{"line", crash.line}, {"fault", crash.fault()}, {"frames", frames}}));
   }
   session.answer(object({{"file", file}, {"crashes", answer}}));
   std::vector<Finding> findings;
-  for (const auto &[module, reason] : symbols.missing) {
+  for (const auto &[module, reason] : missing) {
     findings.push_back({module, reason, "symbols"});
   }
   session.report(findings, crashes.empty() ? printable(file) + ": no crash" : "");
@@ -196,16 +179,13 @@ void show(Session &session, const std::string &file, const std::string &debugFol
 }  // namespace
 
 void addCrash(Command app, Session &session) {
-  Command command = app.add(
-      "crash",
+  constexpr const char *kAbout =
       "Finds the library's crash reports in the log of a console, and shows functions and lines for their frames.\nThe "
       "frames name files of the board. They are looked for in --debug-dir, where its packages and their -dbgsym "
-      "packages "
-      "were unpacked (dpkg-deb -x PACKAGE DIR), and in --root, or without either on this machine; debug symbols by "
-      "build "
-      "id. addr2line and readelf (of binutils) read them. The frame that crashed is marked; those above it are the "
-      "report's own. What is missing is named.",
-      "vexora crash /extlog/syslog/WDT.log");
+      "packages were unpacked (dpkg-deb -x PACKAGE DIR), and in --root, or without either on this machine; debug "
+      "symbols by build id. addr2line and readelf (of binutils) read them. The frame that crashed is marked; those "
+      "above it are the report's own. What is missing is named.";
+  Command command = app.add("crash", kAbout, "vexora crash /extlog/syslog/WDT.log");
   auto file = std::make_shared<std::string>("-");
   auto folder = std::make_shared<std::string>();
   command.option("REPORT", *file, "File with the report; standard input when left out").typeName("");

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <vexora/platform.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <filesystem>
 #include <map>
-#include <numeric>
-#include <sstream>
+#include <regex>
 
 #include "core/root.h"
 #include "events/commands.h"
@@ -24,19 +25,21 @@ constexpr std::size_t kMostFiles = 100'000;
 constexpr auto kPassOver = fs::directory_options::skip_permission_denied;
 constexpr const char *kCard = "/mnt/sdmmc0p2";
 
+using Words = std::vector<std::string>;
+
 // What is asked about the library's own files. The first question looks for damage.
 struct Questions {
   const char *path;
-  std::vector<const char *> commands;
+  std::vector<Words> commands;
 };
 const Questions kQuestions[] = {
-    {"/conf/vexora_debug", {"log"}},
-    {"/extlog/syslog/WDT.log", {"log tail --lines 50"}},
-    {"/extlog/syslog/history_data.dat", {"history verify", "history stats", "history plot"}},
-    {"/conf/SmtpCfg.json", {"config smtp check", "config smtp show"}},
-    {"/conf/SnmpTrapCfg.json", {"config trap check", "config trap show"}},
-    {"/conf/SnmpAgentCfg.json", {"config agent check", "config agent show"}},
-    {"/conf/eventsubscriptions.conf", {"subscriptions check", "subscriptions show"}},
+    {"/conf/vexora_debug", {{"log"}}},
+    {"/extlog/syslog/WDT.log", {{"log", "tail", "--lines", "50"}}},
+    {"/extlog/syslog/history_data.dat", {{"history", "verify"}, {"history", "stats"}, {"history", "plot"}}},
+    {"/conf/SmtpCfg.json", {{"config", "smtp", "check"}, {"config", "smtp", "show"}}},
+    {"/conf/SnmpTrapCfg.json", {{"config", "trap", "check"}, {"config", "trap", "show"}}},
+    {"/conf/SnmpAgentCfg.json", {{"config", "agent", "check"}, {"config", "agent", "show"}}},
+    {"/conf/eventsubscriptions.conf", {{"subscriptions", "check"}, {"subscriptions", "show"}}},
 };
 
 /// A text with the board's own paths.
@@ -47,65 +50,47 @@ std::string withoutRoot(std::string text, const std::string &root) {
   return text;
 }
 
-/// A subscription's token is nobody's to read in a case.
-void maskTokens(std::string &text) {
-  constexpr std::string_view kToken = "\n  hxauth ";
-  for (std::size_t at = 0; (at = text.find(kToken, at)) != std::string::npos; at += kToken.size()) {
-    const std::size_t begin = text.find_first_not_of(' ', at + kToken.size());
-    text.replace(begin, text.find('\n', begin) - begin, "********");
-  }
-}
-
 /// Runs a command and adds its answer to a part.
-void ask(Session &session, const std::string &command, const std::vector<std::string> &more, Part &part) {
+void ask(Session &session, Words words, Part &part) {
   Session own{.root = session.root};
   CLI::App app;
   for (const auto add : {addLog, addHistory, addFru, addSettings, addEvents, addCrash}) {
     add(Command(&app), own);
   }
-  std::istringstream words(command);
-  std::vector<std::string> line{std::istream_iterator<std::string>(words), {}};
-  line.insert(line.end(), more.begin(), more.end());
-  std::reverse(line.begin(), line.end());
+  std::reverse(words.begin(), words.end());
   std::string error;
   std::string text = captured([&] {
     try {
-      app.parse(line);
-    } catch (const std::exception &failure) {
-      const auto *known = dynamic_cast<const Failure *>(&failure);
-      own.found(known == nullptr ? kInaccessible : known->outcome());
+      app.parse(words);
+    } catch (const Failure &failure) {
+      own.found(failure.outcome());
       error = failure.what();
     }
   });
-  maskTokens(text);
+  // A subscription's token is nobody's to read in a case.
+  text = std::regex_replace(text, std::regex("(\n  hxauth +).*"), "$1********");
   part.text += withoutRoot(text + error + (error.empty() ? "" : "\n"), session.root);
-  const auto found = [&](const std::string &place, const std::string &reason, const std::string &kind) {
-    const std::string inside = withoutRoot(place, session.root);
-    part.findings.push_back(
-        {inside.starts_with(part.path) ? inside : part.path + ": " + inside, withoutRoot(reason, session.root), kind});
-  };
   for (std::size_t i = 0; i < json_object_array_length(own.findings.get()); ++i) {
-    const auto member = [finding = json_object_array_get_idx(own.findings.get(), i)](const char *key) {
-      json_object *value = json_object_object_get(finding, key);
-      return std::string(value == nullptr ? "" : json_object_get_string(value));
+    const auto member = [&, one = json_object_array_get_idx(own.findings.get(), i)](const char *key) {
+      const char *value = json_object_get_string(json_object_object_get(one, key));
+      return withoutRoot(value == nullptr ? "" : value, session.root);
     };
+    const std::string place = (member("place").starts_with(part.path) ? "" : part.path + ": ") + member("place");
     if (member("kind") != "symbols") {
-      found(member("place"), member("reason"), member("kind"));
+      part.findings.push_back({place, member("reason"), member("kind")});
     }
   }
   // What a check has found is no news when another command stumbles over it.
   if (!error.empty() && part.findings.empty() && own.outcome != kUsage) {
     session.found(own.outcome);
-    found(part.path, error, "");
+    part.findings.push_back({part.path, withoutRoot(error, session.root)});
   }
 }
 
 /// An inventory image, by its name or, as those have many names, by its header.
 bool isFru(const std::string &path, const std::string &content) {
-  const unsigned sum = std::accumulate(
-      content.begin(), content.begin() + static_cast<std::ptrdiff_t>(std::min<std::size_t>(content.size(), 8)), 0U,
-      [](unsigned all, char byte) { return all + static_cast<unsigned char>(byte); });
-  return path.ends_with(".fru") || (content.size() >= 8 && content[0] == 1 && content[6] == 0 && sum % 256 == 0);
+  const auto *bytes = reinterpret_cast<const std::uint8_t *>(content.data());
+  return path.ends_with(".fru") || (content.size() >= 8 && bytes[0] == 1 && vexora_checksum_calc(bytes, 8) == 0);
 }
 
 /// The regular files below a folder of the board, by their paths there. Links are not followed.
@@ -132,9 +117,9 @@ void addFound(Session &session, const std::string &debugFolder, const std::strin
   const std::string content = readText(file, kLargestLog);
   Part part{path, {}};
   if (isFru(path, content)) {
-    ask(session, "fru show", {file}, part);
+    ask(session, {"fru", "show", file}, part);
   } else if (content.find(" received SIG") != std::string::npos || content.find(".so.1(+0x") != std::string::npos) {
-    ask(session, "crash --debug-dir", {debugFolder, file}, part);
+    ask(session, {"crash", "--debug-dir", debugFolder, file}, part);
   }
   if (!part.text.empty()) {
     parts.push_back(std::move(part));
@@ -171,9 +156,11 @@ std::vector<Part> examine(Session &session, const std::string &debugFolder, cons
     if (!fs::exists(session.path(path), error)) {
       part.text = "not there\n";
     } else {
-      for (const char *command : commands) {
-        const bool isDrawn = VEXORA_TOOLS_PLOT != 0 && !picture.empty() && std::string_view(command) == "history plot";
-        ask(session, command, isDrawn ? std::vector<std::string>{"--svg", picture} : std::vector<std::string>(), part);
+      for (Words words : commands) {
+        if (VEXORA_TOOLS_PLOT != 0 && !picture.empty() && words.back() == "plot") {
+          words.insert(words.end(), {"--svg", picture});
+        }
+        ask(session, words, part);
       }
     }
     parts.push_back(std::move(part));
