@@ -11,6 +11,7 @@
 #include <cinttypes>
 #include <cstring>
 #include <iostream>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <regex>
@@ -24,12 +25,11 @@ namespace vexora::tool {
 
 std::string report::runProgram(std::vector<std::string> words) {
   std::vector<char *> arguments;
-  for (std::string &word : words) {
-    arguments.push_back(word.data());
-  }
+  std::transform(words.begin(), words.end(), std::back_inserter(arguments),
+                 [](std::string &word) { return word.data(); });
   arguments.push_back(nullptr);
   int error = 0;
-  const std::string said = captured([&] {
+  std::string said = captured([&] {
     pid_t child = -1;
     error = posix_spawnp(&child, arguments[0], nullptr, nullptr, arguments.data(), environ);
     waitpid(child, nullptr, 0);
@@ -43,6 +43,7 @@ std::string report::runProgram(std::vector<std::string> words) {
 namespace {
 
 constexpr std::size_t kMostCrashes = 16;    // of a log, the latest
+constexpr std::size_t kMostFrames = 100;    // as the library reports
 constexpr std::size_t kLongestLine = 2048;  // longer ones are no frames, and an expression would go too deep
 
 struct Frame {
@@ -79,6 +80,7 @@ std::vector<Crash> parse(std::istringstream text) {
     next.line = next.frames.empty() ? number : next.line;
     if (std::regex_match(line, found, frame)) {
       next.frames.push_back({found[1], found[found[2].length() > 0 ? 2 : 3]});
+      next.frames.resize(std::min(next.frames.size(), kMostFrames));
     } else if (std::regex_match(line, found, thread)) {
       next.end = found[1];
       crashes.push_back(std::exchange(next, {}));
@@ -98,11 +100,8 @@ std::vector<Crash> parse(std::istringstream text) {
 std::string fileIn(const std::vector<std::string> &folders, const std::string &path) {
   const OwnFiles own;
   for (const std::string &folder : folders) {
-    for (const char *merged : {"", "/usr"}) {
-      const std::string file = ownPath(folder + merged + path);
-      if (path.starts_with('/') && access(file.c_str(), R_OK) == 0) {
-        return file;
-      }
+    if (std::string file = ownPath(folder + path); path.starts_with('/') && access(file.c_str(), R_OK) == 0) {
+      return file;
     }
   }
   return "";
@@ -146,9 +145,12 @@ std::vector<std::string> callsOf(const Frame &frame, bool isFault, const std::ve
 }
 
 void show(Session &session, const std::string &file, const std::string &debugFolder) {
-  std::vector<std::string> folders{debugFolder, session.root};
-  std::erase(folders, "");
-  folders.resize(std::max<std::size_t>(folders.size(), 1));  // neither: this machine's own files
+  std::vector<std::string> folders;
+  for (const std::string &folder : {debugFolder, session.root}) {
+    if (!folder.empty() || debugFolder == session.root) {  // without either: this machine's own files
+      folders.insert(folders.end(), {folder, folder + "/usr"});
+    }
+  }
   std::map<std::string, std::string> missing;
   Json answer = array();
   const std::vector<Crash> crashes = parse(std::istringstream(readText(file, report::kLargestLog)));
@@ -170,9 +172,9 @@ void show(Session &session, const std::string &file, const std::string &debugFol
   }
   session.answer(object({{"file", file}, {"crashes", answer}}));
   std::vector<Finding> findings;
-  for (const auto &[module, reason] : missing) {
-    findings.push_back({module, reason, "symbols"});
-  }
+  std::transform(missing.begin(), missing.end(), std::back_inserter(findings), [](const auto &one) {
+    return Finding{one.first, one.second, "symbols"};
+  });
   session.report(findings, crashes.empty() ? printable(file) + ": no crash" : "");
 }
 
@@ -180,8 +182,9 @@ void show(Session &session, const std::string &file, const std::string &debugFol
 
 void addCrash(Command app, Session &session) {
   constexpr const char *kAbout =
-      "Finds the library's crash reports in the log of a console, and shows functions and lines for their frames.\nThe "
-      "frames name files of the board. They are looked for in --debug-dir, where its packages and their -dbgsym "
+      "Finds the library's crash reports in the log of a console, the latest 16, and shows functions and lines for "
+      "their frames.\nThe frames name files of the board. They are looked for in --debug-dir, where its packages and "
+      "their -dbgsym "
       "packages were unpacked (dpkg-deb -x PACKAGE DIR), and in --root, or without either on this machine; debug "
       "symbols by build id. addr2line and readelf (of binutils) read them. The frame that crashed is marked; those "
       "above it are the report's own. What is missing is named.";

@@ -87,12 +87,6 @@ void ask(Session &session, Words words, Part &part) {
   }
 }
 
-/// An inventory image, by its name or, as those have many names, by its header.
-bool isFru(const std::string &path, const std::string &content) {
-  const auto *bytes = reinterpret_cast<const std::uint8_t *>(content.data());
-  return path.ends_with(".fru") || (content.size() >= 8 && bytes[0] == 1 && vexora_checksum_calc(bytes, 8) == 0);
-}
-
 /// The regular files below a folder of the board, by their paths there. Links are not followed.
 std::vector<std::string> filesBelow(const Session &session, const char *folder) {
   std::error_code error;
@@ -115,8 +109,10 @@ void addFound(Session &session, const std::string &debugFolder, const std::strin
     return;
   }
   const std::string content = readText(file, kLargestLog);
+  const auto *bytes = reinterpret_cast<const std::uint8_t *>(content.data());
   Part part{path, {}};
-  if (isFru(path, content)) {
+  // An inventory image by its name or, as those have many names, by its header.
+  if (path.ends_with(".fru") || (content.size() >= 8 && bytes[0] == 1 && vexora_checksum_calc(bytes, 8) == 0)) {
     ask(session, {"fru", "show", file}, part);
   } else if (content.find(" received SIG") != std::string::npos || content.find(".so.1(+0x") != std::string::npos) {
     ask(session, {"crash", "--debug-dir", debugFolder, file}, part);
