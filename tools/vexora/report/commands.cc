@@ -66,8 +66,10 @@ void show(Session &session, const Arguments &arguments) {
   }
   const std::shared_ptr<void> removal(nullptr, [&folder](void *) {
     const OwnFiles own;
+    const int reason = errno;  // why standard output can't be written, if that is what ends the run
     std::error_code ignored;
     fs::remove_all(folder, ignored);
+    errno = reason;
   });
   const std::string name = arguments.dump.empty() ? session.path("/") : arguments.dump;
   std::vector<Finding> findings;
