@@ -30,4 +30,4 @@ inline constexpr unsigned kCritical = 3;
 #define REPORT_FAILURE(module, ...) VEXORA_REPORT(vexora::kReportFailure, module, __VA_ARGS__)
 #define REPORT_WARNING(module, ...) VEXORA_REPORT(vexora::kReportWarning, module, __VA_ARGS__)
 #define VEXORA_REPORT(level, module, format, ...) \
-  XDBG_LINUXAPP_DbgOut(level, "[%s:%d]" format, module, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
+  XDBG_LINUXAPP_DbgOut(level, "[%s:%d]" format, module, __LINE__ __VA_OPT__(, __VA_ARGS__))

@@ -16,7 +16,7 @@
 
 // The monitors' messages have module and line twice.
 #define REPORT_MONITOR(text, ...) \
-  REPORT_FAILURE(vexora::kBaseFunction, "%s(%d)" text, vexora::kBaseFunction, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
+  REPORT_FAILURE(vexora::kBaseFunction, "%s(%d)" text, vexora::kBaseFunction, __LINE__ __VA_OPT__(, __VA_ARGS__))
 
 namespace {
 
