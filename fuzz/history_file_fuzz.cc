@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// History data files that nobody of ours wrote, through everything that reads them: either a query, or the recorder's
-// start and the command. Runs in the private root, where the file is one in memory. What an execution costs is blocks
-// of 245,280 bytes, fresh pages from the sanitizer each time, so one execution does not do all.
+// History data files that nobody of ours wrote, through everything that reads them: a query, the recorder's start and
+// the command. Runs in the private root, where the file is one in memory. What an execution costs is blocks of 245,280
+// bytes, fresh pages from the sanitizer each time, so the input chooses whether it goes on after the first query.
 //
 // An input describes a file rather than holding one, which would be 245,300 bytes of mostly the same: a Description,
 // then times of single records. It is zeros where it ends early.
 //
 // Each record's averages hold its slot, so that an answer tells which records it is made of.
-
-#include <unistd.h>
 
 #include "../tests/history/query_model.h"
 #include "target.h"
@@ -37,7 +35,7 @@ struct [[gnu::packed]] Description {
   std::uint32_t itemSize;
   std::uint32_t capacity;
   std::uint32_t count;
-  std::uint8_t choices;  // bit 0: times an hour apart, in slot order, else all 0; bit 1: start and command, else query
+  std::uint8_t choices;    // bit 0: times an hour apart, in slot order, else all 0; bit 1: start and command, too
   std::uint32_t fileSize;  // at most kTrailingSize beyond a whole file
 };
 
@@ -60,7 +58,6 @@ Image makeImage(std::uint32_t firstTime, std::uint32_t secondsApart) {
 const Image kTimeless = makeImage(0, 0);
 const Image kHourly = makeImage(1'700'000'000, 3600);
 const Image kFresh;
-const std::string kFreshFile = kFresh.bytes();
 
 /// Whether the library has to accept a file of this size with the image.
 bool isOurs(const Image &image, std::size_t size) {
@@ -68,75 +65,36 @@ bool isOurs(const Image &image, std::size_t size) {
          image.capacity == kSlots && image.count <= kSlots;
 }
 
-/// Answers stand in blocks of their size, so that a byte beyond them ends the run.
+/// The entries' block is of their size, so that a byte beyond them ends the run.
 void queryFile(const Query &query, const QueryAnswer &expected) {
-  std::vector<char> room(expected.entries.size());
-  QueryAnswer answer;
-  answer.result = getHistoryData(room.data() == nullptr ? &answer.entries : static_cast<void *>(room.data()),
-                                 query.type, query.start, query.end, &answer.count);
-  answer.entries.assign(room.begin(), room.end());
+  QueryAnswer answer{.entries = std::string(expected.entries.size(), '~')};
+  answer.result = getHistoryData(answer.entries.data(), query.type, query.start, query.end, &answer.count);
   require(answer == expected, "an answer has the file's records of the range");
 }
 
-/// What the recorder has in its file after a start.
-const std::string &fileNow() {
-  static std::string bytes;
-  bytes.resize(kImageSize + kTrailingSize);
-  const int fd = open(kDataFile, O_RDONLY | O_CLOEXEC);
-  bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(read(fd, bytes.data(), bytes.size()), 0)));
-  close(fd);
-  return bytes;
-}
-
-void startRecorder(const std::string &expected) {
-  RecTmpData.last_record_hour = 24;
+void startRecorder(const Image &expected) {
   require(historyDataInit() == 0, "a bad file is no error");
-  require(fileNow() == expected, "a bad file is replaced by an empty one, and no other");
-  require(std::memcmp(HistoryDataRing, expected.data(), 20) == 0, "the cache has the file's header");
-  require(std::memcmp(HistoryDataRing->storage, &expected[20], kImageSize - 20) == 0, "the cache has the file's slots");
-  require(RecTmpData.last_record_hour == 0, "no hour is in progress");
+  require(std::memcmp(HistoryDataRing, &expected, 20) == 0, "the cache has the file's header");
+  require(std::memcmp(HistoryDataRing->storage, &expected.slots, sizeof expected.slots) == 0,
+          "the cache has the file's slots");
 }
 
-std::string numbered(std::uint32_t number) {
-  std::string bytes(5, '\0');
-  std::memcpy(&bytes[1], &number, sizeof number);
-  return bytes;
-}
-
-std::string expectedAnswer(const std::string &request, const Query &query, const Image &image) {
-  const auto operation = static_cast<unsigned char>(request[0]);
-  if (!request.empty() && operation > 2) {
-    return "\xC9";
-  }
-  if (request.size() != (operation == 1 ? 10U : 1U)) {
-    return "\xC7";
-  }
-  if (operation == 1) {
-    const auto found = reference(image, query, 0);
-    return found.result == -1 ? "\xCC" : numbered(found.count) + found.entries;
-  }
-  return operation == 0 ? numbered(image.count) : std::string(1, '\0');
-}
-
-void runCommand(const std::string &request, const std::string &expected) {
+/// A request's bytes are those of the description, so that one for records asks for the query's.
+void runCommand(const std::string &request, const QueryAnswer &found) {
   const std::vector<std::uint8_t> exact(request.begin(), request.end());
-  std::vector<std::uint8_t> answer(expected.size());
+  std::vector<std::uint8_t> answer(5 + found.entries.size());
   std::uint8_t nothing = 0;
   const int length = VexoraHistoryRecordDataOper(exact.empty() ? &nothing : exact.data(),
                                                  static_cast<std::uint32_t>(exact.size()), answer.data());
-  require(length == static_cast<int>(answer.size()), "the answer's length");
-  require(std::equal(answer.begin(), answer.end(), expected.begin(),
-                     [](std::uint8_t is, char should) { return is == static_cast<std::uint8_t>(should); }),
-          "the answer");
-  const bool clears = request == "\2";
-  require((access(kDataFile, F_OK) == 0) != clears, "a clear removes the file, and nothing else does");
+  const bool isQuery = request.size() == 10 && request[0] == 1 && found.result != -1;
+  require(length == (isQuery ? 5 + found.result : request == std::string(1, '\0') ? 5 : 1), "the answer's length");
+  require(!isQuery || std::memcmp(&answer[5], found.entries.data(), found.entries.size()) == 0, "the entries");
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
   static Image image;
-  static std::string file;
   Description input{};
   std::memcpy(&input, data, std::min(size, sizeof input));
   const std::size_t fileSize = std::min<std::size_t>(input.fileSize, kImageSize + kTrailingSize);
@@ -148,18 +106,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     vexora_history_record &record = image.slots[single.slot % kSlots];
     record.time = record.query_time = single.time;
   }
-  file = image.bytes();
-  file.resize(kImageSize + kTrailingSize);
+  std::string file = image.bytes();
   file.resize(fileSize);
   putFile(kDataFile, file.data(), file.size());
   const Query query{input.type, input.start, input.end};
   const bool ours = isOurs(image, fileSize);
-  if ((input.choices & 2) == 0) {
-    queryFile(query, ours ? reference(image, query) : QueryAnswer{});
-    return 0;
+  queryFile(query, ours ? reference(image, query) : QueryAnswer{});
+  if ((input.choices & 2) != 0) {
+    const Image &started = ours ? image : kFresh;
+    startRecorder(started);
+    // That a bad file was replaced shows in the answers.
+    queryFile(query, reference(started, query));
+    runCommand({reinterpret_cast<const char *>(&input) + 1, input.requestLength % 17U}, reference(started, query));
   }
-  startRecorder(ours ? file : kFreshFile);
-  const std::string command(reinterpret_cast<const char *>(&input) + 1, input.requestLength % 17);
-  runCommand(command, expectedAnswer(command, query, ours ? image : kFresh));
   return 0;
 }

@@ -94,17 +94,6 @@ BOARD_TEST(History, ClosesTheHourWithTheFirstSampleOfTheNext) {
   EXPECT_EQ(figures(newestRecord().sensor_7000), (Figures{23'332, 0xFFFF, 4464}));
 }
 
-// Neither that the hour in progress has its first samples, nor that the process has its first record.
-BOARD_TEST(History, ASecondStartForgetsOnlyTheExportedStatistics) {
-  start(board);
-  board.sampleAt(kNoon, 40, 40);
-  ASSERT_EQ(historyDataInit(), 0);
-  EXPECT_EQ(board.sampleAt(kNoon + 12 * kHour, 30, 30), 0);
-  EXPECT_EQ(progress(RecTmpData.sensor_3009), (Figures{1, 30, 30, 0}));
-  EXPECT_EQ(progress(RecTmpData.sensor_7000), (Figures{1, 30, 30, 0}));
-  EXPECT_EQ(HistoryDataRing->count, 1U) << "midnight is the hour of the last record now";
-}
-
 BOARD_TEST(History, MergesWithARecordOfTheSameHourAfterARestart) {
   constexpr std::time_t kNow = kNoon + 1800;
   constexpr auto kBeyondSigned = static_cast<std::time_t>(0x80000001);
@@ -200,7 +189,7 @@ BOARD_TEST(History, GivesUpTheFileButNotTheSamplesWhileTheClockIsSetBack) {
   EXPECT_EQ(figures(newestRecord().sensor_3009), (Figures{30, 60, 10}));
 }
 
-// The three ways in which there is nothing to add a record to.
+// The two ways in which there is nothing to add a record to.
 BOARD_TEST(History, GivesUpWithoutAUsableCache) {
   write(kDataFile, "there");
   EXPECT_EQ(board.sample(), -1);
@@ -208,15 +197,10 @@ BOARD_TEST(History, GivesUpWithoutAUsableCache) {
   EXPECT_EQ(board.log.take(), std::vector{kGivenUp});
   ASSERT_EQ(historyDataInit(), 0);
   RecTmpData.last_record_hour = 24;
-  pthread_mutex_t *const lock = std::exchange(HistoryDataRing->lock, nullptr);
-  EXPECT_EQ(board.sample(), -1);
-  EXPECT_EQ(board.log.take(), std::vector{kGivenUp});
-  HistoryDataRing->lock = lock;
   // In the first hour of the epoch an empty ring's slot looks like a record to merge with.
   EXPECT_EQ(board.sampleAt(100, 1, 1), -1);
   EXPECT_EQ(board.log.take(), std::vector{kGivenUp});
   EXPECT_EQ(HistoryDataRing->count, 0U);
-  EXPECT_EQ(RecTmpData.sensor_3009.samples, 2U);
 }
 
 }  // namespace
