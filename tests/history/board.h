@@ -43,9 +43,6 @@ struct Sensors {
   double sensor3009 = 0;
   double sensor7000 = 0;
   int broken = 0;  // this one answers with a failure
-  int loads = 0;
-  int unloads = 0;
-  std::vector<std::tuple<int, double, int>> calls = {};  // sensor, what the caller's double held, option
 };
 
 inline Sensors sensors;
@@ -92,9 +89,8 @@ extern "C" {
 __attribute__((used)) inline int PDK_GetSensorRealValueFromSharedMem(int sensor, double *value, int option) {
   using vexora::test::sensors;
   const vexora::test::InHarness own;
-  sensors.calls.emplace_back(sensor, *value, option);
   *value = sensor == 0x3009 ? sensors.sensor3009 : sensors.sensor7000;
-  return sensors.broken == sensor ? -1 : 0;
+  return sensors.broken == sensor || option != 1 ? -1 : 0;
 }
 
 // A handle of this program finds the function above.
@@ -102,14 +98,6 @@ __attribute__((used)) inline void *dlopen(const char *path, int mode) noexcept {
   using vexora::test::sensors;
   const vexora::test::InHarness own;
   const bool ours = path != nullptr && std::string_view(path) == "/usr/local/lib/libipmipdk.so" && mode == RTLD_NOW;
-  void *const library = vexora::test::original(&dlopen, "dlopen")(ours ? sensors.library : path, mode);
-  sensors.loads += ours && library != nullptr ? 1 : 0;
-  return library;
-}
-
-__attribute__((used)) inline int dlclose(void *library) noexcept {
-  const vexora::test::InHarness own;
-  ++vexora::test::sensors.unloads;
-  return vexora::test::original(&dlclose, "dlclose")(library);
+  return vexora::test::original(&dlopen, "dlopen")(ours ? sensors.library : path, mode);
 }
 }

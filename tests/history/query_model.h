@@ -107,9 +107,8 @@ inline QueryAnswer reference(const Image &file, const Query &query, std::uint32_
   if (start > oldest && n == 0) {
     return {};
   }
-  const std::int64_t estimate = start > oldest ? (start - oldest) / 3600 + 1 : 0;
-  std::int64_t i = std::max<std::int64_t>(std::min(estimate, n - 1), 0);
-  if (start > oldest && (estimate < n ? estimate != 1 : n > 2)) {
+  std::int64_t i = start > oldest ? std::min<std::int64_t>((start - oldest) / 3600 + 1, n - 1) : 0;
+  if (i > 1) {
     while (i > 0 && start < timeOf(i - 1)) {
       --i;
     }

@@ -42,15 +42,13 @@ void compareWithReference(unsigned pushes, unsigned perHour, std::uint32_t limit
   write(kDataFile, image.bytes());
   const auto moment = [&] {
     const std::uint32_t recorded = image.slots[(image.head + below(std::min(pushes, kSlots) + 1)) % kSlots].query_time;
-    const std::uint32_t around[] = {0, 1, 3599, 3600, 3601, below(100'000)};
-    const std::uint32_t distance = around[below(6)];
-    return below(2) == 0 ? recorded + distance : recorded - distance;
+    const std::uint32_t distances[] = {0, 1, 3599, 3600, 3601, below(100'000)};
+    return recorded + distances[below(6)] * (below(2) == 0 ? 1 : -1U);
   };
   constexpr std::uint32_t kTypes[] = {0, 1, 4};
   for (unsigned i = 0; i < queries; ++i) {
     const std::uint32_t start = moment();
-    const std::uint32_t ends[] = {moment(), 0xFFFFFFFF, start + 1 + below(90'000)};
-    const Query query{kTypes[below(3)], start, ends[below(3)]};
+    const Query query{kTypes[below(3)], start, below(3) == 0 ? 0xFFFFFFFF : moment()};
     ASSERT_EQ(ask(query), reference(image, query))
         << pushes << " pushes, limit " << limit << ", type " << query.type << ", " << start << " to " << query.end;
   }
@@ -80,9 +78,7 @@ TEST_F(HistoryQuery, RefusesWhatItCannotAnswer) {
   for (const Query &query : {Query{4, 9, 9}, {4, 9, 8}, {2, 0, 9}, {5, 0, 9}, {0x104, 0, 9}}) {
     EXPECT_EQ(ask(query), QueryAnswer{}) << query.type << ' ' << query.start << ' ' << query.end;
   }
-  Image foreign = hourly(3, kNoon);
-  foreign.capacity = 8761;
-  for (const std::string &file : {foreign.bytes(), whole.substr(0, 19), whole.substr(0, kImageSize - 1)}) {
+  for (const std::string &file : {whole.substr(0, 19), whole.substr(0, kImageSize - 1)}) {
     write(kDataFile, file);
     EXPECT_EQ(ask({4, 1, 0xFFFFFFFF}), QueryAnswer{}) << file.size();
     EXPECT_TRUE(read(kDataFile) == file) << file.size();
@@ -109,7 +105,6 @@ TEST_F(HistoryQuery, CommandAnswersWithCompletionCodes) {
   const std::string entry(reinterpret_cast<const char *>(&one), 28);
   // The seconds 1,709,208,000 and one more, little-endian.
   const std::string range("\xC0\x71\xE0\x65\xC1\x71\xE0\x65", 8);
-  const std::string backward("\xC1\x71\xE0\x65\xC0\x71\xE0\x65", 8);
   const std::string count("\0", 1);
   const std::string clear("\2", 1);
   std::uint32_t number = 7;
@@ -129,7 +124,6 @@ TEST_F(HistoryQuery, CommandAnswersWithCompletionCodes) {
       {"\3", "\xC9"},
       {"\xFF\4" + range, "\xC9"},
       {"\1\2" + range, "\xCC"},
-      {"\1\4" + backward, "\xCC"},
       {"\1\4" + std::string("\1\0\0\0\2\0\0\0", 8), std::string(5, '\0')},
       {count, std::string("\0\x38\x22\0\0", 5)},
       {"\1\4" + range, std::string("\0\1\0\0\0", 5) + entry},

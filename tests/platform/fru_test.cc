@@ -95,8 +95,10 @@ TEST(Fru, WhatIsWrongIsTold) {
               Read(0, "", 0, "[Warning]: No " + word + " information in FRU \n"));
     EXPECT_EQ(read(area, {"\1\0\2\2\2\0\0\xF9", 8}, 1),
               Read(-1, "", 0xEE, "[Warning]: Invalid " + word + " info offset(2) in FRU \n"));
-    EXPECT_EQ(read(area, kBadSum, 1),
-              Read(-1, "", 0xEE, kMismatch + "Check FRU Header info error in function " + function + "!\n"));
+    const std::string inHeader = "Check FRU Header info error in function " + function + "!\n";
+    EXPECT_EQ(read(area, kBadSum, 1), Read(-1, "", 0xEE, kMismatch + inHeader));
+    EXPECT_EQ(read(area, {"\2\0\3\3\3\0\0\xF5", 8}, 1),
+              Read(-1, "", 0xEE, "[Warning]: Invalid FRU format version(2) \n" + inHeader));
     EXPECT_EQ(capturedOutput([&] { EXPECT_EQ(kGetters[area](nullptr, 23, 1, nullptr, 1, nullptr), -1); }),
               refusal + "(nil), 23, 1, (nil), 1, (nil)\n");
     for (const auto &[size, field, room] :
@@ -118,19 +120,9 @@ TEST(Fru, WhatIsWrongIsTold) {
 
 TEST(Fru, HeaderIsCheckedByItself) {
   const std::string refusal = "Input parameters error in function vexora_check_fru_common_header, ";
-  const std::tuple<std::string, int, std::string> rows[] = {
-      {image.substr(0, 8), 0, ""},
-      {image.substr(0, 7), -1, refusal},
-      {{"\2\0\3\3\3\0\0\xF5", 8}, -1, "[Warning]: Invalid FRU format version(2) \n"},
-      {kBadSum, -1, kMismatch}};
-  for (const auto &[header, expected, told] : rows) {
-    int result = 1;
-    const Bytes exact(header.begin(), header.end());
-    const auto check = [&] { result = vexora_check_fru_common_header(exact.data(), static_cast<int>(exact.size())); };
-    const std::string output = capturedOutput(check);
-    EXPECT_EQ(result, expected) << told;
-    EXPECT_EQ(told == refusal ? output.substr(0, told.size()) : output, told);
-  }
+  const auto *const header = reinterpret_cast<const std::uint8_t *>(image.data());
+  EXPECT_EQ(capturedOutput([&] { EXPECT_EQ(vexora_check_fru_common_header(header, 8), 0); }), "");
+  EXPECT_EQ(capturedOutput([&] { EXPECT_EQ(vexora_check_fru_common_header(header, 7), -1); }).find(refusal), 0U);
   EXPECT_EQ(capturedOutput([] { EXPECT_EQ(vexora_check_fru_common_header(nullptr, 8), -1); }), refusal + "(nil), 8\n");
 }
 
