@@ -253,7 +253,8 @@ TEST_F(Card, WithoutAMountIsMountedInThreeAttempts) {
   answer("df", R"(printf '/dev/mmcblk0p1\n 1 2 3 4%% /m\n/dev/mmcblk0p12 1 2 3 4%% /m\n/dev/mmcblk0p1 1 2 3\n\n'
 exec >&-; for n in 1 2 3; do /bin/true; done; echo df ended >>/var/commands)");
   EXPECT_EQ(look(), (Look{{}, "df -k\ndf ended\n" + kRemount3.substr(6), "~", -7}));
-  answer("df", "printf '/dev/mmcblk0p1 1 2 5 4%% /m\\n'");
+  // The rest of a line that is too long is no line.
+  answer("df", "printf '%0255d/dev/mmcblk0p1 1 2 3 4%% /no\\n/dev/mmcblk0p1 1 2 5 4%% /m\\n' 0");
   EXPECT_EQ(look(), (Look{{}, "df -k\n", "/m", 5}));
   EXPECT_EQ(outcome(CheckTFCardMountStatus, nullptr, nullptr), Outcome{});
   EXPECT_EQ(commands(), "df -k\n");
