@@ -5,7 +5,7 @@
 # A daemon that crashes, with the debug log on, and its report: frames first, then thread and end, all printed and
 # logged.
 
-readonly report=/tmp/crash_report
+readonly report=/var/crashing_daemon.out # its standard output
 readonly frame='\[0x[0-9a-f]+\]$' # how a frame's line ends
 
 heading 'A daemon crashes on purpose'

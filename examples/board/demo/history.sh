@@ -18,7 +18,7 @@ ask() { "${emulator[@]}" "$programs/board_client" "$@" | tee -a "$answers"; }
 
 count_lines() { grep -c "$1" "$output" || true; }
 
-# Readings for six days, a change every ten minutes: an inlet temperature and a power, warmest in the afternoon and
+# Readings for eight days, a change every ten minutes: an inlet temperature and a power, warmest in the afternoon and
 # busiest in office hours, with noise that is the same in every run.
 plan_readings() {
   awk -v begin="$begin" '
@@ -28,7 +28,7 @@ plan_readings() {
     }
     BEGIN {
       seed = 42
-      for (minute = 0; minute < 6 * 1440; minute += 10) {
+      for (minute = 0; minute < 8 * 1440; minute += 10) {
         hour = minute / 60 % 24
         warmth = cos((hour - 15) * 3.14159265 / 12)
         load = hour >= 8 && hour < 18 ? 140 : hour >= 22 ? 70 : 0
@@ -153,8 +153,8 @@ now=$((now - 3 * hour))
 start_daemon
 check 'checksum of the data file' "$(cksum <"$data")" "$before"
 check 'waiting logged' "$(count_lines '>no samples')" 1
-advance $((4 * hour))
+advance $((2 * day))
 check 'end of waiting logged' "$(count_lines '>samples again')" 1
 stop_daemon
 read -ra header < <(od -A n -t u4 -w20 -N 20 "$data")
-check 'head, tail, record size, capacity, count of the data file' "${header[*]}" '0 2 28 8760 3'
+check 'head, tail, record size, capacity, count of the data file' "${header[*]}" '0 46 28 8760 47'
