@@ -12,7 +12,7 @@ using namespace vexora::test;
 
 template <typename Store>
 void tryStore(const std::uint8_t *data, std::size_t size) {
-  putFile(Store::kFile, data, size);
+  putFile(Store::kFile.c_str(), data, size);
   auto loaded = filled<Store>(0x5A);
   if (loaded.load() != 0) {
     return;

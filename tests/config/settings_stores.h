@@ -5,38 +5,52 @@
 
 #include <cstring>
 #include <string>
+#include <tuple>
 
 #include "vexora/config.h"
 
 namespace vexora::test {
 
+// Each has the arguments of its calls; a number from 1 on makes one of them wrong.
 struct Smtp {
   static constexpr const char *kName = "Smtp";  // in messages
+  static inline const std::string kRefusal = "vexora_smtpcfg(LINE)Invalid input parameters!%p, %d, %p, %d\n";
   static constexpr unsigned kSecrets = 0;
-  static constexpr const char *kFile = "/conf/SmtpCfg.json";
+  static inline const std::string kFile = "/conf/SmtpCfg.json";
   SmtpCfgRecord cfg = {};
   SmtpDestCfgRecord dests[4] = {};
-  int load() { return VexoraGetSmtpTotalConfFromJson(&cfg, 273, dests, 332); }
-  int save() { return VexoraSetSmtpTotalConfToJson(&cfg, 273, dests, 332); }
+  auto arguments(int wrong) {
+    return std::tuple(wrong == 1 ? nullptr : &cfg, 273 + (wrong == 2) - (wrong == 3), wrong == 4 ? nullptr : dests,
+                      332 + (wrong == 5) - (wrong == 6));
+  }
+  int load(int wrong = 0) { return std::apply(VexoraGetSmtpTotalConfFromJson, arguments(wrong)); }
+  int save(int wrong = 0) { return std::apply(VexoraSetSmtpTotalConfToJson, arguments(wrong)); }
 };
 
 struct Trap {
-  static constexpr const char *kName = "SnmpTrap";  // in messages
-  static constexpr const char *kFile = "/conf/SnmpTrapCfg.json";
+  static constexpr const char *kName = "SnmpTrap";
+  static inline const std::string kRefusal = "vexora_snmpcfg(LINE)Invalid input parameters!%p, %d, %p, %d\n";
   static constexpr unsigned kSecrets = 3;
+  static inline const std::string kFile = "/conf/SnmpTrapCfg.json";
   SnmpTrapCfgRecord cfg = {};
   SnmpTrapDestCfgRecord dests[4] = {};
-  int load() { return VexoraGetSnmpTotalConfFromJson(&cfg, 179, dests, 208); }
-  int save() { return VexoraSetSnmpTotalConfToJson(&cfg, 179, dests, 208); }
+  auto arguments(int wrong) {
+    return std::tuple(wrong == 1 ? nullptr : &cfg, 179 + (wrong == 2) - (wrong == 3), wrong == 4 ? nullptr : dests,
+                      208 + (wrong == 5) - (wrong == 6));
+  }
+  int load(int wrong = 0) { return std::apply(VexoraGetSnmpTotalConfFromJson, arguments(wrong)); }
+  int save(int wrong = 0) { return std::apply(VexoraSetSnmpTotalConfToJson, arguments(wrong)); }
 };
 
 struct Agent {
-  static constexpr const char *kName = "Snmp";  // in messages
-  static constexpr const char *kFile = "/conf/SnmpAgentCfg.json";
+  static constexpr const char *kName = "Snmp";
+  static inline const std::string kRefusal = "vexora_snmpcfg(LINE)Invalid input parameters!%p, %d\n";
   static constexpr unsigned kSecrets = 4;
+  static inline const std::string kFile = "/conf/SnmpAgentCfg.json";
   SnmpAgentCfgRecord cfg = {};
-  int load() { return VexoraGetSnmpAgentTotalConfFromJson(&cfg, 99); }
-  int save() { return VexoraSetSnmpAgentTotalConfToJson(&cfg, 99); }
+  auto arguments(int wrong) { return std::tuple(wrong == 1 ? nullptr : &cfg, 99 + (wrong == 2) - (wrong == 3)); }
+  int load(int wrong = 0) { return std::apply(VexoraGetSnmpAgentTotalConfFromJson, arguments(wrong)); }
+  int save(int wrong = 0) { return std::apply(VexoraSetSnmpAgentTotalConfToJson, arguments(wrong)); }
 };
 
 template <typename Settings>

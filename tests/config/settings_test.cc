@@ -3,17 +3,9 @@
 
 #include <malloc.h>
 
-#include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <regex>
-
 #include "config/settings_stores.h"
 #include "firmware/aes.h"
-#include "support/faults.h"
-#include "support/files.h"
-#include "support/platform.h"
-#include "support/process.h"
+#include "support/test.h"
 
 namespace vexora::test {
 namespace {
@@ -24,13 +16,6 @@ struct {
   bool wholeBlocks = false;  // deciphers anything, to blocks full of 'w' that hold at least 20 bytes
 } board;
 
-bool isEmpty(const std::uint8_t *buffer, std::size_t size) {
-  return std::all_of(buffer, buffer + size, [](std::uint8_t byte) { return byte == 0; });
-}
-
-const std::string kSmtp = Smtp::kFile;
-const std::string kTrap = Trap::kFile;
-const std::string kAgent = Agent::kFile;
 constexpr char kUntouched = 0x5A;
 
 template <typename Store>
@@ -38,37 +23,20 @@ Store sample();
 
 template <>
 Smtp sample() {
-  Smtp smtp;
-  smtp.cfg = {1, "mail.example", 25, 65535, 1, 0, 1, "ops", "p\"w/\x01\xE9", "bmc@example", "alert", 1, 0, 255, 3};
-  smtp.dests[0] = {1, "a@example", "first"};
-  smtp.dests[3] = {0, "d@example", "last"};
-  return smtp;
+  return {{1, "mail.example", 25, 65535, 1, 0, 1, "ops", "p\"w/\x01\xE9", "bmc@example", "alert", 1, 0, 255, 3},
+          {{1, "a@example", "first"}, {}, {}, {0, "d@example", "last"}}};
 }
 
 template <>
 Trap sample() {
-  Trap trap;
-  trap.cfg = {2,
-              0,
-              "sixteen letters!",
-              "HostName",
-              "trapper",
-              "SHA",
-              "twenty letters, just",
-              "AES",
-              "letters 11",
-              "0123456789abcdef",
-              200};
-  trap.dests[1] = {1, "192.0.2.7", 162};
-  trap.dests[3] = {1, "trap.example", -70000};
-  return trap;
+  return {{2, 0, "sixteen letters!", "HostName", "trapper", "SHA", "twenty letters, just", "AES", "letters 11",
+           "0123456789abcdef", 200},
+          {{}, {1, "192.0.2.7", 162}, {}, {1, "trap.example", -70000}}};
 }
 
 template <>
 Agent sample() {
-  Agent agent;
-  agent.cfg = {1, 0, "letters", "more letters", 1, 1, 2, 3, "engineer", "letters of reading", "letters 11"};
-  return agent;
+  return {{1, 0, "letters", "more letters", 1, 1, 2, 3, "engineer", "letters of reading", "letters 11"}};
 }
 
 // What the samples' files hold, without the secrets' cipher texts.
@@ -118,7 +86,7 @@ using SettingsFiles = RootTest;
 template <typename Store>
 class SettingsStore : public RootTest {
  protected:
-  static inline const std::string kNew = Store::kFile + std::string(".bak");
+  const std::string kNew = Store::kFile + ".bak";
   Store saved = sample<Store>();
 };
 
@@ -156,7 +124,7 @@ TYPED_TEST(SettingsStore, CutsTextsWithoutAnEndToWhatALoadGives) {
 }
 
 TEST_F(SettingsFiles, NumbersKeepTheirLowBitsAndTextsAreCut) {
-  write(kSmtp,
+  write(Smtp::kFile,
         R"({"SmtpCfg":{"SmtpPort":70000,"SmtpEnable":258,"Subject":"12345678901234567890","UserName":null,)"
         R"("EventLevel":"7","SenderAddr":[1],"ServerAddr":"a\u0000b"},"SmtpDestCfg":[null,{"Enabled":true},3]})");
   Smtp expected;
@@ -168,9 +136,9 @@ TEST_F(SettingsFiles, NumbersKeepTheirLowBitsAndTextsAreCut) {
 }
 
 TYPED_TEST(SettingsStore, TakesItsDefaultForAMissingFileOnly) {
-  const std::string path = TypeParam::kFile;
+  const std::string &path = TypeParam::kFile;
   const std::string fallback = "/etc/defconfig" + path.substr(5);
-  const bool isSmtp = path == kSmtp;
+  const bool isSmtp = path == Smtp::kFile;
   EXPECT_EQ(this->saved.save(), 0);
   const std::string file = read(path);
   write(fallback, file);
@@ -215,7 +183,7 @@ TYPED_TEST(SettingsStore, TakesItsDefaultForAMissingFileOnly) {
     EXPECT_EQ(bytes(loaded), bytes(expected)) << log;
   };
   for (const auto &[content, log, fillsCfg] : rows) {
-    if (!fillsCfg || path != kAgent) {  // which has no list
+    if (!fillsCfg || path != Agent::kFile) {  // which has no list
       write(path, content);
       expectRefusal(log, fillsCfg);
       EXPECT_EQ(read(path), content) << log;
@@ -227,7 +195,7 @@ TYPED_TEST(SettingsStore, TakesItsDefaultForAMissingFileOnly) {
 }
 
 TEST_F(SettingsFiles, ADocumentIsTriedThreeTimes) {
-  write(kSmtp, kDocument<Smtp>);
+  write(Smtp::kFile, kDocument<Smtp>);
   Smtp loaded;
   {
     const FailCall first("open", 1, EIO);
@@ -239,51 +207,29 @@ TEST_F(SettingsFiles, ADocumentIsTriedThreeTimes) {
     EXPECT_EQ(loaded.load(), -1);
     return opening.seen();
   };
-  write(kSmtp, "no JSON");
+  write(Smtp::kFile, "no JSON");
   filesOpened(kNever);  // the first time also the log's switches
   EXPECT_EQ(filesOpened(kNever), 3U);
-  remove(kSmtp);
+  remove(Smtp::kFile);
   write("/etc/defconfig/SmtpCfg.json", "no JSON");
   EXPECT_EQ(filesOpened(kNever), 2U + 3U) << "the copy's two files, and the attempts";
-  remove(kSmtp);
+  remove(Smtp::kFile);
   EXPECT_EQ(filesOpened(1), 1U) << "no attempts on what isn't there";
 }
 
-// Refused arguments, and the whole output without its line number.
-template <typename Call, typename Cfg, typename... Dests>
-void expectRefusal(Call call, const char *format, Cfg *cfg, int cfgSize, Dests... dests) {
-  char text[128];
-  std::snprintf(text, sizeof text, format, static_cast<const void *>(cfg), cfgSize, dests...);
-  std::string output = capturedOutput([&] { EXPECT_EQ(call(cfg, cfgSize, dests...), -1) << text; });
-  output.erase(output.find('(') + 1, std::strspn(output.c_str() + output.find('(') + 1, "0123456789"));
-  EXPECT_EQ(output, text);
-}
-
-TEST_F(SettingsFiles, WrongRecordsAreRefused) {
-  auto smtp = filled<Smtp>(kUntouched);
-  auto trap = filled<Trap>(kUntouched);
-  auto agent = filled<Agent>(kUntouched);
-  for (int row = 0; row < 6; ++row) {
-    const int cfgMore = (row == 1) - (row == 2);
-    const int destsMore = (row == 4) - (row == 5);
-    const auto expectBoth = [&](auto load, auto save, const char *format, auto &cfg, auto... dests) {
-      const int size = static_cast<int>(sizeof cfg) + cfgMore;
-      expectRefusal(load, format, row == 0 ? nullptr : &cfg, size, dests...);
-      expectRefusal(save, format, row == 0 ? nullptr : &cfg, size, dests...);
-    };
-    expectBoth(VexoraGetSmtpTotalConfFromJson, VexoraSetSmtpTotalConfToJson,
-               "vexora_smtpcfg()Invalid input parameters!%p, %d, %p, %d\n", smtp.cfg, row == 3 ? nullptr : smtp.dests,
-               332 + destsMore);
-    expectBoth(VexoraGetSnmpTotalConfFromJson, VexoraSetSnmpTotalConfToJson,
-               "vexora_snmpcfg()Invalid input parameters!%p, %d, %p, %d\n", trap.cfg, row == 3 ? nullptr : trap.dests,
-               208 + destsMore);
-    if (row < 3) {
-      expectBoth(VexoraGetSnmpAgentTotalConfFromJson, VexoraSetSnmpAgentTotalConfToJson,
-                 "vexora_snmpcfg()Invalid input parameters!%p, %d\n", agent.cfg);
+TYPED_TEST(SettingsStore, RefusesWrongRecords) {
+  auto store = filled<TypeParam>(kUntouched);
+  const auto print = [](const void *cfg, int cfgSize, const void *dests = nullptr, int destsSize = 0) {
+    std::printf(TypeParam::kRefusal.c_str(), cfg, cfgSize, dests, destsSize);
+  };
+  for (int wrong = 1; wrong <= (TypeParam::kFile == Agent::kFile ? 3 : 6); ++wrong) {
+    const std::string refusal = capturedOutput([&] { std::apply(print, store.arguments(wrong)); });
+    for (const bool saves : {false, true}) {
+      const std::string output = capturedOutput([&] { EXPECT_EQ(saves ? store.save(wrong) : store.load(wrong), -1); });
+      EXPECT_EQ(std::regex_replace(output, std::regex("\\([0-9]+\\)"), "(LINE)"), refusal);
     }
   }
-  EXPECT_EQ(bytes(smtp) + bytes(trap) + bytes(agent),
-            std::string(sizeof smtp + sizeof trap + sizeof agent, kUntouched));
+  EXPECT_EQ(bytes(store), bytes(filled<TypeParam>(kUntouched)));
   EXPECT_EQ(list("/conf"), std::vector<std::string>{});
 }
 
@@ -294,9 +240,9 @@ TEST_F(SettingsFiles, ADamagedSecretTakesTheOnesBehindItAlong) {
       EXPECT_EQ(expected.save(), 0);
       const std::vector<SecretField> secrets = secretsOf(expected);
       const std::string key = '"' + secrets[damaged].key + "\":";
-      std::string file = read(kAgent);
+      std::string file = read(Agent::kFile);
       file.replace(file.find(key), key.size(), key + value + "\"_\":");
-      write(kAgent, file);
+      write(Agent::kFile, file);
       for (std::size_t n = damaged; n < 4; ++n) {
         std::memset(secrets[n].text, 0, secrets[n].width);
       }
@@ -310,8 +256,8 @@ TEST_F(SettingsFiles, ADamagedSecretTakesTheOnesBehindItAlong) {
                                             {"publi", ""},
                                             {"Public", ""}}) {
     SCOPED_TRACE(community);
-    write(kTrap, std::string(R"({"SnmpTrapCfg":{"DeviceType":9,"AUTHPwd":"public","Community":")") + community +
-                     R"("},"SnmpTrapDestCfg":[{"port":5}]})");
+    write(Trap::kFile, std::string(R"({"SnmpTrapCfg":{"DeviceType":9,"AUTHPwd":"public","Community":")") + community +
+                           R"("},"SnmpTrapDestCfg":[{"port":5}]})");
     Trap trap;
     EXPECT_EQ(trap.load(), 0);
     EXPECT_STREQ(trap.cfg.Community, expected);
@@ -330,7 +276,7 @@ TEST_F(SettingsFiles, PlainTextsHaveTheirBufferAndAreCut) {
       std::memset(text, 'w', width - 1);
       members += ",\"" + key + "\":\"" + std::string(length, 'c') + '"';
     }
-    write(kAgent, "{\"SnmpCfg\":{" + members.substr(1) + "}}");
+    write(Agent::kFile, "{\"SnmpCfg\":{" + members.substr(1) + "}}");
     auto loaded = filled<Agent>(kUntouched);
     EXPECT_EQ(loaded.load(), 0) << length;
     EXPECT_EQ(bytes(loaded), bytes(expected)) << length;
@@ -377,7 +323,7 @@ TYPED_TEST(SettingsStore, IsSavedThoughItsFileIsNot) {
     const auto save = [&] { result = this->saved.save(); };
     failEach(call, ENOSPC, save, [&](unsigned n) {
       EXPECT_TRUE(result == 0 || read(TypeParam::kFile) == file) << call << n << ": a key that is not available";
-      EXPECT_TRUE(result == 0 || TypeParam::kFile != kSmtp) << call << n;
+      EXPECT_TRUE(result == 0 || TypeParam::kFile != Smtp::kFile) << call << n;
       EXPECT_EQ(openDescriptors(), descriptors) << call << n;
       write(TypeParam::kFile, file);
     });
@@ -456,16 +402,13 @@ TEST_F(SettingsFiles, AShortMemoryCostsASecretAndTheOnesBehindIt) {
 #endif
 
 }  // namespace
-}  // namespace vexora::test
 
-using vexora::test::board;
-using vexora::test::isEmpty;
-using vexora::test::original;
+extern "C" {
 
 int AES_EncryptData(const std::uint8_t *plain, int plainLength, std::uint8_t *out, int * /*length*/,
                     const std::uint8_t *key, const std::uint8_t *vector) {
   static auto *const real = original(&AES_EncryptData, "AES_EncryptData");
-  EXPECT_TRUE(isEmpty(out, 128));
+  EXPECT_EQ(std::count(out, out + 128, 0), 128);
   int length = 0;
   return --board.refused == 0 ? -1 : real(plain, plainLength, out, &length, key, vector);
 }
@@ -478,7 +421,7 @@ int AES_DecryptData(const std::uint8_t *text, int textLength, std::uint8_t *out,
     ADD_FAILURE() << "no buffer for " << plain << " bytes and an end: " << malloc_usable_size(out);
     return -1;
   }
-  EXPECT_TRUE(isEmpty(out, plain + 1));
+  EXPECT_EQ(std::count(out, out + plain + 1, 0), static_cast<long>(plain + 1));
   EXPECT_GT(textLength, 0);
   if (board.wholeBlocks) {
     std::memset(out, 'w', plain);
@@ -487,3 +430,5 @@ int AES_DecryptData(const std::uint8_t *text, int textLength, std::uint8_t *out,
   int length = 0;
   return real(text, textLength, out, &length, key, vector);
 }
+}
+}  // namespace vexora::test

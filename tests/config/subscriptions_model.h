@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <map>
 #include <string>
 
@@ -38,24 +39,31 @@ inline std::array<Section, VEXORA_EVENT_SUBSCRIPTIONS> sectionsOf(std::string fi
   return sections;
 }
 
-// The first key in which a slot is not what the section says; empty when it is.
-inline std::string difference(const EventSubScriptionRecord &slot, Section &section) {
-  const auto number = [&](const char *key) { return std::strtol(section[key].c_str(), nullptr, 10); };
-  std::map<std::string, const char *> strings = {{"destaddr", slot.destaddr}, {"hcontent", slot.hcontent},
-                                                 {"hdataver", slot.hdataver}, {"hxauth", slot.hxauth},
-                                                 {"context", slot.context},   {"protocal", slot.protocal}};
-  for (std::size_t i = 0; i < VEXORA_EVENT_FILTERS; ++i) {
-    strings["messageid" + std::to_string(i)] = slot.messageid[i];
-    strings["resource" + std::to_string(i)] = slot.resource[i];
+// A section as the library writes it, from its numbers present and type, its destination and the values of other keys.
+inline std::string section(int number, std::pair<int, int> numbers, const std::string &destination,
+                           const std::function<std::string(const std::string &)> &value) {
+  std::string text = "[SubScription" + std::to_string(number) + "]\r\npresent=" + std::to_string(numbers.first) +
+                     "\r\ndestaddr=" + destination + "\r\ntype=" + std::to_string(numbers.second) + "\r\n";
+  for (const char *key : {"hcontent", "hdataver", "hxauth", "context", "protocal"}) {
+    text += std::string(key) + "=" + value(key) + "\r\n";
   }
-  for (const auto &[key, string] : strings) {
-    if (section[key] != (string == nullptr ? "N/A" : string)) {
-      return key;
-    }
+  for (int i = 0; i < 2 * VEXORA_EVENT_FILTERS; ++i) {
+    const std::string key =
+        (i < VEXORA_EVENT_FILTERS ? "messageid" : "resource") + std::to_string(i % VEXORA_EVENT_FILTERS);
+    text += key + "=" + value(key) + "\r\n";
   }
-  const bool sameNumbers =
-      slot.present == static_cast<std::uint8_t>(number("present")) && slot.type == (number("type") & 31);
-  return sameNumbers ? "" : "present or type";
+  return text + "\r\n";
+}
+
+// The file as the library writes what it has read from it.
+inline std::string rewritten(const std::string &file) {
+  std::string text;
+  for (int number = 0; auto &values : sectionsOf(file)) {
+    const auto numberOf = [&](const char *key) { return std::strtol(values[key].c_str(), nullptr, 10); };
+    text += section(number++, {numberOf("present") & 255, numberOf("type") & 31}, values["destaddr"],
+                    [&](const std::string &key) { return values[key]; });
+  }
+  return text;
 }
 
 }  // namespace vexora::test

@@ -2,22 +2,10 @@
 // Descriptor calls, locks, sleeps and bit fields. The program stands between the library and the platform's calls, and
 // lets a script decide what the next ones do; no test waits.
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <array>
-#include <cerrno>
-#include <climits>
-#include <cstdarg>
 #include <deque>
-#include <filesystem>
 
-#include "support/files.h"
 #include "support/locks.h"
-#include "support/platform.h"
-#include "support/process.h"
+#include "support/test.h"
 #include "vexora/diag.h"
 
 namespace vexora::test {

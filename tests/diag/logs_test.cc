@@ -3,20 +3,9 @@
 // in one of its own. The program stands between the library and the platform's time conversion, and can have a signal
 // arrive in each call, whose handler logs as a crash report does.
 
-#include <fcntl.h>
 #include <sys/time.h>
-#include <unistd.h>
 
-#include <atomic>
-#include <cerrno>
-#include <climits>
-#include <cstdio>
-#include <filesystem>
-
-#include "support/faults.h"
-#include "support/files.h"
-#include "support/platform.h"
-#include "support/process.h"
+#include "support/test.h"
 #include "vexora/diag.h"
 
 namespace vexora::test {

@@ -2,27 +2,12 @@
 // The signal handlers, in processes of their own that really fault. The program stands between the library and
 // the calls of the C library that a report stands on, and can have each of them fail, fault or hang.
 #include <execinfo.h>
-#include <fcntl.h>
 #include <poll.h>
-#include <sys/mman.h>
-#include <sys/prctl.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <atomic>
 #include <bit>
-#include <cerrno>
-#include <cstdarg>
-#include <cstdio>
-#include <cstdlib>
-#include <regex>
-#include <thread>
 
-#include "support/files.h"
-#include "support/platform.h"
-#include "support/process.h"
+#include "support/test.h"
 #include "vexora/diag.h"
 
 #ifdef __arm__

@@ -3,16 +3,7 @@
 // What the messaging tests share: a call with all that it says and leaves behind, and the far end of a pipe.
 #pragma once
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cerrno>
-
-#include "support/files.h"
-#include "support/platform.h"
-#include "support/process.h"
+#include "support/test.h"
 
 namespace vexora::test {
 

@@ -2,13 +2,7 @@
 // The queue transport, against programs that use the system's calls and know nothing of this library, and the requests
 // as the daemons find them in their queues and pipes, byte by byte.
 
-#include <sys/ipc.h>
 #include <sys/msg.h>
-#include <sys/prctl.h>
-
-#include <array>
-#include <climits>
-#include <cstring>
 
 #include "firmware/unix.h"
 #include "ipc/channels.h"

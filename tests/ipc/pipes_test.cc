@@ -2,18 +2,8 @@
 // Named pipes, and the component monitors' and the RAID monitor's channels through them. The program stands between the
 // library and the platform's wait and semaphore, sees each use of them and can decide how it ends.
 
-#include <sys/prctl.h>
-#include <sys/select.h>
-
-#include <array>
-#include <climits>
-#include <cstring>
-#include <optional>
-#include <random>
-
 #include "firmware/unix.h"
 #include "ipc/channels.h"
-#include "support/faults.h"
 #include "vexora/ipc.h"
 
 namespace vexora::test {

@@ -2,12 +2,6 @@
 // Shell commands, run by the machine's real shell. Each test ends with no child process and no descriptor left over;
 // see ChannelTest.
 
-#include <algorithm>
-#include <climits>
-#include <cstdio>
-#include <cstdlib>
-#include <thread>
-
 #include "ipc/channels.h"
 #include "vexora/ipc.h"
 

@@ -1,20 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // Passwords with the stand-in's cipher, signatures that OpenSSL makes, digests by a copy of libcrypto at the board's
 // path.
-#include <dlfcn.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/x509.h>
 
-#include <memory>
-#include <tuple>
-
 #include "base/owners.h"
 #include "firmware/blowfish.h"
-#include "support/faults.h"
-#include "support/files.h"
-#include "support/platform.h"
-#include "support/process.h"
+#include "support/test.h"
 #include "vexora/security.h"
 
 namespace vexora::test {

@@ -1,21 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gtest/gtest.h>
 
-#include <dlfcn.h>
 #include <regex.h>
 
-#include <algorithm>
-#include <cerrno>
-#include <cstdint>
-#include <cstdlib>
-#include <ctime>
-#include <limits>
-#include <random>
-#include <string>
-#include <tuple>
-
-#include "support/faults.h"
-#include "support/platform.h"
+#include "support/test.h"
 #include "text/string_models.h"
 #include "vexora/text.h"
 

@@ -1,16 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // The checks of user input: their verdicts against the grammars, and all that they say. The resolver is this program's.
 
-#include <dlfcn.h>
 #include <netdb.h>
 
 #include <cmath>
 
-#include "support/platform.h"
-#include "support/process.h"
+#include "support/test.h"
 #include "text/validator_rules.h"
-
-#include <gtest/gtest.h>
 
 namespace vexora::test {
 namespace {

@@ -1,12 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gtest/gtest.h>
 
-#include <climits>
 #include <span>
-#include <string>
-#include <tuple>
-#include <utility>
 
+#include "support/test.h"
 #include "vexora/text.h"
 
 namespace vexora::test {

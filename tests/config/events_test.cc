@@ -1,15 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // The event subscriptions: the file that a store is written to, and what a store is read from files that people edit.
-
-#include <unistd.h>
-
-#include <random>
+// The Redfish document of an event, to the byte.
 
 #include "config/subscriptions_model.h"
-#include "support/faults.h"
-#include "support/files.h"
-#include "support/platform.h"
-#include "support/process.h"
+#include "support/test.h"
 #include "vexora/config.h"
 
 namespace vexora::test {
@@ -39,23 +33,13 @@ class EventSubscriptions : public RootTest {
   static inline EventSubScriptionRecord *const store = stEventSubScriptionStore;
 };
 
-std::string section(int number, const std::string &numbers, const std::string &destination, const std::string &value) {
-  std::string text = "[SubScription" + std::to_string(number) + "]\r\npresent=" + numbers.substr(0, 1) +
-                     "\r\ndestaddr=" + destination + "\r\ntype=" + numbers.substr(2) + "\r\n";
-  for (const char *key : {"hcontent", "hdataver", "hxauth", "context", "protocal"}) {
-    text += std::string(key) + "=" + value + "\r\n";
-  }
-  for (const char *key : {"messageid", "resource"}) {
-    for (int i = 0; i < 32; ++i) {
-      text += key + std::to_string(i) + "=" + value + "\r\n";
-    }
-  }
-  return text + "\r\n";
+std::string section(int number, std::pair<int, int> numbers, const std::string &destination, const std::string &value) {
+  return test::section(number, numbers, destination, [=](const std::string &) { return value; });
 }
 
 TEST_F(EventSubscriptions, AreWrittenAsTheyAreRead) {
-  const std::string file = section(0, "1 31", "http://192.0.2.1/a%s?b=c", "v") + section(1, "0 0", "", "") +
-                           section(2, "9 5", "N/A", "N/A") + section(3, "2 0", std::string(118, 'd'), " x ");
+  const std::string file = section(0, {1, 31}, "http://192.0.2.1/a%s?b=c", "v") + section(1, {0, 0}, "", "") +
+                           section(2, {9, 5}, "N/A", "N/A") + section(3, {2, 0}, std::string(118, 'd'), " x ");
   ASSERT_EQ(load(file), 0);
   EXPECT_EQ(blEventSubScriptionsFlag, 1);
   EXPECT_STREQ(store[0].messageid[31], "v");
@@ -72,7 +56,7 @@ TEST_F(EventSubscriptions, AreWrittenAsTheyAreRead) {
 TEST_F(EventSubscriptions, EditedFilesMeanWhatTheirModelSays) {
   std::string written;
   for (const char *value : {"v", "N/A", "\"N/A\" rest", "'a;b#c\" d", "fifth"}) {
-    written += section(4, "2 37", value, value);
+    written += section(4, {2, 37}, value, value);
   }
   const std::string characters("\n\r==\"\"'';#[] -8N\0", 18);
   std::mt19937 random(9);
@@ -84,10 +68,8 @@ TEST_F(EventSubscriptions, EditedFilesMeanWhatTheirModelSays) {
       file.replace(random() % file.size(), removed, added, characters[random() % characters.size()]);
     }
     ASSERT_EQ(load(file), 0);
-    const EventSubScriptionRecord *slot = store;
-    for (auto &section : sectionsOf(file)) {
-      ASSERT_EQ(difference(*slot++, section), "") << file;
-    }
+    ASSERT_EQ(SetEventSubScription2ConfFile(0, store), 0);
+    ASSERT_EQ(read(kFile), rewritten(file)) << file;
   }
 }
 
@@ -134,7 +116,7 @@ TEST_F(EventSubscriptions, AStringThatIsTooLongStopsTheWriteBeforeItBegins) {
 }
 
 TEST_F(EventSubscriptions, SelectorsFreeTheirFieldsOnly) {
-  const auto full = section(0, "1 31", "d", "v") + section(1, "1 31", "d", "v");
+  const auto full = section(0, {1, 31}, "d", "v") + section(1, {1, 31}, "d", "v");
   for (int what = 1; what <= 9; ++what) {
     ASSERT_EQ(load(full), 0);
     store[0].type = 0xFF;
@@ -156,8 +138,8 @@ TEST_F(EventSubscriptions, SelectorsFreeTheirFieldsOnly) {
 }
 
 TEST_F(EventSubscriptions, OnlyAFileThatCannotBeOpenedFailsACall) {
-  const std::string file = section(0, "1 31", "d", "v") + section(1, "0 0", "", "") + section(2, "0 0", "N/A", "N/A") +
-                           section(3, "0 0", "", "");
+  const std::string file = section(0, {1, 31}, "d", "v") + section(1, {0, 0}, "", "") +
+                           section(2, {0, 0}, "N/A", "N/A") + section(3, {0, 0}, "", "");
   const std::string messages =
       "vexora_eventservicecfg(LINE)open file /conf/eventsubscriptions.conf err!\n"
       "vexora_eventservicecfg(LINE)file open error!\n";
@@ -198,7 +180,7 @@ TEST_F(EventSubscriptions, OnlyAFileThatCannotBeOpenedFailsACall) {
 
 #ifndef VEXORA_SANITIZED
 TEST_F(EventSubscriptions, AShortMemoryKeepsTheOldStore) {
-  const std::string files[] = {"[s]\ndestaddr=old\n", section(0, "1 31", "new", "v")};
+  const std::string files[] = {"[s]\ndestaddr=old\n", section(0, {1, 31}, "new", "v")};
   ASSERT_EQ(load(files[0]), 0);
   write(kFile, files[1]);
   const HeapWatch heap;
@@ -218,6 +200,100 @@ TEST_F(EventSubscriptions, AShortMemoryKeepsTheOldStore) {
   });
   EXPECT_GT(refused, 250U);
   EXPECT_EQ(destination(), "<new>");
+}
+#endif
+
+std::string document(const EventArray &event, const char *identity) {
+  std::string out(56 * 1024, '~');
+  getJsonData(out.data(), event, identity);
+  out.resize(std::strlen(out.c_str()));
+  return out;
+}
+
+EventArray fullOf(const char *text) {
+  EventArray event;
+  const char *texts[sizeof event / sizeof(char *)];
+  std::fill(std::begin(texts), std::end(texts), text);
+  std::memcpy(&event, texts, sizeof event);
+  return event;
+}
+
+TEST(EventDocument, AbsentFieldsAreTheWordNull) {
+  EventArray event = fullOf("old");
+  EventArrayMemInit(&event);
+  EXPECT_EQ(document(event, nullptr),
+            R"({ "@odata.context": "\/redfish\/v1\/$metadata#Event.Event", "@odata.id": "null", )"
+            R"("@odata.type": "#Event.v1_1_0.Event", "Id": "null", "Name": "Event Array", "Context": "null", )"
+            R"("Events": [ { "EventType": "null", "EventId": "null", "Severity": "null", "EventTimestamp": "null", )"
+            R"("Message": "null", "MessageId": "null", "MessageArgs": [ ], "OriginOfCondition": [ ], )"
+            R"("Oem": [ { "serverIdentity": "null" } ] } ] })");
+  EventArrayMemInit(nullptr);
+  getJsonData(nullptr, event, nullptr);
+}
+
+TEST(EventDocument, PresentFieldsStandInTheirPlaces) {
+  const EventArray event = {"7",
+                            "Alert",
+                            "e%d\"",
+                            "OK",
+                            "2024-05-01T13:45:07Z",
+                            "a\nb",
+                            "M.1",
+                            {nullptr, "second"},
+                            {nullptr, nullptr, "/redfish/v1/Chassis/1"},
+                            {"A", nullptr, "C"},
+                            {nullptr, "of no key", "c"},
+                            {"not shown"},
+                            "ctx"};
+  EXPECT_EQ(document(event, "node-1"),
+            R"({ "@odata.context": "\/redfish\/v1\/$metadata#Event.Event", )"
+            R"("@odata.id": "\/redfish\/v1\/EventService\/Events\/7", "@odata.type": "#Event.v1_1_0.Event", )"
+            R"("Id": "7", "Name": "Event Array", "Context": "ctx", "Events": [ { "EventType": "Alert", )"
+            R"("EventId": "e%d\"", "Severity": "OK", "EventTimestamp": "2024-05-01T13:45:07Z", )"
+            R"("Message": "a\nb", "MessageId": "M.1", "MessageArgs": [ "second" ], )"
+            R"("OriginOfCondition": [ null, null, { "@odata.id": "\/redfish\/v1\/Chassis\/1" } ], )"
+            R"("Oem": [ { "A": "N\/A" }, null, { "C": "c" }, { "serverIdentity": "node-1" } ] } ] })");
+}
+
+TEST(EventDocument, LongValuesAreCutAndTheLargestEventFits) {
+  const std::string text(300, '\x01');
+  const EventArray event = fullOf(text.c_str());
+  std::string escaped;
+  for (int i = 0; i < 127; ++i) {
+    escaped += "\\u0001";
+  }
+  const std::string out = document(event, text.c_str());
+  EXPECT_LT(out.size(), 56U * 1024);
+  EXPECT_NE(out.find("\"Id\": \"" + escaped + "\","), std::string::npos);
+  EXPECT_NE(out.find("Events\\/" + escaped.substr(0, 6 * (127 - 32)) + "\","), std::string::npos);
+  EXPECT_NE(out.find("{ \"" + escaped + "\": \"" + escaped + "\" }"), std::string::npos);
+}
+
+#ifndef VEXORA_SANITIZED
+TEST(EventDocument, AShortMemoryGivesTheWholeTextOrNone) {
+  const std::string text(100, 'v');
+  const EventArray event = fullOf(text.c_str());
+  const std::string whole = document(event, "node-1");
+  std::string out(56 * 1024, '~');
+  const HeapWatch heap;
+  unsigned empty = 0;
+  const auto write = [&] {
+    errno = EXDEV;
+    getJsonData(out.data(), event, "node-1");
+  };
+  const auto check = [&](unsigned n) {
+    EXPECT_TRUE(out[0] == '\0' || std::strcmp(out.data(), whole.c_str()) == 0) << n;
+    empty += out[0] == '\0';
+    EXPECT_EQ(heap.growth(), 0) << n;
+  };
+  for (const Strike strike : {Strike::kOnce, Strike::kFromThen}) {
+    EXPECT_GT(failEach(kAnyAllocation, ENOMEM, write, check, strike), 200U);
+  }
+  EXPECT_GT(empty, 400U);
+  empty = 0;
+  failEach(kAnyAllocation, ENOMEM, write, check, Strike::kSay);
+  EXPECT_EQ(empty, 0U) << "a call that works may also leave an error in errno";
+  EXPECT_EQ(errno, EXDEV) << "of the caller";
 }
 #endif
 
