@@ -42,20 +42,6 @@ char *volatile nowhere = static_cast<char *>(mmap(nullptr, 1, PROT_NONE, MAP_PRI
 
 void faultByAddress() { *nowhere = 1; }
 
-void faultByMissingPage() {
-  std::FILE *empty = std::tmpfile();
-  void *page = mmap(nullptr, 1, PROT_READ | PROT_WRITE, MAP_SHARED, fileno(empty), 0);
-  *static_cast<volatile char *>(page) = 1;
-}
-
-void faultByInstruction() {
-#ifdef __arm__
-  __asm__ volatile(".word 0xe7f000f0");
-#else
-  __asm__ volatile("ud2");
-#endif
-}
-
 void breakpoint() {
 #ifdef __arm__
   __asm__ volatile("bkpt");
@@ -86,32 +72,24 @@ void hang() {
   }
 }
 
-// The signals that end a step, from a process that has nothing to do with it, and the alarms of the process's other
-// timers. Those that faults cause go to the thread alone: they would end an emulator that gets them in a thread of its
-// own.
+// The signals that end a step, as another process sends them, and the alarms of the process's other timers. To the thread
+// alone: an emulator that gets one in a thread of its own would end.
 void straySignals() {
+  constexpr pid_t kOther = 1;
   const pid_t process = getpid();
-  const long thread = syscall(SYS_gettid);
-  const pid_t other = fork();
-  if (other == 0) {
-    for (const int signal : {SIGABRT, SIGSEGV, SIGBUS, SIGILL, SIGALRM, SIGFPE, SIGTRAP}) {
-      syscall(SYS_tgkill, process, thread, signal);
-    }
-    kill(process, SIGABRT);
-    kill(process, SIGALRM);
-    _exit(0);
-  }
-  waitpid(other, nullptr, 0);
-  const std::pair<int, int> origins[] = {
-      {SIGALRM, SI_KERNEL}, {SIGALRM, SI_TIMER}, {SIGSEGV, SI_USER}, {SIGABRT, SI_QUEUE}};
-  for (const auto &[signal, code] : origins) {
+  const std::tuple<int, int, pid_t> origins[] = {
+      {SIGABRT, SI_TKILL, kOther},  {SIGSEGV, SI_TKILL, kOther},   {SIGBUS, SI_TKILL, kOther},
+      {SIGILL, SI_TKILL, kOther},   {SIGALRM, SI_TKILL, kOther},   {SIGFPE, SI_TKILL, kOther},
+      {SIGTRAP, SI_TKILL, kOther},  {SIGABRT, SI_USER, kOther},    {SIGALRM, SI_USER, kOther},
+      {SIGALRM, SI_TKILL, process}, {SIGALRM, SI_KERNEL, process}, {SIGALRM, SI_TIMER, process},
+      {SIGSEGV, SI_USER, process},  {SIGABRT, SI_QUEUE, process}};
+  for (const auto &[signal, code, sender] : origins) {
     siginfo_t stray = {};
     stray.si_signo = signal;
     stray.si_code = code;
-    stray.si_pid = process;
-    syscall(SYS_rt_tgsigqueueinfo, process, thread, signal, &stray);
+    stray.si_pid = sender;
+    syscall(SYS_rt_tgsigqueueinfo, process, syscall(SYS_gettid), signal, &stray);
   }
-  raise(SIGALRM);
 }
 
 void faultInAForkedProcess() {
@@ -282,8 +260,8 @@ TEST_F(Signals, FatalOnesReportTheThreadAndItsBacktrace) {
     void (*fault)();
     std::string signal, printed, logged;  // the last two before the words that they share
   } rows[] = {{faultByAddress, "SIGSEGV", "  IPMI", " "},
-              {faultByMissingPage, "SIGBUS", "  IPMI", "VexoraMonitor"},
-              {faultByInstruction, "SIGILL", "  VexoraMonitor", "  VexoraMonitor"}};
+              {[] { raise(SIGBUS); }, "SIGBUS", "  IPMI", "VexoraMonitor"},
+              {[] { __builtin_trap(); }, "SIGILL", "  VexoraMonitor", "  VexoraMonitor"}};
   // After the thread's id the backtrace's lines, which depend on the build; each is logged after itself.
   for (const std::string record : {"", "\\[Critical\\]:<2024-05-01T19:30:07>\\2\n\n"}) {
     const std::regex pattern("([0-9]+)\n(?:([^ ].*)\n" + record + ")+");
