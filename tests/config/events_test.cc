@@ -143,38 +143,32 @@ TEST_F(EventSubscriptions, OnlyAFileThatCannotBeOpenedFailsACall) {
   const std::string messages =
       "vexora_eventservicecfg(LINE)open file /conf/eventsubscriptions.conf err!\n"
       "vexora_eventservicecfg(LINE)file open error!\n";
-  const struct {
-    const char *call;
-    int loaded;
-    int latch;
-    int saved;
-    std::string linked;  // what another name of the old file has after the save
+  // After the results of a load, its latch and the result of a save, what another name of the old file then has.
+  const std::tuple<const char *, int, int, int, std::string, std::string> rows[] = {
+      {"access", -1, 0, 0, file, ""},
+      {"fopen", -1, 7, -1, "before", messages},
+      {"fclose", 0, 1, 0, "before", ""},
+      {"remove", 0, 1, 0, file, ""}};
+  for (const auto &[call, loaded, latched, saved, linked, told] : rows) {
+    SCOPED_TRACE(call);
     std::string output;
-  } rows[] = {{"access", -1, 0, 0, file, ""},
-              {"fopen", -1, 7, -1, "before", messages},
-              {"fclose", 0, 1, 0, "before", ""},
-              {"remove", 0, 1, 0, file, ""}};
-  for (const auto &row : rows) {
+    const auto expectFailing = [&, name = call](int result, auto use) {
+      output += withoutLine(capturedOutput([&] {
+        const FailCall fault(name, 1, EIO);
+        EXPECT_EQ(use(), result);
+      }));
+    };
     ASSERT_EQ(load(file), 0);
     int32_t latch = 7;
-    int result = 0;
-    std::string output = withoutLine(capturedOutput([&] {
-      const FailCall fault(row.call, 1, EIO);
-      result = GetEventSubScriptionFromConfFile(&latch, store);
-    }));
-    EXPECT_EQ(result, row.loaded) << row.call;
-    EXPECT_EQ(latch, row.latch) << row.call;
+    expectFailing(loaded, [&] { return GetEventSubScriptionFromConfFile(&latch, store); });
+    EXPECT_EQ(latch, latched);
     write(kFile, "before");
     remove("/conf/link");
     ASSERT_EQ(link(kFile.c_str(), "/conf/link"), 0);
-    output += withoutLine(capturedOutput([&] {
-      const FailCall fault(row.call, 1, EIO);
-      result = SetEventSubScription2ConfFile(0, store);
-    }));
-    EXPECT_EQ(result, row.saved) << row.call;
-    EXPECT_EQ(exists(kFile) ? read(kFile) : "gone", row.saved == 0 ? file : "gone") << row.call;
-    EXPECT_EQ(read("/conf/link"), row.linked) << row.call;
-    EXPECT_EQ(output, row.output) << row.call;
+    expectFailing(saved, [&] { return SetEventSubScription2ConfFile(0, store); });
+    EXPECT_EQ(exists(kFile) ? read(kFile) : "gone", saved == 0 ? file : "gone");
+    EXPECT_EQ(read("/conf/link"), linked);
+    EXPECT_EQ(output, told);
   }
 }
 

@@ -157,15 +157,11 @@ TYPED_TEST(SettingsStore, TakesItsDefaultForAMissingFileOnly) {
   const std::string total = "Get the total " + name + " configure struct from Json failed.";
   const std::string section = "Get the " + name + "Cfg struct from Json failed.";
   const std::string list = "Get the " + name + "DestCfg struct from Json failed.";
-  const struct {
-    std::string content;
-    std::string log;
-    bool fillsCfg = false;
-  } rows[] = {
-      {"{\"SmtpCfg\":", total},
-      {std::string(33, '[') + std::string(33, ']'), total},
-      {"[1]", section},
-      {"{\"" + name + "Cfg\":null}", section},
+  const std::tuple<std::string, std::string, bool> rows[] = {
+      {"{\"SmtpCfg\":", total, false},
+      {std::string(33, '[') + std::string(33, ']'), total, false},
+      {"[1]", section, false},
+      {"{\"" + name + "Cfg\":null}", section, false},
       {"{\"" + name + "Cfg\":{}}", list, true},
       {"{\"" + name + "Cfg\":3,\"" + name + "DestCfg\":{}}", list, true},
       {"{\"" + name + "Cfg\":{},\"" + name + "DestCfg\":[0,0,0,0,0]}",

@@ -256,26 +256,25 @@ Ending endOfWorker(void (*before)()) {
 }
 
 TEST_F(Signals, FatalOnesReportTheThreadAndItsBacktrace) {
-  const struct {
-    void (*fault)();
-    std::string signal, printed, logged;  // the last two before the words that they share
-  } rows[] = {{faultByAddress, "SIGSEGV", "  IPMI", " "},
-              {[] { raise(SIGBUS); }, "SIGBUS", "  IPMI", "VexoraMonitor"},
-              {[] { __builtin_trap(); }, "SIGILL", "  VexoraMonitor", "  VexoraMonitor"}};
+  // The last two are printed and logged before the words that they share.
+  const std::tuple<void (*)(), std::string, std::string, std::string> rows[] = {
+      {faultByAddress, "SIGSEGV", "  IPMI", " "},
+      {[] { raise(SIGBUS); }, "SIGBUS", "  IPMI", "VexoraMonitor"},
+      {[] { __builtin_trap(); }, "SIGILL", "  VexoraMonitor", "  VexoraMonitor"}};
   // After the thread's id the backtrace's lines, which depend on the build; each is logged after itself.
   for (const std::string record : {"", "\\[Critical\\]:<2024-05-01T19:30:07>\\2\n\n"}) {
     const std::regex pattern("([0-9]+)\n(?:([^ ].*)\n" + record + ")+");
-    for (const auto &row : rows) {
-      const auto [status, output] = endOfWorker(row.fault);
-      SCOPED_TRACE(row.signal + "\n" + output);
+    for (const auto &[fault, signal, printed, logged] : rows) {
+      const auto [status, output] = endOfWorker(fault);
+      SCOPED_TRACE(signal + "\n" + output);
       EXPECT_EQ(status, kCrashed);
       std::smatch backtrace;
       ASSERT_TRUE(std::regex_search(output, backtrace, pattern, std::regex_constants::match_continuous));
-      const std::string thread = "  Thread " + backtrace.str(1) + " (worker) received " + row.signal + "\n";
-      const std::string end = " is terminating because of " + row.signal + " !!!!!\n";
-      EXPECT_EQ(backtrace.suffix().str(),
-                thread + row.printed + end +
-                    (record.empty() ? "" : kRecord + thread + "\n" + kRecord + row.logged + end + "\n"));
+      const std::string thread = "  Thread " + backtrace.str(1) + " (worker) received " + signal + "\n";
+      const std::string end = " is terminating because of " + signal + " !!!!!\n";
+      EXPECT_EQ(
+          backtrace.suffix().str(),
+          thread + printed + end + (record.empty() ? "" : kRecord + thread + "\n" + kRecord + logged + end + "\n"));
       const std::string frames = backtrace.str();
       const std::size_t library = frames.find("libvexora_software_interface.so.1");
       EXPECT_NE(frames.find("faultBelow", library), std::string::npos);
@@ -325,11 +324,7 @@ void faultWithAnotherPending() {
 }
 
 TEST_F(Signals, ReportComesOutWhateverTheFaultInterrupted) {
-  const struct {
-    const char *what;
-    void (*before)();
-    std::string shown;
-  } rows[] = {
+  const std::tuple<const char *, void (*)(), std::string> rows[] = {
       {"inside printf", [] { std::printf("%s", nowhere); }, ""},
 #ifndef __SANITIZE_THREAD__  // it keeps the alarm back while the thread waits inside the C library
       {"standard output locked by another thread",
@@ -351,11 +346,11 @@ TEST_F(Signals, ReportComesOutWhateverTheFaultInterrupted) {
       {"translation hangs", hangInTranslation, "\n[0x"},
   };
   switchLogOn();
-  for (const auto &row : rows) {
-    const auto [status, output] = endOfWorker(row.before);
-    SCOPED_TRACE(std::string(row.what) + "\n" + output);
+  for (const auto &[what, before, shown] : rows) {
+    const auto [status, output] = endOfWorker(before);
+    SCOPED_TRACE(std::string(what) + "\n" + output);
     EXPECT_EQ(status, kCrashed);
-    EXPECT_NE(output.find(row.shown), std::string::npos);
+    EXPECT_NE(output.find(shown), std::string::npos);
     const std::string ending =
         " (worker) received SIGSEGV\n  IPMI is terminating because of SIGSEGV !!!!!\n" + kRecord + "  Thread ";
     EXPECT_NE(output.find(ending), std::string::npos);

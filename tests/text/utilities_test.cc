@@ -75,8 +75,9 @@ TEST(Strings, AreSplitQuotedAndReplaced) {
   EXPECT_EQ(escaper(quoted, nullptr), nullptr);
   const std::string most(5118, 'x');
   const std::tuple<std::string, const char *, const char *, int, std::string> rows[] = {
-      {"aaa-a-", "aa", "", 0, "a-a-"},       {"-a-", "-", "--", 0, "--a--"},          {"none", "-", "+", 0, "none"},
-      {most + "-", "-", "+", 0, most + "+"}, {most + "-", "-", "++", -1, most + "+"}, {most.substr(1) + "--", "-", "", 0, most.substr(1)}};
+      {"aaa-a-", "aa", "", 0, "a-a-"},         {"-a-", "-", "--", 0, "--a--"},
+      {"none", "-", "+", 0, "none"},           {most + "-", "-", "+", 0, most + "+"},
+      {most + "-", "-", "++", -1, most + "+"}, {most.substr(1) + "--", "-", "", 0, most.substr(1)}};
   for (const auto &[source, from, to, result, expected] : rows) {
     std::string target = source + '\0';
     target.resize(5121, '~');
