@@ -18,26 +18,13 @@ struct {
 
 constexpr char kUntouched = 0x5A;
 
-template <typename Store>
-Store sample();
-
-template <>
-Smtp sample() {
-  return {{1, "mail.example", 25, 65535, 1, 0, 1, "ops", "p\"w/\x01\xE9", "bmc@example", "alert", 1, 0, 255, 3},
-          {{1, "a@example", "first"}, {}, {}, {0, "d@example", "last"}}};
-}
-
-template <>
-Trap sample() {
-  return {{2, 0, "sixteen letters!", "HostName", "trapper", "SHA", "twenty letters, just", "AES", "letters 11",
-           "0123456789abcdef", 200},
-          {{}, {1, "192.0.2.7", 162}, {}, {1, "trap.example", -70000}}};
-}
-
-template <>
-Agent sample() {
-  return {{1, 0, "letters", "more letters", 1, 1, 2, 3, "engineer", "letters of reading", "letters 11"}};
-}
+const std::tuple<Smtp, Trap, Agent> kSamples = {
+    Smtp{{1, "mail.example", 25, 65535, 1, 0, 1, "ops", "p\"w/\x01\xE9", "bmc@example", "alert", 1, 0, 255, 3},
+         {{1, "a@example", "first"}, {}, {}, {0, "d@example", "last"}}},
+    Trap{{2, 0, "sixteen letters!", "HostName", "trapper", "SHA", "twenty letters, just", "AES", "letters 11",
+          "0123456789abcdef", 200},
+         {{}, {1, "192.0.2.7", 162}, {}, {1, "trap.example", -70000}}},
+    Agent{{1, 0, "letters", "more letters", 1, 1, 2, 3, "engineer", "letters of reading", "letters 11"}}};
 
 // What the samples' files hold, without the secrets' cipher texts.
 template <typename Store>
@@ -87,7 +74,7 @@ template <typename Store>
 class SettingsStore : public RootTest {
  protected:
   const std::string kNew = Store::kFile + ".bak";
-  Store saved = sample<Store>();
+  Store saved = std::get<Store>(kSamples);
 };
 
 template <typename Store>
@@ -149,10 +136,7 @@ TYPED_TEST(SettingsStore, TakesItsDefaultForAMissingFileOnly) {
   EXPECT_EQ(bytes(loaded), bytes(this->saved));
   EXPECT_EQ(read(path), file);
 
-  for (const char *mark : {"/conf/vexora_debug/LEVEL_ERROR", "/conf/vexora_debug/PATH_SERIAL",
-                           "/conf/vexora_debug/ENABLE_IPMI", "/var/vexora_debug_reload"}) {
-    touch(mark);
-  }
+  switchLogOn("IPMI");
   const std::string name = TypeParam::kName;
   const std::string total = "Get the total " + name + " configure struct from Json failed.";
   const std::string section = "Get the " + name + "Cfg struct from Json failed.";
@@ -232,7 +216,7 @@ TYPED_TEST(SettingsStore, RefusesWrongRecords) {
 TEST_F(SettingsFiles, ADamagedSecretTakesTheOnesBehindItAlong) {
   for (std::size_t damaged = 0; damaged < 4; ++damaged) {
     for (const std::string value : {"5,", "null,", "\"\",", "\"public\",", "\"sixteen letters!\",", "[],"}) {
-      auto expected = sample<Agent>();
+      auto expected = std::get<Agent>(kSamples);
       EXPECT_EQ(expected.save(), 0);
       const std::vector<SecretField> secrets = secretsOf(expected);
       const std::string key = '"' + secrets[damaged].key + "\":";
@@ -384,8 +368,8 @@ TYPED_TEST(SettingsStore, IsWrittenWholeOrNotAtAllWhenMemoryIsShort) {
 }
 
 TEST_F(SettingsFiles, AShortMemoryCostsASecretAndTheOnesBehindIt) {
-  EXPECT_EQ(sample<Agent>().save(), 0);
-  Agent loaded;
+  Agent loaded = std::get<Agent>(kSamples);
+  EXPECT_EQ(loaded.save(), 0);
   std::string read;  // how many secrets were, as a digit for each refused buffer
   const auto load = [&] { EXPECT_EQ(loaded.load(), 0); };
   failEach("calloc", ENOMEM, load, [&](unsigned) {

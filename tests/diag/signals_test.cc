@@ -16,6 +16,22 @@
 #endif
 
 namespace vexora::test {
+// A page that nobody may touch.
+static char *volatile nowhere = static_cast<char *>(mmap(nullptr, 1, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+
+static void faultByAddress() { *nowhere = 1; }
+
+// Not of the unnamed namespace, so that a backtrace shows its name.
+__attribute__((noinline)) void faultBelow(int frames, void (*before)()) {
+  if (frames > 0) {
+    faultBelow(frames - 1, before);
+  } else {
+    before();
+    faultByAddress();
+  }
+  __asm__ volatile("");
+}
+
 namespace {
 
 constexpr int kCrashed = 255;
@@ -36,11 +52,6 @@ volatile bool tellsWaits = false;  // for a reader, on standard error
 
 // The timer that ends a step after a second, which never passes by itself.
 volatile long stepTimer = -1;
-
-// A page that nobody may touch.
-char *volatile nowhere = static_cast<char *>(mmap(nullptr, 1, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-
-void faultByAddress() { *nowhere = 1; }
 
 void breakpoint() {
 #ifdef __arm__
@@ -138,13 +149,6 @@ constexpr int kInOrder[] = {SIGQUIT, SIGILL,  SIGTRAP,   SIGABRT, SIGBUS,   SIGF
                             SIGXCPU, SIGXFSZ, SIGVTALRM, SIGPROF, SIGWINCH, SIGIO,   SIGPWR,  SIGTERM};
 
 class Signals : public RootTest {
- protected:
-  static void switchLogOn() {
-    for (const char *marker : {"LEVEL_CRITICAL", "PATH_SERIAL", "ENABLE_IPMI"}) {
-      touch(std::string("/conf/vexora_debug/") + marker);
-    }
-  }
-
   FixedClock clock_{1714571107};
 };
 
@@ -166,7 +170,7 @@ TEST_F(Signals, OthersPrintTheirLinesAndTheProcessGoesOn) {
     expected += std::string("  Received SIG") + name + "\n";
   }
   EXPECT_EQ(endOf(raiseAll), (Ending{0, expected + kAtExit}));
-  switchLogOn();
+  switchLogOn("IPMI");
   setenv("TZ", "XST-05:45", 1);
   EXPECT_EQ(endOf([] { raise(SIGQUIT); }),
             (Ending{0, "Received SIGQUIT\n" + kRecord + "Received SIGQUIT\n\n" + kAtExit}));
@@ -227,21 +231,6 @@ TEST_F(Signals, NameKeepsTheAskedLengthUpTo31Characters) {
   }
 }
 
-}  // namespace
-
-// Not of the unnamed namespace, so that a backtrace shows its name.
-__attribute__((noinline)) void faultBelow(int frames, void (*before)()) {
-  if (frames > 0) {
-    faultBelow(frames - 1, before);
-  } else {
-    before();
-    faultByAddress();
-  }
-  __asm__ volatile("");
-}
-
-namespace {
-
 // How a process ends that has changed its time zone and crashes in a thread named worker, whose id is printed before,
 // but not flushed.
 Ending endOfWorker(void (*before)()) {
@@ -279,7 +268,7 @@ TEST_F(Signals, FatalOnesReportTheThreadAndItsBacktrace) {
       const std::size_t library = frames.find("libvexora_software_interface.so.1");
       EXPECT_NE(frames.find("faultBelow", library), std::string::npos);
     }
-    switchLogOn();
+    switchLogOn("IPMI");
   }
 }
 
@@ -345,7 +334,7 @@ TEST_F(Signals, ReportComesOutWhateverTheFaultInterrupted) {
 #endif
       {"translation hangs", hangInTranslation, "\n[0x"},
   };
-  switchLogOn();
+  switchLogOn("IPMI");
   for (const auto &[what, before, shown] : rows) {
     const auto [status, output] = endOfWorker(before);
     SCOPED_TRACE(std::string(what) + "\n" + output);
@@ -361,7 +350,7 @@ TEST_F(Signals, ReportComesOutWhateverTheFaultInterrupted) {
 
 #ifndef __SANITIZE_THREAD__  // as above, while a write waits
 TEST_F(Signals, CrashEndsTheProcessThoughNobodyReads) {
-  switchLogOn();
+  switchLogOn("IPMI");
   const auto crashAtFullPipe = [](int signal) {
     fcntl(STDOUT_FILENO, F_SETFL, O_NONBLOCK);
     while (::write(STDOUT_FILENO, std::string(4096, '~').data(), 4096) > 0) {

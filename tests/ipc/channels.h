@@ -74,10 +74,7 @@ inline void placeUnopenable(const char *path) { EXPECT_EQ(mknod(path, S_IFSOCK |
 class ChannelTest : public RootTest {
  protected:
   ChannelTest() {
-    for (const char *marker : {"LEVEL_INFO", "PATH_SERIAL", "ENABLE_ZELDIAG"}) {
-      touch(std::string("/conf/vexora_debug/") + marker);
-    }
-    touch("/var/vexora_debug_reload");
+    switchLogOn("ZELDIAG");
     descriptors_ = openDescriptors();
   }
 

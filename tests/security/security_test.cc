@@ -33,10 +33,7 @@ Seen seen(std::string buffer, Call call) {
 
 class Security : public RootTest {
  protected:
-  void SetUp() override {
-    RootTest::SetUp();
-    EncryptPassword(bytes(plain), 255, bytes(cipher), 255, bytes(key));
-  }
+  Security() { EncryptPassword(bytes(plain), 255, bytes(cipher), 255, bytes(key)); }
   static void switchOn() { write("/conf/platform_features", "CONFIG_RVK_FEATURE_ENABLE_USERPSWD_ENCRYPTION"); }
 
   std::string plain = std::string(255, 'p');

@@ -17,6 +17,9 @@ int runInChild(const std::function<void()> &body);
 // Runs `body` in a forked process and fails the current test when anything failed or crashed there.
 void inFreshProcess(const std::function<void()> &body);
 
+// Switches the debug log on for a module, to standard output, with the next settings that the library reads.
+void switchLogOn(const std::string &module);
+
 // What `body` writes to standard output (descriptor 1). Not to be nested, in a forked process neither.
 std::string capturedOutput(const std::function<void()> &body);
 

@@ -158,6 +158,13 @@ int runInChild(const std::function<void()> &body) {
 
 void inFreshProcess(const std::function<void()> &body) { EXPECT_EQ(runInChild(body), 0) << "in the child process"; }
 
+void switchLogOn(const std::string &module) {
+  for (const std::string &marker : {std::string("LEVEL_INFO"), std::string("PATH_SERIAL"), "ENABLE_" + module}) {
+    touch("/conf/vexora_debug/" + marker);
+  }
+  touch("/var/vexora_debug_reload");
+}
+
 std::string capturedOutput(const std::function<void()> &body) {
   {
     const InHarness own;
