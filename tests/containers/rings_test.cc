@@ -2,14 +2,9 @@
 //
 // Both rings. A ring waits for its lock by pausing with nanosleep, which is replaced here, so that no test waits for
 // the minute after which a ring gives up.
-#include <algorithm>
-#include <cerrno>
-#include <ctime>
 #include <deque>
-#include <random>
 
-#include "support/faults.h"
-#include "support/locks.h"
+#include "support/test.h"
 #include "vexora/containers.h"
 
 namespace vexora::test {

@@ -4,7 +4,6 @@
 
 #include <deque>
 
-#include "support/locks.h"
 #include "support/test.h"
 #include "vexora/diag.h"
 

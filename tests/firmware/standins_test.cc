@@ -3,19 +3,13 @@
 
 #include <sys/ipc.h>
 #include <sys/msg.h>
-#include <unistd.h>
-
-#include <array>
-#include <optional>
 
 #include "firmware/encoding.h"
 #include "firmware/featuredefine.h"
 #include "firmware/gpio.h"
 #include "firmware/ipmipdk.h"
 #include "firmware/unix.h"
-#include "support/files.h"
-#include "support/platform.h"
-#include "support/process.h"
+#include "support/test.h"
 
 namespace vexora::test {
 namespace {

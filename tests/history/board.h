@@ -7,12 +7,8 @@
 //   EXPECT_EQ(newestRecord().sensor_3009.average, 21);
 #pragma once
 
-#include <dlfcn.h>
-
 #include "history/query_model.h"
-#include "support/files.h"
-#include "support/platform.h"
-#include "support/process.h"
+#include "support/test.h"
 
 namespace vexora::test {
 

@@ -1,17 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The data file: what a start makes of any, and what a writer that fails or dies leaves behind.
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <filesystem>
-#include <fstream>
-#include <map>
-#include <thread>
 
 #include "history/board.h"
-#include "support/faults.h"
 
 namespace {
 // An armed fault that would kill the process does this instead.

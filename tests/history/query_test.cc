@@ -1,7 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <atomic>
-#include <random>
-#include <thread>
 
 #include "history/board.h"
 

@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cmath>
-#include <cstdlib>
-#include <limits>
 
 #include "history/board.h"
 

@@ -1,13 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <array>
-#include <climits>
-#include <cstdio>
-#include <tuple>
-#include <vector>
 
-#include <gtest/gtest.h>
-
-#include "support/process.h"
+#include "support/test.h"
 #include "vexora/platform.h"
 
 namespace vexora::test {

@@ -1,14 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <dlfcn.h>
 
-#include <algorithm>
-#include <cstdint>
-#include <cstdio>
-#include <map>
 #include <sstream>
-#include <tuple>
 
-#include "support/files.h"
+#include "support/test.h"
 #include "vexora/platform.h"
 
 namespace vexora::test {

@@ -1,19 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // UEFI decompression: what our encoder packs comes back, and streams that nobody packed do no harm.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <array>
-#include <cstdint>
-#include <random>
 #include <span>
-#include <string>
-#include <tuple>
-#include <vector>
 
 #include "base/bytes.h"
-#include "support/process.h"
+#include "support/test.h"
 #include "uefi/encoder.h"
 #include "vexora/platform.h"
 

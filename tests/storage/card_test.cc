@@ -6,13 +6,8 @@
 #include <sched.h>
 #include <sys/mount.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <tuple>
-
 #include "firmware/unix.h"
 #include "ipc/channels.h"
-#include "support/faults.h"
 #include "vexora/storage.h"
 
 namespace vexora::test {

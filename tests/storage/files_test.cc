@@ -1,17 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <json-c/json.h>
 
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <climits>
-#include <cstring>
-#include <filesystem>
-#include <tuple>
-
 #include "firmware/unix.h"
 #include "ipc/channels.h"
-#include "support/faults.h"
 #include "vexora/storage.h"
 
 namespace vexora::test {

@@ -2,13 +2,9 @@
 //
 // For the build that counts executed lines. Counters are written at a process's exit; one that ends without exit
 // handlers, as after a crash report, or by its own signal writes them here first.
-#include <pthread.h>
+#include "support/test.h"
+
 #include <sys/syscall.h>
-#include <unistd.h>
-
-#include <cerrno>
-
-#include "support/platform.h"
 
 extern "C" {
 

@@ -5,22 +5,12 @@
 // its own name, so this file alone is compiled without either.
 #undef _FILE_OFFSET_BITS
 #undef _FORTIFY_SOURCE
-#include "support/faults.h"
+
+#include "support/test.h"
 
 #include <dirent.h>
-#include <fcntl.h>
-#include <pthread.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
-#include <csignal>
-#include <cstdarg>
 #include <cstddef>
-#include <cstdio>
-#include <cstdlib>
-
-#include "support/platform.h"
 
 namespace vexora::test {
 namespace {

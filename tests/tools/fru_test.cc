@@ -2,8 +2,6 @@
 //
 // `vexora fru` as a person at the bench uses it. Images are written out byte by byte here; the library's own readers
 // are the witnesses for what the tool shows and makes.
-#include <array>
-#include <functional>
 #include <numeric>
 
 #include "tools/tool.h"

@@ -2,8 +2,6 @@
 //
 // `vexora history` as a person at the bench uses it: on a board's own data file, and on a damaged one.
 
-#include <regex>
-
 #include "history/board.h"
 #include "tools/tool.h"
 

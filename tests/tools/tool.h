@@ -3,12 +3,7 @@
 // The built program as a person at the bench starts it: a command line, and what it says on both outputs.
 #pragma once
 
-#include <sys/wait.h>
-
-#include <cstdio>
-#include <string>
-
-#include "support/files.h"
+#include "support/test.h"
 
 namespace vexora::test {
 
