@@ -58,7 +58,7 @@ TEST_F(EventSubscriptions, EditedFilesMeanWhatTheirModelSays) {
   for (const char *value : {"v", "N/A", "\"N/A\" rest", "'a;b#c\" d", "fifth"}) {
     written += section(4, {2, 37}, value, value);
   }
-  const std::string characters("\n\r==\"\"'';#[] -8N\0", 18);
+  const std::string characters("\n\r==\"\"'';#[] -8N\0", 17);
   std::mt19937 random(9);
   for (int round = 0; round < 1000; ++round) {
     std::string file = written;

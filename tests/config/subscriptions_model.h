@@ -28,7 +28,7 @@ inline std::array<Section, VEXORA_EVENT_SUBSCRIPTIONS> sectionsOf(std::string fi
     if (std::sscanf(line, "[%127[^]]", key) == 1) {
       ++number;
     } else if (number > 0 && number <= sections.size() && std::strchr(line, '=') != nullptr &&
-               (std::sscanf(line, "%127[^=]=\"%127[^\"]\"", key, value) == 2 ||
+               (std::sscanf(line, R"(%127[^=]="%127[^"]")", key, value) == 2 ||
                 std::sscanf(line, "%127[^=]='%127[^']'", key, value) == 2 ||
                 std::sscanf(line, "%127[^=]=%127[^;#]", key, value) == 2)) {
       value[std::strcspn(value, "\r\n")] = '\0';
