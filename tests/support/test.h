@@ -2,7 +2,9 @@
 //
 // What a test program begins with: files, processes and the platform as tests see them, call faults, and the system's
 // and the standard library's everyday headers. One header, since it is made ready once for all programs.
-#pragma once
+// A guard of its own: the compiler knows a header by its file, which in a precompiled one may be another.
+#ifndef VEXORA_TESTS_SUPPORT_TEST_H
+#define VEXORA_TESTS_SUPPORT_TEST_H
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -203,3 +205,5 @@ class LockedElsewhere {
 };
 
 }  // namespace vexora::test
+
+#endif  // VEXORA_TESTS_SUPPORT_TEST_H

@@ -66,7 +66,7 @@ const Kind kKinds[] = {
     {"address", "vexora_isvalid_ipv4, vexora_isvalid_ipv6, VexoraIsDomain", "an IPv4 or IPv6 address, or a domain name",
      acceptsAddress, false},
     {"mail-address", "vexora_isvalid_email, vexora_isvalid_senderaddress",
-     "a mail address without quotes and backslashes", acceptsMailAddress, false},
+     "a mail address, NAME@DOMAIN, without quotes and backslashes", acceptsMailAddress, false},
     {"ipv4", "vexora_isvalid_ipv4", "four numbers up to 255 with full stops between them, not beginning with a 0",
      [](const std::string &value) { return vexora_isvalid_ipv4(value.c_str()) == 0; }},
     {"ipv4-address", "IsValidIpv4", "four numbers up to 255 with full stops between them",
