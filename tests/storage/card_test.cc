@@ -150,6 +150,14 @@ TEST_F(Card, KeepsTwoGenerationsOfOneImage) {
   EXPECT_EQ(common_copy_ima_file_to_tf_card("/var/source", nullptr, "fw"), -1);
   EXPECT_EQ(common_copy_ima_file_to_tf_card("/var/source", "fw", nullptr), -1);
   EXPECT_EQ(common_get_file_list_from_tf_card("fw", nullptr), -1);
+  std::string none(130, '~');
+  EXPECT_EQ(common_get_file_list_from_tf_card(nullptr, none.data()), -1);
+  EXPECT_EQ(outcome(common_get_file_list_from_tf_card, "missing", none.data()), Outcome{2});
+  EXPECT_EQ(none, std::string(130, '~'));
+  makeFolder(kFolder);
+  EXPECT_EQ(outcome(common_get_file_list_from_tf_card, "fw", none.data()), Outcome{});
+  EXPECT_STREQ(&none[0], "TF_CARD_NO_FILE");
+  EXPECT_STREQ(&none[64], "TF_CARD_NO_FILE");
   for (const std::string &name : kForeign) {
     SCOPED_TRACE(name);
     entriesWithoutType = !entriesWithoutType;
