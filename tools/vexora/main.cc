@@ -96,11 +96,10 @@ int run(int argc, char **argv) {
     }
   });
   const std::string error = work(app, session, argc, argv);
-  const int status = session.outcome == vexora::tool::kFinding ? session.findingStatus : session.outcome;
   if (session.json) {
     Json document = vexora::tool::object({{"version", kDocumentVersion},
                                           {"command", vexora::tool::fullName(vexora::tool::chosenOf(app))},
-                                          {"status", status}});
+                                          {"status", static_cast<int>(session.outcome)}});
     if (!error.empty()) {
       document.add("error", error);
     }
@@ -108,7 +107,7 @@ int run(int argc, char **argv) {
   }
   std::cout.flush();
   std::cerr << (error.empty() ? "" : "vexora: " + error + "\n");
-  return status;
+  return session.outcome;
 }
 
 }  // namespace

@@ -142,7 +142,7 @@ constexpr const char *kSections = R"(.SH EXIT STATUS
 All is fine.
 .TP
 .B 1
-A finding, such as damage or a refused value. \fBfru verify \-\-status\-by\-class\fR tells the kinds apart.
+A finding, such as damage or a refused value.
 .TP
 .B 2
 Wrong usage.

@@ -98,8 +98,7 @@ struct Session {
   bool json = false;  // --json
   std::string root;   // --root, without a slash at its end; empty for "/"
   Outcome outcome = kFine;
-  int findingStatus = kFinding;  // the exit status of a finding, for a command that tells them apart
-  Json members = object();       // of the run's document
+  Json members = object();  // of the run's document
   Json findings = array();
 
   /// A fixed path of the board, inside the root.

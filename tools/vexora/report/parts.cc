@@ -35,7 +35,8 @@ struct Questions {
 const Questions kQuestions[] = {
     {"/conf/vexora_debug", {{"log"}}},
     {"/extlog/syslog/WDT.log", {{"log", "tail", "--lines", "50"}}},
-    {"/extlog/syslog/history_data.dat", {{"history", "verify"}, {"history", "stats"}, {"history", "plot"}}},
+    {"/extlog/syslog/history_data.dat",
+     {{"history", "verify"}, {"history", "stats", "--salvage"}, {"history", "plot", "--salvage"}}},
     {"/conf/SmtpCfg.json", {{"config", "smtp", "check"}, {"config", "smtp", "show"}}},
     {"/conf/SnmpTrapCfg.json", {{"config", "trap", "check"}, {"config", "trap", "show"}}},
     {"/conf/SnmpAgentCfg.json", {{"config", "agent", "check"}, {"config", "agent", "show"}}},
@@ -70,7 +71,9 @@ void ask(Session &session, Words words, Part &part) {
   // A subscription's token is nobody's to read in a case.
   text = std::regex_replace(text, std::regex("(\n  hxauth +).*"), "$1********");
   part.text += withoutRoot(text + error + (error.empty() ? "" : "\n"), session.root);
-  for (std::size_t i = 0; i < json_object_array_length(own.findings.get()); ++i) {
+  // What a check has found is no news when another command stumbles over it.
+  const bool isNews = part.findings.empty();
+  for (std::size_t i = 0; isNews && i < json_object_array_length(own.findings.get()); ++i) {
     const auto member = [&, one = json_object_array_get_idx(own.findings.get(), i)](const char *key) {
       const char *value = json_object_get_string(json_object_object_get(one, key));
       return withoutRoot(value == nullptr ? "" : value, session.root);
@@ -80,7 +83,6 @@ void ask(Session &session, Words words, Part &part) {
       part.findings.push_back({place, member("reason"), member("kind")});
     }
   }
-  // What a check has found is no news when another command stumbles over it.
   if (!error.empty() && part.findings.empty() && own.outcome != kUsage) {
     session.found(own.outcome);
     part.findings.push_back({part.path, withoutRoot(error, session.root)});
@@ -153,7 +155,7 @@ std::vector<Part> examine(Session &session, const std::string &debugFolder, cons
       part.text = "not there\n";
     } else {
       for (Words words : commands) {
-        if (VEXORA_TOOLS_PLOT != 0 && !picture.empty() && words.back() == "plot") {
+        if (VEXORA_TOOLS_PLOT != 0 && !picture.empty() && words.front() == "history" && words[1] == "plot") {
           words.insert(words.end(), {"--svg", picture});
         }
         ask(session, words, part);
