@@ -280,7 +280,7 @@ void addHelp(CLI::App &app, Session &session) {
   auto shell = std::make_shared<std::string>("bash");
   Command completion =
       help.add("completion", "Writes the completion for a shell.", "eval \"$(vexora help completion bash)\"");
-  completion.option("SHELL", *shell, "The shell, bash unless told").isOneOf({"bash", "zsh", "fish"});
+  completion.option("SHELL", *shell, "The shell, bash without it").isOneOf({"bash", "zsh", "fish"});
   completion.run([answer, shell] { answer(scriptFor(*shell)); });
   Command completing = help.add("words", "Lists the words that may follow a line, for the completion.",
                                 "vexora help words -- history ''");

@@ -77,7 +77,7 @@ Json Json::parse(const std::string &text, const std::string &name) {
   }
   const std::size_t more = text.find_first_not_of(" \t\r\n", std::min(end, text.size()));
   if (more != std::string::npos) {
-    refuse(name, text, more, "text behind the document");
+    refuse(name, text, more, "text after the document");
   }
   return document;
 }

@@ -127,7 +127,7 @@ std::string complaintOf(const CLI::App &app, const CLI::ParseError &error) {
   } else if (!names.empty() && command.get_require_subcommand_min() > 0) {
     text = fullName(command) + " needs a command: " + CLI::detail::join(names, ", ");
   }
-  return text + "\n'" + fullName(command) + " --help' tells more";
+  return text + "\n'" + fullName(command) + " --help' shows more";
 }
 
 std::string valueOf(const CLI::Option &option) {

@@ -85,7 +85,7 @@ void info(Session &session, const UefiArguments &arguments) {
   session.found(names.empty() ? kFinding : kFine);
   if (session.json) {
     session.answer(
-        object({{"compressed", header.compressed}, {"plain", header.plain}, {"behind", after}, {"forms", forms}}));
+        object({{"compressed", header.compressed}, {"plain", header.plain}, {"after", after}, {"forms", forms}}));
     return;
   }
   std::cout << "compressed    " << header.compressed << " bytes\n"

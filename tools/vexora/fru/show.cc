@@ -58,7 +58,7 @@ std::string fieldsText(const Area &area, Minute today) {
   for (std::size_t i = 0; i < area.fields.size(); ++i) {
     text += line(fieldTitle(area.kind, i), fieldText(area, i));
   }
-  return text + (area.unused.empty() ? "" : line("Behind the fields", toHex(area.unused)));
+  return text + (area.unused.empty() ? "" : line("After the fields", toHex(area.unused)));
 }
 
 std::string recordsText(const Area &area) {
