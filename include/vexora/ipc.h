@@ -57,8 +57,10 @@ VEXORA_API int vexora_readpipe(int fd, void *buffer, unsigned size);
 
 /** Waits for data for a time and reads once.
  *
- * @param fd          the pipe; -1 is refused. A wait also refuses one that descriptor sets can't hold, 1024 and above.
- * @param buffer      receives at most `size` bytes, the rest is zero; NULL is refused. Untouched unless data came.
+ * @param fd          the pipe; -1 is refused. The wait fails for one that descriptor sets can't hold: below 0, or 1024
+ *                    and above.
+ * @param buffer      receives at most `size` bytes, the rest is zero; NULL is refused. A failed read leaves zeros; a
+ *                    refused call, a failed wait and a time-out leave it alone.
  * @param size        capacity in bytes.
  * @param timeout_ms  longest wait in milliseconds; 0 only looks, a negative one waits without limit.
  * @return the bytes read; -1 on time-out, which is reported nowhere, or on failure.
@@ -131,7 +133,8 @@ VEXORA_API int VexoraPostReqToMCA(const void *request);
 /** Sends a record to the diagnosis-log daemon (queue 12345).
  *
  * @param record  220 bytes, the first of which is the log type. Type 0 goes as it is; of type 1 the bytes 8 to 11
- *                become the local time, as seconds since the epoch plus the zone's offset. NULL is refused.
+ *                become the local time, as seconds since the epoch plus the zone's offset, or UTC when the local time
+ *                is not available. NULL is refused.
  * @return 1 when the log type is above 1, reported on standard output; otherwise as VexoraWriteMsgQueue.
  */
 VEXORA_API int VexoraPostReqToIDL(const void *record);
@@ -203,7 +206,7 @@ VEXORA_API const char *TransHealType(unsigned level);
 /* Shell commands.
  *
  * Command lines go to the system's shell as they are. Each call waits for its command to end and ignores its exit
- * status; no descriptor that these calls open reaches any child.
+ * status; no descriptor that these calls open reaches any child, and no signal cuts the reading of output short.
  *
  * Hazard: all but VexoraCommonCommandToFile close the output's pipe before the command has ended. Whatever the command
  * prints after that, be it one line, ends it by SIGPIPE, with the rest of its work undone. When that is, is a race. A
@@ -228,7 +231,7 @@ VEXORA_API int dwPopenExcute(const char *command);
  *
  * @param buffer  receives at most `size` - 1 characters, up to the first newline, which is kept, and a terminator. When
  *                the command prints nothing it is untouched.
- * @param size    capacity in bytes; 0 or less is refused.
+ * @param size    capacity in bytes; 0 or less is refused. With 1 the buffer always receives the terminator.
  * @return 0; -1 when an argument is NULL or refused or the command can't be started.
  */
 VEXORA_API int VexoraCommandToBuff(const char *command, char *buffer, int size);
