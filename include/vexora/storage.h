@@ -101,8 +101,8 @@ VEXORA_API int vexora_json_write_2_file_with_crc32_check(const char *path, struc
  */
 VEXORA_API char *fileread(const char *path);
 
-/** Makes a directory, mode 0755 reduced by the umask, unless anything exists at its path, by the process's effective
- *  rights.
+/** Makes a directory, mode 0755 reduced by the umask, unless anything exists at its path. What exists there is found
+ *  by the process's effective rights.
  *
  * @param path  the directory, whose parent must exist; NULL is refused.
  * @return 0 when something is there; -1 when it can't be made, which is reported through the firmware's debug output.
@@ -143,8 +143,12 @@ VEXORA_API int vexora_folder_operation(unsigned op, const char *path, ...);
  *
  * The card's first partition is "/dev/mmcblk0p1", and "/dev/mmcblk0" the card as a whole, which is mounted when there
  * is no partition. It is mounted on "/mnt/sdmmc0p2". A directory on it holds one firmware image in two generations,
- * "NAME.new" and "NAME.old": NAME is the part before the first ".new" or ".old" of a file's name. Only regular files
- * count, so links are never followed.
+ * "NAME.new" and "NAME.old": NAME is the part of a file's name before its first ".new", or before its first ".old"; a
+ * name with both counts as both, and is removed when an image is stored. Only regular files count: links in a directory
+ * are passed over. A listing that breaks off counts as ended, except when an image is stored.
+ *
+ * Hazard: the directory itself may be a link, and a copy may find a link with the name of its destination: both are
+ * followed. Don't store on a card whose file system has links (FAT has none) unless its owner is trusted.
  *
  * Paths of directories are cut to 127 characters, those of images to 510. Names found on the card are never part of a
  * shell command. Calls that mount or look at mounts block until the commands end. */
@@ -176,8 +180,8 @@ VEXORA_API int common_umount_tf_card(void);
 
 /** Looks for an image of a version on the card, which must be mounted.
  *
- * @param directory   the image's directory, below the mount point; NULL is refused.
- * @param version  the version's text, which begins with an image's name; NULL is refused.
+ * @param directory  the image's directory, below the mount point; NULL is refused.
+ * @param version    the version's text, which begins with an image's name; NULL is refused.
  * @return 4 or 5 for the first file found whose name begins the version, 4 for a ".new" one and 5 for an ".old" one; 3
  *         when none does; 2 when the directory doesn't exist, logged in the debug log, module "ZELMONITOR"; -1 when an
  *         argument is NULL, or the directory can't be opened, reported on standard output. A name of no characters
@@ -226,9 +230,9 @@ VEXORA_API int common_copy_log_to_tf_card(const char *source_path);
 /** Returns the names of a directory's images on the card, which must be mounted.
  *
  * @param directory  the directory, below the mount point; NULL is refused.
- * @param names   receives two texts, each at most 63 characters and a terminator, with nothing written after it: from
- *                byte 0 the name of the ".new" image, from byte 64 that of the ".old" one, of several the last found,
- *                and VEXORA_CARD_NO_FILE for none. NULL is refused. Untouched unless the result is 0.
+ * @param names      receives two texts, each at most 63 characters and a terminator, with nothing written after it:
+ *                   from byte 0 the name of the ".new" image, from byte 64 that of the ".old" one, of several the last
+ *                   found, and VEXORA_CARD_NO_FILE for none. NULL is refused. Untouched unless the result is 0.
  * @return 0; 1 when there is no card; 2 when the mount point is missing, or the directory is missing or can't be
  *         opened; -1 when an argument is NULL. A missing card or mount point is reported on standard output.
  */
@@ -242,8 +246,8 @@ VEXORA_API int common_get_file_list_from_tf_card(const char *directory, char *na
  * @param names  capacity for `max` + 1 names of VEXORA_CARD_DOC_NAME_SIZE bytes; receives the names in the directory's
  *               order, each with a terminator and nothing written after it. NULL is refused.
  * @param max    one less than the capacity in names; negative for none.
- * @param count  receives the number of names, at most `max` + 1; NULL is refused. Untouched when there is no card or no
- *               such directory.
+ * @param count  receives the number of names, at most `max` + 1; NULL is refused. Untouched when there is no card, or
+ *               the directory is missing or can't be opened.
  * @return 0 with at least one name; 1 when there is no card; 2 when the directory is missing, can't be opened or holds
  *         no regular file, or `max` is negative; -1 when `names` or `count` is NULL. A missing card or directory is
  *         reported through the firmware's debug output.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Paths on the TF card, and the files of its directories. Names on the card are hostile: they are never followed as
-// links, executed or used as a format.
+// Paths on the TF card, and the files of its directories. Names on the card are hostile: links among them are left out,
+// and none is executed or used as a format.
 #pragma once
 
 #include <dirent.h>
