@@ -23,9 +23,11 @@ extern "C" {
  * file lacks. A save stores what a load would give back: a text that fills its field without a NUL loses its last
  * character, and no byte after the field is read.
  *
- * A JSON null is treated as missing. Failures are logged through VexoraDebug at level 2 for module "IPMI", refused
- * arguments are printed on standard output. A save that runs out of memory gives -1 and leaves the file alone; one
- * whose file cannot be written gives 0, as it always has, and a caller who must know loads the file again.
+ * A JSON null is treated as missing. Failed loads are logged through VexoraDebug at level 2 for module "IPMI", failed
+ * saves are reported nowhere, refused arguments are printed on standard output. A save that runs out of memory gives -1
+ * and leaves the file alone; one whose file cannot be written gives 0, as it always has, and a caller who must know
+ * loads the file again. Hazard: memory that runs out while json-c parses a file may lose a member of it or end the
+ * process; json-c reports neither.
  *
  * Safe from any thread as far as memory goes, never from a signal handler. Nothing locks the files: callers serialise
  * saves of one file, and for the e-mail settings loads too, as their file is written in place. */
@@ -218,8 +220,8 @@ VEXORA_API int GetEventSubScriptionFromConfFile(int32_t *loaded, EventSubScripti
 
 /** Writes the file anew from the store: no temporary file, no synchronisation, and a full disk goes unnoticed.
  *
- * A value reads back as it was as long as its line ("key=value") has at most 127 characters, no ";" or "#" is in it, no
- * quote at its beginning and no line end in it.
+ * A value other than "N/A" reads back as it was as long as its line ("key=value") has at most 127 characters, no ";" or
+ * "#" is in it, no quote at its beginning and no line end in it.
  *
  * @param unused  ignored.
  * @param store   four slots, in use or not; NULL is refused.
@@ -266,8 +268,9 @@ VEXORA_API void EventArrayMemInit(EventArray *record);
 
 /** Writes the Redfish Event resource (Event.v1_1_0.Event) of one event, as JSON text.
  *
- * Every value is cut to 127 bytes, the path in "@odata.id" included; absent ones are the string "null", id and context
- * too. An absent originOfCondition or oemKey before a present one leaves a JSON null in its place.
+ * Every value is cut to 127 bytes, the path in "@odata.id" included. Absent ones are the string "null", id and context
+ * too; an absent oemValue is "N/A", and absent messageArgs are left out. An absent originOfCondition or oemKey before
+ * a present one leaves a JSON null in its place.
  *
  * @param out             receives the text and its NUL; nothing bounds it, and the caller's buffer must hold it. 56 KiB
  *                        hold any event: each of at most 65 strings grows to six times its 127 bytes when escaped. NULL
