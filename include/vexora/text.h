@@ -285,7 +285,8 @@ VEXORA_API void split_c(char *text, const char *delimiters, char **tokens, int *
  *  characters, each followed by at most one "/", one "-", one character of any kind and one ":", in this order.
  *
  * The calling thread needs 20 KiB of stack on ARM, whatever the path: most of it is for the C library's matcher.
- * PTHREAD_STACK_MIN is less.
+ * PTHREAD_STACK_MIN is less. Hazard: memory that runs out while the C library compiles the pattern may make it end the
+ * process, by a double free of its own.
  *
  * @return 0 when the whole path matches; -1 when it doesn't, which is reported, when it is NULL or empty, or when the
  *         pattern can't be compiled; another error of regexec when matching fails, REG_ESPACE for want of memory.
@@ -385,7 +386,7 @@ VEXORA_API int vexora_isvalid_domain(char *text);
 /** Checks a domain name: labels with full stops between them, 255 characters at most.
  *
  * A label has 1 to 63 letters, digits and hyphens and doesn't begin with a hyphen; it may end with one. A full stop
- * must not end the name. One full stop too many, in front or doubled, is let pass, two are not; and a name of 255
+ * must not end the name. One full stop too many, in front or doubled, is accepted, two are not; and a name of 255
  * characters needs the one.
  *
  * @return 0 or -1.
@@ -420,7 +421,7 @@ VEXORA_API int vexora_isvalid_passwd(const char *password);
 /** Checks a user or host name; says what is wrong in a printed line.
  *
  * A name doesn't begin with a digit of the locale nor with one of ".-@_", and has no space, control character or
- * punctuation but "-", "_", "@" and, in the SMTP modes, the full stop. Bytes from 0x80 up are welcome.
+ * punctuation but "-", "_", "@" and, in the SMTP modes, the full stop. Bytes from 0x80 up are accepted.
  *
  * @param name       must not be NULL; the empty name is refused.
  * @param maxLength  how many characters are looked at; what follows is not refused. A negative one is refused as if
@@ -440,7 +441,7 @@ VEXORA_API int vexora_isvalid_senderaddress(const char *address);
 /** Checks a mail address. Only its first 64 characters are looked at, as if there were no more.
  *
  * Both parts are of printable characters without the space and ()<>@,;:\"[]. In the local part a quoted string may
- * stand at the beginning or after a full stop, up to a full stop or the part's end; it may be empty, and takes the
+ * come at the beginning or after a full stop, up to a full stop or the part's end; it may be empty, and takes the
  * space and all specials, '"' and '\' after a '\'. Neither part is empty or ends with a full stop; the domain doesn't
  * begin with one either and doubles none.
  *
