@@ -35,12 +35,14 @@ extern VEXORA_API const char *const DebugSourceFile[6];
  * a newline nor a tab), and one more newline. A message keeps at most 1,023 characters, the newline included.
  *
  * @param level   0 Info, 1 Warning, 2 Error, 3 Critical; a larger value is ignored.
- * @param module  the caller's module name, NUL-terminated, compared on its first 15 characters; NULL is ignored.
+ * @param module  the caller's module name, NUL-terminated, compared on its first 15 characters; NULL is ignored. An
+ *                empty name also matches an unused one of the 16 places for modules that are switched on.
  * @param format  printf format of the message, followed by its arguments; NULL is ignored. A format that printf cannot
  *                render prints nothing. One that the hardened C library takes for an attack ends the process: "%n" in
  *                writable memory, or a positional argument ("%2$d") that leaves out one before it.
  *
- * An ignored call does not read the settings. `errno` is kept, and "%m" shows the caller's.
+ * An ignored call does not read the settings. `errno` is kept, and "%m" shows the caller's. A changed time zone shows
+ * in the next record.
  *
  * Safe from any thread, also while another thread reads the settings anew. It takes no lock of its own, so a crash
  * report may log from a signal handler that interrupted a log call of the same thread; such a record shows the time
@@ -232,7 +234,7 @@ VEXORA_API pthread_mutex_t *vexora_pstmutex_init(void);
  *
  * @param lock     the lock; NULL is refused.
  * @param timeout  -1 waits without limit; 0 tries once; N above 0 tries at most N times, pausing 1 ms after each
- *                 failure.
+ *                 failure; signals don't shorten the pause.
  * @return 0 when the lock is held; -1 when `lock` is NULL; otherwise the C library's error number: EBUSY when it stayed
  *         taken, EINVAL for a negative time-out other than -1.
  *

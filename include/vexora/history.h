@@ -91,7 +91,7 @@ VEXORA_API int historyDataInit(void);
  * The sample that finds the hour changed is part of the record it closes. A record less than an hour after the newest
  * one and in the same hour of day is merged with it. The data file is then replaced as a whole: after a crash or power
  * cut it is the old image or the new one. Readings that do not fit a signed 32-bit number count as its nearest bound,
- * and one that is no number as 0.
+ * and one that is no number as 0. A changed time zone counts from the next call.
  *
  * A clock earlier than the newest record removes the data file at the first sample, and the year with it if the process
  * ends before the clock is right. Boards start in 1970 until they learn the time: don't call this before the clock is
