@@ -147,8 +147,8 @@ VEXORA_API int vexora_folder_operation(unsigned op, const char *path, ...);
  * name with both counts as both, and is removed when an image is stored. Only regular files count: links in a directory
  * are passed over. A listing that breaks off counts as ended, except when an image is stored.
  *
- * Hazard: the directory itself may be a link, and a copy may find a link with the name of its destination: both are
- * followed. Don't store on a card whose file system has links (FAT has none) unless its owner is trusted.
+ * Hazard: a directory on the card may itself be a link, and is followed. So is a link that has the name of a copy, as
+ * far as the firmware's copyFile does. Use a card whose file system has links (FAT has none) only when it is trusted.
  *
  * Paths of directories are cut to 127 characters, those of images to 510. Names found on the card are never part of a
  * shell command. Calls that mount or look at mounts block until the commands end. */

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Passwords through the firmware's cipher. Every buffer with a key, a plain text or cipher bytes is wiped on every way
-// out. The firmware's cipher takes lengths of 8 bits: a buffer that it fills has space for the largest one that it gets.
+// out. The firmware's cipher takes lengths of 8 bits: a buffer that it fills has space for the largest that it gets.
 
 #include <sys/stat.h>
 
