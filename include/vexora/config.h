@@ -20,7 +20,7 @@ extern "C" {
  *
  * Records have no padding and little-endian numbers; texts end in a NUL inside their field. A load cuts longer texts to
  * their field, keeps the low bits of the 32-bit number that is nearest to the file's, and leaves zeros for what the
- * file lacks. A save stores what a load would give back: a text that fills its field without a NUL loses its last
+ * file lacks. A save stores what a load would return: a text that fills its field without a NUL loses its last
  * character, and no byte after the field is read.
  *
  * A JSON null is treated as missing. Failed loads are logged through VexoraDebug at level 2 for module "IPMI", failed

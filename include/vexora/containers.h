@@ -114,7 +114,7 @@ VEXORA_API int vexora_ringlist_flush(vexora_ringlist *list);
  * @param item_size  bytes per record; 0 is refused.
  * @param capacity   number of slots, one more than the records it can hold; 0, or more than 2,147,483,647, is refused.
  * @return the queue, which the caller releases with vexora_ringq_free; NULL when a size is refused, when item_size x
- *         (capacity + 1) exceeds 32 bits, or when memory or a lock could not be had, with nothing leaked.
+ *         (capacity + 1) exceeds 32 bits, or when memory or a lock could not be made, with nothing leaked.
  */
 VEXORA_API vexora_ringq *vexora_ringq_init(unsigned item_size, unsigned capacity);
 

@@ -27,7 +27,7 @@ constexpr mode_t kPipeMode = 0777;
 
 bool exists(const char *path) { return access(path, F_OK) == 0; }
 
-/// Writes the whole record at once; a FIFO never accepts only a part.
+/// Writes the whole record in one call; a FIFO never accepts only a part.
 bool writeRecord(int fd, const void *data, unsigned size) {
   return vexora_write(fd, data, size) == static_cast<int>(size);
 }
