@@ -44,10 +44,10 @@ extern VEXORA_API const char *const DebugSourceFile[6];
  * An ignored call does not read the settings. `errno` is kept, and "%m" shows the caller's. A changed time zone shows
  * in the next record.
  *
- * Safe from any thread, also while another thread reads the settings anew. It takes no lock of its own, so a crash
- * report may log from a signal handler that interrupted a log call of the same thread; such a record shows the time
- * with the UTC offset of the last record printed. A call that prints nothing allocates nothing; for a record the C
- * library may, when it reads the time zone. Blocks only as writing to standard output does.
+ * Safe from any thread, also while another thread reads the settings anew: it takes no lock of its own. Not from a
+ * signal handler, since a record goes through standard output's stream; the library's own handlers write to its
+ * descriptor instead, with the UTC offset learned last. A call that prints nothing allocates nothing; for a record the
+ * C library may, when it reads the time zone. Blocks only as writing to standard output does.
  */
 VEXORA_API void VexoraDebug(unsigned level, const char *module, const char *format, ...) VEXORA_PRINTF(3, 4);
 
@@ -298,10 +298,11 @@ VEXORA_API unsigned getBits(unsigned value, int high, int low);
 /** Installs the library's handlers for 24 signals, and names the daemon in their reports.
  *
  * SIGSEGV, SIGBUS and SIGILL print and log a backtrace and the thread's name, then end the process with status 255;
- * SIGABRT ends it with 255. The others print a line on standard output and the process goes on, termination requests
- * (SIGTERM, SIGQUIT) included; SIGFPE and SIGCHLD print nothing. A fatal report reaches standard output after what the
- * process had buffered; a step of it that hangs is cut short after a second, and the process ends all the same. On an
- * exhausted stack there is no space for a report: the kernel ends the process.
+ * when memory for the backtrace's text is short, they print that on standard error and end it with status 1. SIGABRT
+ * prints a line and ends it with 255. The others print a line on standard output and the process goes on, termination
+ * requests (SIGTERM, SIGQUIT) included; SIGFPE and SIGCHLD print nothing. A fatal report reaches standard output after
+ * what the process had buffered; a step of it that hangs is cut short after a second, and the process ends all the
+ * same. On an exhausted stack there is no space for a report: the kernel ends the process.
  *
  * @param module_name  the daemon's module in the debug log; copied. NULL is refused and reported on standard output.
  * @param length       how many of its characters to keep, at most 31 and never beyond its end; below 0 keeps none.

@@ -48,8 +48,8 @@ typedef struct vexora_history_hour {
   int32_t last_record_hour; /**< hour of day of the last record written; 24 means none yet */
 } vexora_history_hour;
 
-/** The cache of the data file: a ring of 28-byte records, capacity 8760. NULL before the first initialisation and after
- *  a failed one. The library owns it. */
+/** The cache of the data file: a ring of 28-byte records, capacity 8760. NULL before the first initialisation;
+ *  InitHistoryDataCache says after which failures. The library owns it. */
 extern VEXORA_API vexora_ringlist *HistoryDataRing;
 
 /** 1 while a query reads the data file or a clear runs, else 0. */
@@ -64,6 +64,8 @@ extern VEXORA_API vexora_history_hour RecTmpData;
  *
  * @return 0; -1 when memory is short or the file cannot be opened (it stays as it was) or written (it stays as far as
  *         it was written: the next start replaces what is not whole).
+ *
+ * No other call of this family may overlap it.
  */
 VEXORA_API int InitHistoryDatFile(void);
 
@@ -93,13 +95,15 @@ VEXORA_API int historyDataInit(void);
  * cut it is the old image or the new one. Readings that do not fit a signed 32-bit number count as its nearest bound,
  * and one that is no number as 0. A changed time zone counts from the next call.
  *
- * A clock earlier than the newest record removes the data file at the first sample, and the year with it if the process
- * ends before the clock is right. Boards start in 1970 until they learn the time: don't call this before the clock is
- * at or past the newest record's query_time (vexora_ringlist_get_tail gives it; 0 while there is none).
+ * A clock earlier than the newest record removes the data file at the next sample that closes an hour, such as the
+ * first one of a process, and the year with it if the process ends before the clock is right. Boards start in 1970
+ * until they learn the time: don't call this before the clock is at or past the newest record's query_time
+ * (vexora_ringlist_get_tail gives it; 0 while there is none).
  *
  * @return 0 after a sample, also when the sensors could not be read, and while a query or clear is busy; -1 when the
- *         local time is not available, or when a record could not be stored: the data file is then removed, cache and
- *         statistics stay, and the next call tries again.
+ *         local time is not available, or when a record could not be stored: the data file is then removed, the cache
+ *         keeps its records (also the new one, if only the file failed), the statistics stay, and the next call tries
+ *         again.
  *
  * One thread samples; queries and clears may come from others. Blocks for the file's rewrite.
  */
@@ -109,6 +113,8 @@ VEXORA_API int historyDataRecord(void);
  *
  * @param count  receives the number; must be valid.
  * @return 0; -1 when there is no cache: `count` is then untouched.
+ *
+ * Safe from any thread.
  */
 VEXORA_API int getHistoryDataNum(uint32_t *count);
 
@@ -120,8 +126,9 @@ VEXORA_API int getHistoryDataNum(uint32_t *count);
  * @param type   0: sensor 0x3009 and times, 22 bytes; 1: sensor 0x7000 and times, 22 bytes; 4: the whole record, 28
  *               bytes. Others are refused.
  * @param start  where the range begins, in seconds since the epoch. The first entry is found by counting hours from the
- *               oldest record: a record at exactly `start` is left out when records are an hour apart and it isn't the
- *               oldest (ask one second earlier to have it), and one before `start` may come first when they aren't.
+ *               oldest record: a record at exactly `start` is left out when records are an hour apart and it is neither
+ *               the oldest nor the newest (ask one second earlier to have it), and records before `start` may come
+ *               first when they aren't.
  * @param end    second after the range; not above `start` is refused.
  * @param count  in and out: raised by one an entry, so the caller sets it to 0 first; set to 0 when the range lies
  *               wholly before or after the records; NULL is refused.
@@ -135,8 +142,11 @@ VEXORA_API int getHistoryData(void *out, uint32_t type, uint32_t start, uint32_t
 
 /** Empties the cache and removes the data file; the hour in progress goes on.
  *
- * @return 0; -1 while a query or another clear is busy, when there is no cache (neither changes anything), or when the
- *         file could not be removed or did not exist (the cache is empty).
+ * @return 0; -1 while a query or another clear is busy, when there is no cache or its lock stays taken for a minute
+ *         (none of these changes anything), or when the file could not be removed or did not exist (the cache is then
+ *         empty).
+ *
+ * Safe from any thread. Blocks while a record is being stored.
  */
 VEXORA_API int clearHistoryData(void);
 

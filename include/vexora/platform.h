@@ -143,7 +143,7 @@ enum {
   VEXORA_FRU_PRODUCT_SERIAL_NUMBER,
   VEXORA_FRU_PRODUCT_ASSET_TAG,
   /** The field whose type/length byte follows the one of the FRU file ID, which has to be empty: the first custom
-   *  field. After the last field it is the end marker, C1h, taken for a field of one byte. */
+   *  field. Where there is none, the end marker, C1h, is taken for a field of one byte. */
   VEXORA_FRU_PRODUCT_CUSTOM
 };
 
@@ -190,6 +190,7 @@ VEXORA_API uint8_t vexora_checksum_calc(const uint8_t *data, uint32_t count);
  *
  * @param data   the bytes; read unchecked.
  * @param count  bytes; 0 gives 0. A count above 256 covers (`count` - 1) modulo 256 + 1 bytes.
+ * @return the checksum.
  */
 VEXORA_API uint8_t cal_zerosum(const uint8_t *data, uint32_t count);
 

@@ -19,8 +19,8 @@ inline constexpr unsigned kMaxWord = 16;
 template <unsigned kTableBits, unsigned kSymbols>
 class PrefixCode {
  public:
-  /// Builds the code. `lengths` has 0 to 16 for each symbol, 0 for a symbol that doesn't occur. Returns false, and
-  /// builds nothing, when the code is incomplete or ambiguous.
+  /// Builds the code. `lengths` has 0 to 16 for each symbol, 0 for a symbol that doesn't occur. Returns false, with the
+  /// code unusable, when the lengths make an incomplete or ambiguous code.
   bool build(std::span<const std::uint8_t> lengths) {
     std::array<std::uint16_t, kMaxWord + 1> slots{};
     if (!orderLengths(lengths, slots)) {
@@ -59,7 +59,7 @@ class PrefixCode {
     return static_cast<std::uint16_t>(symbol << kSymbolShift | length);
   }
 
-  /// Computes the begin and end of each length's words, and in `slots` the positions of their symbols.
+  /// Computes ends_ and slotOffsets_, and in `slots` the position of each length's first symbol in ordered_.
   bool orderLengths(std::span<const std::uint8_t> lengths, std::array<std::uint16_t, kMaxWord + 1> &slots) {
     std::array<std::uint16_t, kMaxWord + 1> numbers{};
     for (const std::uint8_t length : lengths) {
