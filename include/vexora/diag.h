@@ -36,7 +36,7 @@ extern VEXORA_API const char *const DebugSourceFile[6];
  *
  * @param level   0 Info, 1 Warning, 2 Error, 3 Critical; a larger value is ignored.
  * @param module  the caller's module name, NUL-terminated, compared on its first 15 characters; NULL is ignored. An
- *                empty name also matches an unused one of the 16 places for modules that are switched on.
+ *                empty name is switched on while fewer than 16 modules are.
  * @param format  printf format of the message, followed by its arguments; NULL is ignored. A format that printf cannot
  *                render prints nothing. One that the hardened C library takes for an attack ends the process: "%n" in
  *                writable memory, or a positional argument ("%2$d") that leaves out one before it.
@@ -300,9 +300,10 @@ VEXORA_API unsigned getBits(unsigned value, int high, int low);
  * SIGSEGV, SIGBUS and SIGILL print and log a backtrace and the thread's name, then end the process with status 255;
  * when memory for the backtrace's text is short, they print that on standard error and end it with status 1. SIGABRT
  * prints a line and ends it with 255. The others print a line on standard output and the process goes on, termination
- * requests (SIGTERM, SIGQUIT) included; SIGFPE and SIGCHLD print nothing. A fatal report reaches standard output after
- * what the process had buffered; a step of it that hangs is cut short after a second, and the process ends all the
- * same. On an exhausted stack there is no space for a report: the kernel ends the process.
+ * requests (SIGTERM, SIGQUIT) included; SIGFPE and SIGCHLD print nothing. A line that standard output does not accept
+ * within a second is lost. A fatal report reaches standard output after what the process had buffered; a step of it
+ * that hangs is cut short after a second, and the process ends all the same. On an exhausted stack there is no space
+ * for a report: the kernel ends the process.
  *
  * @param module_name  the daemon's module in the debug log; copied. NULL is refused and reported on standard output.
  * @param length       how many of its characters to keep, at most 31 and never beyond its end; below 0 keeps none.

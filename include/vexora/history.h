@@ -132,8 +132,9 @@ VEXORA_API int getHistoryDataNum(uint32_t *count);
  * @param end    second after the range; not above `start` is refused.
  * @param count  in and out: raised by one an entry, so the caller sets it to 0 first; set to 0 when the range lies
  *               wholly before or after the records; NULL is refused.
- * @return the bytes written to `out`; -1 when an argument is refused or the file is missing, damaged or cannot be read,
- *         or memory is short (`out` and `count` are then untouched).
+ * @return the bytes written to `out`; -1 when an argument is refused, the file is missing, cannot be read or is damaged
+ *         (also one of 0 records whose head slot is earlier than `start` and whose tail slot isn't), or memory is
+ *         short: `out` and `count` are then untouched.
  *
  * Safe from any thread. getHistoryDataFlag is 1 while it reads the file; of two queries at the same time, the first to
  * end clears it for both. Each answers one image, whole, even when the file is replaced or removed meanwhile.
