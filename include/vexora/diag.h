@@ -220,8 +220,8 @@ VEXORA_API int vexora_nanosleep(unsigned seconds, long nanoseconds);
 /** Releases a heap block with free(3); NULL is left alone. The caller's pointer is not cleared. */
 VEXORA_API void vexora_safefree(void *pointer);
 
-/* Recursive locks on the heap: the thread that holds one may take it again, and it is free once every take has its
- * release. */
+/* Recursive locks on the heap: the thread that holds one may acquire it again; it is free once it was released as often
+ * as it was acquired. */
 
 /** Makes a lock.
  *
@@ -230,7 +230,7 @@ VEXORA_API void vexora_safefree(void *pointer);
  */
 VEXORA_API pthread_mutex_t *vexora_pstmutex_init(void);
 
-/** Takes a lock.
+/** Acquires a lock.
  *
  * @param lock     the lock; NULL is refused.
  * @param timeout  -1 waits without limit; 0 tries once; N above 0 tries at most N times, pausing 1 ms after each
@@ -242,7 +242,7 @@ VEXORA_API pthread_mutex_t *vexora_pstmutex_init(void);
  */
 VEXORA_API int vexora_dwacquire_mutex(pthread_mutex_t *lock, int timeout);
 
-/** Gives a lock back.
+/** Releases a lock.
  *
  * @return 0; -1 when `lock` is NULL; otherwise the C library's error number (EPERM when the calling thread does not
  *         hold it).

@@ -27,8 +27,8 @@ void dropBrokenPipeSignal() {
   sigset_t brokenPipe;
   static_cast<void>(sigemptyset(&brokenPipe));
   static_cast<void>(sigaddset(&brokenPipe, SIGPIPE));
-  const timespec atOnce{};
-  static_cast<void>(sigtimedwait(&brokenPipe, nullptr, &atOnce));
+  const timespec noWait{};
+  static_cast<void>(sigtimedwait(&brokenPipe, nullptr, &noWait));
 }
 
 /// Returns false when the output accepted nothing for too long.

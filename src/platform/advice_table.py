@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Makes the library's advice table of a catalogue; docs/advice-catalogue.md has the catalogue's form.
+"""Generates the library's advice table from a catalogue; docs/advice-catalogue.md has the catalogue's form.
 
 advice_table.py CATALOGUE SHIPPED HEADER: reads CATALOGUE, whose records must be those of the SHIPPED one, and writes
-HEADER. Of a catalogue that breaks a rule it tells the first fault as FILE:LINE: REASON, and writes nothing.
+HEADER. For a catalogue that breaks a rule it prints the first fault as FILE:LINE: REASON, and writes nothing.
 """
 import itertools
 import re

@@ -31,8 +31,8 @@ struct Area {
   std::size_t fieldsAt;        ///< where the area's fields begin
   std::uint8_t fixedSize = 0;  ///< of field 1, where it has no type/length byte
   int fields;
-  int endMarkedField = 0;   ///< an end marker here means that the field is absent
-  int fieldBehindByte = 0;  ///< one byte precedes this field
+  int endMarkedField = 0;  ///< an end marker here means that the field is absent
+  int fieldAfterByte = 0;  ///< one byte precedes this field
 };
 
 constexpr Area kChassis = {.word = "chassis",
@@ -47,7 +47,7 @@ constexpr Area kProduct = {.word = "product",
                            .offsetAt = 4,
                            .fieldsAt = 3,
                            .fields = VEXORA_FRU_PRODUCT_CUSTOM,
-                           .fieldBehindByte = VEXORA_FRU_PRODUCT_CUSTOM};
+                           .fieldAfterByte = VEXORA_FRU_PRODUCT_CUSTOM};
 
 struct Field {
   std::uint8_t typeLength;
@@ -100,7 +100,7 @@ std::optional<Field> findField(Bytes fromArea, const Area &area, int field) {
   cursor.take(area.fieldsAt);
   Field found = {area.fixedSize, cursor.take(area.fixedSize)};
   for (int number = area.fixedSize != 0 ? 2 : 1; number <= field; ++number) {
-    if (number == area.fieldBehindByte) {
+    if (number == area.fieldAfterByte) {
       cursor.take(1);
     }
     found = number == area.endMarkedField && cursor.isAtEndMarker() ? Field{} : cursor.takeField();

@@ -274,8 +274,8 @@ int UefiTianoDecompress(const void *source, void *destination, void *scratch, ui
   if (countWidth == 0) {
     return -1;
   }
-  std::size_t room = VEXORA_UEFI_SCRATCH_SIZE;
-  void *const place = std::align(alignof(Decoder), sizeof(Decoder), scratch, room);
+  std::size_t capacity = VEXORA_UEFI_SCRATCH_SIZE;
+  void *const place = std::align(alignof(Decoder), sizeof(Decoder), scratch, capacity);
   auto *const decoder = new (place) Decoder(static_cast<const std::uint8_t *>(source) + kHeaderSize, sizes,
                                             static_cast<std::uint8_t *>(destination), countWidth);
   std::printf("%s: mBitBuf: 0x%x\r\n", __func__, decoder->firstBits());

@@ -27,7 +27,7 @@ using vexora::SecretBlock;
 
 constexpr const char *kFeature = "CONFIG_RVK_FEATURE_ENABLE_USERPSWD_ENCRYPTION";
 constexpr const char *kMarker = "/var/blowfish";
-constexpr std::size_t kCipherRoom = std::numeric_limits<std::uint8_t>::max();
+constexpr std::size_t kCipherCapacity = std::numeric_limits<std::uint8_t>::max();
 
 /// A direction of the cipher, with its messages.
 struct Direction {
@@ -84,12 +84,12 @@ void putText(std::string_view text, char *out, std::size_t capacity) {
 }
 
 /// Returns the largest decoded size of a base64 text, or what the cipher may read if that is more.
-std::size_t decodedRoom(std::size_t characters) { return std::max(kCipherRoom, characters / 4 * 3 + 3); }
+std::size_t decodedCapacity(std::size_t characters) { return std::max(kCipherCapacity, characters / 4 * 3 + 3); }
 
 /// Deciphers the text; returns false when memory is short or the cipher fails.
-bool decipherText(const char *base64, const std::uint8_t *key, Secret<kCipherRoom> &plain) {
+bool decipherText(const char *base64, const std::uint8_t *key, Secret<kCipherCapacity> &plain) {
   const std::size_t characters = std::strlen(base64);
-  SecretBlock cipher(decodedRoom(characters));
+  SecretBlock cipher(decodedCapacity(characters));
   if (!cipher) {
     return false;
   }
@@ -124,11 +124,11 @@ int VexoraPwDecryptAndCyo(const char *b64, char *out, const std::uint8_t *key, s
   if (out == nullptr) {
     return -1;
   }
-  Secret<kCipherRoom> plain;
+  Secret<kCipherCapacity> plain;
   if (!decipherText(b64, key, plain)) {
     return refuseText("Error in decrypting the password.", out, outLen);
   }
-  putText({plain.text(), strnlen(plain.text(), kCipherRoom)}, out, outLen);
+  putText({plain.text(), strnlen(plain.text(), kCipherCapacity)}, out, outLen);
   return 0;
 }
 
