@@ -11,8 +11,6 @@
 #include "core/tool.h"
 #include "settings/kinds.h"
 
-#include "core/tool.h"
-
 namespace vexora::tool {
 namespace {
 
