@@ -166,7 +166,7 @@ TEST(Strings, ZoneIsTheOneOfNow) {
   // What 32 bits can't hold, 64 can't convert.
   clock.set(std::numeric_limits<std::time_t>::max());
   char text[] = "~";
-  EXPECT_EQ(VexoraGetUTC_SecondsOffset(), sizeof(std::time_t) > 4 ? -1 : 0);
+  EXPECT_EQ(VexoraGetUTC_SecondsOffset(), sizeof(std::time_t) > 4 ? -1 : -18000);
   EXPECT_EQ(get_time_zone(text, 2), sizeof(std::time_t) > 4 ? -1 : 0);
   VexoraLogTime2TmMode(86399, &parts);
   EXPECT_EQ(parts.tm_sec, 59);
