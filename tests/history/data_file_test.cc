@@ -128,6 +128,8 @@ TEST_F(HistoryFile, StartsOrFailsCleanlyAndStaysForTheNextStart) {
     insteadOfDying = openFiles;
     EXPECT_GT(failEach(group, ENOSPC, start, check, Strike::kKill), 3U);
     EXPECT_EQ(result, 0);
+    const auto create = [&] { result = InitHistoryDatFile(); };
+    failEach(group, ENOSPC, create, [&](unsigned n) { EXPECT_EQ(result, log_.take().empty() ? 0 : -1) << group << n; });
     freeCache();
   };
   for (const std::string &file : {std::string(), hourly(9, kNoon).bytes(), std::string("cut")}) {

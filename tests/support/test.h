@@ -182,7 +182,7 @@ class SignalStorm {
   struct sigaction before_ = {};
 };
 
-// Another thread that holds a lock until told to release it.
+// Another thread that holds a lock until release() is called.
 class LockedElsewhere {
  public:
   explicit LockedElsewhere(pthread_mutex_t *lock)
