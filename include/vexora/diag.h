@@ -103,6 +103,8 @@ VEXORA_API int LoadDebugSource(char *table);
  *
  * @param level  0 to 3.
  * @return 6, 4, 3 or 2 (informational, warning, error, critical); -1 for a larger level.
+ *
+ * Safe from any thread and from a signal handler.
  */
 VEXORA_API int TranslateToSyslogLevel(unsigned level);
 
@@ -122,7 +124,8 @@ VEXORA_API int TranslateToSyslogLevel(unsigned level);
 VEXORA_API int TWatchDog1Log(const char *format, ...) VEXORA_PRINTF(1, 2);
 
 /* Descriptor calls that a signal never fails: each repeats its system call while that fails with EINTR and otherwise
- * returns exactly what the call returned, `errno` included. All are safe from any thread and keep no state. */
+ * returns exactly what the call returned, `errno` included. All are safe from any thread and from a signal handler, and
+ * keep no state. Pointers are handed to the kernel unchecked, which refuses a bad one with EFAULT. */
 
 /** Opens a file without a creation mode.
  *
@@ -144,6 +147,7 @@ VEXORA_API int vexora_open_mode(const char *path, int flags, int mode);
 
 /** Closes a descriptor.
  *
+ * @param fd  the descriptor.
  * @return 0; or -1 with `errno` set (never EINTR, after which the close is tried again).
  */
 VEXORA_API int vexora_close(int fd);
@@ -162,6 +166,7 @@ VEXORA_API int vexora_select(int nfds, fd_set *read, fd_set *write, fd_set *exce
 
 /** Reads once.
  *
+ * @param fd      the descriptor.
  * @param buffer  receives at most `length` bytes.
  * @param length  capacity in bytes.
  * @return the bytes read, 0 at end of file, or -1 with `errno` set.
@@ -170,6 +175,7 @@ VEXORA_API int vexora_read(int fd, void *buffer, unsigned length);
 
 /** Writes once.
  *
+ * @param fd      the descriptor.
  * @param buffer  the bytes to write.
  * @param length  their number.
  * @return the bytes written, which may be fewer than `length`, or -1 with `errno` set.
@@ -178,22 +184,24 @@ VEXORA_API int vexora_write(int fd, const void *buffer, unsigned length);
 
 /** Reads until the whole length has arrived.
  *
+ * @param fd      the descriptor.
  * @param buffer  receives `length` bytes.
  * @param length  bytes wanted.
  * @return `length`; 0 when the end of file came first (what arrived before is in the buffer but not counted); -1 with
  *         `errno` set when a read failed.
  *
- * Blocks until one of these is so. Safe from any thread.
+ * Blocks until one of these is so.
  */
 VEXORA_API int vexora_blocking_read(int fd, void *buffer, unsigned length);
 
 /** Writes until everything is written.
  *
+ * @param fd      the descriptor.
  * @param buffer  the bytes to write.
  * @param length  their number; 0 still makes one write call.
  * @return `length`, or -1 with `errno` set when a write failed; part may be written then.
  *
- * Blocks until one of these is so. Safe from any thread.
+ * Blocks until one of these is so.
  */
 VEXORA_API int vexora_blocking_write(int fd, const void *buffer, unsigned length);
 
@@ -203,6 +211,8 @@ VEXORA_API int vexora_blocking_write(int fd, const void *buffer, unsigned length
  *
  * @param seconds  time to sleep.
  * @return always 0.
+ *
+ * Safe from any thread, not from a signal handler.
  */
 VEXORA_API int vexora_sleep(unsigned seconds);
 
@@ -214,14 +224,19 @@ VEXORA_API int vexora_sleep(unsigned seconds);
  * @param nanoseconds  0 to 999,999,999 more nanoseconds; an interval that the kernel calls invalid ends the call
  *                     immediately.
  * @return -1 when both are 0; otherwise 0, also for an invalid interval.
+ *
+ * Safe from any thread, not from a signal handler.
  */
 VEXORA_API int vexora_nanosleep(unsigned seconds, long nanoseconds);
 
-/** Releases a heap block with free(3); NULL is left alone. The caller's pointer is not cleared. */
+/** Releases a heap block with free(3). Safe from any thread, not from a signal handler.
+ *
+ * @param pointer  the block, invalid afterwards; NULL is left alone. The caller's variable is not cleared.
+ */
 VEXORA_API void vexora_safefree(void *pointer);
 
 /* Recursive locks on the heap: the thread that holds one may acquire it again; it is free once it was released as often
- * as it was acquired. */
+ * as it was acquired. All calls are safe from any thread, none from a signal handler. */
 
 /** Makes a lock.
  *
@@ -238,19 +253,21 @@ VEXORA_API pthread_mutex_t *vexora_pstmutex_init(void);
  * @return 0 when the lock is held; -1 when `lock` is NULL; otherwise the C library's error number: EBUSY when it stayed
  *         taken, EINVAL for a negative time-out other than -1.
  *
- * Safe from any thread, not from a signal handler. A timed call never waits inside the C library.
+ * A timed call never waits inside the C library.
  */
 VEXORA_API int vexora_dwacquire_mutex(pthread_mutex_t *lock, int timeout);
 
 /** Releases a lock.
  *
+ * @param lock  the lock; NULL is refused.
  * @return 0; -1 when `lock` is NULL; otherwise the C library's error number (EPERM when the calling thread does not
  *         hold it).
  */
 VEXORA_API int vexora_dwrelease_mutex(pthread_mutex_t *lock);
 
-/** Destroys a lock that no thread holds and releases its memory.
+/** Destroys a lock and releases its memory.
  *
+ * @param lock  the lock, which no other thread may use any more; NULL is refused.
  * @return 0; -1 when `lock` is NULL or the C library refuses, as it does while the lock is held: the lock then stays
  *         valid and allocated.
  */
@@ -262,8 +279,12 @@ VEXORA_API int vexora_dwdestroy_mutex(pthread_mutex_t *lock);
  * @param limit    number of attempts, at most 255: a larger one is never reached, the byte wraps.
  * @return 0 when another attempt may be made (the counter is raised by one), 1 when the counter is at or above the
  *         limit (it stays), -1 when `counter` is NULL.
+ *
+ * The caller serialises calls with the same counter.
  */
 VEXORA_API int is_retry_done(unsigned char *counter, int limit);
+
+/* Bit fields: pure functions, safe from any thread and from a signal handler. */
 
 /** Picks bits out of a byte.
  *
@@ -281,7 +302,10 @@ VEXORA_API unsigned char vexora_getbits(unsigned value, unsigned mask);
  */
 VEXORA_API unsigned char vexora_setbits(unsigned mask, unsigned value);
 
-/** Counts the bit positions, 0 to 31, that are set in both `value` and `mask`. */
+/** Counts the bit positions, 0 to 31, that are set in both `value` and `mask`.
+ *
+ * @return 0 to 32.
+ */
 VEXORA_API unsigned char vexora_getbitset_num(unsigned value, unsigned mask);
 
 /** Clears every bit outside a range of positions; the bits kept stay in place.
@@ -323,6 +347,9 @@ VEXORA_API int VexoraInitSignals(const char *module_name, int length);
  * @param signal   signal number. One that the kernel refuses is reported on standard output.
  * @param handler  the handler, which takes the signal number.
  * @return always 0.
+ *
+ * Safe from any thread; the handler is the whole process's. Not from a signal handler: the report of a refusal is
+ * buffered output.
  */
 VEXORA_API int InstallSignal(int signal, void (*handler)(int));
 
