@@ -1,11 +1,11 @@
 # SPDX-License-Identifier: Apache-2.0
-# vexora_harden(TARGET) protects what is shipped. tests/abi/check_binary reads the result back from the built file.
+# vexora_harden(TARGET) adds the protections of delivered files. tests/abi/check_binary reads them from the built file.
 include(CheckCXXCompilerFlag)
 
 set(vexora_hardening
   -fstack-protector-strong -fno-delete-null-pointer-checks -fno-strict-overflow -frecord-gcc-switches)
 
-# Compilers and processors differ in what they offer.
+# Not every compiler and processor has these.
 foreach(flag -fstack-clash-protection -fcf-protection)
   string(MAKE_C_IDENTIFIER "VEXORA_HAS${flag}" known)
   check_cxx_compiler_flag("-Werror ${flag}" ${known})
@@ -14,7 +14,7 @@ foreach(flag -fstack-clash-protection -fcf-protection)
   endif()
 endforeach()
 
-# Sanitizers bring their own checks of the fortified calls, which fortified ones would hide, and their builds fill
+# Sanitizers check the C library's calls themselves, which fortified calls would hide from them. Their builds fill
 # variables with a pattern.
 if(NOT VEXORA_SANITIZE)
   list(APPEND vexora_hardening -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3 -ftrivial-auto-var-init=zero)

@@ -8,10 +8,10 @@ if(VEXORA_SANITIZE)
   if(VEXORA_SANITIZE MATCHES "undefined")
     list(APPEND sanitize -fsanitize=float-cast-overflow,float-divide-by-zero)
   endif()
-  # A forgotten initialisation shows.
+  # The pattern makes a forgotten initialisation visible.
   add_compile_options(${sanitize} -ftrivial-auto-var-init=pattern)
   add_compile_definitions(VEXORA_SANITIZED)
-  # gcc 12 sees uninitialised members in <regex> once a sanitizer is in the way of its analysis.
+  # With a sanitizer, gcc 12 wrongly reports uninitialised members in <regex>.
   add_compile_options($<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-maybe-uninitialized>)
   add_link_options(${sanitize})
 endif()
@@ -22,9 +22,9 @@ if(VEXORA_COVERAGE)
   add_link_options(--coverage)
 endif()
 
-# vexora_count_branches(target map): makes a library's counters those of its source, as optimised code has branches of
-# its own, and lets tests write them in processes that end without exit handlers: `map` names the variable with the list
-# of exported names, which becomes one that has those calls, too.
+# vexora_count_branches(target map) counts the branches of a library's source: it turns off optimisation, which adds its
+# own. Tests must write the counters in processes that end without exit handlers, so the exported names in the variable
+# `map` are extended by the calls for that.
 function(vexora_count_branches target map)
   if(NOT VEXORA_COVERAGE)
     return()

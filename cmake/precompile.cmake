@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
-# vexora_precompile(target (PRIVATE header | REUSE_FROM other)): has a target's largest header read once for its sources.
-# gcc 12 then no longer passes over what it takes for faults in its own headers' inlined code, such as strings that are
-# added up: those warnings are off.
+# vexora_precompile(target (PRIVATE header | REUSE_FROM other)) compiles a target's largest header once for its sources.
+# gcc 12 then reports false faults in its own headers' inlined code, such as in strings that are concatenated, so those
+# warnings are off.
 function(vexora_precompile target)
   target_precompile_headers(${target} ${ARGN})
   target_compile_options(${target} PRIVATE

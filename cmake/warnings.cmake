@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# Presets turn warnings into errors; a plain build shows them and goes on.
+# Presets turn warnings into errors; a plain build only prints them.
 add_compile_options(
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wcast-align -Wcast-qual -Wundef
   -Wimplicit-fallthrough -Wvla
