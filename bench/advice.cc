@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Writing the advice table out, against clearing and copying as many bytes.
+// Writing the advice table, against clearing and copying the same number of bytes.
 
 #include <cstddef>
 #include <cstdint>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The stores of settings: a load against a look for the file, json-c parsing it and the platform deciphering its
-// secrets; the event subscriptions, all fields in use, against reading the file line by line and copying as many
+// The settings stores: a load against a check for the file, json-c's parsing and the platform's decryption of its
+// secrets; the event subscriptions, with all fields used, against reading the file line by line and copying as many
 // strings; the document of an event against json-c making it.
 
 #include <json-c/json.h>
@@ -42,7 +42,7 @@ void loadSmtp(Table &table) {
       [&] { return VexoraGetSmtpTotalConfFromJson(&cfg, sizeof cfg, dests, sizeof dests) == 0; },
       [] { return parses("/conf/SmtpCfg.json"); });
 }
-/// A secret as it is in the file; the floor deciphers as many.
+/// A secret as in the file; the floor decrypts the same number.
 struct Ciphered {
   std::uint8_t bytes[32];
   int length = 0;
@@ -78,7 +78,6 @@ void loadSnmpTrap(Table &table) {
       });
 }
 
-/// The document of an event, against json-c making the same one of its strings.
 void eventDocument(Table &table) {
   EventArray event;
   EventArrayMemInit(&event);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Debug calls: those that print nothing against the look for the marker that they can't do without, and one that prints
-// against formatting the same record once. Where instructions are counted, that look is left out, as the kernel's part
-// of it varies by more than ours amounts to.
+// Debug calls that print nothing, against the check for the marker that each needs, and one that prints, against
+// formatting the same record once. Where instructions are counted, the check is left out: the kernel's share of it
+// varies by more than the library's whole cost.
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -45,7 +45,7 @@ void touch(const char *path) {
   }
 }
 
-/// Lets the library read what is switched on, which it keeps from then on.
+/// Makes the library read which modules are on; it keeps the result.
 void reloadSettings() {
   touch(kReloadMarker);
   VexoraDebug(3, "IPMI", "settings read anew");

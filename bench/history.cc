@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The history recorder, steered by this program's clock and sensors, which take the place of the platform's. A rewrite
-// is held against writing, syncing and renaming as many bytes, a query against reading the file and copying the answer.
+// The history recorder, with this program's clock and sensors in place of the platform's. A rewrite is compared with
+// writing, syncing and renaming as many bytes, a query with reading the file and copying the answer.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -93,7 +93,7 @@ bool writeAndRename(const Bytes &image, const char *temporary, const char *final
   return fsync(folder) == 0 && close(folder) == 0;
 }
 
-/// One call of the recorder an hour, each of which closes an hour and rewrites the file.
+/// One call of the recorder an hour: each closes an hour and rewrites the file.
 void historyRewrite(Table &table) {
   static_cast<void>(std::remove(kDataFile));
   if (historyDataInit() != 0) {
@@ -110,7 +110,7 @@ void historyRewrite(Table &table) {
       [&] { return writeAndRename(image, "/extlog/syslog/floor.tmp", "/extlog/syslog/floor.dat"); });
 }
 
-/// A call within an hour, against what the platform does for it.
+/// A call within an hour, against the platform's calls in it.
 void historySample(Table &table) {
   table.compare(
       "history-sample", {.host = 1.5, .board = 1.4}, kSampleCalls, [] { return historyDataRecord() == 0; },
@@ -124,7 +124,7 @@ void historySample(Table &table) {
       });
 }
 
-/// Reads the file into a block of its own, and copies as much as the answer has.
+/// Reads the file into a new block, and copies as many bytes as the answer has.
 bool readAndCopy(std::uint8_t *out, std::size_t size) {
   const auto block = std::make_unique_for_overwrite<std::uint8_t[]>(kImageSize);
   const int file = open(kDataFile, O_RDONLY | O_CLOEXEC);
@@ -142,7 +142,7 @@ struct Range {
 constexpr Range kDay{"day", 300 * 24, 24};
 constexpr Range kYear{"year", 0, kYearRecords};
 
-/// Half an hour before the first of them: a range that begins at a record's very second begins with the next one.
+/// Half an hour before the first record: a range that begins exactly at a record's time doesn't include it.
 std::uint32_t startOf(const Range &range) { return kFirstRecord + range.firstHour * kHourSeconds - kHourSeconds / 2; }
 
 std::size_t answerSize(std::uint32_t type, const Range &range) {
@@ -162,7 +162,7 @@ void historyQuery(Table &table, std::uint32_t type, const Range &range, Aim aim)
       [&] { return readAndCopy(out.data(), out.size()); });
 }
 
-/// By the command, whose answer begins at an odd address.
+/// The same by the command, whose answer begins at an odd address.
 void historyCommand(Table &table, std::uint8_t type, Aim aim) {
   constexpr int kHeader = 5;
   std::array<std::uint8_t, 10> request = {1, type};

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Pipes and queues against the calls of the platform that a record's way comes down to.
+// Pipes and queues, against only the system calls that a record needs.
 
 #include <fcntl.h>
 #include <sys/ipc.h>
@@ -45,7 +45,7 @@ void pipeRecord(Table &table) {
   static_cast<void>(close(reader));
 }
 
-/// A record that waits, read after a look whether there is one.
+/// A waiting record, read after a check whether there is one.
 void pipeSelectRead(Table &table) {
   const int pipe = vexora_create_pipe(kPipe) == 0 ? vexora_openpipe(kPipe) : -1;
   const Bytes record(kPipeRecord);
@@ -72,7 +72,7 @@ struct Message {
   std::byte text[VEXORA_QUEUE_PAYLOAD_MAX + 1];
 };
 
-/// A payload sent to a key and received. The wire form asks for it to be shifted into a message, and back out of one.
+/// A payload sent to a key and received. The wire form needs it moved into a message and out of one.
 void queueMessage(Table &table) {
   const int queue = VexoraCreateMsgQueue(kQueueKey);
   const Bytes payload(kPipeRecord);

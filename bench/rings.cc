@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The rings against one record behind a lock of their kind.
+// The rings, against one record with a lock of their kind.
 
 #include <pthread.h>
 
@@ -38,7 +38,6 @@ struct FreeQueue {
 using RingList = std::unique_ptr<vexora_ringlist, FreeList>;
 using RingQueue = std::unique_ptr<vexora_ringq, FreeQueue>;
 
-/// The floor of a ring: one record behind a lock of the rings' kind.
 class LockedRecord {
  public:
   explicit LockedRecord(std::size_t size) : record_(size) {
@@ -101,7 +100,7 @@ void ringQueuePushAndPoll(Table &table, unsigned size) {
       [&] { return floor.store(record) && floor.load(out); });
 }
 
-/// Reads from a full list of a year's records whose oldest one stands in the middle of the storage.
+/// Reads from a full list of a year's records, the oldest in the middle of the storage.
 void ringListBatch(Table &table, unsigned number) {
   constexpr unsigned kSize = sizeof(vexora_history_record);
   const RingList list(vexora_ringlist_init(kSize, kYearRecords));

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Signatures, digests and FRU fields against what they cannot do without: OpenSSL called directly, and for a digest one
-// loading and closing of its library besides, in the steps that a stream is read in; for a field, the check of the
-// header, the walk and the copy; for a checksum, the loop. Runs in the private root, where libcrypto is put at the path
-// that the library loads it from.
+// Signatures, digests and FRU fields against their minimum: direct OpenSSL calls, and for a digest also one dlopen and
+// dlclose of libcrypto, in the blocks that a stream is read in; for a field, the check of the header, the walk and the
+// copy; for a checksum, the loop. Runs in the private root, which has libcrypto at the path that the library loads.
 
 #include <dlfcn.h>
 #include <openssl/ec.h>
@@ -42,7 +41,7 @@ constexpr int kChecksumCalls = 100;
 constexpr Aim kSignatureAim{.host = 1.02, .board = 1.02};
 constexpr const char *kLibrary = "/usr/lib/arm-linux-gnueabi/libcrypto.so";
 
-/// Keys and signatures that are the same in each run, as the time that one takes depends on it.
+/// Keys and signatures that are the same in each run, because the time of a signature depends on them.
 void seedRandomNumbers() {
   static const RAND_METHOD counter = {nullptr,
                                       [](unsigned char *out, int size) {

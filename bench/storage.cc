@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Guarded files against plain ones and the checksum, which has to be computed once for a write and once for a read.
-// Runs in the private root, where files are in memory.
+// Guarded files against plain ones plus the checksum, which is computed once for a write and once for a read. Runs in
+// the private root, where files are in memory.
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -45,7 +45,7 @@ bool writePlain() {
   return close(file) == 0 && written;
 }
 
-/// Reads into a block of its own, and computes the text's checksum.
+/// Reads into a new block, and computes the text's checksum.
 bool readPlain() {
   const Block block(static_cast<char *>(std::malloc(kTextSize + 1)));
   const int file = open(kPlain, O_RDONLY | O_CLOEXEC);

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Measures a hot path against its floor, the least work that any implementation of it has to do, and prints a table.
+// Measures a hot path against its floor, the least work of any implementation, and prints a table.
 //
-// On a shared machine times drift by more than the differences that matter here, so path and floor are timed in turns,
-// in rounds of well under a millisecond where the work allows it, and the median of the rounds' ratios is judged.
+// On a shared machine times drift by more than the differences that matter here. So path and floor are timed in turns,
+// in rounds of well under a millisecond where the work allows it, and the result is the median of the rounds' ratios.
 //
-// On the emulated board the clock counts executed instructions. A loop of known length says how many make a nanosecond,
-// and what an empty round takes is subtracted. Interrupts only add to a round, so the smallest of a few is the figure.
+// On the emulated board the clock counts executed instructions. A loop of known length calibrates instructions a
+// nanosecond, and the time of an empty round is subtracted. Interrupts only add to a round, so the smallest one counts.
 #pragma once
 
 #include <fcntl.h>
@@ -24,11 +24,11 @@
 
 namespace vexora::bench {
 
-/// Tells the compiler that all memory is read and written here, so that a copy into it is made.
+/// Tells the compiler that all memory is read and written here, so that it keeps a copy into that memory.
 inline void touchMemory() { __asm__ volatile("" ::: "memory"); }
 
-/// The most that a path may take: as a multiple of its floor, on a workstation and on the board, or in instructions on
-/// the board. 0 is no aim.
+/// The maximum for a path: as a multiple of its floor, on a workstation and on the board, or in instructions on the
+/// board. 0 means no limit.
 struct Aim {
   double host = 0;
   double board = 0;
@@ -37,9 +37,9 @@ struct Aim {
 
 class Table {
  public:
-  /// `PROGRAM [-i | -s] [WORD]`: -i counts instructions. -s is for strace: nothing is measured, and each path makes ten
-  /// calls between two writes to no file that say so. Only paths with the word in their names run. What the paths
-  /// themselves print is discarded.
+  /// `PROGRAM [-i | -s] [WORD]`: -i counts instructions. -s is for strace: it measures nothing, and each path makes ten
+  /// calls between two marks, which are writes to an invalid descriptor. WORD selects the paths with it in their names.
+  /// The output of the paths themselves is discarded.
   Table(int argc, char **argv) {
     for (int i = 1; i < argc; ++i) {
       if (std::strcmp(argv[i], "-i") == 0) {
@@ -64,10 +64,9 @@ class Table {
     companion_.join();
   }
 
-  /// Whether instructions are counted.
   bool counts() const { return counting_; }
 
-  /// The program's exit status: 0 when each call did its work.
+  /// The program's exit status: 0 when each call succeeded.
   int status() const { return status_; }
 
   void fail(const std::string &path, const char *why) {
@@ -75,7 +74,7 @@ class Table {
     status_ = 1;
   }
 
-  /// Prints a path's line; `calls` calls make a round. A call returns whether it did its work.
+  /// Prints a path's line; `calls` calls make a round. A call returns whether it succeeded.
   template <typename Subject, typename Floor>
   void compare(const std::string &path, Aim aim, int calls, Subject subject, Floor floor) {
     if (path.find(word_) == std::string::npos) {
@@ -137,7 +136,7 @@ class Table {
     std::vector<double> ratios;
     const auto begin = Clock::now();
     while (ratios.size() < kTimedRounds || Clock::now() - begin < kTimed) {
-      // What runs second finds the caches as the other left them, so they swap places.
+      // The second one finds the caches as the first left them, so they take turns.
       const bool floorFirst = ratios.size() % 2 != 0;
       double floorTime = floorFirst ? round(calls, floor) : 0;
       subjects.push_back(round(calls, subject));
@@ -194,7 +193,7 @@ class Table {
   }
 
   std::FILE *out_ = fdopen(dup(STDOUT_FILENO), "w");
-  // Locks are cheaper in a process without threads, which a daemon is not.
+  // A daemon has threads; without one, locks would be cheaper here.
   std::binary_semaphore finished_{0};
   std::thread companion_{[this] { finished_.acquire(); }};
   bool counting_ = false;

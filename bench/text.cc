@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Word lookups against a scan of the same table with strcmp, without any check of arguments; texts taken apart, and the
-// extremes of values.
+// Word lookups, against a scan of the same table with strcmp without argument checks; splitting texts; the extremes of
+// values.
 
 #include <array>
 #include <cstddef>
@@ -17,7 +17,7 @@ namespace {
 
 using vexora::bench::Table;
 
-// A scan that ends at the first word takes hardly longer than a call into the library.
+// A scan that ends at the first word is hardly slower than a call into the library.
 constexpr vexora::bench::Aim kAim{.host = 2.0, .board = 2.1};
 constexpr int kCalls = 2000;
 constexpr int kTextCalls = 100;
@@ -33,7 +33,7 @@ int scan(const char **table, const char *text, int count) {
 }
 
 void wordToIndex(Table &table, const char *which, const char *word, int expected) {
-  // In memory that the compiler knows nothing of, as a caller's text is.
+  // The compiler can't see the contents, as with a caller's text.
   const std::string text = word;
   unsigned char index = 0;
   table.compare(
@@ -49,7 +49,7 @@ void membership(Table &table) {
       [&] { return scan(AuthProtocols, text.c_str(), 6) == 5; });
 }
 
-/// Against the same walk over the same integers. On the board each of the two comparisons of a value is a call.
+/// Against the same loop over the integers. On the board each of the two comparisons of a value is a call.
 void floatExtremes(Table &table) {
   std::array<float, kValues> values{};
   std::array<int, kValues> integers{};
@@ -91,7 +91,7 @@ void floatExtremes(Table &table) {
       });
 }
 
-/// Against the platform's tokenizer, both on a fresh copy.
+/// Against the C library's tokenizer, each on a fresh copy.
 void split(Table &table) {
   const std::string text = "one,two,,three,four;five,six,seven,eight,nine,ten,eleven,twelve";
   constexpr int kTokens = 12;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Decompression of UEFI images against zlib's inflate, which unpacks the same plain data from its own tightest form.
+// Decompression of UEFI images, against zlib's inflate of the same data in zlib's own smallest form.
 
 #include <link.h>
 #include <zlib.h>
@@ -23,7 +23,6 @@ using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::size_t kPlainSize = 500'000;
 
-/// Numbers that are the same in each run.
 std::uint32_t next() {
   static std::uint32_t state = 1;
   state = state * 1'664'525 + 1'013'904'223;
@@ -32,7 +31,7 @@ std::uint32_t next() {
 
 void append(Bytes &to, const std::string &from) { to.insert(to.end(), from.begin(), from.end()); }
 
-/// A log of a board: words of a small vocabulary, of which few are used often, with numbers between them.
+/// A log of a board: words of a small vocabulary, few of them frequent, with numbers between them.
 Bytes text() {
   std::vector<std::string> words(4000);
   for (std::string &word : words) {
@@ -61,7 +60,7 @@ void appendFile(Bytes &to, const char *path) {
   }
 }
 
-/// Machine code and its tables, as in a firmware volume: this program's own libraries.
+/// Machine code and tables, as in a firmware volume: this program's own libraries.
 Bytes firmware() {
   Bytes data;
   dl_iterate_phdr(
@@ -73,7 +72,7 @@ Bytes firmware() {
   return data;
 }
 
-/// Records that differ in a counter, and erased flash between them.
+/// Records that differ in a counter, with erased flash between them.
 Bytes repetitive() {
   Bytes data;
   for (std::uint32_t record = 0; data.size() < kPlainSize; ++record) {

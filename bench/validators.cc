@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The validators of user input, in nanoseconds a call, each beside the platform's calls that its work comes down to.
+// The validators of user input, in nanoseconds a call, against the C library's calls that each needs.
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -21,7 +21,7 @@ using vexora::bench::Table;
 
 constexpr vexora::bench::Aim kAim{.host = 1.3, .board = 1.3};
 
-// Calls a round, so that a round takes tens of microseconds.
+// A round's calls take tens of microseconds.
 constexpr int kCalls = 500;
 constexpr int kRegexCalls = 5;
 
@@ -58,7 +58,7 @@ void ipv6(Table &table) {
       [] { return converts(AF_INET6, kIpv6); });
 }
 
-/// Against a copy that the platform's tokenizer takes apart.
+/// Against a copy split by the C library's tokenizer.
 void domainName(Table &table) {
   table.compare(
       "valid-domain", kAim, kCalls, [] { return VexoraIsDomain(kDomain) == 0; },
@@ -87,7 +87,7 @@ void hostName(Table &table) {
       });
 }
 
-/// Against a look into the specials for each character.
+/// Against a search of the special characters for each character.
 void mailAddress(Table &table) {
   table.compare(
       "valid-mail", kAim, kCalls, [] { return vexora_isvalid_email(kMail) == 0; },
@@ -100,7 +100,7 @@ void mailAddress(Table &table) {
       });
 }
 
-/// Against a copy on the heap and one search in it.
+/// Against a copy on the heap and one search of it.
 void userName(Table &table) {
   table.compare(
       "valid-user-name", kAim, kCalls, [] { return vexora_isvalid_username(kUser, 32, 0) == 0; },
@@ -113,7 +113,6 @@ void userName(Table &table) {
       });
 }
 
-/// Against the four searches.
 void password(Table &table) {
   table.compare(
       "valid-password", kAim, kRegexCalls, [] { return vexora_isvalid_passwd(kPassword) == 0; },
