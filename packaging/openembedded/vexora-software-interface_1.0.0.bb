@@ -6,7 +6,7 @@ SECTION = "libs"
 LICENSE = "Apache-2.0"
 LIC_FILES_CHKSUM = "file://LICENSE;md5=3b83ef96387f14655fc854ddc3c6bd57"
 
-# A layer names its own mirror and commit.
+# A layer sets its own mirror and commit.
 SRC_URI = "git://vexora.example/software-interface.git;protocol=https;branch=main \
            file://run-ptest"
 SRCREV ?= "${AUTOREV}"
@@ -16,8 +16,8 @@ DEPENDS = "json-c openssl python3-native"
 
 inherit cmake pkgconfig ptest
 
-# Either the board's own platform libraries, from the recipe that provides vexora-firmware, or the stand-ins. The tests
-# steer the stand-ins, so there is a ptest package with these alone.
+# The board's own platform libraries come from the recipe that provides vexora-firmware; otherwise the stand-ins are
+# used. The tests control the stand-ins, so only that build has a ptest package.
 PACKAGECONFIG ??= "tool"
 PACKAGECONFIG[tool] = "-DVEXORA_BUILD_TOOLS=ON,-DVEXORA_BUILD_TOOLS=OFF,cli11"
 PACKAGECONFIG[plot] = "-DVEXORA_TOOLS_PLOT=ON,-DVEXORA_TOOLS_PLOT=OFF,cairo"
@@ -37,7 +37,7 @@ do_install:append() {
     fi
 }
 
-# The tests find library and stand-ins beside them, as in the build.
+# The tests find the library and the stand-ins next to them, as in the build.
 do_install_ptest() {
     install -d ${D}${PTEST_PATH}/tests/support ${D}${PTEST_PATH}/tests/platform ${D}${PTEST_PATH}/firmware
     install -m 0755 ${B}/tests/*_test ${D}${PTEST_PATH}/tests/
@@ -53,6 +53,6 @@ FILES:${PN}-standins = "${libdir}/libaes.so.13 ${libdir}/libblowfish.so.13 ${lib
     ${libdir}/libencoding.so.13 ${libdir}/libfeaturedefine.so.13 ${libdir}/libgpio.so.13 ${libdir}/libunix.so.13 \
     ${libdir}/libipmipdk.so"
 FILES:${PN}-dev += "${libdir}/cmake"
-# A plugin, opened under this name: it must not go with the links for developers.
+# A plugin that is opened under this name: it must not go into the -dev package with the developers' links.
 FILES_SOLIBSDEV = "${libdir}/libvexora_software_interface.so ${libdir}/lib[abcefgu]*.so"
 RDEPENDS:${PN}-ptest += "bash bubblewrap"
