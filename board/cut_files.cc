@@ -2,15 +2,15 @@
 //
 // cut_files IMAGE ROUNDS
 //
-// Works on the files that power cuts may hit, and knows what has to be in them after one. First it looks at each file;
-// then it rewrites all of them, round after round. Every version of a file follows from its number, so what a file
-// holds can be told from marks: before a rewrite one is written to a flash partition of its own, after it another, in
-// the same stream of programmed pages as the files themselves. A cut leaves the marks up to the cut.
+// Works on the files that a power cut may hit, and checks them after one. First it looks at each file; then it rewrites
+// all of them, round after round. A version's contents follow from its number. Marks record which version a file has:
+// one is written to a flash partition of its own before a rewrite, another one after it, in the same stream of
+// programmed pages as the files themselves. After a cut the marks up to the cut remain.
 //
 // cut_files defaults: makes the settings' defaults
 //
-// One line for each file that was being written when the power went says what is in it. "WRONG" begins a line for what
-// no cut may do: a version gone that had been acknowledged, or damage that the library takes for a file.
+// It prints one line for each file that was being written when the power failed. "WRONG" begins a line for a fault that
+// no cut may cause: a lost version that had been acknowledged, or damage that the library accepts as a valid file.
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -39,10 +39,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The versions that a file went through, oldest first: empty while there is none.
+/// The versions of a file, oldest first; empty while the file doesn't exist.
 using Versions = std::vector<unsigned>;
 
-constexpr unsigned kFirst = 1;  // of settings: the default, copied by a load
+constexpr unsigned kFirst = 1;  // of the settings: the default, which a load copies
 
 bool report(const char *what) {
   std::printf("failed: %s\n", what);
@@ -61,7 +61,7 @@ bool writeFile(const fs::path &path, const std::string &content) {
   return fd >= 0 && close(fd) == 0 && written;
 }
 
-/// Letters that follow from a version's number. They hardly compress, as an image does.
+/// Letters that follow from a version's number. Like an image, they hardly compress.
 std::string letters(unsigned version, std::size_t length) {
   std::mt19937 random(version);
   std::string text(length, 'a');
@@ -122,7 +122,7 @@ bool isHistory(const Versions &versions) {
   return versions.empty() ? !fs::exists(kHistoryFile) : readFile(kHistoryFile) == historyImage(versions);
 }
 
-/// What a daemon gets of the file: the records in their order.
+/// Whether a daemon reads the file's records, in their order.
 bool historyLoads(const Versions &versions) {
   const std::string image = historyImage(versions);
   std::array<std::uint32_t, 5> header{};
@@ -265,7 +265,7 @@ bool isSettings(const Versions &versions) {
   return found.load() == 0 && std::memcmp(&found, &expected, sizeof found) == 0;
 }
 
-/// The default is always copied in place.
+/// The default is always copied in place, so a cut may leave part of it.
 template <typename Settings>
 const char *settingsDamage(const Versions &versions) {
   Settings found;
@@ -275,7 +275,7 @@ const char *settingsDamage(const Versions &versions) {
   return fs::exists(Settings::kPath) && found.load() == 0 ? nullptr : "unreadable";
 }
 
-/// The first version is the default, which comes back when what can't be read is removed.
+/// The first version is the default. A load restores it after an unreadable file was removed.
 template <typename Settings>
 bool storeSettings(const Versions &, unsigned version) {
   Settings settings;
@@ -316,7 +316,7 @@ Strings stringsOf(EventSubScriptionRecord &slot) {
 
 std::string subscriptionText(unsigned version) { return letters(version, 10 + version % 50); }
 
-/// Whether the store holds a version, or as much of one as its beginning gives.
+/// Whether the store has a version. Unless `isWhole`, a beginning of each text is enough.
 bool isStore(unsigned version, bool isWhole) {
   const std::string expected = subscriptionText(version);
   for (EventSubScriptionRecord &slot : stEventSubScriptionStore) {
@@ -377,8 +377,8 @@ fs::path imageFile(unsigned version, const char *generation) {
   return kImages / ("fw" + std::to_string(version) + generation);
 }
 
-/// Storing removes the image before the last one, renames the last one and copies the new one: the last one is there
-/// all the time, under one name or the other.
+/// Storing removes the image before the last one, renames the last one and copies the new one. So the last one always
+/// exists, under one name or the other.
 bool isImage(const Versions &versions) {
   if (!mountCard()) {
     return false;
@@ -389,8 +389,8 @@ bool isImage(const Versions &versions) {
   return versions.empty() || isStored(".new") || isStored(".old");
 }
 
-/// A cut may have left a part of an image, which would push out the whole one. So the part is removed, and the whole
-/// one gets the name that makes it the last.
+/// A cut may leave a partial image, and the next store would then remove the whole one. So the partial one is removed,
+/// and the whole one is renamed to be the last.
 bool storeImage(const Versions &versions, unsigned version) {
   const fs::path source = "/tmp/image";
   if (!mountCard() || !writeFile(source, imageContent(version))) {
@@ -419,10 +419,10 @@ bool storeLog(const Versions &, unsigned version) {
   return writeFile(source, logContent(version)) && common_copy_log_to_tf_card(source.c_str()) == 0;
 }
 
-// --- what a cut may leave ---
+// --- outcomes of a cut ---
 
-/// A file: how to see whether it holds a version, what a cut inside a rewrite may leave that is neither the old nor the
-/// new version (NULL: no damage is allowed, or it isn't one that the library refuses), and how to store the next one.
+/// A file: how to check for a version, which damage a cut may leave apart from old and new version (NULL: none is
+/// allowed, or the library doesn't refuse it), and how to store the next version.
 struct File {
   const char *name;
   bool (*holds)(const Versions &versions);
@@ -432,7 +432,7 @@ struct File {
 
 const char *noDamage(const Versions &) { return nullptr; }
 
-/// The first file is made in place. Its next start replaces what is short.
+/// The first file is made in place. The next start replaces a short one.
 const char *historyDamage(const Versions &versions) { return versions.size() == 1 ? "short" : nullptr; }
 
 constexpr File kFiles[] = {
@@ -449,11 +449,11 @@ constexpr std::size_t kOnFlash = 6;
 
 struct State {
   Versions stored;
-  Versions begun;  // since then, and perhaps not to the end
+  Versions begun;  // since then, and perhaps incomplete
   unsigned last = 0;
 };
 
-/// The marks of one image: four bytes each on a partition that has no file system, an area for each image.
+/// The marks of one image: four bytes each, on a partition without a file system; each image has its own area.
 class Marks {
  public:
   explicit Marks(unsigned image) : at_(image * kAreaSize), end_(at_ + kAreaSize) {
@@ -521,7 +521,7 @@ class Marks {
 
 enum class Verdict { kWhole, kDamaged, kWrong };
 
-/// Looks at a file, and marks whether it holds the old or the new version.
+/// Looks at a file, and writes a mark: it has the old or the new version.
 Verdict look(Marks &marks, std::size_t number) {
   const File &file = kFiles[number];
   State &state = marks.of(number);
@@ -554,7 +554,7 @@ Verdict look(Marks &marks, std::size_t number) {
   return Verdict::kWrong;
 }
 
-/// Rewrites a file. One that is damaged starts over with the first version.
+/// Rewrites a file. A damaged one starts again with the first version.
 bool rewrite(Marks &marks, std::size_t number, bool isDamaged) {
   const State &state = marks.of(number);
   const unsigned version = isDamaged || state.last == 0 ? kFirst : state.last + 1;

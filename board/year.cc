@@ -2,13 +2,12 @@
 //
 // board_year: a year of hours in one go, on a board whose clock the story sets.
 //
-// A daemon, a child of this program, takes one or two samples an hour into the history and once a day does a daemon's
-// other work. The story gives it gaps, steps of the clock, crashes, a card that is pulled out, a flash that runs full,
-// both changes of summer time and the end of 32-bit time. Beside it runs a model of the history, made from the
-// documents and not from the library's code; each day, and after each event, the data file has to be the model's, byte
-// for byte.
+// A daemon, a child of this program, takes one or two samples an hour into the history, and once a day uses the rest of
+// the library. The story has gaps, steps of the clock, crashes, a card that is pulled out, a full flash, both changes
+// of summer time and the end of 32-bit time. A model of the history, made from the documents and not from the library's
+// code, runs beside it. Each day and after each event, the data file must equal the model's, byte for byte.
 //
-// The quiet months are spent on a tmpfs, as each rewrite costs a flash about a second.
+// The quiet months use a tmpfs, as each rewrite of the flash takes about a second.
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -41,7 +40,7 @@
 
 namespace {
 
-// The library's times have 32 bits on the boards, those of this program 64: it can set the clock beyond 2038.
+// The library's times have 32 bits on the boards, this program's have 64: it can set the clock beyond 2038.
 static_assert(sizeof(std::time_t) == 8);
 
 using Seconds = std::int64_t;
@@ -79,7 +78,7 @@ std::string readFile(const char *path) {
 
 // --- the daemon ---
 
-/// What a process holds.
+/// A process's resources.
 struct Held {
   std::uint64_t heap;
   std::int32_t descriptors;
@@ -150,7 +149,7 @@ bool keepsGuardedText() {
   return written && isRead;
 }
 
-/// What a full flash makes of saves: the old settings and the old text stay, and only the text's writer says so.
+/// On a full flash the old settings and the old text stay, and only the text's writer reports the failure.
 bool keepsOldOnes() {
   SmtpCfgRecord record{};
   SmtpDestCfgRecord destinations[VEXORA_ALERT_DESTINATIONS]{};
@@ -171,7 +170,7 @@ bool runsCommand() {
          std::strncmp(output.data(), "a day", 5) == 0;
 }
 
-/// Copies a log to the card: 0, or 1 without a card.
+/// Copies a log to the card. Returns 0, or 1 without a card.
 int usesCard() {
   std::array<char, VEXORA_CARD_MOUNT_POINT_SIZE> where{};
   std::int64_t available = 0;
@@ -183,7 +182,7 @@ int usesCard() {
   return common_copy_log_to_tf_card(kLog);
 }
 
-/// A daemon's other work: the card's result, or below -1 for what else has failed.
+/// Uses the rest of the library. Returns the card's result, or a number below -1 for another failure.
 int workOfDay() {
   if (!sendsRequest()) {
     return -2;
@@ -260,7 +259,7 @@ class Daemon {
     isWarm_ = false;
   }
 
-  /// With 'q' as a service manager does, with 'c' by a crash. What it held has to be what it held on its second day.
+  /// Ends the daemon: 'q' as a service manager does, 'c' by a crash.
   void stop(char command) {
     if (process_ == 0) {
       return;
@@ -281,7 +280,7 @@ class Daemon {
     return answer;
   }
 
-  /// After a day's work, what it holds may not grow any more.
+  /// Checks that the daemon's resources after a day's work equal those of the day before.
   void holdsNoMore() {
     const Held &now = held_;
     expect(now.children == 0 && now.messages == 0, "no child and no message left");
@@ -333,7 +332,7 @@ class Model {
 
   [[nodiscard]] bool isEarly(Seconds now) const { return now < newest().time; }
 
-  /// A sample whose record, if it closes one, the medium takes or not. Returns what the recorder has to.
+  /// A sample; if it closes a record, `isWritable` says whether the medium accepts it. Returns the recorder's result.
   int sample(Seconds now, double reading7000, double reading3009, bool isWritable) {
     if (now > kEndOfTime) {
       return -1;
@@ -360,7 +359,7 @@ class Model {
     return 0;
   }
 
-  /// The data file, or nothing while there is none.
+  /// The data file, or nothing while it doesn't exist.
   [[nodiscard]] std::string file() const {
     if (!hasFile_) {
       return {};
@@ -455,7 +454,7 @@ class Story {
   void step(Seconds seconds) { now_ += seconds; }
   void setPeriod(Seconds seconds) { period_ = seconds; }
 
-  /// Takes a sample and lets the time until the next one pass. A daemon that waits takes none.
+  /// Takes a sample and lets the time until the next one pass. A waiting daemon takes none.
   int sample(char command = 's', bool mayFail = false) {
     const double reading7000 = 400 + static_cast<double>(now_ / 1800 * 37 % 160) / 4;
     const double reading3009 = 20 + static_cast<double>(now_ / 1800 * 13 % 60) / 4;
@@ -465,7 +464,7 @@ class Story {
     const auto [result, newest, held] = daemon_.ask(command);
     int expected = kWaited;
     if (command == 'f' || now_ > kEndOfTime || !model_.isEarly(now_)) {
-      // The clock runs on until the sample is taken.
+      // The clock continues until the sample is taken.
       const bool isLate = newest > now_ && newest < now_ + kLongestSample;
       expected = model_.sample(isLate ? newest : now_, reading7000, reading3009, !mayFail || result == 0);
     }
@@ -497,7 +496,7 @@ class Story {
     check();
   }
 
-  /// Puts the logs into memory, or back to the flash.
+  /// Moves the logs into memory, or back to the flash.
   void useMemory(bool isMemory) const {
     const std::string change = isMemory ? "mount -t tmpfs logs /extlog/syslog" : "umount /extlog/syslog";
     expect(run(("mkdir /tmp/logs && cp -a /extlog/syslog/. /tmp/logs && " + change +
@@ -527,7 +526,7 @@ bool setCard(bool isIn) {
   return (access("/dev/mmcblk0", F_OK) == 0) == isIn;
 }
 
-/// Leaves the flash without a byte, or gives it back.
+/// Fills the flash to the last byte, or frees that space.
 void fillFlash(bool isFull) {
   if (!isFull) {
     expect(unlink("/flash/junk") == 0, "removing what fills the flash");
