@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What `df -k` prints, through the look at the card's mount: an input is the output of every `df`. The answer must be
-// that of a splitter which takes each line apart by hand.
+// The output of `df -k`, parsed for the card's mount: an input is the output of every `df`. The answer must equal that
+// of a splitter that reads each line with streams.
 #include <ctime>
 #include <sstream>
 #include <string>
@@ -20,7 +20,7 @@ std::string_view output;
 
 extern "C" {
 std::FILE *popen(const char *, const char *) {
-  // An empty stream can't be made of no bytes.
+  // fmemopen may fail for 0 bytes.
   return output.empty() ? std::fopen("/dev/null", "re")
                         : fmemopen(const_cast<char *>(output.data()), output.size(), "r");
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Event subscription files: what was loaded is written as the model says, and freed.
+// Event subscription files. A save after a load must write the file that the model writes, and no memory may leak.
 
 #include <fstream>
 

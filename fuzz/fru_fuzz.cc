@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// FRU images through every getter. The first byte chooses getter and field, the second the room; the image follows, its
-// format version and header checksum put right, or nothing behind them would ever be reached.
+// FRU images through every getter. The first byte chooses getter and field, the second the capacity; the image follows.
+// Its format version and header checksum are corrected, or no code after those checks would ever run.
 
 #include <algorithm>
 #include <vector>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Files that nobody of ours wrote, through the readers of whole files. An input is the file; when its first byte is
-// odd, the four after it, where a guarded file has its checksum, are made right first.
+// Foreign files, through the readers of whole files. An input is the file after one byte. When that byte is odd, the
+// file's first four bytes, where a guarded file has its checksum, are corrected first.
 #include <json-c/json.h>
 
 #include <cstring>
@@ -15,7 +15,7 @@ namespace {
 
 constexpr const char *kFile = "/var/file";
 
-/// Whether a block is there when it has to be, with the text and a zero behind it. Releases it.
+/// Requires a block if one is `expected`, with the text and a zero after it. Releases the block.
 void check(char *block, bool expected, std::string_view text) {
   require((block != nullptr) == expected, "a block where there is one to give");
   require(!expected || (std::memcmp(block, text.data(), text.size()) == 0 && block[text.size()] == '\0'), "the text");

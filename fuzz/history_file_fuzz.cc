@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// History data files that nobody of ours wrote, through everything that reads them: a query, the recorder's start and
-// the command. Runs in the private root, where the file is one in memory. What an execution costs is blocks of 245,280
-// bytes, fresh pages from the sanitizer each time, so the input chooses whether it goes on after the first query.
+// Foreign history data files, through all their readers: a query, the recorder's start and the command. Runs in the
+// private root, where the file is in memory. The time goes into blocks of 245,280 bytes, which the sanitizer makes of
+// fresh pages, so the input chooses whether a run continues after the first query.
 //
-// An input describes a file rather than holding one, which would be 245,300 bytes of mostly the same: a Description,
-// then times of single records. It is zeros where it ends early.
+// An input describes a file, as the 245,300 bytes of a whole one are mostly the same: a Description, then the times of
+// single records. A short input is continued with zeros.
 //
-// Each record's averages hold its slot, so that an answer tells which records it is made of.
+// Each record's averages are its slot's number, so that an answer shows which records are in it.
 
 #include "../tests/history/query_model.h"
 #include "target.h"
 
-// Reports of bad files, of which there are thousands a second.
+// The reports of bad files are dropped: there are thousands a second.
 extern "C" void XDBG_LINUXAPP_DbgOut(int, const char *, ...) {}
 
 namespace {
@@ -22,7 +22,7 @@ using namespace vexora::test;
 constexpr const char *kDataFile = "/extlog/syslog/history_data.dat";
 constexpr std::size_t kTrailingSize = 100;
 
-/// The request is `requestLength`, modulo 17, bytes from `operation` on; the query has its arguments.
+/// The request is `requestLength` modulo 17 bytes, beginning with `operation`; the query has the same arguments.
 struct [[gnu::packed]] Description {
   std::uint8_t requestLength;
   char operation;
@@ -30,7 +30,7 @@ struct [[gnu::packed]] Description {
   std::uint32_t start;
   std::uint32_t end;
   char more[6];
-  std::uint32_t head;  // what the file's header says
+  std::uint32_t head;  // the fields of the file's header
   std::uint32_t tail;
   std::uint32_t itemSize;
   std::uint32_t capacity;
@@ -44,7 +44,7 @@ struct [[gnu::packed]] SingleTime {
   std::uint32_t time;
 };
 
-/// Slots whose records know their number.
+/// Slots whose records contain their slot's number.
 Image makeImage(std::uint32_t firstTime, std::uint32_t secondsApart) {
   Image image;
   for (std::uint32_t slot = 0; slot < kSlots; ++slot) {
@@ -59,13 +59,13 @@ const Image kTimeless = makeImage(0, 0);
 const Image kHourly = makeImage(1'700'000'000, 3600);
 const Image kFresh;
 
-/// Whether the library has to accept a file of this size with the image.
+/// Whether the library must accept a file of this size with the image.
 bool isOurs(const Image &image, std::size_t size) {
   return size >= kImageSize && image.head < kSlots && image.tail < kSlots && image.itemSize == 28 &&
          image.capacity == kSlots && image.count <= kSlots;
 }
 
-/// The entries' block is of their size, so that a byte beyond them ends the run.
+/// The block for the entries has exactly their size, so that the sanitizer reports a write after it.
 void queryFile(const Query &query, const QueryAnswer &expected) {
   QueryAnswer answer{.entries = std::string(expected.entries.size(), '~')};
   answer.result = getHistoryData(answer.entries.data(), query.type, query.start, query.end, &answer.count);
@@ -79,7 +79,7 @@ void startRecorder(const Image &expected) {
           "the cache has the file's slots");
 }
 
-/// A request's bytes are those of the description, so that one for records asks for the query's.
+/// The request's bytes are the description's, so that a request for records has the query's arguments.
 void runCommand(const std::string &request, const QueryAnswer &found) {
   const std::vector<std::uint8_t> exact(request.begin(), request.end());
   std::vector<std::uint8_t> answer(5 + found.entries.size());
@@ -115,7 +115,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   if ((input.choices & 2) != 0) {
     const Image &started = ours ? image : kFresh;
     startRecorder(started);
-    // That a bad file was replaced shows in the answers.
+    // The answers show that a bad file was replaced.
     queryFile(query, reference(started, query));
     runCommand({reinterpret_cast<const char *>(&input) + 1, input.requestLength % 17U}, reference(started, query));
   }

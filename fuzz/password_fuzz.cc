@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Base64 texts to decipher. The first byte is the room for the plain text, the rest the text.
+// Base64 texts to decipher. The first byte is the capacity for the plain text, the rest is the text.
 
 #include <algorithm>
 #include <string>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The three JSON settings files: the first byte chooses one, the rest is its content. Whatever it is, a load ends with
-// a documented result and texts that end within their fields; what was loaded, saved and loaded again stays the same.
+// The three JSON settings files: the first byte chooses one, the rest is its content. A load of any content returns a
+// documented result and texts that end within their fields. Saving and loading again must not change them.
 
 #include "../tests/config/settings_stores.h"
 #include "target.h"

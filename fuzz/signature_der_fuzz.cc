@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A key's DER, then a signature's. The first byte is the signature's stated room. Each stands in a block of the size
-// that its length states, or its room, so that a read beyond it shows.
+// A key's DER, then a signature's. The first byte is the signature's stated capacity. Each is in a block of exactly its
+// stated length, so that the sanitizer reports a read after it.
 
 #include <openssl/ec.h>
 

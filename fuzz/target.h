@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the fuzz targets share.
+// Helpers of all fuzz targets.
 #pragma once
 
 #include <fcntl.h>
@@ -24,7 +24,7 @@ inline void putFile(const char *path, const void *data, std::size_t size) {
   close(fd);
 }
 
-// What the library prints, thousands of lines a second, goes nowhere.
+// Discards the library's output, which is thousands of lines a second.
 inline void throwOutputAway() {
   static const bool kThrown = std::freopen("/dev/null", "w", stdout) != nullptr;
   require(kThrown, "the library's lines can be thrown away");

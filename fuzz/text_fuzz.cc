@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Text utilities against plain models of them. An input is a number (one byte) and three lines: a text, one to look for
-// and one to put in its place. To replace in, the text is repeated that many times, so that short inputs fill the
-// target.
+// Text utilities against plain models. An input is a number (one byte) and three lines: a text, one to look for and one
+// to put in its place. For replacing, the text is repeated that many times, so that short inputs fill the target.
 
 #include <algorithm>
 #include <cstring>
@@ -15,7 +14,7 @@
 
 namespace {
 
-// Each model tells what differs, or nothing.
+// Each model returns the difference, or an empty text.
 std::string pathOrQuotingDiffers(const std::string &text) {
   static const std::regex path("/([[:alnum:]_]+/?-?.?:?)+", std::regex::extended | std::regex_constants::__polynomial);
   static const std::regex quoted(R"([\\'])");
@@ -46,7 +45,7 @@ std::string splitDiffers(const std::string &text, const std::string &delimiters,
   return split == left && tokens == expected ? "" : "split of " + text + " by " + delimiters;
 }
 
-// Behind the copy of the source the target has no terminator.
+// The target has no terminator after the copy of the source.
 std::string replacingDiffers(const std::string &source, const std::string &from, const std::string &to) {
   constexpr std::size_t kSize = VEXORA_REPLACE_TARGET_SIZE;
   std::string expected = source;
@@ -69,7 +68,7 @@ std::string replacingDiffers(const std::string &source, const std::string &from,
 
 }  // namespace
 
-// Reports of refused paths and full targets, of which there are thousands a second.
+// The reports of refused paths and full targets are dropped: there are thousands a second.
 extern "C" void XDBG_LINUXAPP_DbgOut(int, const char *, ...) {}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {

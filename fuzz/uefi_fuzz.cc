@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Compressed images in both forms. An input is an image whose plain data is of less than 16 KiB: its size is taken
-// modulo that. A compressed size that is too large is set right. Source, destination and scratch area are blocks of
-// exactly their size, so that the sanitizer sees each step outside.
+// Compressed images in both forms. An input is an image. Its plain size is taken modulo 16 KiB, and a compressed size
+// that is too large is corrected. Source, destination and scratch area are blocks of exactly their size, so that the
+// sanitizer reports each access out of bounds.
 
 #include <algorithm>
 #include <cstring>
@@ -15,7 +15,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// What the call leaves must not depend on what was there before, and the untouched part must be the end.
+/// The result must not depend on the destination's old contents. A failed call may leave only the destination's end untouched.
 void decompressTwice(const Bytes &image, std::uint32_t plain, std::uint32_t version) {
   Bytes zeros(plain, 0);
   Bytes ones(plain, 0xFF);

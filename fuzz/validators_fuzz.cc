@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Text from users through the validators, each against its grammar. An input's first byte chooses the rule, in their
-// order in validator_rules.h; the rest is the text, of which 300 bytes are taken.
+// Text from users through the validators, each against its grammar. An input's first byte chooses the rule, in
+// validator_rules.h's order; the rest is the text, of which 300 bytes are used.
 
 #include "../tests/text/validator_rules.h"
 #include "target.h"
