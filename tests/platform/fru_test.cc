@@ -12,7 +12,7 @@ using Read = std::tuple<int, std::string, int, std::string>;  // result, bytes, 
 constexpr decltype(&vexora_get_fru_board_info) kGetters[] = {vexora_get_fru_chassis_info, vexora_get_fru_board_info,
                                                              vexora_get_fru_product_info};
 
-// Reads from a copy that ends where the image does.
+// Reads from a copy of exactly the image's size, so that sanitizers report a read after it.
 Read read(std::size_t area, const std::string &image, int field, int room = 70) {
   const Bytes exact(image.begin(), image.end());
   Bytes out(70, '~');
@@ -38,7 +38,7 @@ const std::string image(
     76);
 
 TEST(Fru, FieldsAreReadUpToTheEndOfTheImage) {
-  // The area, the field, its bytes, its type/length byte and where in the image it ends.
+  // The area, the field, its bytes, its type/length byte and its end in the image.
   const std::tuple<std::size_t, int, std::string, int, std::size_t> rows[] = {
       {0, 1, "\x17", 1, 11},    {0, 2, "pn", 0xC2, 14},        {0, 3, "s", 0xC1, 16},
       {0, 4, "one", 0xC3, 20},  {1, 1, "\x11\x22\x33", 3, 30}, {1, 2, "BMC", 0xC3, 34},
@@ -69,12 +69,12 @@ TEST(Fru, LongestFieldIsWalkedOver) {
 
 TEST(Fru, EndMarkerCountsForTheChassisAlone) {
   std::string marked = image;
-  marked[16] = marked[69] = '\xC1';  // in the place of "one" and of "first"
+  marked[16] = marked[69] = '\xC1';  // in place of "one" and of "first"
   EXPECT_EQ(read(0, marked.substr(0, 17), VEXORA_FRU_CHASSIS_CUSTOM), Read(0, "", 0, ""));
   EXPECT_EQ(read(2, marked, VEXORA_FRU_PRODUCT_CUSTOM), Read(0, "f", 0xC1, ""));
 }
 
-// A header whose checksum is one too high, and what is printed of it.
+// A header whose checksum is one too high, and the printed report.
 const std::string kBadSum("\1\2\3\4\5\6\7\xE5");
 const std::string kMismatch =
     "[Warning]: FRU common header checksum mis-match! 0xe4 vs 0xe5 \n"

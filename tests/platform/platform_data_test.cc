@@ -8,7 +8,7 @@
 namespace vexora::test {
 namespace {
 
-// Every key in the table's order, first lines with the number of records that begin so, and five texts whole.
+// Every key in the table's order, first lines with the number of their records, and five whole texts.
 TEST(ShippedAdvice, IsTheKnownTable) {
   constexpr std::size_t kRecord = 2052;
   std::string room(1 + 255 * kRecord + 1, '\x5A');

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// UEFI decompression: what our encoder packs comes back, and streams that nobody packed do no harm.
+// UEFI decompression: our encoder's output is restored exactly, and damaged or hostile streams do no harm.
 
 #include <span>
 
@@ -17,7 +17,7 @@ constexpr char kUntouched = 'U';
 const std::string kUntouchedScratch(13'376, kUntouched);
 const std::string kMargin(33, '\xFF');  // odd, so that no area is aligned
 
-// What is between the margins, which nothing may have touched.
+// The bytes between the margins, which must be untouched.
 std::string inside(const std::string &area) {
   std::string contents = area.substr(kMargin.size(), area.size() - 2 * kMargin.size());
   EXPECT_TRUE(area == kMargin + contents + kMargin);
@@ -35,7 +35,7 @@ struct Outcome {
 template <typename Form>
 Outcome decompress(const std::string &image, Form form) {
   const auto version = static_cast<unsigned>(form);
-  const std::vector<char> source(image.begin(), image.end());  // not a byte more
+  const std::vector<char> source(image.begin(), image.end());  // exactly the image's size
   const std::uint32_t size = loadLittle32(reinterpret_cast<const std::uint8_t *>(&image[4]));
   std::string destination = kMargin + std::string(size, kUntouched) + kMargin;
   std::string scratch = kMargin + kUntouchedScratch + kMargin;
@@ -70,7 +70,7 @@ std::string randomBytes(std::size_t size) {
   return bytes;
 }
 
-// Rare and frequent bytes, and copies of what came before, near and far, of all lengths.
+// Rare and frequent bytes, and copies of earlier bytes, near and far, of all lengths.
 std::string text(std::size_t size) {
   std::string bytes = randomBytes(20);
   while (bytes.size() < size) {
@@ -121,7 +121,7 @@ TEST(Uefi, CutStreamsGoOnWithZerosAndFormsDiffer) {
   }
 }
 
-// The image of a stream that is written as digits; spaces don't count.
+// The image of a stream that is written as digits; spaces are ignored.
 std::string imageOf(std::string bits, std::uint32_t plain) {
   bits.erase(std::remove(bits.begin(), bits.end(), ' '), bits.end());
   std::string bytes((bits.size() + 7) / 8, '\0');
@@ -142,7 +142,7 @@ TEST(Uefi, HandMadeStreams) {
     const char *what;
     std::string stream;
     unsigned version;
-    std::string plain;  // untouched from where the stream is bad
+    std::string plain;  // untouched from the fault on
   } rows[] = {
       {"a block of 65,536 symbols, one of a symbol, then no stream",
        "0000000000000000 00000 00000 000000000 001000001 0000 0000 " + kBlock +

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// `vexora fru` as a person at the bench uses it. Images are written out byte by byte here; the library's own readers
-// are the witnesses for what the tool shows and makes.
+// `vexora fru` as a person at the bench uses it. Images are written out byte by byte. The library's own readers check
+// the tool's texts and images.
 #include <numeric>
 
 #include "tools/tool.h"
@@ -14,7 +14,7 @@ Answer fru(const std::string &arguments) { return shell(VEXORA_TOOL " fru " + ar
 
 bool has(const std::string &text, const std::string &part) { return text.find(part) != std::string::npos; }
 
-// Chassis at 8, board at 32, product at 80, multi-records at 128, internal use at 192; FFh where nothing is.
+// Chassis at 8, board at 32, product at 80, multi-records at 128, internal use at 192; unused bytes are FFh.
 std::string image() {
   constexpr std::string_view kDigits =
       "011801040a1000c8010317c2706e8329dca6c36f6e65c1000000000000000051010619112233c64dfc6c6c6572c3424d"
@@ -82,10 +82,10 @@ TEST(Fru, ShowsEveryEncodingAndRecord) {
 
 TEST(Fru, DescriptionGivesTheSameImageAgainOrNone) {
   std::string odd = image();
-  odd[64] = '\x9d';   // a custom field's last byte: not text in any case
-  odd[52] = '\x1f';   // a digit without a meaning
+  odd[64] = '\x9d';   // a custom field's last byte: never text
+  odd[52] = '\x1f';   // an undefined digit
   odd[70] = '\x07';   // after the board's fields
-  odd[125] = '\x01';  // where no area is
+  odd[125] = '\x01';  // outside all areas
   setChecksum(odd, 32, 79);
   for (const auto &[bytes, status] : {std::pair(image(), 0), {odd, 1}}) {
     SCOPED_TRACE(status);
@@ -201,15 +201,14 @@ TEST(Fru, EachKindOfFaultIsNamed) {
   }
 }
 
-// Of every third length, and with every third byte turned over: never a crash, and no damage to what a checksum covers
-// goes unseen.
+// Every third length, and every third byte inverted: no crash, and each damage to bytes under a checksum is reported.
 TEST(Fru, HostileImagesAreFindings) {
   for (std::size_t i = 0; i < image().size(); i += 3) {
     std::string turned = image();
     turned[i] = static_cast<char>(~turned[i]);
     write("cut", image().substr(0, i));
     write("turned", turned);
-    // What is after the internal use area's begin has no length of its own.
+    // The internal use area states no length, so a cut after its first byte is not visible.
     EXPECT_EQ(fru("show cut > shown").status, i > 192 ? 0 : 1) << i;
     const bool unseen = (i >= 120 && i < 128) || (i >= 169 && i < 192) || i > 192;
     EXPECT_EQ(fru("show --json turned > shown").status, unseen ? 0 : 1) << i;

@@ -197,14 +197,14 @@ TEST_F(HistoryTool, DrawsBothSensorsWithTheirGap) {
   const Answer answer = history("plot --utc --label '0x3009=Inlet:<°C>' --svg /tmp/history.svg --png /tmp/history.png");
   EXPECT_EQ(answer.status, 0) << answer.text;
   const std::string svg = read("/tmp/history.svg");
-  // In each panel the average is a line on each side of the gap; the band goes there and back.
+  // In each panel the average is one line before the gap and one after it; the band's outline goes there and back.
   EXPECT_EQ(count(svg, "stroke-width:1.5;[^/]*stroke:rgb\\(10%,35%,70%"), 2U * 2);
   EXPECT_EQ(count(svg, "fill:rgb\\(10%,35%,70%\\);fill-opacity:0.3;\" d=\"M "), 2U * 2 + 1);
   // The inlet goes up and down each hour: every record shows as a point, 10 before the gap and 33 after.
   for (const char *turns : {"{9}\"", "{32}\""}) {
     EXPECT_GE(count(svg, std::string("stroke-width:1.5;[^/]*10%,35%,70%[^/]* d=\"M [^L\"]*(L [^L\"]*)") + turns), 1U);
   }
-  EXPECT_EQ(count(svg, "fill:rgb\\(95%,93%,80%\\)"), 2U + 1);  // in each panel, and in the legend
+  EXPECT_EQ(count(svg, "fill:rgb\\(95%,93%,80%\\)"), 2U + 1);  // one in each panel, one in the legend
   for (const char *label : {"Sensor 0x7000", "Sensor 0x3009: Inlet, &lt;°C>", "hourly average", "minimum to maximum",
                             "no records", "2024-02-29", "2024-03-01", "18:00", "360"}) {
     EXPECT_GE(count(svg, std::string("<text [^>]*>") + label + "</text>"), 1U) << label;
@@ -218,10 +218,10 @@ TEST_F(HistoryTool, DrawsBothSensorsWithTheirGap) {
 TEST_F(HistoryTool, ChartsInText) {
   const Answer chart = shell("TERM=xterm NO_COLOR=1 script -qec '" VEXORA_TOOL " history plot --utc' /dev/null");
   EXPECT_EQ(chart.status, 0);
-  EXPECT_EQ(count(chart.text, " +\\|[^\n]*\\.\\.\\.[^\n]*\n"), 2U) << chart.text;  // the gap, along the bottom of both
+  EXPECT_EQ(count(chart.text, " +\\|[^\n]*\\.\\.\\.[^\n]*\n"), 2U) << chart.text;  // the gap, at the bottom of each
   EXPECT_EQ(count(chart.text, "03-01 00:00 "), 2U);
   EXPECT_EQ(count(history("plot --sensor 0x7000").text, " \\+[-+]{70}\n"), 1U);
-  // Two histories, off a terminal: no colours, and as wide as is said.
+  // Two histories, not on a terminal: no colours, and the width of COLUMNS.
   write("/tmp/other.dat", fullRing().bytes());
   const Answer both =
       shell("LC_ALL=C COLUMNS=50 " VEXORA_TOOL " history plot --to 2024-03-01 /tmp/other.dat " + kDataFile);

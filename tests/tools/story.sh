@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash
 #
-# What the tests of the tool are told in. Sourced, with the program's command line as arguments:
+# The commands of the tool's tests. Sourced, with the program's command line as arguments:
 #   run 1 check ipv4 x     runs the program and expects exit code 1; its output is in $out and $err
 #   says "refused"         expects a text in the standard output
 #   complains "no such"    expects a text in the standard error

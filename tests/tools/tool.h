@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The built program as a person at the bench starts it: a command line, and what it says on both outputs.
+// The built program as a person at the bench starts it: a command line, and its output on both streams.
 #pragma once
 
 #include "support/test.h"

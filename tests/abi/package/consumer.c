@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* A daemon's view of the installed library: something of every public header, in C and C++. */
+/* A daemon that uses the installed library: one name of every public header, in C and C++. */
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
