@@ -15,7 +15,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// The result must not depend on the destination's old contents. A failed call may leave only the destination's end untouched.
+/// The result must not depend on the destination's old contents. A failed call may leave only its end unwritten.
 void decompressTwice(const Bytes &image, std::uint32_t plain, std::uint32_t version) {
   Bytes zeros(plain, 0);
   Bytes ones(plain, 0xFF);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The event subscriptions: the file that a store is written to, and what a store is read from files that people edit.
-// The Redfish document of an event, to the byte.
+// The event subscriptions: the file after a save, and the store after a load of files that people edit. The Redfish
+// document of an event, byte for byte.
 
 #include "config/subscriptions_model.h"
 #include "support/test.h"
@@ -88,11 +88,11 @@ TEST_F(EventSubscriptions, RefusedCallsLeaveTheStoreAlone) {
     EXPECT_EQ(dwEventSubScriptionStoreMemFree(first, last, what, store), 0) << first << " to " << last << ", " << what;
   }
   remove(kFile);
-  ASSERT_EQ(symlink("/proc/self/mem", kFile.c_str()), 0);  // opens, but can't be read
+  ASSERT_EQ(symlink("/proc/self/mem", kFile.c_str()), 0);  // can be opened but not read
   EXPECT_EQ(GetEventSubScriptionFromConfFile(&latch, store), -1);
   EXPECT_EQ(latch, 7);
   remove(kFile);
-  makeFolder(kFile);  // opens, but for reading only
+  makeFolder(kFile);  // can be opened only for reading
   const std::string output = capturedOutput([&] { GetEventSubScriptionFromConfFile(&latch, store); });
   EXPECT_EQ(withoutLine(output), "vexora_eventservicecfg(LINE)open file /conf/eventsubscriptions.conf err!\n");
   EXPECT_EQ(latch, 7);
@@ -143,7 +143,8 @@ TEST_F(EventSubscriptions, OnlyAFileThatCannotBeOpenedFailsACall) {
   const std::string messages =
       "vexora_eventservicecfg(LINE)open file /conf/eventsubscriptions.conf err!\n"
       "vexora_eventservicecfg(LINE)file open error!\n";
-  // After the results of a load, its latch and the result of a save, what another name of the old file then has.
+  // The failing call, the result of a load, its latch, the result of a save, the content under the old file's second
+  // name, and the messages.
   const std::tuple<const char *, int, int, int, std::string, std::string> rows[] = {
       {"access", -1, 0, 0, file, ""},
       {"fopen", -1, 7, -1, "before", messages},

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The three settings stores, alike for test and fuzz target: a file, its records and the two calls.
+// The three settings stores with one interface, for test and fuzz target: a file, its records and the two calls.
 #pragma once
 
 #include <cstring>
@@ -11,7 +11,7 @@
 
 namespace vexora::test {
 
-// Each has the arguments of its calls; a number from 1 on makes one of them wrong.
+// arguments(n) returns the arguments of the calls; n from 1 on makes one of them wrong.
 struct Smtp {
   static constexpr const char *kName = "Smtp";  // in messages
   static inline const std::string kRefusal = "vexora_smtpcfg(LINE)Invalid input parameters!%p, %d, %p, %d\n";

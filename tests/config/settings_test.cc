@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The settings files: what is in a file after a save, and in the records after a load of files good and bad.
+// The settings files: the file after a save, and the records after a load of valid and damaged files.
 
 #include <malloc.h>
 
@@ -10,10 +10,10 @@
 namespace vexora::test {
 namespace {
 
-// A board's cipher: it wants empty buffers, leaves the lengths alone and hands the work to the stand-in's.
+// A board's cipher: it expects zeroed buffers, doesn't set the lengths and calls the stand-in's.
 struct {
-  unsigned refused = 0;      // the encryption that fails, counted from the next one
-  bool wholeBlocks = false;  // deciphers anything, to blocks full of 'w' that hold at least 20 bytes
+  unsigned refused = 0;      // the number of the encryption that fails; 1 is the next
+  bool wholeBlocks = false;  // deciphers any text, to whole blocks of 'w', at least 20 bytes
 } board;
 
 constexpr char kUntouched = 0x5A;
@@ -26,7 +26,7 @@ const std::tuple<Smtp, Trap, Agent> kSamples = {
          {{}, {1, "192.0.2.7", 162}, {}, {1, "trap.example", -70000}}},
     Agent{{1, 0, "letters", "more letters", 1, 1, 2, 3, "engineer", "letters of reading", "letters 11"}}};
 
-// What the samples' files hold, without the secrets' cipher texts.
+// The samples' files, without the secrets' cipher texts.
 template <typename Store>
 const std::string kDocument;
 
@@ -163,7 +163,7 @@ TYPED_TEST(SettingsStore, TakesItsDefaultForAMissingFileOnly) {
     EXPECT_EQ(bytes(loaded), bytes(expected)) << log;
   };
   for (const auto &[content, log, fillsCfg] : rows) {
-    if (!fillsCfg || path != Agent::kFile) {  // which has no list
+    if (!fillsCfg || path != Agent::kFile) {  // the agent has no list
       write(path, content);
       expectRefusal(log, fillsCfg);
       EXPECT_EQ(read(path), content) << log;
@@ -188,7 +188,7 @@ TEST_F(SettingsFiles, ADocumentIsTriedThreeTimes) {
     return opening.seen();
   };
   write(Smtp::kFile, "no JSON");
-  filesOpened(kNever);  // the first time also the log's switches
+  filesOpened(kNever);  // the first call also opens the log's switches
   EXPECT_EQ(filesOpened(kNever), 3U);
   remove(Smtp::kFile);
   write("/etc/defconfig/SmtpCfg.json", "no JSON");
@@ -311,7 +311,7 @@ TYPED_TEST(SettingsStore, IsSavedThoughItsFileIsNot) {
   }
 }
 
-// A move that fails leaves the old document, with the new one beside it.
+// A failed rename leaves the old document, and the new one under its temporary name.
 TYPED_TEST(SecretStore, KeepsItsOldFileUntilTheNewOneIsWhole) {
   write(TypeParam::kFile, "before");
   const FailCall noMove("rename", 1, EIO);
@@ -324,7 +324,7 @@ TYPED_TEST(SecretStore, KeepsItsOldFileUntilTheNewOneIsWhole) {
   EXPECT_EQ(bytes(loaded), bytes(this->saved));
 }
 
-// A cut inside a move may leave a file with both names, and what writes the one then empties the other.
+// A power cut inside a rename may leave one file under both names. Writing to one name would then empty both.
 TYPED_TEST(SecretStore, WithBothNamesBecomesTwoFiles) {
   const std::filesystem::path path = TypeParam::kFile;
   write(path, "before");
@@ -349,13 +349,13 @@ TYPED_TEST(SettingsStore, IsWrittenWholeOrNotAtAllWhenMemoryIsShort) {
   Strike strike = Strike::kOnce;
   const auto save = [&] { result = this->saved.save(); };
   const auto check = [&](unsigned n) {
-    const bool moved = !exists(this->kNew);  // the platform may be short of memory, too
+    const bool moved = !exists(this->kNew);  // the platform's move may fail for lack of memory, too
     EXPECT_EQ(read(TypeParam::kFile), result == 0 && moved ? file : "before") << n;
     EXPECT_TRUE(result == 0 || strike != Strike::kSay) << n << ": a call that works may also leave an error in errno";
     remove(this->kNew);
     write(TypeParam::kFile, "before");
   };
-  // The cipher keeps notes of its last failures: the heap stops growing when it has as many as it keeps.
+  // The stand-in's cipher queues its last errors: the heap stops growing when the queue is full.
   const HeapWatch heap;
   long grown = 0;
   for (int round = 0; round < 10; ++round) {
@@ -370,7 +370,7 @@ TYPED_TEST(SettingsStore, IsWrittenWholeOrNotAtAllWhenMemoryIsShort) {
 TEST_F(SettingsFiles, AShortMemoryCostsASecretAndTheOnesBehindIt) {
   Agent loaded = std::get<Agent>(kSamples);
   EXPECT_EQ(loaded.save(), 0);
-  std::string read;  // how many secrets were, as a digit for each refused buffer
+  std::string read;  // for each refused buffer, the number of secrets read, as a digit
   const auto load = [&] { EXPECT_EQ(loaded.load(), 0); };
   failEach("calloc", ENOMEM, load, [&](unsigned) {
     const auto secrets = secretsOf(loaded);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What a subscription file means, read by the platform's own scanner with the patterns in which the format was first
-// written down: the plain model that test and fuzz target compare the library with.
+// The meaning of a subscription file, for test and fuzz target: a plain model that reads with the C library's scanner
+// and the format's original patterns.
 #pragma once
 
 #include <array>
@@ -39,7 +39,7 @@ inline std::array<Section, VEXORA_EVENT_SUBSCRIPTIONS> sectionsOf(std::string fi
   return sections;
 }
 
-// A section as the library writes it, from its numbers present and type, its destination and the values of other keys.
+// A section as the library writes it, from present and type, the destination and the values of the other keys.
 inline std::string section(int number, std::pair<int, int> numbers, const std::string &destination,
                            const std::function<std::string(const std::string &)> &value) {
   std::string text = "[SubScription" + std::to_string(number) + "]\r\npresent=" + std::to_string(numbers.first) +
@@ -55,7 +55,7 @@ inline std::string section(int number, std::pair<int, int> numbers, const std::s
   return text + "\r\n";
 }
 
-// The file as the library writes what it has read from it.
+// The file as the library writes it after it has read it.
 inline std::string rewritten(const std::string &file) {
   std::string text;
   for (int number = 0; auto &values : sectionsOf(file)) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Both rings. A ring waits for its lock by pausing with nanosleep, which is replaced here, so that no test waits for
-// the minute after which a ring gives up.
+// Both rings. A ring waits for its lock by pauses with nanosleep, which this program replaces: no test waits for the
+// minute after which a ring gives up.
 #include <deque>
 
 #include "support/test.h"
@@ -17,7 +17,6 @@ struct Release {
 using List = std::unique_ptr<vexora_ringlist, Release>;
 using Queue = std::unique_ptr<vexora_ringq, Release>;
 
-// Unwritten bytes of an output keep this value.
 std::string untouched(std::size_t size) { return std::string(size, '\xA5'); }
 
 // Records of `size` bytes, no two of them alike; neighbours differ in every byte.
@@ -48,7 +47,7 @@ void compareList(unsigned itemSize, unsigned capacity, std::mt19937 &random) {
   const auto below = [&random](unsigned limit) { return static_cast<unsigned>(random() % limit); };
   const List list(vexora_ringlist_init(itemSize, capacity));
   Model model;
-  // Where the first record goes: a list restored from a file may begin anywhere, one that was flushed begins at 0.
+  // The first record's slot: a list restored from a file may begin anywhere, a flushed one begins at 0.
   unsigned begin = list->head = below(capacity);
   list->tail = (begin + capacity - 1) % capacity;
   unsigned pushes = 0;  // since the last flush
@@ -56,7 +55,7 @@ void compareList(unsigned itemSize, unsigned capacity, std::mt19937 &random) {
     const std::string input = records(step, 1, itemSize);
     std::string out = untouched(std::size_t{itemSize} * (capacity + 1));
     std::string written;
-    // From just beyond what any list holds down to 0, and below.
+    // From just above the largest capacity down to 0, and below.
     const unsigned number = below(capacity + 3) - 1;
     const unsigned offset = below(capacity + 3) - 1;
     int result = 0;
@@ -96,7 +95,7 @@ void compareList(unsigned itemSize, unsigned capacity, std::mt19937 &random) {
   }
 }
 
-// A queue of capacity 1 holds nothing: it is full and empty at once.
+// A queue of capacity 1 can store nothing: it is both full and empty.
 void compareQueue(unsigned itemSize, unsigned capacity, std::mt19937 &random) {
   const auto below = [&random](unsigned limit) { return static_cast<unsigned>(random() % limit); };
   const Queue queue(vexora_ringq_init(itemSize, capacity));
@@ -175,7 +174,7 @@ TEST(Rings, RefuseSizesThatCannotBe) {
 
 using Calls = std::vector<std::function<int()>>;
 
-// The calls of a ring that its lock guards; the last one has no buffer.
+// The calls of a ring that its lock protects; the last one has no buffer.
 Calls operations(vexora_ringlist *list, void *buffer) {
   return {[=] { return vexora_ringlist_push(list, buffer); },
           [=] { return vexora_ringlist_get_head(list, buffer); },
@@ -185,7 +184,7 @@ Calls operations(vexora_ringlist *list, void *buffer) {
           [=] { return vexora_ringlist_flush(list); }};
 }
 
-// For a queue with its front in slot 1. The flush has no result: it is seen by the head.
+// The same for a queue whose head is in slot 1. The flush has no result, so the head shows that it worked.
 Calls operations(vexora_ringq *queue, void *buffer) {
   return {[=] { return vexora_ringq_push(queue, buffer); },
           [=] { return vexora_ringq_push_head(queue, buffer); },
@@ -198,7 +197,7 @@ Calls operations(vexora_ringq *queue, void *buffer) {
 
 thread_local std::function<void()> duringPause;
 
-// Each of the calls is refused after so many pauses and changes nothing.
+// Each call is refused after exactly `waits` pauses and changes nothing.
 template <typename Ring>
 void expectRefused(const Ring *ring, const Calls &calls, unsigned waits) {
   const auto state = [&] { return std::tuple(contents(ring), ring->head, ring->tail); };
@@ -212,7 +211,7 @@ void expectRefused(const Ring *ring, const Calls &calls, unsigned waits) {
   }
 }
 
-// `unheld` are calls that ask for what the ring doesn't hold: they are refused without the lock.
+// `unheld` are calls for records that the ring doesn't contain: they are refused without the lock.
 template <typename Ring>
 void expectRefusals(Ring *ring, const Calls &unheld) {
   std::string buffer = untouched(64);
@@ -246,7 +245,7 @@ TEST(Rings, RefuseUnusableArgumentsAndWaitAMinuteForTheirLock) {
   EXPECT_EQ(vexora_ringq_free(nullptr), 0);
 }
 
-// What counts is what the thread that held the lock has left.
+// The ring's state after the other thread has released the lock decides.
 TEST(RingQueue, JudgesUnderItsLockWhetherItIsFullOrEmpty) {
   const Queue queue(vexora_ringq_init(4, 4));
   std::string buffer = untouched(4);

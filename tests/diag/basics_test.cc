@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Descriptor calls, locks, sleeps and bit fields. The program stands between the library and the platform's calls, and
-// lets a script decide what the next ones do; no test waits.
+// Descriptor calls, locks, sleeps and bit fields. The program interposes the C library's calls, and a script sets the
+// results of the next ones; no test waits.
 
 #include <deque>
 
@@ -12,10 +12,10 @@ namespace {
 
 using Use = std::function<int()>;
 
-// What this thread's next uses of one call do: fail with an errno (negative), or move at most so many bytes.
+// The results of this thread's next uses of one call: failure with an errno (negative), or at most so many bytes moved.
 thread_local std::string scriptedCall;
 thread_local std::deque<int> script;
-// This thread's sleeps in that time, and whose lock is released in the second one.
+// This thread's sleeps during the script; the second one releases this lock.
 thread_local int sleeps = 0;
 thread_local LockedElsewhere *releasing = nullptr;
 
@@ -39,7 +39,7 @@ int scripted(const std::string &call, const std::deque<int> &steps, const Use &u
   return result;
 }
 
-// The seconds and nanoseconds of each sleep in `use`, between what it prints.
+// The seconds and nanoseconds of each sleep in `use`, in order with its own output.
 std::string sleepsIn(const Use &use, const std::deque<int> &steps, int result) {
   return capturedOutput([&] { EXPECT_EQ(scripted("nanosleep", steps, use), result); });
 }
@@ -109,7 +109,7 @@ class Lock : public testing::Test {
  protected:
   ~Lock() override { EXPECT_EQ(vexora_dwdestroy_mutex(lock_), 0); }
 
-  // What a single try of another thread says.
+  // The result of a single try in another thread.
   int tryElsewhere() {
     const auto tryOnce = [this] {
       const int result = vexora_dwacquire_mutex(lock_, 0);
@@ -127,7 +127,7 @@ TEST_F(Lock, IsFreeOnceEveryTakeHasItsRelease) {
   }
   for (int i = 0; i < 4; ++i) {
     EXPECT_EQ(tryElsewhere(), EBUSY);
-    EXPECT_EQ(vexora_dwdestroy_mutex(lock_), -1);  // and stays valid
+    EXPECT_EQ(vexora_dwdestroy_mutex(lock_), -1);  // the lock stays valid
     EXPECT_EQ(vexora_dwrelease_mutex(lock_), 0);
   }
   EXPECT_EQ(vexora_dwacquire_mutex(lock_, -2), EINVAL);
@@ -183,7 +183,7 @@ TEST(Sleep, GoesOnForWhatAnInterruptionLeft) {
       {sleep(12), twice, 0, "12 0, 6 0, vexora_sleep \n3 0, vexora_sleep \n"},
       {nanosleep(12, 8), twice, 0, "12 8, VexoraNanoSleep \n6 4, VexoraNanoSleep \n3 2, "},
       {sleep(0), {}, 0, "0 0, "},
-      {sleep(0x80000000U), {}, 0, "2147483647 0, 1 0, "},  // more than a 32-bit time holds
+      {sleep(0x80000000U), {}, 0, "2147483647 0, 1 0, "},  // above the maximum of a 32-bit time
       {sleep(1), {-EINVAL}, 0, "1 0, "},
       {nanosleep(0, 0), {}, -1, ""},
       {nanosleep(0, 1), {}, 0, "0 1, "},
@@ -230,7 +230,7 @@ TEST(Bits, ArePickedSpreadCountedAndKept) {
 
 extern "C" {
 
-// As the library calls it: files of any size.
+// The name that the library calls: files of any size.
 int open64(const char *path, int flags, ...) {
   std::va_list more;
   va_start(more, flags);
@@ -251,7 +251,7 @@ ssize_t write(int fd, const void *buffer, std::size_t length) {
   return step < 0 ? -1 : original(&::write, "write")(fd, buffer, std::min(length, static_cast<std::size_t>(step)));
 }
 
-// Its wait is over when it is interrupted: nothing is left of the time-out.
+// An interrupted wait has used up its time-out.
 int select(int count, fd_set *read, fd_set *write, fd_set *except, timeval *timeout) {
   if (nextStep("select") >= 0) {
     return original(&::select, "select")(count, read, write, except, timeout);
@@ -269,7 +269,7 @@ int nanosleep(const timespec *interval, timespec *left) {
   return nextStep("nanosleep") < 0 ? -1 : 0;
 }
 
-// One test misuses a lock on purpose, which the thread sanitizer would report.
+// One test misuses a lock on purpose. The thread sanitizer would report it.
 const char *__tsan_default_options() { return "report_destroy_locked=0:report_mutex_bugs=0"; }
 }
 }  // namespace vexora::test

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The debug log and the watchdog log. The debug log's settings live as long as the process, so each of its stories runs
-// in one of its own. The program stands between the library and the platform's time conversion, and can have a signal
-// arrive in each call, whose handler logs as a crash report does.
+// The debug log and the watchdog log. The debug log's settings last as long as the process, so each of its stories runs
+// in its own process. The program interposes the C library's time conversion and can raise a signal in each call; the
+// signal's handler logs as a crash report does.
 
 #include <sys/time.h>
 
@@ -16,9 +16,9 @@ const std::string kReload = "/var/vexora_debug_reload";
 const std::string kTime = "<2024-05-01T13:45:07>";
 const std::string kLog = "/extlog/syslog/WDT.log";
 const std::string kStamp = "[2024-05-01 13:45:07] ";
-const std::string kWithErrno = "%s: %m";  // not in the calls: compilers warn of the extension
+const std::string kWithErrno = "%s: %m";  // not in the calls, as compilers warn about the extension
 
-// Texts, and how both logs keep them.
+// Texts, and their form in both logs.
 const std::string kMost(1022, 'x');
 const std::pair<std::string, std::string> kTexts[] = {{"abc", "abc\n"},
                                                       {"abc\n", "abc\n"},
@@ -32,7 +32,7 @@ bool converting = false;
 bool interrupts = false;
 std::atomic<int> signals = 0;
 
-// As with the platform's own lock, a handler that interrupted a conversion must not begin another.
+// Like the C library's lock, this deadlocks when a handler that interrupted a conversion begins another.
 void conversion() {
   EXPECT_FALSE(converting) << "would have waited for itself";
   if (interrupts && !converting) {
@@ -112,7 +112,7 @@ TEST_F(DebugLog, RecordShowsLevelLocalTimeAndMessageAndKeepsErrno) {
     clock_.set(981173106);
     EXPECT_EQ(printed("IPMI", 0), "[Info]:<2001-02-03T04:05:06>text\n\n");
     setenv("TZ", "XST-05:45", 1);
-    touch(kReload);  // reading the settings meets missing files
+    touch(kReload);  // so that the call reads the settings, where missing files set errno
     EXPECT_EQ(capturedOutput([] {
                 errno = ENOTTY;
                 VexoraDebug(2, "IPMI", kWithErrno.c_str(), "open");
@@ -125,7 +125,7 @@ TEST_F(DebugLog, RecordShowsLevelLocalTimeAndMessageAndKeepsErrno) {
 }
 
 TEST_F(DebugLog, ModulesAreComparedOnTheirFirst15Characters) {
-  const std::string longest(37, 'm');  // with the folder, 63 characters
+  const std::string longest(37, 'm');  // with the directory, 63 characters
   useSettings({"LEVEL_INFO", "PATH_SERIAL", "ENABLE_IPMI", "ENABLE_abcdefghijklmnopqrst", "ENABLE_" + longest});
   inFreshProcess([&] {
     for (const char *on : {"IPMI", "abcdefghijklmnopqrst", "abcdefghijklmno---", ""}) {  // the last is an unused slot
@@ -143,7 +143,7 @@ TEST_F(DebugLog, ModulesAreComparedOnTheirFirst15Characters) {
 
 TEST_F(DebugLog, OnlyTheFirst16SwitchesListedCount) {
   useSettings({"LEVEL_INFO", "PATH_SERIAL"});
-  for (int i = 0; i < 200; ++i) {  // more than one read of the folder yields
+  for (int i = 0; i < 200; ++i) {  // more than one read of the directory returns
     touch(kFolder + (i < 17 ? "ENABLE_" : "NOTES_ON_SWITCH_") + std::to_string(i) + "_ABCDEFGHIJKLM");
   }
   std::vector<std::string> listed;
@@ -174,7 +174,7 @@ TEST_F(DebugLog, SettingsAreReadAtTheFirstAcceptedCallAndWhileTheReloadMarkerSta
     VexoraDebug(3, nullptr, "ignored");
     VexoraDebug(3, "IPMI", nullptr);
     useSettings({"LEVEL_WARNING", "PATH_SERIAL", "ENABLE_IPMI"});
-    EXPECT_TRUE(prints("IPMI"));  // so no ignored call had found the folder missing
+    EXPECT_TRUE(prints("IPMI"));  // so no ignored call has read the settings before
 
     useSettings({"LEVEL_CRITICAL", "PATH_LOG", "ENABLE_DEV"});
     EXPECT_NE(printed("IPMI", 1), "");
@@ -213,7 +213,7 @@ TEST_F(DebugLog, FolderThatCannotBeOpenedAtAReloadKeepsTheModules) {
 TEST_F(DebugLog, LookupInterruptedByReloadsGoesByTheOldSettingsOrTheNew) {
   static const std::string states[][2] = {{kFolder + "LEVEL_CRITICAL", kFolder + "LEVEL_INFO"},
                                           {kFolder + "ENABLE_X", kFolder + "X_IS_OFF"}};
-  useSettings({"ENABLE_X"});  // tmpfs lists the newest first, so that a lookup takes its longest to find it
+  useSettings({"ENABLE_X"});  // listed last, as tmpfs lists the newest first: the longest lookup
   for (int i = 0; i < 15; ++i) {
     touch(kFolder + "ENABLE_OTHER" + std::to_string(i));
   }
@@ -232,7 +232,7 @@ TEST_F(DebugLog, LookupInterruptedByReloadsGoesByTheOldSettingsOrTheNew) {
     });
     const auto lookUp = [] { VexoraDebug(0, "X", "on at no time for this level"); };
     EXPECT_EQ(capturedOutput([&] {
-                lookUp();  // its calls are looked up once, which a handler must not interrupt
+                lookUp();  // resolves the interposed calls once; a handler must not interrupt that
                 for (int n = 0; n < 1000; ++n) {
                   const itimerval soon = {{}, {0, 50}};
                   setitimer(ITIMER_REAL, &soon, nullptr);
@@ -258,7 +258,7 @@ TEST_F(DebugLog, HandlerLogsAtOnceWhereverItInterruptedAConversion) {
   });
 }
 
-// Records of several writers stay whole, since each is appended at once.
+// Records of several writers stay whole, because each is appended by one call.
 TEST_F(WatchdogLog, AppendsRecordsStampedInUtcInOneSystemCallEach) {
   setenv("TZ", "XST-05:45", 1);
   const auto writes = [] {
@@ -267,7 +267,7 @@ TEST_F(WatchdogLog, AppendsRecordsStampedInUtcInOneSystemCallEach) {
   };
   std::string expected = "what was there\n";
   write(kLog, expected);
-  EXPECT_GT(writes(), 0);  // sanitizers write for themselves at the first time
+  EXPECT_GT(writes(), 0);  // a sanitizer's first write would count
   const int descriptors = openDescriptors();
   for (const auto &[text, kept] : kTexts) {
     SCOPED_TRACE(testing::PrintToString(text));
@@ -296,7 +296,7 @@ TEST_F(WatchdogLog, IsDeletedAsSoonAsItReaches1MiB) {
     EXPECT_EQ(TWatchDog1Log("kick"), -1);
   }
   EXPECT_EQ(read(kLog), almost + "x" + record);
-  const FailCall year2038("stat", 1, EOVERFLOW);  // what a log dated from then on gives where time_t has 32 bits
+  const FailCall year2038("stat", 1, EOVERFLOW);  // as for a log from 2038 on where time_t has 32 bits
   EXPECT_EQ(TWatchDog1Log("kick"), 0);
   EXPECT_FALSE(exists(kLog));
 }

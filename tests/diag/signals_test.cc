@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The signal handlers, in processes of their own that really fault. The program stands between the library and
-// the calls of the C library that a report stands on, and can have each of them fail, fault or hang.
+// The signal handlers, in processes that really fault. The program interposes the C library's calls that a report uses:
+// each of them can fail, fault or hang.
 #include <execinfo.h>
 #include <poll.h>
 #include <sys/syscall.h>
@@ -11,17 +11,17 @@
 #include "vexora/diag.h"
 
 #ifdef __arm__
-// A function that throws nothing has no unwind table there, and a backtrace ends at it.
+// On ARM a function that throws nothing has no unwind table, and a backtrace ends at it.
 #pragma GCC optimize("unwind-tables")
 #endif
 
 namespace vexora::test {
-// A page that nobody may touch.
+// A page without access rights.
 static char *volatile nowhere = static_cast<char *>(mmap(nullptr, 1, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
 
 static void faultByAddress() { *nowhere = 1; }
 
-// Not of the unnamed namespace, so that a backtrace shows its name.
+// Outside the unnamed namespace, so that a backtrace shows its name.
 __attribute__((noinline)) void faultBelow(int frames, void (*before)()) {
   if (frames > 0) {
     faultBelow(frames - 1, before);
@@ -38,19 +38,19 @@ constexpr int kCrashed = 255;
 const std::string kRecord = "[Critical]:<2024-05-01T19:30:07>";  // local time
 const std::string kAtExit = "exit handler\n";
 
-// What is played once, when the report comes to a call.
+// Called once, when the report reaches the function of that name.
 using Trick = void (*)();
 volatile Trick atCapture, atTranslation, atHeaplessTranslation, atFlush, atOutput;
 volatile bool translates = true;
-alignas(16) char *foreignLines[101];  // the second on isn't aligned as a block of the heap is
+alignas(16) char *foreignLines[101];  // free() rejects the second element: it isn't aligned like a heap block
 volatile bool linesAreForeign = false;
 std::atomic<bool> reportRuns = false;
 std::atomic<bool> someoneWaits = false;
-int reluctance = 0;  // of the next writes
+int reluctance = 0;  // failures of the next writes
 int writes = 0;
-volatile bool tellsWaits = false;  // for a reader, on standard error
+volatile bool tellsWaits = false;  // prints "waits" on standard error for a reader
 
-// The timer that ends a step after a second, which never passes by itself.
+// The kernel timer that ends a step of the report after a second. The syscall() below never starts it.
 volatile long stepTimer = -1;
 
 void breakpoint() {
@@ -72,7 +72,7 @@ void play(volatile Trick &trick) {
 void letTheSecondPass() {
   const long soon[] = {0, 0, 0, 1000000};
   if (original(&syscall, "syscall")(SYS_timer_settime, stepTimer, 0, soon, nullptr) != 0) {
-    _exit(99);  // no step asked for a second
+    _exit(99);  // no step has made its timer
   }
 }
 
@@ -83,8 +83,8 @@ void hang() {
   }
 }
 
-// The signals that end a step, as another process sends them, and the alarms of the process's other timers. To the thread
-// alone: an emulator that gets one in a thread of its own would end.
+// Sends the signals that end a step as another process would, and alarms of the process's other timers. Only to this
+// thread: an emulator that gets one in a thread of its own would end.
 void straySignals() {
   constexpr pid_t kOther = 1;
   const pid_t process = getpid();
@@ -120,7 +120,7 @@ void await(const std::atomic<bool> &moment) {
 
 using Ending = std::pair<int, std::string>;  // status and output, standard error included
 
-// What becomes of a process with the handlers installed.
+// The end of a process that has the handlers installed and runs `body`.
 Ending endOf(const std::function<void()> &body) {
   Ending end;
   end.second = capturedOutput([&] {
@@ -135,7 +135,7 @@ Ending endOf(const std::function<void()> &body) {
   return end;
 }
 
-// A pipe in the place of standard output. Returns its other end.
+// Replaces standard output by a pipe. Returns the pipe's other end.
 int outputIntoPipe() {
   int ends[2];
   EXPECT_EQ(pipe(ends), 0);
@@ -182,20 +182,20 @@ TEST_F(Signals, HandlersBlockAllSignalsAndRestartSystemCalls) {
     struct sigaction installed = {};
     constexpr int kOthers[] = {SIGHUP, SIGINT, SIGALRM, SIGSYS};
     for (const int other : kOthers) {
-      signal(other, SIG_DFL);  // the tests may have been started with some of them ignored
+      signal(other, SIG_DFL);  // the tests' parent may ignore some of them
     }
     static bool primed = false;
     atCapture = [] { primed = true; };
     EXPECT_EQ(VexoraInitSignals("IPMI", 4), 0);
     EXPECT_TRUE(primed) << "the first backtrace loads a library";
-    constexpr int kRestorer = 0x04000000;  // the C library's own
+    constexpr int kRestorer = 0x04000000;  // the C library sets it
     for (const int signal : kInOrder) {
       sigaction(signal, nullptr, &installed);
       EXPECT_NE(installed.sa_handler, SIG_DFL) << signal;
       EXPECT_EQ(installed.sa_handler == reinterpret_cast<void (*)(int)>(&sigurg), signal == SIGURG) << signal;
       EXPECT_EQ(installed.sa_flags & ~kRestorer, SA_RESTART) << signal;
       for (int blocked = 1; blocked <= SIGSYS; ++blocked) {
-        // Whether the two that nobody can block stand in the mask is told differently under emulation.
+        // An emulator may leave out SIGKILL and SIGSTOP, which nobody can block.
         EXPECT_TRUE(sigismember(&installed.sa_mask, blocked) == 1 || blocked == SIGKILL || blocked == SIGSTOP)
             << blocked << " in " << signal;
       }
@@ -231,8 +231,8 @@ TEST_F(Signals, NameKeepsTheAskedLengthUpTo31Characters) {
   }
 }
 
-// How a process ends that has changed its time zone and crashes in a thread named worker, whose id is printed before,
-// but not flushed.
+// The end of a process that has changed its time zone and crashes in a thread named worker. The thread's id is printed
+// before the crash, but not flushed.
 Ending endOfWorker(void (*before)()) {
   return endOf([before] {
     setenv("TZ", "XST-05:45", 1);
@@ -245,12 +245,12 @@ Ending endOfWorker(void (*before)()) {
 }
 
 TEST_F(Signals, FatalOnesReportTheThreadAndItsBacktrace) {
-  // The last two are printed and logged before the words that they share.
+  // The last two are printed and logged before the common text.
   const std::tuple<void (*)(), std::string, std::string, std::string> rows[] = {
       {faultByAddress, "SIGSEGV", "  IPMI", " "},
       {[] { raise(SIGBUS); }, "SIGBUS", "  IPMI", "VexoraMonitor"},
       {[] { raise(SIGILL); }, "SIGILL", "  VexoraMonitor", "  VexoraMonitor"}};
-  // After the thread's id the backtrace's lines, which depend on the build; each is logged after itself.
+  // After the thread's id the backtrace's lines, which depend on the build. The log has each line after its print.
   for (const std::string record : {"", "\\[Critical\\]:<2024-05-01T19:30:07>\\2\n\n"}) {
     const std::regex pattern("([0-9]+)\n(?:([^ ].*)\n" + record + ")+");
     for (const auto &[fault, signal, printed, logged] : rows) {
@@ -308,14 +308,14 @@ void faultWithAnotherPending() {
   sigaddset(&both, SIGABRT);
   pthread_sigmask(SIG_BLOCK, &both, nullptr);
   raise(SIGABRT);
-  raise(SIGSEGV);  // comes first, as one that faults cause
+  raise(SIGSEGV);  // delivered first, as faults cause it
   pthread_sigmask(SIG_UNBLOCK, &both, nullptr);
 }
 
 TEST_F(Signals, ReportComesOutWhateverTheFaultInterrupted) {
   const std::tuple<const char *, void (*)(), std::string> rows[] = {
       {"inside printf", [] { std::printf("%s", nowhere); }, ""},
-#ifndef __SANITIZE_THREAD__  // it keeps the alarm back while the thread waits inside the C library
+#ifndef __SANITIZE_THREAD__  // it delays the alarm while the thread waits inside the C library
       {"standard output locked by another thread",
        [] { atFlush = letTheSecondPass, std::thread([] { flockfile(stdout); }).join(); }, "faultBelow"},
 #endif
@@ -415,7 +415,7 @@ TEST_F(Signals, LineThatNobodyReadsIsLostAndNothingElse) {
 extern "C" {
 
 #ifdef __SANITIZE_THREAD__
-// A crash report does in a signal handler what is not safe there, under guard.
+// A crash report makes calls that are unsafe in a signal handler; it is protected against their failure.
 const char *__tsan_default_options() { return "report_signal_unsafe=0:atexit_sleep_ms=0"; }
 #endif
 
@@ -436,7 +436,7 @@ char **backtrace_symbols(void *const *array, int size) noexcept {
 
 void backtrace_symbols_fd(void *const *array, int size, int fd) noexcept {
   play(atHeaplessTranslation);
-  if (fcntl(fd, F_GETFD) == FD_CLOEXEC) {  // no child may keep the pipe open
+  if (fcntl(fd, F_GETFD) == FD_CLOEXEC) {  // a child must not inherit the pipe
     original(&backtrace_symbols_fd, "backtrace_symbols_fd")(array, size, fd);
   }
 }
@@ -467,7 +467,7 @@ int pause() {
   return original(&pause, "pause")();
 }
 
-// The second of a step is held; whatever else is asked for, goes on to the kernel.
+// Doesn't start a timer of one second, and notes it; all other calls go to the kernel.
 long syscall(long number, ...) noexcept {
   std::va_list more;
   va_start(more, number);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The host's stand-ins for the firmware's closed libraries, driven through the functions that the library calls.
+// The host's stand-ins for the firmware's closed libraries, through the functions that the library calls.
 
 #include <sys/ipc.h>
 #include <sys/msg.h>
@@ -38,7 +38,7 @@ TEST_F(Platform, FeaturesAndGpioLinesAreTheirFiles) {
   EXPECT_EQ(hostGpioRead(7), 1);
 }
 
-// A sensor's reading; nothing when the platform refuses.
+// A sensor's reading; none when the platform refuses.
 std::optional<double> reading(unsigned sensor) {
   double value = 0;
   return PDK_GetSensorRealValueFromSharedMem(sensor, &value, 1) == 0 ? std::optional(value) : std::nullopt;

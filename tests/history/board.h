@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A board with two sensors and a clock, for the tests of the history recorder. To be included by one source file of a
-// program: it defines the sensors' function and the loading of the library that has it.
+// A board with two sensors and a clock, for the tests of the history recorder. Only one source file of a program may
+// include it: it defines the sensors' function and the dlopen of the sensor library.
 //
 //   board.sampleAt(kNoon, 20.6, 4660);
 //   EXPECT_EQ(newestRecord().sensor_3009.average, 21);
@@ -22,28 +22,28 @@ inline Record newestRecord() {
   return image.slots[image.tail];
 }
 
-// The cache as it would stand in a file: the ring's first five fields, and its storage.
+// The cache in the form of a data file: the ring's first five fields, and its storage.
 inline std::string cacheBytes() {
   const std::string header(reinterpret_cast<const char *>(HistoryDataRing), 20);
   return header + std::string(static_cast<const char *>(HistoryDataRing->storage), kImageSize - 20);
 }
 
-// A message of the recorder, as it should arrive.
+// A message of the recorder, as the platform receives it.
 inline PlatformMessage report(int level, const std::string &text) {
   return {level, "[libvexora_hisotry_data_interface:LINE]" + text};
 }
 
-// The two sensors, which this program has in place of the platform's library.
+// The two sensors, in place of the platform's library.
 struct Sensors {
-  const char *library = nullptr;  // what is loaded instead
+  const char *library = nullptr;  // loaded instead, unless null
   double sensor3009 = 0;
   double sensor7000 = 0;
-  int broken = 0;  // this one answers with a failure
+  int broken = 0;  // the number of a sensor that fails
 };
 
 inline Sensors sensors;
 
-// A recorder's process at a moment in time. Its messages are collected.
+// A recorder's process at a fixed time. Collects its messages.
 class Board {
  public:
   int sample() { return historyDataRecord(); }
@@ -59,14 +59,14 @@ class Board {
 };
 
 inline const std::vector<PlatformMessage> kNoReports;
-// What tells that a record was not stored.
+// The reports of a record that was not stored.
 inline const PlatformMessage kNotWritten = report(130, "WriteHistoryDataToDatFile Fail");
 inline const PlatformMessage kGivenUp = report(132, "AddHistoryData fail, will delete history data file");
 
 }  // namespace vexora::test
 
-// A story of one recorder, in an empty private root and a process of its own: what a recorder remembers between
-// samples lasts as long as its process, which an exception must not leave alive.
+// A test of one recorder, in an empty private root and its own process: the recorder's state between samples lasts as
+// long as its process. An exception must not leave that process alive.
 #define BOARD_TEST(suite, name)                        \
   static void suite##name(vexora::test::Board &board); \
   TEST(suite, name) {                                  \
@@ -89,7 +89,7 @@ __attribute__((used)) inline int PDK_GetSensorRealValueFromSharedMem(int sensor,
   return sensors.broken == sensor || option != 1 ? -1 : 0;
 }
 
-// A handle of this program finds the function above.
+// A handle of this program makes dlsym find the function above.
 __attribute__((used)) inline void *dlopen(const char *path, int mode) noexcept {
   using vexora::test::sensors;
   const vexora::test::InHarness own;

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The data file: what a start makes of any, and what a writer that fails or dies leaves behind.
+// The data file: a start with any file, and the file after a writer that fails or dies.
 
 #include "history/board.h"
 
 namespace {
-// An armed fault that would kill the process does this instead.
+// Runs in place of the SIGKILL of an armed fault.
 std::function<void()> insteadOfDying;
 }  // namespace
 
@@ -18,7 +18,6 @@ extern "C" int kill(pid_t /*process*/, int /*signal*/) noexcept {
 namespace vexora::test {
 namespace {
 
-// An empty history, byte for byte.
 const std::string kFreshFile =
     std::string("\0\0\0\0\x37\x22\0\0\x1C\0\0\0\x38\x22\0\0\0\0\0\0", 20) + std::string(245'280, '\0');
 
@@ -34,7 +33,7 @@ class HistoryFile : public RootTest {
  protected:
   void TearDown() override { freeCache(); }
 
-  // The recorder starts with what is there, forgets the hour in progress and has `image` in the end.
+  // The recorder starts with the present file, discards the hour in progress and ends with `image`.
   void expectStart(const std::string &image, const Reports &reports) {
     RecTmpData = {{1, 2, 3, 4}, {5, 6, 7, 8}, 9};
     EXPECT_EQ(historyDataInit(), 0);
@@ -77,7 +76,7 @@ TEST_F(HistoryFile, IsMadeByTheFirstStartAndReplacedWhenForeignOrCutShort) {
   }
 }
 
-// What this process has open of the recorder's, and no child inherits.
+// The recorder's files that this process has open; no child may inherit them.
 std::string openFiles() {
   std::string seen;
   for (const std::string &number : list("/proc/self/fd")) {
@@ -199,15 +198,15 @@ BOARD_TEST(HistoryClear, EmptiesTheCacheAndRemovesTheFile) {
   }
   EXPECT_FALSE(exists(kDataFile));
   EXPECT_EQ(RecTmpData.sensor_3009.samples, 1U);
-  // The hour in progress goes on into a new file.
+  // The hour in progress continues into a new file.
   EXPECT_EQ(board.sampleAt(kNoon + kHour, 30, 0), 0);
   EXPECT_EQ(newestRecord().sensor_3009.average, 25);
   EXPECT_EQ(board.log.take(), kNoReports);
 }
 
-// The recorder's folder at one moment of a rewrite: what this process has open there, and what is whole.
+// The recorder's directory at one moment of a rewrite: the open files, and the complete one.
 std::string lookAround(const std::string &older) {
-  // A clear that finds its way in here would have its removed file brought back by the rename.
+  // The lock must be held: the rename would bring back the file of a clear that runs now.
   std::thread([] { EXPECT_EQ(pthread_mutex_trylock(HistoryDataRing->lock), EBUSY); }).join();
   const std::string newer = cacheBytes();
   const bool isNew = read(kDataFile) == newer;
@@ -256,7 +255,7 @@ BOARD_TEST(PowerCut, OrAFailingCallLeavesAWholeFileOrNone) {
     EXPECT_EQ(heap.growth(), 0) << group;
   }
 #endif
-  // What is synced when, and the result when that fails, is interrupted, or refused by a medium that can't be synced.
+  // Which sync fails and how, the state at that time, and the call's result. A medium without sync is no failure.
   const std::string file = kTemporaryFile + " is open, temporary file whole";
   const std::string folder = "/extlog/syslog is open, data file new";
   const std::tuple<unsigned, int, std::string, int> rows[] = {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Data files, and the answers to queries of them: the plain model that test and fuzz target compare the library with.
+// Data files, and the answers to queries of them: the plain model for test and fuzz target.
 #pragma once
 
 #include <algorithm>
@@ -44,7 +44,7 @@ struct Image {
 };
 static_assert(sizeof(Image) == kImageSize);
 
-// A record of some moment of UTC, with figures that depend on it.
+// A record of a moment of UTC; its figures depend on the moment.
 inline Record recordAt(std::time_t moment) {
   const auto seconds = static_cast<std::uint32_t>(moment);
   const auto part = [](std::time_t value) { return static_cast<std::uint16_t>(value); };
@@ -76,7 +76,7 @@ struct Query {
   std::uint32_t end;
 };
 
-// What getHistoryData answers to a caller whose count was 7 before.
+// The answer of getHistoryData to a caller whose count was 7 before.
 struct QueryAnswer {
   int result = -1;
   std::uint32_t count = 7;
@@ -89,7 +89,7 @@ inline std::ostream &operator<<(std::ostream &stream, const QueryAnswer &answer)
   return stream << answer.result << ", count " << answer.count << ", of " << answer.entries.size() << " bytes";
 }
 
-// The position rules taken one by one, in numbers too wide to wrap.
+// The rules for positions one by one, in numbers too wide to wrap.
 inline QueryAnswer reference(const Image &file, const Query &query, std::uint32_t countBefore = 7) {
   const auto [type, start, end] = query;
   const std::int64_t n = file.count;

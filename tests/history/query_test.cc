@@ -7,7 +7,7 @@ namespace {
 
 constexpr char kUntouched = '\xA5';
 
-// The call's answer, beyond which the output keeps its untouched bytes.
+// The call's answer; the output must stay untouched after it.
 QueryAnswer ask(const Query &query) {
   constexpr std::size_t kGuard = 64;
   static std::string room(kImageSize + kGuard, kUntouched);
@@ -21,20 +21,20 @@ QueryAnswer ask(const Query &query) {
   return answer;
 }
 
-// Records of which so many out of 4 come an hour after the one before, the others after any time up to a limit.
+// Compares random files: `perHour` of 4 records come an hour after the one before, the others after less than `limit`.
 void compareWithReference(unsigned pushes, unsigned perHour, std::uint32_t limit, unsigned queries,
                           std::mt19937 &random) {
   const auto below = [&random](std::uint32_t end) { return static_cast<std::uint32_t>(random() % end); };
   Image image;
-  std::uint32_t now = 0x80000000 - pushes * 1800;  // half of the times are beyond what a signed number holds
+  std::uint32_t now = 0x80000000 - pushes * 1800;  // half of the times exceed a signed number
   for (unsigned i = 0; i < pushes; ++i) {
     now += below(4) < perHour ? 3600 : below(limit);
     Record record = recordAt(static_cast<std::time_t>(now));
-    record.time = ~now;  // which nothing compares
+    record.time = ~now;  // never compared
     image.push(record);
   }
   if (below(4) == 0) {
-    image.count = 0;  // where the slots hold times
+    image.count = 0;  // although the slots have times
   }
   write(kDataFile, image.bytes());
   const auto moment = [&] {
@@ -85,7 +85,7 @@ TEST_F(HistoryQuery, RefusesWhatItCannotAnswer) {
   EXPECT_FALSE(exists(kDataFile));
 }
 
-// The command's answer to a request at an odd address, beyond which the response keeps its untouched bytes.
+// The command's answer to a request at an odd address; the response must stay untouched after it.
 std::string command(const std::string &request) {
   const std::string unaligned = '-' + request;
   std::string room(64, kUntouched);
@@ -140,7 +140,7 @@ TEST_F(HistoryQuery, CommandAnswersWithCompletionCodes) {
   vexora_ringlist_free(std::exchange(HistoryDataRing, nullptr));
 }
 
-// The recorder samples in one thread while others ask and clear.
+// The recorder samples in one thread while other threads query and clear.
 BOARD_TEST(HistoryThreads, SeeWholeRecordsOnly) {
   ASSERT_EQ(historyDataInit(), 0);
   std::atomic<int> answers = 0;

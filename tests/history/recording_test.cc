@@ -15,14 +15,14 @@ namespace vexora::test {
 namespace {
 
 const PlatformMessage kEarly = report(132, "New record time is early than last record, will delete history data file");
-// The statistics of a sensor and of its hour in progress, in a form that prints.
+// The statistics of a sensor and of its hour in progress, in a printable form.
 using Figures = std::vector<std::int64_t>;
 Figures figures(const vexora_history_statistics &sensor) { return {sensor.average, sensor.maximum, sensor.minimum}; }
 Figures progress(const vexora_history_progress &sensor) {
   return {sensor.samples, sensor.sum, sensor.maximum, sensor.minimum};
 }
 
-// A recorder that has just written the record of the hour, over the records of a file if there is one.
+// Makes a recorder that has just written the hour's record, after the records of a file if there is one.
 void start(Board &board) {
   ASSERT_EQ(historyDataInit(), 0);
   ASSERT_EQ(board.sample(), 0);
@@ -41,7 +41,7 @@ BOARD_TEST(History, FirstSampleOfAProcessClosesARecord) {
   EXPECT_TRUE(cacheBytes() == file);
   const vexora_history_hour nextHour{{}, {}, 18};
   EXPECT_EQ(std::memcmp(&RecTmpData, &nextHour, sizeof nextHour), 0);
-  setenv("TZ", "XYZ-3", 1);  // as an operator changes it under a running daemon
+  setenv("TZ", "XYZ-3", 1);  // as an operator changes it while a daemon runs
   EXPECT_EQ(board.sampleAt(kNoon + kHour, 0, 0), 0);
   EXPECT_EQ(newestRecord().hour, 16);
   EXPECT_EQ(board.log.take(), kNoReports);
@@ -50,7 +50,7 @@ BOARD_TEST(History, FirstSampleOfAProcessClosesARecord) {
 BOARD_TEST(History, RoundsReadings) {
   start(board);
   constexpr int kMost = std::numeric_limits<int>::max();
-  // The sums of 0x3009, which is rounded in single precision, and of 0x7000, which is not.
+  // The readings of 0x3009 are rounded in single precision, those of 0x7000 are not.
   const std::tuple<double, int, int> rows[] = {{20.5, 20, 20},
                                                {20.6, 21, 20},
                                                {-3.7, -3, -3},
@@ -79,10 +79,10 @@ BOARD_TEST(History, ClosesTheHourWithTheFirstSampleOfTheNext) {
   EXPECT_TRUE(read(kDataFile) == before);
   EXPECT_EQ(board.sampleAt(kNoon + kHour, 40, 0), 0);
   EXPECT_EQ(figures(newestRecord().sensor_3009), (Figures{25, 40, 10}));
-  // (2^32 - 10) / 4 and -5, the low 16 bits of each; the maximum never falls below 0.
+  // The low 16 bits of (2^32 - 10) / 4 and of -5; the maximum never falls below 0.
   EXPECT_EQ(figures(newestRecord().sensor_7000), (Figures{0xFFFD, 0, 0xFFFB}));
   EXPECT_EQ(HistoryDataRing->count, 2U);
-  // The hour of the day decides: a day later it is the same hour. The sum, 2^32 + 69,998, wraps.
+  // Only the hour of the day counts: a day later it is the same hour. The sum, 2^32 + 69,998, wraps.
   board.sampleAt(kNoon + kHour, 50, 2'147'483'647);
   board.sampleAt(kNoon + 25 * kHour, 50, 2'147'483'647);
   EXPECT_EQ(HistoryDataRing->count, 2U);
@@ -105,7 +105,7 @@ BOARD_TEST(History, MergesWithARecordOfTheSameHourAfterARestart) {
     Image image = hourly(2, kNoon - 48 * kHour);
     Record newest = recordAt(now);
     newest.query_time -= age;
-    newest.time = 0xFFFFFFFF;  // which nothing compares
+    newest.time = 0xFFFFFFFF;  // never compared
     newest.sensor_3009 = {20, 22, 18};
     newest.sensor_7000 = {0xFFFE, 0x8007, 0xFFFB};
     newest.hour = hour;
@@ -146,8 +146,8 @@ BOARD_TEST(History, LoadsTheInstalledSensorLibraryAndSkipsSamplesWhileBusy) {
 
 BOARD_TEST(History, LosesOnlyTheSampleThatCannotBeTaken) {
   ASSERT_EQ(historyDataInit(), 0);
-  // The library, a broken sensor, the time; then the samples of 0x3009 and the last record's hour, which is 24 from the
-  // first reading on.
+  // The library, a broken sensor, the time; then the samples of 0x3009 and the last record's hour, which is 24 once a
+  // reading was tried.
   using Row = std::tuple<const char *, int, std::time_t, unsigned, int>;
   const Row rows[] = {{"/none", 0, kNoon, 0, 0},        {"libc.so.6", 0, kNoon, 0, 0},
                       {nullptr, 0, kNoLocalTime, 0, 0}, {nullptr, 0, -1, 0, 0},  // a clock beyond the C library's time
@@ -185,7 +185,7 @@ BOARD_TEST(History, GivesUpTheFileButNotTheSamplesWhileTheClockIsSetBack) {
   EXPECT_EQ(figures(newestRecord().sensor_3009), (Figures{30, 60, 10}));
 }
 
-// The two ways in which there is nothing to add a record to.
+// The two cases in which no cache can take a record.
 BOARD_TEST(History, GivesUpWithoutAUsableCache) {
   write(kDataFile, "there");
   EXPECT_EQ(board.sample(), -1);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the messaging tests share: a call with all that it says and leaves behind, and the far end of a pipe.
+// Helpers of the messaging tests: a call with all its output and effects, and the far end of a pipe.
 #pragma once
 
 #include "support/test.h"
@@ -9,7 +9,7 @@ namespace vexora::test {
 
 using Messages = std::vector<PlatformMessage>;
 
-// All that a call shows: its result, standard output (the debug log's included) and the platform's debug output.
+// A call's result, standard output (the debug log's included) and the platform's debug output.
 struct Outcome {
   int result = 0;
   std::string output = {};
@@ -22,7 +22,7 @@ inline void PrintTo(const Outcome &outcome, std::ostream *out) {
   testing::internal::UniversalPrint(std::tie(outcome.result, outcome.output, outcome.reports), out);
 }
 
-// What the debug log prints of a critical message at the tests' time.
+// A critical message in the debug log at the tests' time.
 inline std::string logged(const std::string &text) { return "[Critical]:<2024-05-01T13:45:07>" + text + "\n\n"; }
 
 // `size` bytes that differ from their neighbours near and far.
@@ -47,7 +47,7 @@ class PipeOwner {
 
   [[nodiscard]] int fd() const { return fd_; }
 
-  // Takes all that is in the pipe.
+  // Reads all bytes in the pipe.
   [[nodiscard]] std::string arrived() const {
     std::string bytes(1 << 16, '~');
     const ssize_t got = ::read(fd_, bytes.data(), bytes.size());
@@ -55,7 +55,7 @@ class PipeOwner {
     return bytes;
   }
 
-  // Leaves no room for another byte.
+  // Fills the pipe to the last byte.
   void fill() const {
     const std::string page(4096, '#');
     while (::write(fd_, page.data(), page.size()) > 0) {
@@ -67,10 +67,10 @@ class PipeOwner {
   const int made_, fd_;
 };
 
-// Something that exists and that nobody can open, root included.
+// Makes a path that exists and that nobody can open, root included.
 inline void placeUnopenable(const char *path) { EXPECT_EQ(mknod(path, S_IFSOCK | 0600, 0), 0); }
 
-// Starts with the debug log on for this library's own module; ends with no descriptor, child process or report left.
+// Starts with the debug log on for this library's own module; no descriptor, child process or report may remain.
 class ChannelTest : public RootTest {
  protected:
   ChannelTest() {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The queue transport, against programs that use the system's calls and know nothing of this library, and the requests
-// as the daemons find them in their queues and pipes, byte by byte.
+// The queue transport, against programs that use the system's calls without this library, and the requests as they
+// arrive in the daemons' queues and pipes, byte for byte.
 
 #include <sys/msg.h>
 
@@ -15,13 +15,13 @@ constexpr int kKey = 12347;  // the machine-check daemon's
 constexpr int kIdlKey = 12345;
 const std::string kSentinel(1500, '~');
 
-// What the platform's calls fail with when not 0.
+// The errno of the interposed calls; 0 lets them through.
 struct Platform {
   int getError = 0, sendError = 0, receiveError = 0;
 };
 Platform platform;
 
-// A message as any program on the machine sees it: type and text.
+// A message as another program on the machine sees it: type and text.
 using QueueMessage = std::pair<long, std::string>;
 const QueueMessage kNoMessage = {-1, "none"};
 
@@ -95,7 +95,7 @@ TEST_F(MessageQueues, PayloadBeginsInTheTypesSecondByte) {
     SCOPED_TRACE(payload.size());
     EXPECT_EQ(send(payload), Outcome{});
     EXPECT_EQ(taken(queue_), message);
-    // The kernel gives each program the type in its own word size, so the second sender is one of any.
+    // Each program sees the type in its own word size, so a program without this library sends the second message.
     const auto &[type, text] = message;
     RawMessage foreign = {type, {}};
     text.copy(foreign.text.data(), text.size());
@@ -128,7 +128,7 @@ TEST_F(MessageQueues, ReceivingWaitsForAnyTypeAndFillsNoMoreThanAsked) {
   EXPECT_EQ(outcome(VexoraReadMsgQueue, queue_, buffer.data(), 2), Outcome{});
   EXPECT_EQ(buffer, "\x11\x22" + kSentinel.substr(2));
 
-  // One text byte more than this library sends still comes, without it; two more don't.
+  // A text one byte longer than this library's maximum is received, without that byte. A longer one is refused.
   const auto sendText = [&](std::size_t size) {
     RawMessage foreign = {0x44332201, {}};
     foreign.text.fill('x');
@@ -172,7 +172,7 @@ TEST_F(MessageQueues, TimedDiagnosisRecordsGetTheLocalTime) {
       {"XST+05:30", 1714571107, std::string("\x0B\xFA\x31\x66", 4)},  // 19,800 less
       {"XST5XDT,M3.2.0,M11.1.0", 1714571107, "\x23\x0F\x32\x66"},     // summer: 14,400 less
       {"XST5XDT,M3.2.0,M11.1.0", 1704067200, "\x30\xBA\x91\x65"},     // winter: 18,000 less
-      {"XST-02:00", INT32_MAX, "\x1F\x1C" + zeros(1) + "\x80"},       // past the signed end
+      {"XST-02:00", INT32_MAX, "\x1F\x1C" + zeros(1) + "\x80"},       // after the largest signed time
       {"XST+05:30", 0, std::string("\xA8\xB2\xFF\xFF", 4)},           // before the epoch
   };
   for (const auto &[zone, now, bytes] : rows) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Named pipes, and the component monitors' and the RAID monitor's channels through them. The program stands between the
-// library and the platform's wait and semaphore, sees each use of them and can decide how it ends.
+// Named pipes, and the component monitors' and the RAID monitor's channels through them. The program interposes the
+// system's wait and semaphore: it records each use and can set the result.
 
 #include "firmware/unix.h"
 #include "ipc/channels.h"
@@ -14,7 +14,7 @@ constexpr const char *kRaidPipe = "/var/raid_replace_moni_cmd_pipe";
 constexpr int kNoDescriptor = 900;
 const std::string kModule = "libvexora_basefunction";
 
-// The wait's seconds and microseconds; with an answer it ends at once with that, and errno for -1.
+// The seconds and microseconds of the wait. With an answer it returns that immediately, and sets errno for -1.
 struct Wait {
   std::optional<int> answer;
   int error = 0;
@@ -22,7 +22,7 @@ struct Wait {
 };
 Wait wait;
 
-// What became of the semaphore, with the descriptors open at that moment.
+// The uses of the semaphore, each with the number of open descriptors.
 struct Semaphore {
   bool missing = false, waitFails = false;
   std::string uses;
@@ -35,7 +35,7 @@ Outcome reported(const std::string &text, const std::string &output = "") {
   return {-1, output, {{130, "[" + kModule + ":LINE]" + text}}};
 }
 
-// What vexora_writepipe reports.
+// The report of vexora_writepipe.
 Outcome unwritten(const std::string &text, const std::string &output = "") {
   return reported(text + kModule + " vexora_writepipe LINE\n", output);
 }
@@ -47,7 +47,7 @@ class Pipes : public ChannelTest {
     semaphore = {};
   }
 
-  // Sends a status, and sees that its pipe is open within a whole turn alone.
+  // Sends a status. Its pipe must be open only while the semaphore is held.
   Outcome sendRaidInATurn() {
     semaphore.uses.clear();
     Outcome seen = outcome(SendRaidMonitorStatusToPipe, 0x1A5U, UINT_MAX);
@@ -75,7 +75,7 @@ TEST_F(Pipes, CreationMakesAFifoOrLeavesWhateverExists) {
     EXPECT_EQ(outcome(vexora_writepipe, path.c_str(), "x", 1),
               unwritten("Unable to create pipe " + path + " --------------- ", unmade));
   }
-  const FailCall lookedTooEarly("access", 1, ENOENT);  // of two first senders the later finds the pipe
+  const FailCall lookedTooEarly("access", 1, ENOENT);  // as if another first sender made the pipe after the check
   EXPECT_EQ(outcome(vexora_create_pipe, kPipe), Outcome{});
   EXPECT_TRUE(lookedTooEarly.struck());
 }
@@ -98,7 +98,7 @@ TEST_F(Pipes, OpensForBothDirectionsWithoutAPartnerOrRemovesThePath) {
   EXPECT_EQ(outcome(vexora_openpipe, nullptr), Outcome{-1});
 }
 
-// Both readers read alike once there are data, whatever the time-out.
+// Both readers return the same once there are data, whatever the time-out.
 TEST_F(Pipes, ReadingGivesWhatIsThereAndZeros) {
   using Reader = int (*)(int, void *, unsigned);
   const Reader patient = [](int fd, void *to, unsigned size) { return vexora_select_readpipe(fd, to, size, -1); };
@@ -269,7 +269,7 @@ constexpr std::uint32_t kRecords = 50'000;  // an emulated board takes a minute 
 constexpr std::uint32_t kRecords = 1'000'000;
 #endif
 
-// A writer's record of a number: both of them, and up to 1017 bytes more.
+// A writer's record: writer and sequence number, and up to 1017 bytes more.
 std::string record(std::uint32_t writer, std::uint32_t sequence) {
   const std::uint32_t header[] = {writer, sequence};
   const auto random = std::minstd_rand(1 + writer + kWriters * sequence)() / kWriters;
@@ -278,7 +278,7 @@ std::string record(std::uint32_t writer, std::uint32_t sequence) {
   return bytes;
 }
 
-// Every second writer goes by path, the others keep the pipe open.
+// Every second writer sends by path, the others keep the pipe open.
 [[noreturn]] void writeAll(std::uint32_t writer) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   const SignalStorm storm;
@@ -293,7 +293,6 @@ std::string record(std::uint32_t writer, std::uint32_t sequence) {
   _exit(sent && SignalStorm::signals() > 0 ? 0 : 1);
 }
 
-// Signals interrupt the writers and the reader.
 TEST_F(Pipes, RecordsOfManyWritersArriveWholeAndInEachOnesOrder) {
   ASSERT_EQ(vexora_create_pipe(kPipe), 0);
   const int fd = vexora_openpipe(kPipe);

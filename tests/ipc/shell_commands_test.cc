@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Shell commands, run by the machine's real shell. Each test ends with no child process and no descriptor left over;
-// see ChannelTest.
+// Shell commands, run by the machine's real shell. No child process or descriptor may remain; see ChannelTest.
 
 #include "ipc/channels.h"
 #include "vexora/ipc.h"
@@ -50,7 +49,7 @@ TEST_F(ShellCommands, OutputAfterTheCloseEndsTheCommand) {
   const std::function<int(const char *)> runners[] = {
       dwPopenExcute, [&](const char *command) { return VexoraCommandToBuff(command, buffer, 2); },
       [&](const char *command) { return VexoraCommandToBuffEx(command, buffer, 2); }};
-  // Prints until nobody reads any more.
+  // Prints until the reader has closed the pipe.
   const std::string closed = "(trap '' PIPE; while echo line; do :; done) 2>/dev/null; ";
   for (const auto &run : runners) {
     SCOPED_TRACE(&run - runners);
@@ -69,9 +68,9 @@ TEST_F(ShellCommands, FirstLineFirstBytesOrAllOfTheOutputArrive) {
       {"printf 'no end'", "no end"},
       {"echo one; echo two; echo three", "one\ntwo\nthree\n"},
       {R"(printf 'a\0b\n\0\377')", std::string("a\0b\n\0\xFF", 6)},
-      {"seq 50000", numbersTo(50000)},  // more than a pipe holds
+      {"seq 50000", numbersTo(50000)},  // above a pipe's capacity
       {"yes | head -c 400000 | tr -d '\\n'", std::string(200000, 'y')},
-      // Lines around the 499 characters of a piece, and of several.
+      // Lines around the length of a piece, 499 characters, and of several pieces.
       {"printf '%0498d\n%0499d\n%0500d\n%02000d' 0 0 0 0 | tr 0 x",
        x498 + "\n" + x498 + "x\n" + x498 + "xx\n" + std::string(2000, 'x')},
   };
@@ -134,7 +133,7 @@ TEST_F(ShellCommands, ACommandThatCannotBeStartedIsTold) {
 }
 
 TEST_F(ShellCommands, SignalsDoNotCutTheOutput) {
-  // Each line is a process of its own, so that reads wait for it.
+  // A separate process prints each line, so that reads wait for it.
   const char *const slow = "for n in $(seq 60); do /bin/echo $n; done";
   const std::string all = numbersTo(60);
   const SignalStorm storm;
@@ -156,7 +155,7 @@ TEST_F(ShellCommands, ChildrenOfOtherThreadsInheritNothing) {
   const int output = open(kFile, O_RDWR | O_CLOEXEC);
   std::thread running([] { EXPECT_EQ(toFile("head -c 9000 /dev/zero; cat /var/gate"), 0); });
   char byte = '~';
-  EXPECT_EQ(::read(output, &byte, 1), 1);  // so it has the file and its command open
+  EXPECT_EQ(::read(output, &byte, 1), 1);  // the file and the command are open now
   EXPECT_EQ(inherited(), before);
   close(open("/var/gate", O_WRONLY | O_CLOEXEC));
   running.join();

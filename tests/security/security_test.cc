@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Passwords with the stand-in's cipher, signatures that OpenSSL makes, digests by a copy of libcrypto at the board's
-// path.
+// Passwords with the stand-in's cipher, signatures made by OpenSSL, digests by a copy of libcrypto at the board's path.
 #include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/x509.h>
@@ -15,7 +14,7 @@ namespace {
 
 using Seen = std::tuple<int, std::string, std::string, std::size_t>;  // result, buffer, output, bytes wiped
 
-std::string platformKey;  // empty when it can't be had
+std::string platformKey;  // empty: not available
 std::size_t wiped = 0;
 bool libcryptoFails = false;
 int openLibraries = 0;
@@ -62,7 +61,7 @@ TEST_F(Security, PasswordIsTransformedInPlaceOrLeftAlone) {
     EXPECT_EQ(of(-1), Seen(-1, before, "", 0));
     EXPECT_EQ(of(65), Seen(-1, before, "", 0));
     EXPECT_EQ(of(64), Seen(-1, before, keyMessage, 56));
-    platformKey.assign(56, '\0');  // which the cipher takes for none
+    platformKey.assign(56, '\0');  // an empty text for the cipher
     EXPECT_EQ(of(64), Seen(-1, before, message, 120));
     platformKey = key;
     for (const int length : {0, 1, 15, 16, 17, 64}) {
@@ -106,7 +105,7 @@ TEST_F(Security, PlainPasswordIsRefusedWhereTheMarkerIs) {
   EXPECT_EQ(std::tuple(GetEncryptCtrl(), CheckEncryptValid(2), CheckEncryptValid(1)), std::tuple(0, 0, 0));
   touch("/var/blowfish");
   EXPECT_EQ(std::tuple(GetEncryptCtrl(), CheckEncryptValid(2), CheckEncryptValid(1)), std::tuple(1, -1, 0));
-  // A marker from 2038 on can't be described where time_t has 32 bits.
+  // EOVERFLOW: the marker exists, only its time doesn't fit a 32-bit time_t.
   for (const auto &[error, marked] : {std::pair(EOVERFLOW, 1), {EACCES, 0}}) {
     SCOPED_TRACE(error);
     const FailCall first("stat", 1, error);
@@ -133,7 +132,7 @@ TEST_F(Security, HexTextNeedsRoomForItsTerminator) {
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
 TEST_F(Security, SignatureIsVerifiedWithASoundKey) {
-  ERR_raise(ERR_LIB_USER, 1);  // another's, which stays
+  ERR_raise(ERR_LIB_USER, 1);  // the caller's own error, which must stay
   const std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> signer(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256"),
                                                                    EVP_PKEY_free);
   const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(), EVP_MD_CTX_free);
@@ -172,11 +171,11 @@ TEST_F(Security, SignatureIsVerifiedWithASoundKey) {
     std::vector<std::uint8_t> cut(std::max((length + 2) % 256, 2U));
     std::copy_n(der.begin(), std::min(cut.size(), der.size()), cut.begin());
     cut[1] = static_cast<std::uint8_t>(length);
-    cut.back() ^= length == 89 ? 1 : 0;  // off the curve where the length is right
+    cut.back() ^= length == 89 ? 1 : 0;  // with the right length, the point is off the curve
     const std::string told = "Key length: " + std::to_string((length + 2) % 256) + " .\nKey check failed.\n";
     EXPECT_EQ(refusal(cut.data()), "Init ECDSA\n" + (length == 0 ? "" : told)) << length;
   }
-  // The point at infinity, with which anybody's signature would be valid.
+  // The point at infinity: with it, any signature could be valid.
   std::string infinity("\x30\x19\x30\x13\6\7\x2A\x86\x48\xCE\x3D\2\1\6\x08\x2A\x86\x48\xCE\x3D\3\1\7\3\2\0\0", 27);
   EXPECT_EQ(refusal(bytes(infinity)), "Init ECDSA\nKey length: 27 .\nKey check failed.\n");
   EXPECT_EQ(refusal(nullptr), "Init ECDSA\n");
@@ -200,7 +199,7 @@ Seen digested(long from, unsigned length) {
   return outcome;
 }
 
-// Libcrypto stays mapped once it is loaded, hence the process.
+// Libcrypto stays mapped once it is loaded, so the test needs its own process.
 TEST_F(Security, Md5DigestsTheNextBytesOrLeavesTheBufferAlone) {
   inFreshProcess([] {
     std::string stream(1000, '\0');
@@ -222,7 +221,7 @@ TEST_F(Security, Md5DigestsTheNextBytesOrLeavesTheBufferAlone) {
     const char *const messages[] = {"md5 init error!\n", "md5 update error!\n", "md5 final error!\n"};
     for (std::uint16_t slot = 0; slot < 3; ++slot) {
       SCOPED_TRACE(slot);
-      // A function that always returns 0, then one that isn't there.
+      // A function that always returns 0, then a missing one.
       const auto before = std::exchange(g_Md5Initialize[slot], vexora_md5_symbol{slot, "OPENSSL_issetugid"});
       EXPECT_EQ(digested(0, 100), Seen(-1, untouched, messages[slot], 0));
       g_Md5Initialize[slot] = {slot, "none"};
@@ -273,7 +272,7 @@ unsigned char *SHA256(const unsigned char *data, std::size_t size, unsigned char
   return vexora::test::libcryptoFails ? nullptr : vexora::test::original(&SHA256, "SHA256")(data, size, digest);
 }
 
-// Buffers for the platform are zero-filled: it may leave parts alone.
+// The library must pass zeroed buffers, as the platform may not fill them.
 int DecryptPassword(const std::uint8_t *cipher, std::uint8_t size, std::uint8_t *plain, std::uint8_t room,
                     const std::uint8_t *key) {
   EXPECT_EQ(std::count(plain, plain + 64, 0), 64);
@@ -286,7 +285,7 @@ int getEncryptKey(std::uint8_t *key) {
   return vexora::test::platformKey.empty() ? 1 : 0;
 }
 
-// Both names that the C library's wipe goes by.
+// The two names of the C library's secure wipe.
 void __explicit_bzero_chk(void *at, std::size_t size, std::size_t) noexcept {
   std::fill_n(static_cast<volatile char *>(at), size, '\0');
   vexora::test::wiped += size;

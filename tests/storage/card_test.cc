@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The TF card on a board whose `mount`, `umount` and `df` are shell scripts, first on the path: they keep a record of
-// how they were called and do what a test tells them.
+// The TF card on a board whose `mount`, `umount` and `df` are shell scripts, first in the path: they record their
+// arguments and run a test's script.
 
 #include <sched.h>
 #include <sys/mount.h>
@@ -16,17 +16,17 @@ namespace {
 const std::string kFolder = "/mnt/sdmmc0p2/fw/";
 const std::string kMount2 = "umount /mnt/sdmmc0p2\nmount /dev/mmcblk0p1 /mnt/sdmmc0p2\n";
 const std::string kRemount3 = "df -k\numount /mnt/sdmmc0p3\nmount /dev/mmcblk0p1 /mnt/sdmmc0p3\n";
-// What programs that trust names choke on; the longest name is one of 255 bytes.
+// Names that break careless programs; the longest one has 255 bytes.
 const std::string kForeign[] = {"%n%s", "-rf", "a b\nc", "$(reboot);`x`&", std::string(251, '%')};
 
 void answer(const std::string &program, const std::string &script) { write("/var/bin/" + program + ".answer", script); }
 
-// What a look at the mount shows: the outcome, the commands, and both outputs.
+// A look at the mount: the outcome, the commands, and both outputs.
 using Look = std::tuple<Outcome, std::string, std::string, std::int64_t>;
 
 bool popenFails = false;
 std::vector<long> pauses;  // in nanoseconds
-std::string synced;        // what was open on the card when a fault struck
+std::string synced;        // open files on the card when a fault struck
 
 class Card : public ChannelTest {
  protected:
@@ -45,7 +45,7 @@ class Card : public ChannelTest {
     }
     makeFolder(kFolder);
   }
-  // The commands since the last look at them.
+  // The commands since the last call.
   static std::string commands() {
     std::string lines = exists("/var/commands") ? read("/var/commands") : "";
     remove("/var/commands");
@@ -78,7 +78,7 @@ TEST_F(Card, IsMountedForLogs) {
 }
 
 TEST_F(Card, HasWhatWasStoredBeforeACallReturns0) {
-  // What is synced, the file first, and the message when that fails.
+  // The call, the synced paths in order, the file first, and the message when a sync fails.
   const std::tuple<std::function<int()>, std::vector<std::string>, std::string> rows[] = {
       {[] { return common_copy_ima_file_to_tf_card("/var/source", "fw", "fw"); },
        {kFolder + "fw.new", "/mnt/sdmmc0p2/fw", "/mnt/sdmmc0p2"},
@@ -198,7 +198,7 @@ TEST_F(Card, FolderThatCannotBeListedKeepsItsImages) {
       {"readdir", 61}};
   for (const auto &[call, least] : rows) {
     SCOPED_TRACE(call);
-    for (int n = 0; n < 60; ++n) {  // three times more room than the first block has
+    for (int n = 0; n < 60; ++n) {  // three times the first block's capacity
       touch(kFolder + std::to_string(n) + std::string(240, 'n') + ".old");
     }
     write(kFolder + "fw.new", "last");
@@ -218,7 +218,7 @@ TEST_F(Card, FolderOfAnImageIsMade) {
   umask(0);
   EXPECT_EQ(common_copy_ima_file_to_tf_card("/var/source", "fw", "made"), 0);
   EXPECT_EQ(std::filesystem::status("/mnt/sdmmc0p2/made").permissions(), std::filesystem::perms(0777));
-  const std::string deep = "no/" + std::string(200, 'd');  // cut to 127 characters with the mount point
+  const std::string deep = "no/" + std::string(200, 'd');  // with the mount point it is cut to 127 characters
   const std::string cut = "create /mnt/sdmmc0p2/" + deep.substr(0, 113) + " in TF card fail.\n\n";
   EXPECT_EQ(outcome(common_copy_ima_file_to_tf_card, "/var/source", "fw", deep.c_str()),
             (Outcome{-1, "[Error]:<2024-05-01T13:45:07>" + cut}));
@@ -256,7 +256,7 @@ TEST_F(Card, WithoutAMountIsMountedInThreeAttempts) {
   answer("df", R"(printf '/dev/mmcblk0p1\n 1 2 3 4%% /m\n/dev/mmcblk0p12 1 2 3 4%% /m\n/dev/mmcblk0p1 1 2 3\n\n'
 exec >&-; for n in 1 2 3; do /bin/true; done; echo df ended >>/var/commands)");
   EXPECT_EQ(look(), (Look{{}, "df -k\ndf ended\n" + kRemount3.substr(6), "~", -7}));
-  // The rest of a line that is too long is no line.
+  // The rest of a line that is too long is not a line of its own.
   answer("df", "printf '%0255d/dev/mmcblk0p1 1 2 3 4%% /no\\n/dev/mmcblk0p1 1 2 5 4%% /m\\n' 0");
   EXPECT_EQ(look(), (Look{{}, "df -k\n", "/m", 5}));
   EXPECT_EQ(outcome(CheckTFCardMountStatus, nullptr, nullptr), Outcome{});
@@ -307,7 +307,7 @@ int nanosleep(const timespec *time, timespec * /*left*/) {
   return 0;
 }
 
-// An armed fault that would kill the process notes what is open on the card.
+// Instead of the SIGKILL of an armed fault: notes the open files on the card.
 int kill(pid_t /*process*/, int /*signal*/) noexcept {
   const vexora::test::InHarness own;
   for (const std::string &number : vexora::test::list("/proc/self/fd")) {
@@ -318,7 +318,7 @@ int kill(pid_t /*process*/, int /*signal*/) noexcept {
   return 0;
 }
 
-// A test of the library's memory isn't about the platform's.
+// Memory faults are for the library's allocations, not for the platform's.
 int copyFile(const char *from, const char *to) {
   const vexora::test::InHarness own;
   return original(&copyFile, "copyFile")(from, to);

@@ -12,12 +12,12 @@ constexpr const char *kFile = "/var/file";
 const std::string kGuarded = std::string("\x26\x39\xF4\xCB") + "123456789";  // the digits' checksum is 0xCBF43926
 constexpr auto kReadGuarded = vexora_string_read_file_with_crc32_check;
 
-// The folders that the platform was asked to remove.
+// The directories that the platform was asked to remove.
 std::vector<std::string> removals;
 
 class Files : public ChannelTest {};
 
-// A returned block as text, which it releases.
+// The text of a returned block. Frees the block.
 std::string text(char *block) {
   std::string copy = block == nullptr ? "no block" : block;
   std::free(block);
@@ -42,7 +42,7 @@ TEST_F(Files, GuardedTextFollowsItsChecksum) {
 TEST_F(Files, WhatIsNoReadableFileGivesNothing) {
   ASSERT_EQ(mkfifo("/var/pipe", 0600), 0);
   write("/var/endless", "0123456789");
-#ifndef VEXORA_SANITIZED  // for sanitizers, asking for so much memory is a fault
+#ifndef VEXORA_SANITIZED  // sanitizers report a request for so much memory
   constexpr off_t kMoreThanMemory = off_t{1} << (sizeof(void *) == 8 ? 62 : 32);  // 32-bit kernels limit files, too
   ASSERT_EQ(truncate("/var/endless", kMoreThanMemory + 10), 0);
   EXPECT_EQ(vexora_string_read_file("/var/endless"), nullptr);
@@ -190,7 +190,7 @@ TEST_F(Files, FolderOperations) {
   EXPECT_EQ(createIfNotExists(nullptr), -1);
   EXPECT_EQ(createIfNotExists("/var/%s"), 0);
   {
-    const FailCall lookedTooEarly("statx", 1, ENOENT);  // of two makers the later finds it made
+    const FailCall lookedTooEarly("statx", 1, ENOENT);  // as if another call made it after the check
     EXPECT_EQ(createIfNotExists("/var/%s"), 0);
   }
   const FailCall realUser("access", 1, EACCES);

@@ -1,22 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// For the build that counts executed lines. Counters are written at a process's exit; one that ends without exit
-// handlers, as after a crash report, or by its own signal writes them here first.
+// For the build that counts executed lines. Counters are written at a process's exit. A process that ends without exit
+// handlers, as after a crash report, or by its own signal must write them before.
 #include "support/test.h"
 
 #include <sys/syscall.h>
 
 extern "C" {
 
-// The library's: each shared object has counters of its own.
+// The library's functions: each shared object has its own counters.
 void __gcov_dump();
 void __gcov_reset();
 }
 
 namespace {
 
-// May be called again, so what was written must not be counted twice. Writing is a cancellation point: a cancelled
-// thread would end in here with the counters locked.
+// A second call must not count the written counters twice, so they are reset. Writing is a cancellation point: a thread
+// cancelled in here would leave the counters locked.
 void writeCounters() {
   const vexora::test::InHarness own;
   const int before = errno;
@@ -30,7 +30,7 @@ void writeCounters() {
 
 }  // namespace
 
-// Weak: a test may have ends of its own.
+// Weak, so that a test can define its own.
 extern "C" {
 
 [[gnu::weak]] void _exit(int status) {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The interposed calls. Code built with 64-bit offsets calls fopen64 where its source says fopen, fortified code calls
-// __read_chk where it says read, and libraries built otherwise call the plain names: each variant is defined here under
-// its own name, so this file alone is compiled without either.
+// The interposed calls. Code built with 64-bit offsets calls fopen64 for fopen, fortified code calls __read_chk for
+// read, and other code calls the plain names. Each variant is defined here under its own name, so this file alone is
+// compiled without both.
 #undef _FILE_OFFSET_BITS
 #undef _FORTIFY_SOURCE
 
@@ -15,7 +15,7 @@
 namespace vexora::test {
 namespace {
 
-// Of the executable's own storage, so that reading it never allocates.
+// In the executable's own storage, so that reading it never allocates.
 thread_local FailCall *armed = nullptr;
 
 bool mustFail(std::string_view call, std::string_view group = kAnyFileCall) {
@@ -27,7 +27,7 @@ bool mustFail(std::string_view call, std::string_view group = kAnyFileCall) {
   return block;
 }
 
-// The stream's error flag in glibc's layout, which its own failures would have set.
+// The stream's error flag in glibc's layout: a real failure would have set it.
 constexpr int kStreamError = 0x20;
 
 void markFailed(std::FILE *file) { file->_flags |= kStreamError; }
@@ -63,14 +63,14 @@ using vexora::test::markFailed;
 using vexora::test::mustFail;
 using vexora::test::original;
 
-// Defines one interposed call that differs from the next only in names and types. The failure value comes last.
+// Defines one interposed call. The failure value comes last.
 #define INTERPOSE(result, symbol, name, parameters, arguments, qualifier, failure) \
   result symbol parameters qualifier {                                             \
     static auto *const real = original(&symbol, #symbol);                          \
     return mustFail(name) ? (failure) : real arguments;                            \
   }
 
-// The same for those with a mode that is only there when the flags ask for it.
+// The same for calls whose mode is present only with some flags.
 #define INTERPOSE_OPEN(symbol)                                                             \
   int symbol(const char *path, int flags, ...) {                                           \
     std::va_list more;                                                                     \
@@ -110,7 +110,7 @@ INTERPOSE(std::size_t, __fread_chk, "fread",
 INTERPOSE(std::size_t, fwrite, "fwrite", (const void *data, std::size_t size, std::size_t count, std::FILE *file),
           (data, size, count, file), , (markFailed(file), 0))
 INTERPOSE(int, fflush, "fflush", (std::FILE * file), (file), , (file != nullptr ? markFailed(file) : void(), EOF))
-// A failed close has closed all the same.
+// A close that fails has closed the descriptor all the same.
 INTERPOSE(int, fclose, "fclose", (std::FILE * file), (file), , (real(file), EOF))
 INTERPOSE(int, close, "close", (int fd), (fd), , (real(fd), -1))
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Makes system calls fail on purpose. A program that links this routes its own and the library's calls of the C
-// library through counters; an armed fault makes the chosen one fail. Only calls of the thread that armed the fault
-// count, and none that the test support itself makes (platform log, clock, sensors).
+// Makes system calls fail on purpose. In a program that links this, its own and the library's calls of the C library go
+// through counters, and an armed fault makes a chosen one fail. Only calls of the thread that armed the fault count,
+// without those of the test support itself (platform log, clock, sensors).
 //
 //   setUp();
 //   failEach("fwrite", ENOSPC,
@@ -21,11 +21,11 @@
 
 namespace vexora::test {
 
-// Groups of calls that an armed fault can name instead of one.
+// Groups of calls, which an armed fault can name instead of one.
 inline constexpr std::string_view kAnyFileCall = "any file call";
 inline constexpr std::string_view kAnyAllocation = "any allocation";
 
-// While true, readdir leaves the entries' types open, as some file systems do.
+// While true, readdir returns entries without a type, as some file systems do.
 extern bool entriesWithoutType;
 
 // For a fault that only counts.
@@ -35,7 +35,7 @@ enum class Strike {
   kOnce,      // the nth call fails, later ones work again
   kFromThen,  // the nth call and all later ones fail
   kKill,      // the process dies by SIGKILL just before the nth call
-  kSay,       // the nth call works, yet leaves the error in errno, as it may
+  kSay,       // the nth call succeeds but sets errno, as it may
 };
 
 // Armed while it lives; one a thread at a time.
@@ -45,12 +45,12 @@ class FailCall {
   ~FailCall();
   FailCall(FailCall &&) = delete;
 
-  // Whether a call was made to fail.
+  // Whether the fault has made a call fail.
   [[nodiscard]] bool struck() const { return seen_ >= nth_; }
   // Calls of that name so far, the failed ones included.
   [[nodiscard]] unsigned seen() const { return seen_; }
 
-  // For the interposed calls: counts this one and says whether it must fail, with errno set.
+  // For the interposed calls: counts this one and returns whether it must fail, with errno set.
   bool strikes(std::string_view call, std::string_view group);
 
  private:
@@ -61,8 +61,8 @@ class FailCall {
   unsigned seen_ = 0;
 };
 
-// Repeats `call` with its 1st, 2nd, 3rd ... use of `name` failing, and `check(n)` after each with the fault lifted,
-// until `call` gets through untouched. Returns how many failures were struck, so that a test can expect some.
+// Repeats `call` with its 1st, 2nd, 3rd ... use of `name` failing, and `check(n)` after each without the fault, until
+// `call` succeeds. Returns the number of failures, so that a test can expect some.
 template <typename Call, typename Check>
 unsigned failEach(std::string_view name, int error, Call call, Check check, Strike strike = Strike::kOnce) {
   for (unsigned n = 1;; ++n) {
@@ -79,8 +79,8 @@ unsigned failEach(std::string_view name, int error, Call call, Check check, Stri
   }
 }
 
-// Heap blocks of this thread now, less those at construction; 0 after a call that leaks nothing. Builds without
-// sanitizers only, which find leaks themselves.
+// This thread's heap blocks now, less those at construction; 0 after a call that leaks nothing. Only in builds without
+// sanitizers, which find leaks themselves.
 class HeapWatch {
  public:
   [[nodiscard]] long growth() const { return blocks_ - before_; }
@@ -89,7 +89,7 @@ class HeapWatch {
   static void count(long blocks) { blocks_ += blocks; }
 
  private:
-  static inline thread_local long blocks_ = 0;  // of the executable's own storage, so that counting never allocates
+  static inline thread_local long blocks_ = 0;  // in the executable's own storage, so that counting never allocates
   long before_ = blocks_;
 };
 

@@ -12,7 +12,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Left in the root by the script that makes it.
+// The script that makes the root leaves this file in it.
 constexpr const char *kRootMark = "/.private-root";
 
 constexpr const char *kWritable[] = {
@@ -20,7 +20,7 @@ constexpr const char *kWritable[] = {
 
 constexpr int kMostOpen = 16;
 
-// What holds a mount stays.
+// A directory with a mount in it stays: its removal fails.
 int removeBelow(const char *path, const struct stat * /*status*/, int /*kind*/, FTW *at) {
   if (at->level > 0) {
     static_cast<void>(std::remove(path));
@@ -101,8 +101,7 @@ void clearRoot() {
     throw std::runtime_error("not in a private root; start test programs through tests/support/private_root");
   }
   for (const char *folder : kWritable) {
-    // On its file system alone: a build folder that happens to lie below one of ours is mounted there, and must
-    // survive.
+    // Only on its own file system: a build directory may be mounted in one of these and must survive.
     nftw(folder, removeBelow, kMostOpen, FTW_DEPTH | FTW_MOUNT | FTW_PHYS);
   }
   fs::create_directories("/var/tmp");
@@ -146,7 +145,7 @@ int runInChild(const std::function<void()> &body) {
   std::fflush(nullptr);
   const pid_t child = fork();
   if (child == 0) {
-    // An exception that left the child's body would run the rest of the tests in the child as well.
+    // An exception that left the body would run the rest of the tests in the child as well.
     [&]() noexcept { body(); }();
     std::exit(testing::Test::HasFailure() ? 1 : 0);
   }

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What a test program begins with: files, processes and the platform as tests see them, call faults, and the system's
-// and the standard library's everyday headers. One header, since it is made ready once for all programs.
-// A guard of its own: the compiler knows a header by its file, which in a precompiled one may be another.
+// For all tests: files, processes and the platform as tests see them, call faults, and the usual headers of the system
+// and the standard library. One header, because it is precompiled once for all programs.
+// An include guard, not #pragma once: the compiler may know a precompiled header under another file.
 #ifndef VEXORA_TESTS_SUPPORT_TEST_H
 #define VEXORA_TESTS_SUPPORT_TEST_H
 
@@ -43,52 +43,51 @@
 
 namespace vexora::test {
 
-// Files of the private root, in one word each. Whole contents travel as strings. Failures of the helpers themselves
-// throw, which ends the test with the reason.
+// Files of the private root, in one word each. Whole contents are strings. When a helper itself fails, it throws, which
+// ends the test with the reason.
 
-// Makes the file, with its parent folders, or replaces what it held.
+// Makes the file, with its parent directories, or replaces its content.
 void write(const std::string &path, std::string_view contents);
 
-// The whole file; throws when it cannot be read.
+// The whole file; throws when it can't be read.
 std::string read(const std::string &path);
 
 bool exists(const std::string &path);
 
-// Makes an empty file, or leaves an existing one as it is. For marker files.
+// Makes an empty file, such as a marker, or leaves an existing one as it is.
 void touch(const std::string &path);
 
-// Makes a folder with its parents.
+// Makes a directory with its parents.
 void makeFolder(const std::string &path);
 
-// Removes a file, or a folder with all it holds; a missing one is fine.
+// Removes a file, or a directory with its content; a missing one is not an error.
 void remove(const std::string &path);
 
-// Names in a folder, sorted; empty when there is no such folder.
+// Names in a directory, sorted; empty when the directory is missing.
 std::vector<std::string> list(const std::string &path);
 
-// Empties every writable folder of the private root. Throws outside a private root, so that a test program started by
-// hand never deletes the host's files.
+// Empties every writable directory of the private root. Throws outside a private root: a test program that was started
+// by hand must not delete the host's files.
 void clearRoot();
 
-// Number of open descriptors of this process, to compare before and after a call.
+// Number of open descriptors of this process.
 int openDescriptors();
 
-// Starts each test with an empty private root.
 class RootTest : public testing::Test {
  protected:
   RootTest() { clearRoot(); }
 };
 
-// The platform: its debug output, its clock and its sensors. The program defines the platform's symbols, so the
-// library's calls arrive here.
+// The platform: its debug output, its clock and its sensors. The program defines the platform's symbols, so it receives
+// the library's calls.
 
-// The function that a test program's one of the same name, `ours`, hides.
+// The next definition of a function that the test program interposes by its own, `ours`.
 template <typename Function>
 Function *original(Function * /*ours*/, const char *name) {
   return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
 }
 
-// One call of the platform's debug output (or, for `maintenance`, of its maintenance output).
+// One call of the platform's debug output or, with `maintenance`, of its maintenance output.
 struct PlatformMessage {
   int level;
   std::string text;
@@ -103,8 +102,8 @@ Stream &operator<<(Stream &stream, const PlatformMessage &message) {
   return stream;
 }
 
-// Puts LINE for the source line, different in every version, that a message tells first of all numbers, also where it
-// tells it again.
+// Replaces the source line, which differs between versions, by LINE: it is the first number of a message, and may occur
+// again.
 std::string withoutLine(std::string text);
 
 // Collects the platform's debug output while it lives; one at a time. Without one, messages go to standard error.
@@ -114,12 +113,11 @@ class PlatformLog {
   ~PlatformLog();
   PlatformLog(PlatformLog &&) = delete;
 
-  // What arrived since the construction or the last take(), without source lines.
+  // The messages since the construction or the last take(), without source lines.
   std::vector<PlatformMessage> take();
 };
 
-// Stops `time` at a moment (seconds since the epoch) while it lives; afterwards the real time is back. Threads and
-// forked processes see the same moment.
+// Stops `time` at a moment (seconds since the epoch) while it lives, for threads and forked processes, too.
 class FixedClock {
  public:
   explicit FixedClock(std::time_t now) { set(now); }
@@ -128,7 +126,7 @@ class FixedClock {
 
   void set(std::time_t now) { moment_ = now; }
   void advance(std::time_t seconds) { moment_ += seconds; }
-  // The moment, or the real time when none lives.
+  // The fixed moment, or the real time when no clock lives.
   static std::time_t now();
 
  private:
@@ -136,10 +134,10 @@ class FixedClock {
   static inline std::atomic<std::time_t> moment_ = kNone;
 };
 
-// Puts the stand-in sensor library where the library under test looks for it. Its readings come from a file of /var.
+// Puts the stand-in sensor library at the path that the library loads. Its readings come from a file in /var.
 void installSensorLibrary();
 
-// While one lives, the thread's calls are the test's own: call faults (faults.h) let them through.
+// While one lives, the thread's calls are the test's own: call faults (faults.h) ignore them.
 class InHarness {
  public:
   InHarness() { ++depth_; }
@@ -152,8 +150,8 @@ class InHarness {
   static inline thread_local int depth_ = 0;
 };
 
-// Processes and their standard output. The library keeps state for the life of a process (the debug settings, the
-// history ring), so a test of a fresh start runs its story in a process of its own.
+// Processes and their standard output. The library keeps state as long as the process lives (the debug settings, the
+// history ring), so the test of a fresh start runs in its own process.
 
 // Runs `body` in a forked process and waits for it. Returns its exit status, 128 + N when signal N ended it. Failed
 // expectations inside print as usual and make the status 1.
@@ -162,14 +160,14 @@ int runInChild(const std::function<void()> &body);
 // Runs `body` in a forked process and fails the current test when anything failed or crashed there.
 void inFreshProcess(const std::function<void()> &body);
 
-// Switches the debug log on for a module, to standard output, with the next settings that the library reads.
+// Switches the debug log on for a module, to standard output, for the library's next read of its settings.
 void switchLogOn(const std::string &module);
 
-// What `body` writes to standard output (descriptor 1). Not to be nested, in a forked process neither.
+// The output of `body` to standard output (descriptor 1). Calls can't be nested, not even in a forked process.
 std::string capturedOutput(const std::function<void()> &body);
 
-// Interrupts the process every millisecond while it lives; the kernel takes no call up again by itself. `onFifth` runs
-// in the fifth signal's handler.
+// Interrupts the process every millisecond while it lives; the kernel restarts no call. The fifth signal's handler runs
+// `onFifth`.
 class SignalStorm {
  public:
   explicit SignalStorm(void (*onFifth)() = nullptr);

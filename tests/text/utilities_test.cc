@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Words, strings and the checks of user input: the verdicts against the grammars, and all that they say. The resolver
-// and the matcher are this program's.
+// Words, strings and the checks of user input: the verdicts against the grammars, and all output. This program replaces
+// the resolver and the matcher.
 
 #include <netdb.h>
 #include <regex.h>
@@ -14,11 +14,11 @@
 namespace vexora::test {
 namespace {
 
-std::string asked;       // what the resolver was given
-int resolverLists = 0;   // that it gave and hasn't got back
-int matcherFailure = 0;  // what the platform's matcher answers instead of a verdict
+std::string asked;       // the resolver's last name
+int resolverLists = 0;   // not freed yet
+int matcherFailure = 0;  // the C library matcher's result instead of a verdict
 
-// What a call answers, prints and reports, with LINE for the source line.
+// A call's result, output and reports, with LINE for the source line.
 template <typename Result, typename... Parameters>
 std::string told(Result (*call)(Parameters...), std::type_identity_t<Parameters>... arguments) {
   PlatformLog log;
@@ -137,7 +137,7 @@ TEST(Strings, FailuresAreToldAndRefusedArgumentsAreNot) {
 
 TEST(Strings, ZoneIsTheOneOfNow) {
   FixedClock clock(0);
-  // The hour is that of a record of 23:59:59 on the first of July; clocks that are in winter time now add one.
+  // The hour of a record of 23:59:59 on the first of July. Clocks that are in winter time now add one.
   const char *const clocksChange = "EST5EDT,M3.2.0,M11.1.0";
   for (const auto &[now, zone, offset, expected, hour] : {std::tuple(1704067200, "UTC0", 0, "+00:00", 23),
                                                           {1704067200, "XST-5:45:59", 20759, "+05:45", 23},
@@ -163,7 +163,7 @@ TEST(Strings, ZoneIsTheOneOfNow) {
   VexoraLogTime2TmMode(4117996800, &parts);
   EXPECT_EQ(parts.tm_year, sizeof(std::time_t) > 4 ? 200 : 64) << "in the year 2100";
   VexoraLogTime2TmMode(0, nullptr);
-  // What 32 bits can't hold, 64 can't convert.
+  // This time doesn't fit 32 bits; with 64 bits it can't be converted.
   clock.set(std::numeric_limits<std::time_t>::max());
   char text[] = "~";
   EXPECT_EQ(VexoraGetUTC_SecondsOffset(), sizeof(std::time_t) > 4 ? -1 : -18000);
@@ -268,7 +268,7 @@ TEST(Words, LookupsKeepToTheirSlotsAndTheirRoom) {
   EXPECT_STREQ(text, "~~~~~~");
   EXPECT_EQ(ValidateIndexToString(VideoQualityStr, 0, 1, text, 4), 0);
   EXPECT_EQ(std::string(text, 6), std::string("Ver\0~~", 6));
-  // The array that counts is the one in the program's image, as it is now.
+  // Lookups use the exported array in its present state.
   const char *const word = std::exchange(EnableStr[1], nullptr);
   EXPECT_EQ(ValidateEnableDisable("Enable", &index), 1);
   EnableStr[1] = word;

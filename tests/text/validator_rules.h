@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the validators accept, as grammars of the default locale: the plain models that test and fuzz target compare the
-// calls with.
+// The texts that the validators accept, as grammars of the default locale: the plain models for test and fuzz target.
 #pragma once
 
 #include <sys/mman.h>
@@ -15,7 +14,7 @@
 
 namespace vexora::test {
 
-// The bytes at the end of a page that none follows: reading on ends the process, in every build.
+// Copies bytes to the end of a page with no access after it: a read after the bytes ends the process, in every build.
 inline char *atPageEnd(const char *bytes, std::size_t size) {
   constexpr std::size_t kPage = 4096;
   static auto *const pages =
@@ -25,10 +24,10 @@ inline char *atPageEnd(const char *bytes, std::size_t size) {
 }
 
 struct Rule {
-  int (*verdict)(char *text, unsigned length);  // 1, 0, or another number when it is neither of the documented two
+  int (*verdict)(char *text, unsigned length);  // 1, 0, or another number for an undocumented result
   std::regex grammar;
   std::string sample;           // accepted
-  std::string alphabet;         // what short texts and long runs are made of
+  std::string alphabet;         // for short texts and long runs
   std::size_t examined = 1000;  // characters
   bool takesLength = false;     // the text is all of its bytes, NULs included
 
