@@ -521,7 +521,7 @@ class Marks {
 
 enum class Verdict { kWhole, kDamaged, kWrong };
 
-/// Looks at a file, and writes a mark: it has the old or the new version.
+/// Checks a file, and marks that it has the old or the new version.
 Verdict look(Marks &marks, std::size_t number) {
   const File &file = kFiles[number];
   State &state = marks.of(number);

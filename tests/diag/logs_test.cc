@@ -32,7 +32,7 @@ bool converting = false;
 bool interrupts = false;
 std::atomic<int> signals = 0;
 
-// Like the C library's lock, this deadlocks when a handler that interrupted a conversion begins another.
+// The C library's lock would deadlock if a handler that interrupted a conversion began another.
 void conversion() {
   EXPECT_FALSE(converting) << "would have waited for itself";
   if (interrupts && !converting) {

@@ -50,7 +50,7 @@ BOARD_TEST(History, FirstSampleOfAProcessClosesARecord) {
 BOARD_TEST(History, RoundsReadings) {
   start(board);
   constexpr int kMost = std::numeric_limits<int>::max();
-  // The readings of 0x3009 are rounded in single precision, those of 0x7000 are not.
+  // The reading, then the sums: 0x3009 is rounded in single precision, 0x7000 isn't rounded.
   const std::tuple<double, int, int> rows[] = {{20.5, 20, 20},
                                                {20.6, 21, 20},
                                                {-3.7, -3, -3},
