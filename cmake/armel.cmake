@@ -6,7 +6,7 @@ set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR arm)
 set(CMAKE_LIBRARY_ARCHITECTURE arm-linux-gnueabi)
 
-set(VEXORA_ARMEL_DIR "${CMAKE_CURRENT_LIST_DIR}/../.cache/armel" CACHE PATH "Folder of the sysroot and the runtime")
+set(VEXORA_ARMEL_DIR "${CMAKE_CURRENT_LIST_DIR}/../.cache/armel" CACHE PATH "Directory of the sysroot and the runtime")
 get_filename_component(armel_dir "${VEXORA_ARMEL_DIR}" ABSOLUTE)
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES VEXORA_ARMEL_DIR)
 
