@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The settings cipher of the host. Plain bytes reach the caller only after the padding proved right: CBC would
-// otherwise hand out the first blocks of a text that turns out damaged.
+// The settings cipher of the host. The caller gets plain bytes only after the padding was checked: CBC would otherwise
+// hand out the first blocks of a damaged text.
 
 #include "firmware/aes.h"
 
@@ -41,7 +41,7 @@ int load(const char *path, std::string_view developmentKey, std::span<uint8_t> k
   return -1;
 }
 
-// Returns the number of bytes written to `output`, or -1. A text enciphered needs room for one block more than it has.
+// Returns the number of bytes written to `output`, or -1. Enciphering needs up to one block more than `input` has.
 int transform(std::span<const uint8_t> input, uint8_t *output, const uint8_t *key, const uint8_t *vector, int encrypt) {
   const Context context(EVP_CIPHER_CTX_new());
   int written = 0;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The password cipher of the host. OpenSSL 3 keeps Blowfish behind its legacy provider, which a machine may lack and
-// whose loading would change the whole process; its deprecated direct functions need neither, hence their use here.
+// The password cipher of the host. It uses OpenSSL's deprecated functions: in OpenSSL 3 all others need the legacy
+// provider, which may not be installed and whose loading affects the whole process.
 
 #include "firmware/blowfish.h"
 

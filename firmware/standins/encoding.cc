@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Base64 for the host. OpenSSL's block decoder forgives white space and misplaced padding and writes 3 bytes for a
-// padded group too, so the text is checked first and the last group goes through a buffer of its own.
+// Base64 for the host. OpenSSL's block decoder accepts white space and misplaced padding and writes 3 bytes for a
+// padded group too, so the text is checked first and the last group is decoded into a separate buffer.
 
 #include "firmware/encoding.h"
 
@@ -15,7 +15,7 @@ namespace {
 constexpr size_t kGroupCharacters = 4;
 constexpr size_t kGroupBytes = 3;
 
-// Far below the int that OpenSSL counts in, and whole groups.
+// OpenSSL counts in int. A multiple of kGroupCharacters.
 constexpr size_t kChunkCharacters = size_t{1} << 20;
 
 bool isBase64Character(char character) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Feature switches of the host: a list of names in a file, read anew at every question so that a test or a person at
-// the bench can flip one under a running daemon.
+// Feature switches of the host: a list of names in a file. Every call reads it again, so that a person or a test can
+// switch a feature while a daemon runs.
 
 #include "firmware/featuredefine.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Lines of the host: one small file each, so that both sides of a line can be scripts.
+// GPIO lines of the host: one file each, so that scripts can drive and read them.
 
 #include "firmware/gpio.h"
 

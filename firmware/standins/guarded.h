@@ -4,8 +4,7 @@
 
 namespace vexora::firmware {
 
-/// Runs `body` and turns an exception, such as that of a failed allocation, into `failure`: the callers are C and
-/// cannot be unwound.
+/// Runs `body` and returns `failure` if it throws, as a failed allocation does: C callers cannot be unwound.
 template <typename Result, typename Body>
 Result guarded(Result failure, Body body) noexcept {
   try {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Sensors of the host: a table of readings over time in a text file. It is read anew at every call, so that a demo or
-// a test can change the weather under a running daemon, and a malformed line fails every reading: a table with a
-// mistake in it should be noticed at once.
+// Sensors of the host: a table of readings over time in a text file. Every call reads it again, so that a demo or a
+// test can change readings while a daemon runs. A malformed line fails every reading, so that a mistake is noticed
+// early.
 
 #include "firmware/ipmipdk.h"
 
@@ -37,7 +37,7 @@ std::string_view takeField(std::string_view &line) {
   return field;
 }
 
-// Accepts a field that is one number and nothing else; `base` holds for integers.
+// Accepts a field that is a number as a whole; integers take a `base`.
 template <typename Number, typename... Base>
 bool parse(std::string_view field, Number &number, Base... base) {
   const char *const end = field.data() + field.size();

@@ -14,7 +14,7 @@
 
 namespace vexora::firmware {
 
-/// Reads to the end of the file or of `key`, past interruptions. Returns the bytes read, or -1.
+/// Reads to the end of the file or of `key`, and retries after EINTR. Returns the bytes read, or -1.
 inline ssize_t readFully(int descriptor, std::span<uint8_t> key) {
   size_t filled = 0;
   while (filled < key.size()) {
@@ -33,8 +33,8 @@ inline ssize_t readFully(int descriptor, std::span<uint8_t> key) {
   return static_cast<ssize_t>(filled);
 }
 
-/// Fills `key` from the file at `path`, or from `developmentKey` when there is no such file, with zeros behind a short
-/// one. Returns the key's length, or -1 with `key` wiped when the file cannot be read or holds more than fits.
+/// Fills `key` from the file at `path`, or from `developmentKey` when there is no such file, and zeros the rest.
+/// Returns the key's length, or -1 with `key` wiped when the file cannot be read or exceeds `key`.
 inline ssize_t loadKey(const char *path, std::string_view developmentKey, std::span<uint8_t> key) {
   explicit_bzero(key.data(), key.size());
   const int descriptor = open(path, O_RDONLY | O_CLOEXEC);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Debug output of the host: standard error, one write for each message, so that lines of several threads and
-// processes never mix.
+// Debug output of the host: standard error, one write per message, so that lines of several threads and processes never
+// mix.
 
 #include <stdarg.h>
 #include <unistd.h>
@@ -14,7 +14,7 @@
 
 namespace {
 
-// With its tag and newline a line stays below PIPE_BUF, up to which a pipe takes a write whole.
+// A line with its tag and newline stays below PIPE_BUF, up to which a write to a pipe is atomic.
 constexpr size_t kTextSize = 2000;
 constexpr size_t kTagSize = 32;
 

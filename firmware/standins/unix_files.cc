@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// File helpers of the host. Links inside copied and removed trees are treated as entries of their own, so that no tree
-// reaches outside itself. The standard library's directory iterators end the program when an allocation fails inside
-// them, hence the C library's here.
+// File helpers of the host. Links inside copied and removed trees are copied and removed as links, so that no call
+// touches files outside the tree. Directories are read with readdir: the standard library's iterators end the program
+// when an allocation fails.
 
 #include <dirent.h>
 
@@ -82,7 +82,7 @@ void removeTree(const fs::path &path, std::error_code &error) {
   fs::remove(path, error);
 }
 
-// Clears the way for an entry of the given type. Returns false when an entry is in the way and is to be kept.
+// Removes an entry that an entry of `type` would replace. Returns false when an existing entry is to be kept.
 bool makeWay(const fs::path &to, fs::file_type type, bool overwrite, std::error_code &error) {
   const fs::file_type existing = fs::symlink_status(to, error).type();
   if (existing == fs::file_type::not_found) {

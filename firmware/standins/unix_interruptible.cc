@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// System calls that go on after a signal interrupted them, and the semaphores and commands whose waits must do so too.
+// System calls, semaphore waits and commands that continue after EINTR.
 
 #include <fcntl.h>
 #include <semaphore.h>
@@ -43,7 +43,7 @@ bool startShell(const char *command, pid_t *child) {
   sigemptyset(&none);
   posix_spawnattr_setsigmask(&attributes, &none);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
-  // posix_spawn takes its arguments as pointers to plain characters for old C's sake and does not write to them.
+  // posix_spawn does not write to its arguments; its non-const type is historical.
   char *const arguments[] = {const_cast<char *>("sh"), const_cast<char *>("-c"), const_cast<char *>("--"),
                              const_cast<char *>(command), nullptr};
   const int error = posix_spawn(child, "/bin/sh", nullptr, &attributes, arguments, environ);
@@ -53,7 +53,7 @@ bool startShell(const char *command, pid_t *child) {
 
 }  // namespace
 
-// Not every kernel or emulator updates the time-out of an interrupted select, so what is left is computed here.
+// Not every kernel or emulator updates the time-out when select fails with EINTR, so the rest is computed here.
 int sigwrap_select(int nfds, fd_set *readSet, fd_set *writeSet, fd_set *exceptSet, struct timeval *timeout) {
   using std::chrono::microseconds;
   using std::chrono::steady_clock;
@@ -79,8 +79,7 @@ ssize_t sigwrap_msgrcv(int queue, void *message, size_t textSize, long type, int
   return retry([=] { return msgrcv(queue, message, textSize, type, flags); });
 }
 
-// Handles are never closed: the system library gives one handle for one name however often it is opened, and keeping
-// it spares callers a close that the platform does not have.
+// Handles are never closed: the firmware's interface has no close, and sem_open returns the same handle for each name.
 void *CreateSemaphore(const char *name) {
   if (name == nullptr) {
     errno = EINVAL;

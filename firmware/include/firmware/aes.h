@@ -5,12 +5,12 @@
 /** @file
  * libaes.so.13: the cipher for secrets inside settings files.
  *
- * The host's stand-in is AES-256 in CBC mode with PKCS#7 padding. Key and initialisation vector are
- * the contents of "/conf/platform_aes_key" (32 bytes) and "/conf/platform_aes_vector" (16 bytes);
- * for each that does not exist a fixed development value serves. A file of another size, or an
- * unreadable one, is a failure, never a reason to fall back on the development value.
+ * The host's stand-in is AES-256 in CBC mode with PKCS#7 padding. It reads the key from
+ * "/conf/platform_aes_key" (32 bytes) and the initialisation vector from "/conf/platform_aes_vector"
+ * (16 bytes). A missing file is replaced by a fixed development value; an unreadable file, or one of
+ * another size, is a failure.
  *
- * All functions are safe from any thread. The int lengths are our reading.
+ * All functions are safe from any thread. That the lengths are of type int is our assumption.
  */
 
 #include <stdint.h>
@@ -26,7 +26,7 @@ FIRMWARE_BEGIN_DECLS
 /** Fetches the platform's key.
  *
  * @param key     receives `length` bytes; the caller wipes it after use. The stand-in zeroes it when
- *                the key is not to be had, and refuses NULL.
+ *                the key is not available, and refuses NULL.
  * @param length  FIRMWARE_AES_KEY_SIZE; the stand-in refuses anything else, `key` untouched.
  * @return 0, or non-zero on failure.
  */
@@ -52,7 +52,7 @@ FIRMWARE_API int AES_GetInitialVector(uint8_t *vector, int length);
 FIRMWARE_API int AES_EncryptData(const uint8_t *plain, int plainLength, uint8_t *cipher, int *cipherLength,
                                  const uint8_t *key, const uint8_t *vector);
 
-/** Deciphers what AES_EncryptData made.
+/** Deciphers the output of AES_EncryptData.
  *
  * @param cipher        `cipherLength` bytes.
  * @param cipherLength  a positive multiple of 16.
@@ -62,8 +62,8 @@ FIRMWARE_API int AES_EncryptData(const uint8_t *plain, int plainLength, uint8_t 
  * @param key           FIRMWARE_AES_KEY_SIZE bytes.
  * @param vector        FIRMWARE_AES_VECTOR_SIZE bytes.
  * @return 0, or non-zero on failure, with both outputs untouched. The stand-in refuses NULLs, wrong
- *         lengths and bad padding, which is how most wrong keys and damaged texts show; the rest
- *         yield other bytes.
+ *         lengths and bad padding. Most wrong keys and damaged texts fail at the padding; the others
+ *         yield wrong bytes.
  */
 FIRMWARE_API int AES_DecryptData(const uint8_t *cipher, int cipherLength, uint8_t *plain, int *plainLength,
                                  const uint8_t *key, const uint8_t *vector);

@@ -6,10 +6,9 @@
  * libblowfish.so.13: the cipher for stored passwords.
  *
  * The host's stand-in is Blowfish in 64-bit cipher feedback from a zero vector: the output is as
- * long as the input, and the same password under the same key always gives the same bytes. Its key
- * is the content of "/conf/platform_password_key" (1 to 56 bytes), or a fixed development key when
- * there is no such file. A file that is empty, too long or unreadable is a failure, never a reason
- * to fall back on the development key.
+ * long as the input, and the same password under the same key always yields the same bytes. It reads
+ * the key from "/conf/platform_password_key" (1 to 56 bytes). A missing file is replaced by a fixed
+ * development key; an empty, too long or unreadable file is a failure.
  */
 
 #include <stdint.h>
@@ -25,9 +24,9 @@ FIRMWARE_BEGIN_DECLS
  *
  * @param key  receives FIRMWARE_PASSWORD_KEY_SIZE bytes, zeros after a shorter key; the caller wipes
  *             it after use. The stand-in zeroes it when it fails, and refuses NULL.
- * @return 0, or non-zero when the key is not to be had.
+ * @return 0, or non-zero when the key is not available.
  *
- * The single argument is our reading: no length travels with the buffer.
+ * That there is no argument for the buffer's length is our assumption.
  */
 FIRMWARE_API int getEncryptKey(uint8_t *key);
 
@@ -36,19 +35,19 @@ FIRMWARE_API int getEncryptKey(uint8_t *key);
  * @param plain         the password, `plainLength` bytes of any value.
  * @param plainLength   bytes to encipher.
  * @param cipher        receives `plainLength` bytes, without a terminator; may be `plain` itself.
- * @param cipherLength  room in `cipher`; the stand-in refuses less than `plainLength`.
- * @param key           FIRMWARE_PASSWORD_KEY_SIZE bytes, or fewer ended by a NUL: the stand-in's key
- *                      ends at the first NUL, so a plain C string serves. An empty key is refused.
+ * @param cipherLength  capacity of `cipher`; the stand-in refuses less than `plainLength`.
+ * @param key           FIRMWARE_PASSWORD_KEY_SIZE bytes, or a shorter C string: the stand-in's key
+ *                      ends at the first NUL. An empty key is refused.
  * @return 0, or non-zero on failure, with `cipher` untouched. The stand-in refuses NULLs.
  *
- * Safe from any thread. The 8-bit lengths are our reading: callers hand over the low 8 bits.
+ * Safe from any thread. That the lengths have 8 bits is our assumption: callers pass the low 8 bits.
  */
 FIRMWARE_API int EncryptPassword(const uint8_t *plain, uint8_t plainLength, uint8_t *cipher, uint8_t cipherLength,
                                  const uint8_t *key);
 
-/** Deciphers what EncryptPassword made; arguments and results mirror it.
+/** Deciphers the output of EncryptPassword; arguments and results mirror it.
  *
- * A wrong key is not noticed: it yields other bytes.
+ * A wrong key is not detected: it yields wrong bytes.
  */
 FIRMWARE_API int DecryptPassword(const uint8_t *cipher, uint8_t cipherLength, uint8_t *plain, uint8_t plainLength,
                                  const uint8_t *key);

@@ -3,7 +3,7 @@
 #define FIRMWARE_CHECKSUM_H
 
 /** @file
- * libchecksum.so.13: checksums that the firmware's components share.
+ * libchecksum.so.13: the firmware's checksums.
  */
 
 #include <stdint.h>
@@ -15,7 +15,7 @@ FIRMWARE_BEGIN_DECLS
 /** Returns the CRC32 of a buffer.
  *
  * @param buffer  `length` bytes; NULL is allowed only with a length of 0.
- * @param length  bytes; 0 gives 0.
+ * @param length  bytes; the CRC of 0 bytes is 0.
  *
  * The stand-in computes the CRC of Ethernet and zip files (reflected polynomial 0xEDB88320, initial
  * value and final XOR 0xFFFFFFFF). Files written on a board carry the CRC of the board's own

@@ -14,16 +14,16 @@ FIRMWARE_BEGIN_DECLS
 
 /** Decodes base64 (RFC 4648, the alphabet with '+' and '/').
  *
- * @param out     receives the decoded bytes, without a terminator. Give it room for 3 bytes for
- *                every 4 characters; the stand-in writes the decoded bytes and no more.
+ * @param out     receives the decoded bytes, without a terminator. It needs 3 bytes for every 4
+ *                characters; the stand-in writes only the decoded bytes.
  * @param text    `length` characters; need not be NUL-terminated.
  * @param length  characters, padding included.
  * @return the number of decoded bytes, 0 for empty or malformed text.
  *
- * Malformed to the stand-in: a length that is no multiple of 4, a character outside the alphabet
- * (white space included), padding anywhere but at the end, more than two padding characters. `out`
- * is then untouched. Safe from any thread. The order of the arguments and the size_t result are our
- * reading.
+ * The stand-in treats as malformed: a length that is no multiple of 4, a character outside the
+ * alphabet (white space included), padding anywhere but at the end, more than two padding
+ * characters. `out` is then untouched. Safe from any thread. The order of the arguments and the type
+ * of the result are our assumption.
  */
 FIRMWARE_API size_t cyoBase64Decode(void *out, const char *text, size_t length);
 

@@ -3,9 +3,9 @@
 #define FIRMWARE_FEATUREDEFINE_H
 
 /** @file
- * libfeaturedefine.so.13: which optional features this firmware was configured with.
+ * libfeaturedefine.so.13: the optional features that this firmware was configured with.
  *
- * The host's stand-in reads "/conf/platform_features" at every call: one enabled feature a line;
+ * The host's stand-in reads "/conf/platform_features" at every call: one enabled feature per line;
  * blank lines and lines that begin with '#' are skipped. Without the file every feature is off.
  */
 
@@ -13,13 +13,13 @@
 
 FIRMWARE_BEGIN_DECLS
 
-/** Tells whether a feature is switched on.
+/** Returns whether a feature is on.
  *
- * @param feature  name such as "CONFIG_RVK_FEATURE_ENABLE_USERPSWD_ENCRYPTION"; the stand-in takes
- *                 NULL for an unknown feature.
+ * @param feature  name such as "CONFIG_RVK_FEATURE_ENABLE_USERPSWD_ENCRYPTION"; the stand-in treats
+ *                 NULL as an unknown feature.
  * @return non-zero when on, 0 when off or unknown.
  *
- * Safe from any thread. The result type is our reading: the platform promises zero or non-zero.
+ * Safe from any thread. The result type is our assumption: the firmware promises zero or non-zero.
  */
 FIRMWARE_API int IsFeatureEnabled(const char *feature);
 

@@ -5,10 +5,10 @@
 /** @file
  * libgpio.so.13: general-purpose input and output lines.
  *
- * Our library needs this one at load time but calls nothing in it, so nothing of the board's own
- * interface is declared here. The two functions below exist in the host's stand-in alone, as their
- * names say: they keep each line's level in the file "/var/gpio/line<N>", holding "0" or "1", so
- * that a bench script can drive and watch lines. Nothing that must run on a board may call them.
+ * The two functions below exist in the host's stand-in only: a program that must run on a board may
+ * not call them. They keep each line's level, "0" or "1", in the file "/var/gpio/line<N>", so that a
+ * script can drive and watch lines. The board's own functions are not declared: our library needs
+ * this one at load time but calls nothing in it.
  */
 
 #include "firmware/export.h"
@@ -21,7 +21,7 @@ FIRMWARE_BEGIN_DECLS
  */
 FIRMWARE_API int hostGpioRead(unsigned int line);
 
-/** Sets a line's level on the host; the first write makes the line.
+/** Sets a line's level on the host; the first write creates the line's file.
  *
  * @param level  0 or 1; anything else is refused.
  * @return 0, or -1 when the level is refused or the file cannot be written.
