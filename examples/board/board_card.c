@@ -3,9 +3,9 @@
  * board_card mount | unmount | status | log FILE | store FILE NAME FOLDER | version FOLDER VERSION | list FOLDER
  * board_card documents MAX
  *
- * Works on the TF card. "keep" stores an image as a daemon should: it looks whether the card is mounted and has space,
- * and leaves no part of an image on it. The others are one call of the library each, and print its result and what it
- * has set. */
+ * Works on the TF card. "keep" stores an image as a daemon should: it checks that the card is mounted and has space,
+ * and leaves no partial image on it. Each other command makes one call of the library and prints its result and
+ * outputs. */
 #include <inttypes.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -60,7 +60,7 @@ static int complain(const char *why) {
   return EXIT_FAILURE;
 }
 
-/* A mount that failed shows nowhere else: without this look the image would land in the root file system. */
+/* Without the check of the mount point an image for an unmounted card would be stored in the root file system. */
 static int keep(const char *file, const char *name, const char *folder) {
   char place[VEXORA_CARD_MOUNT_POINT_SIZE] = "";
   int64_t available = 0;
@@ -76,7 +76,7 @@ static int keep(const char *file, const char *name, const char *folder) {
   if (source.st_size / kBytesPerKib >= available) {
     result = complain("no space on the card");
   } else if (common_copy_ima_file_to_tf_card(file, name, folder) != 0) {
-    /* What was written of it would count as the last image, and the next try would remove the one before. */
+    /* A partial image would become the ".old" one at the next attempt, and the previous good image would be lost. */
     char part[256];
     (void)snprintf(part, sizeof part, "%s/%s/%s.new", kMountPoint, folder, name);
     (void)unlink(part);

@@ -2,9 +2,9 @@
 //
 // board_client count | range TYPE FROM TO | refusals | chart | clear
 //
-// Sends history commands to the sensor daemon, prints the answers decoded and compares every byte
-// with what the demo's story makes of the readings. Each answer that is right is a line beginning
-// with a tick; after a wrong one the program ends with status 1.
+// Sends history commands to the sensor daemon, prints the decoded answers and compares every byte with the answer that
+// history_story.cc computes. A correct answer prints a line that begins with a tick; after a wrong one the program ends
+// with status 1.
 
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -52,7 +52,7 @@ const char *completionName(std::uint8_t code) {
   }
 }
 
-/// A socket of our own, connected to the daemon's.
+/// A connected socket with an address of its own.
 class Connection {
  public:
   Connection() : fd_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
@@ -60,7 +60,7 @@ class Connection {
     sockaddr_un daemon{.sun_family = AF_UNIX, .sun_path = {}};
     kDaemonSocket.copy(daemon.sun_path, kDaemonSocket.size());
     const timeval patience{.tv_sec = 10, .tv_usec = 0};
-    // Bound to an empty address, the socket gets one from the system that answers can be sent to.
+    // Binding to an empty address lets the kernel choose one; without an address the daemon could not answer.
     isOpen_ = bind(fd_, reinterpret_cast<const sockaddr *>(&own), sizeof own.sun_family) == 0 &&
               connect(fd_, reinterpret_cast<const sockaddr *>(&daemon), sizeof daemon) == 0 &&
               setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience) == 0;
@@ -69,7 +69,7 @@ class Connection {
   Connection &operator=(const Connection &) = delete;
   ~Connection() { close(fd_); }
 
-  /// The daemon's answer, empty when there is none.
+  /// Returns the daemon's answer, or nothing when there is none.
   [[nodiscard]] Bytes ask(const Bytes &request) const {
     Bytes answer(kLongestAnswer + 1);
     if (!isOpen_ || send(fd_, request.data(), request.size(), 0) < 0) {
@@ -94,7 +94,7 @@ void printRequest(const Bytes &request) {
 
 bool allRight = true;
 
-/// Asks, and says whether the answer is the expected one. Returns it, or nothing when it is wrong.
+/// Sends a request and prints whether the answer is correct. Returns the answer, or nothing when it is wrong.
 Bytes demand(const std::string &what, const Bytes &request, const Bytes &expected) {
   Bytes answer = Connection().ask(request);
   if (answer == expected) {
@@ -112,7 +112,6 @@ Bytes demand(const std::string &what, const Bytes &request, const Bytes &expecte
   return {};
 }
 
-/// Takes numbers off the front of an answer.
 class Cursor {
  public:
   Cursor(const Bytes &bytes, std::size_t at) : bytes_(bytes), at_(at) {}
@@ -154,7 +153,7 @@ std::vector<Hour> decode(const Bytes &answer, std::uint8_t type) {
     if (type != kSensor7000) {
       entry.sensor3009 = cursor.takeStatistics();
     }
-    cursor.skip(8);  // hour, day, month and year, which the time tells too
+    cursor.skip(8);  // hour, day, month and year, which repeat the time
     entry.time = cursor.take(4);
     cursor.skip(4);  // the time again
   }

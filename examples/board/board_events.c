@@ -3,8 +3,8 @@
  * board_events subscribe URL TYPE[,TYPE...] CONTEXT [TOKEN]
  * board_events push TYPE SEVERITY MESSAGE_ID MESSAGE ORIGIN
  *
- * Plays the event service: keeps the subscriptions in their file, and pushes an event as a JSON document to every
- * subscriber who wants events of its type. Says what each subscriber answered. */
+ * An event service: keeps the subscriptions in their file, pushes an event as a JSON document to every subscriber of
+ * the event's type, and prints what each one answered. */
 #define _POSIX_C_SOURCE 200809L
 
 #include <netdb.h>
@@ -31,7 +31,7 @@ enum {
   kPatienceSeconds = 60,
 };
 
-/* The meaning that this board gives to the bits of a subscription's type. */
+/* The bits of a subscription's type; each board defines its own. */
 static const char *const kTypeNames[kTypes] = {"StatusChange", "ResourceUpdated", "ResourceAdded", "ResourceRemoved",
                                                "Alert"};
 
@@ -53,7 +53,7 @@ static bool wants(const EventSubScriptionRecord *slot, int type) {
   return slot->present != 0 && (slot->type >> type & 1) != 0;
 }
 
-/* No file is no failure: nobody has subscribed yet. */
+/* A missing file is no failure: nobody has subscribed yet. */
 static bool load(void) {
   return access(kPath, F_OK) != 0 ||
          GetEventSubScriptionFromConfFile(&blEventSubScriptionsFlag, stEventSubScriptionStore) == 0;
@@ -76,13 +76,13 @@ static int list(void) {
   return EXIT_SUCCESS;
 }
 
-/* The file has no way to write every text. */
+/* Returns whether the file can represent a text: it has no escapes, and the loader cuts long lines. */
 static bool isStorable(const char *value) {
   return strlen(value) <= kLongestValue && value[strcspn(value, ";#\r\n")] == '\0' && value[0] != '"' &&
          value[0] != '\'';
 }
 
-/* The bits of a list of type names, which is cut up; 0 when one is unknown. */
+/* Returns the bits of a list of type names, or 0 when one is unknown. strtok_r writes to `names`. */
 static uint8_t typeBits(char *names) {
   unsigned bits = 0;
   char *rest = NULL;
@@ -111,7 +111,7 @@ static int subscribe(const char *url, char *types, const char *context, const ch
   if (i == VEXORA_EVENT_SUBSCRIPTIONS) {
     return complain(url, "all places are taken");
   }
-  /* A free slot may own strings: after a load they are empty ones. */
+  /* A free slot may own strings: a load fills it with empty ones. */
   (void)dwEventSubScriptionStoreMemFree(i, i + 1, 9, stEventSubScriptionStore);
   stEventSubScriptionStore[i] = (EventSubScriptionRecord){
       .present = 1,
@@ -159,7 +159,7 @@ static void writeHeader(FILE *connection, const char *name, const char *value) {
   }
 }
 
-/* The subscriber's HTTP status, or 0 when it gives none. */
+/* Returns the subscriber's HTTP status, or 0 when there is none. */
 static long post(const EventSubScriptionRecord *slot, const char *document) {
   char host[64];
   char port[6];

@@ -4,10 +4,10 @@
  * board_platform verify KEY FILE SIGNATURE
  * board_platform advice SENSOR_TYPE SENSOR_NUMBER EVENT_CODE
  *
- * What daemons do with the platform's data: shows an inventory image, unpacks a compressed firmware image, checks a
- * file's signature before anybody uses it, and tells what to do about an event, whose numbers are hexadecimal. */
+ * A daemon's work on platform data: shows an inventory image, unpacks a compressed firmware image, checks a file's
+ * signature before it is used, and shows the advice for an event, whose numbers are hexadecimal. */
 #define _POSIX_C_SOURCE 200809L
-#define OPENSSL_API_COMPAT 0x10100000L /* a key is an EC_KEY, which OpenSSL 3 would rather not have */
+#define OPENSSL_API_COMPAT 0x10100000L /* EC_KEY, the library's key type, is deprecated in OpenSSL 3 */
 
 #include <openssl/ec.h>
 #include <stdbool.h>
@@ -38,7 +38,7 @@ static int complain(const char *what, const char *why) {
   return EXIT_FAILURE;
 }
 
-/* A whole file of at most `most` bytes, in a block with zeros behind it up to `room`. The caller frees it. */
+/* Reads a file of 1 to `most` bytes and pads it with zeros to `room`. The caller frees the data; NULL on failure. */
 static struct Bytes readFile(const char *path, size_t most, size_t room) {
   struct Bytes bytes = {NULL, 0};
   FILE *file = fopen(path, "rb");
@@ -99,7 +99,7 @@ static void printDate(const uint8_t *data) {
   (void)printf("%s\n", text);
 }
 
-/* Six bits a character, the lowest bits first. */
+/* A character has six bits, the lowest first. */
 static void printPacked(const uint8_t *data, unsigned length) {
   for (unsigned bit = 0; bit + 6 <= length * 8; bit += 6) {
     const unsigned above = bit / 8 + 1 < length ? data[bit / 8 + 1] : 0U;
@@ -133,8 +133,8 @@ static void printEncoded(uint8_t typeLength, const uint8_t *data) {
   }
 }
 
-/* The getters check the image's header and stay within the image. Whether the areas are what was once written is for
- * their checksums to tell: an area's second byte is its length, like its offset in units of 8 bytes. */
+/* Damaged areas are found only here: the getters check the image's header and bounds, but not the areas' checksums. An
+ * area's second byte is its length, in units of 8 bytes like its offset. */
 static bool areAreasSound(const struct Bytes *image) {
   static const int kOffsets[] = {2, 3, 4};
   for (size_t i = 0; i < sizeof kOffsets / sizeof *kOffsets; ++i) {
@@ -216,7 +216,7 @@ static int unpack(char **arguments) {
   return result;
 }
 
-/* Nothing but 1 means that the file is what its maker has signed. */
+/* The result is not a boolean: only 1 means genuine, every other value is a refusal or a failure. */
 static bool isGenuine(const struct Bytes *key, const struct Bytes *file, const struct Bytes *signature) {
   EC_KEY *publicKey = VexoraECDSAInit(key->data);
   const uint8_t verdict =
@@ -242,7 +242,7 @@ static int verify(char **arguments) {
   return result;
 }
 
-/* The record for this very sensor, or else the one for any sensor of its type. */
+/* Returns the record for this sensor, else the one for all sensors of its type, else NULL. */
 static const vexora_idl_advice *findAdvice(const vexora_idl_advice *table, const unsigned long event[3]) {
   const vexora_idl_advice *found = NULL;
   for (int i = GetIdlAdviserArrayNum() - 1; i >= 0; --i) {

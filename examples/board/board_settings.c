@@ -2,12 +2,11 @@
 /* board_settings show STORE [FIELD]
  * board_settings set STORE FIELD VALUE
  *
- * Shows and changes the settings files of e-mail alerts (STORE smtp), SNMP traps (trap) and the SNMP agent (agent).
- * FIELDs have the names of the file; those of a destination follow its number: dest1.Enabled. A VALUE of "-" is a line
- * of standard input, since everybody sees a command's arguments in the list of processes. Secrets are shown only when
- * asked for by name.
+ * Shows and changes the settings files of e-mail alerts (STORE smtp), SNMP traps (trap) and the SNMP agent (agent). A
+ * FIELD is named as in the file, after a destination's number if it has one: dest1.Enabled. A VALUE of "-" is read from
+ * standard input, since every user can see a process's arguments. A secret is shown only when its field is named.
  *
- * Nothing locks the files: on a board one daemon owns them and does what this program does. */
+ * Nothing locks the files: on a board only one daemon may do what this program does. */
 #include <stdbool.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -66,7 +65,7 @@ static int show(const struct Store *store, struct Settings *settings, const char
   return 0;
 }
 
-/* A save that couldn't write its file doesn't tell, but the file does. */
+/* A save doesn't report that it could not write its file, so the file is compared. */
 static bool isSaved(const struct Store *store, const struct Settings *settings) {
   struct Settings saved = {0};
   return store->save(settings) == 0 && store->load(&saved) == 0 &&

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// One column an hour, two levels a row: the upper and the lower half of a character.
+// A column is an hour. A row has two levels: the upper and the lower half of a character.
 
 #include "chart.h"
 
@@ -19,7 +19,7 @@ constexpr std::uint32_t kHourSeconds = 3600;
 constexpr std::uint32_t kDaySeconds = 24 * kHourSeconds;
 constexpr std::uint32_t kTickSeconds = 6 * kHourSeconds;
 
-/// The values that the rows stand for.
+/// The value axis.
 struct Scale {
   int lowest;
   int perRow;
@@ -51,7 +51,7 @@ const char *cell(const Statistics &hour, const Scale &scale, int row) {
 std::string date(std::uint32_t time) { return formatTime(time).substr(0, 10); }
 std::string hourOfDay(std::uint32_t time) { return formatTime(time).substr(11, 2); }
 
-/// A label under each time that `every` divides, as far as it fits in.
+/// Puts a label under each time that is a multiple of `every`, if there is space for it.
 std::string labels(const std::vector<Hour> &hours, std::uint32_t every, std::string (*name)(std::uint32_t)) {
   std::string line(hours.size(), ' ');
   for (std::size_t i = 0; i < hours.size(); ++i) {

@@ -9,11 +9,11 @@
 
 namespace board {
 
-/// "YYYY-MM-DD hh:mm" in UTC, of seconds since the epoch.
+/// Formats seconds since the epoch as "YYYY-MM-DD hh:mm" in UTC.
 std::string formatTime(std::uint32_t time);
 
-/// Draws one sensor's hours, at most the last 96, as a curve of the average in a band from minimum to
-/// maximum. Times are UTC; values stay below 10,000.
+/// Draws the last 96 hours of a sensor: a curve of the average in a band from minimum to maximum. Values are below
+/// 10,000.
 void drawChart(const char *title, const std::vector<Hour> &hours, Statistics Hour::*sensor);
 
 }  // namespace board

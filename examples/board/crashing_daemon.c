@@ -1,8 +1,8 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 /* crashing_daemon
  *
- * A daemon with a mistake: its worker thread uses a table that nobody made. Shows the report of the library's signal
- * handlers, which one call at the start installs. */
+ * A daemon with a bug: its worker thread writes through a null pointer. The library's signal handlers, which one call
+ * at the start installs, print the report. */
 #define _GNU_SOURCE
 
 #include <pthread.h>
@@ -13,7 +13,7 @@
 
 static const char kModule[] = "ZELDIAG";
 
-/* Volatile, or the compiler would see the mistake too. */
+/* Volatile: otherwise the compiler sees the bug. */
 static int *volatile table;
 
 static void *work(void *unused) {

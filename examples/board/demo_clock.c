@@ -1,12 +1,10 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* A clock that skips waiting. Preloaded into a daemon of one thread it shows simulated time, which
- * moves only inside select(): when no descriptor is ready, the whole time-out has passed at once.
- * Days go by in a second, and always in the same way.
+/* A simulated clock, preloaded into a daemon of one thread. Time advances only inside select(): when no descriptor is
+ * ready, it jumps to the end of the time-out. So days pass within a second, the same way in every run.
  *
- * It runs up to a set moment and rests there; from then on select() really waits. The moments arrive
- * as lines of seconds since the epoch on the FIFO "/var/demo_clock/until". Once the daemon has done
- * all that was due and waits for something later, the line is given back on "/var/demo_clock/arrived".
- * The first line is the time at which the process starts. */
+ * The clock stops at a given moment; from then on select() really waits. Moments are lines of seconds since the epoch
+ * on the FIFO "/var/demo_clock/until"; the first is the time at which the process starts. When the daemon waits beyond
+ * the moment, the clock writes its time to "/var/demo_clock/arrived". */
 #define _GNU_SOURCE
 
 #include <fcntl.h>
@@ -36,7 +34,7 @@ static void readUntil(void) {
 }
 
 __attribute__((constructor)) static void startClock(void) {
-  /* Opened for both directions, a FIFO never blocks the opening and never ends. */
+  /* A FIFO that is open for reading and writing blocks no open() and never reports end of file. */
   untilFifo = open("/var/demo_clock/until", O_RDWR | O_CLOEXEC);
   arrivedFifo = open("/var/demo_clock/arrived", O_RDWR | O_CLOEXEC);
   if (untilFifo < 0 || arrivedFifo < 0) {
@@ -94,7 +92,7 @@ int select(int nfds, fd_set *restrict readfds, fd_set *restrict writefds, fd_set
       rest();
       FD_SET(untilFifo, &readable);
     }
-    /* pselect() is the same call under a name that is still the platform's. */
+    /* The C library's select() is hidden by ours; its pselect() is not. */
     int ready = pselect(nfds > untilFifo ? nfds : untilFifo + 1, &readable, copySet(&writable, writefds),
                         copySet(&exceptional, exceptfds), resting ? NULL : &kNoWait, NULL);
     if (ready > 0 && resting && FD_ISSET(untilFifo, &readable)) {
@@ -125,7 +123,6 @@ time_t time(time_t *timer) {
   return seconds;
 }
 
-/* Every clock shows the simulated time. */
 int clock_gettime(clockid_t clock_id, struct timespec *tp) {
   (void)clock_id;
   tp->tv_sec = (time_t)(now / kMicrosecondsPerSecond);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The daemon's history once more, from the documented rules and not from its code: this is what the
-// demo measures the answers by. The board's local time is UTC.
+// A second implementation of the daemon's history, written from the documented rules: the demo compares the daemon's
+// answers with it. The board's local time is UTC.
 
 #include "history_story.h"
 
@@ -23,7 +23,7 @@ constexpr std::uint32_t kNoHour = kHoursPerDay;
 
 std::uint32_t hourOfDay(std::uint32_t time) { return time / kHourSeconds % kHoursPerDay; }
 
-/// One sensor's readings over time, from the lines `SENSOR VALUE SINCE` of the table.
+/// The readings of one sensor, from the lines `SENSOR VALUE SINCE` of the stand-in's table.
 class Readings {
  public:
   explicit Readings(const std::string &sensor) {
@@ -70,7 +70,7 @@ class Recorder {
   }
 
   void sample(std::uint32_t time) {
-    // A half goes down and anything above it up; the other sensor drops its fraction.
+    // 0x3009 rounds a half down, 0x7000 drops the fraction.
     samples3009_.push_back(static_cast<std::uint32_t>(std::ceil(readings3009_.at(time) - 0.5)));
     samples7000_.push_back(static_cast<std::uint32_t>(std::floor(readings7000_.at(time))));
     if (hourOfDay(time) != lastHour_) {
@@ -158,7 +158,7 @@ History replayStory() {
 Bytes expectedRange(const History &history, std::uint8_t type, std::uint32_t from, std::uint32_t to) {
   constexpr std::uint8_t kInvalidDataField = 0xCC;
   if (history.isCleared) {
-    return {kInvalidDataField};  // a clear takes the data file away
+    return {kInvalidDataField};  // a clear removes the data file
   }
   Bytes entries;
   std::uint32_t count = 0;

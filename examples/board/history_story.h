@@ -21,23 +21,21 @@ struct Hour {
   std::uint32_t time;  // seconds since the epoch
 };
 
-/// What the history must hold by now.
+/// The history as it must be now.
 struct History {
   std::vector<Hour> hours;
   bool isCleared = false;  // with no record since
 };
 
-/// Works the history out from the table of readings and from what the demo has done so far.
-///
-/// "/var/demo_story" tells the latter, one event a line: `start TIME PERIOD` for a daemon that samples
-/// from TIME on every PERIOD seconds, `until TIME` for the moment it has reached, `clear` for a clear.
+/// Computes the history from the table of readings and from "/var/demo_story", to which the demo appends an event per
+/// line: `start TIME PERIOD` when a daemon begins to sample at TIME every PERIOD seconds, `until TIME` when the clock
+/// has reached TIME, `clear` when the history was cleared.
 History replayStory();
 
-/// The answer that a range command must get. Ranges begin and end between records or outside them
-/// all: at a record's own second the first entry depends on how even the records' spacing is.
+/// Returns the correct answer to a range command. `from` and `to` must not be the second of a record: there the
+/// daemon's first entry depends on how evenly the records are spaced.
 Bytes expectedRange(const History &history, std::uint8_t type, std::uint32_t from, std::uint32_t to);
 
-/// Appends a number of `size` bytes, the lowest byte first.
 void putLittle(Bytes &bytes, std::uint32_t value, unsigned size);
 
 }  // namespace board

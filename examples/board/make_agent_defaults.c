@@ -1,9 +1,9 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 /* make_agent_defaults PLAIN_FILE FILE
  *
- * Copies the factory settings of the SNMP agent and enciphers their secrets under the platform's key: the agent's store
- * takes none in plain text. Run by the build, so that people edit the plain file. A real board has a key of its own,
- * and its factory file is made where that key is. */
+ * Copies the SNMP agent's factory settings and enciphers their secrets with the platform's key: the agent's store
+ * refuses plain ones. The build runs it, so that people edit the plain file. A real board's file needs the board's
+ * key. */
 #include <json-c/json.h>
 #include <stdbool.h>
 #include <stdint.h>

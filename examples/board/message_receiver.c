@@ -2,9 +2,8 @@
 /* message_receiver DAEMON COUNT
  * message_receiver component COUNT KIND INSTANCE
  *
- * Plays one of the daemons that requests are sent to: makes its queue or pipe, says that it is ready, receives so many
- * records and ends. Each record is printed twice: its fields, then all its bytes, where "00*12" stands for twelve zeros
- * in a row. */
+ * Plays a daemon that receives requests: creates its queue or pipe, prints "ready", receives COUNT records and ends.
+ * Each record is printed twice: its fields, then all its bytes, where "00*12" means twelve zeros in a row. */
 #define _POSIX_C_SOURCE 200809L
 
 #include <inttypes.h>
@@ -26,7 +25,7 @@ enum {
 
 enum Kind { kNumber, kTime, kBytes };
 
-/* A part of a record. Numbers have at most 4 bytes, the lowest first. */
+/* A part of a record. Numbers are little-endian and have at most 4 bytes. */
 struct Field {
   const char *name;
   unsigned offset;
@@ -34,7 +33,7 @@ struct Field {
   enum Kind kind;
 };
 
-/* A receiving daemon: it has a queue, or else a pipe. */
+/* A receiving daemon: it has a pipe if its queueKey is 0. */
 struct Daemon {
   const char *name;
   const char *pipe;
@@ -132,7 +131,7 @@ static void printRecord(const struct Daemon *daemon, const uint8_t *record, unsi
   (void)printf("\n");
 }
 
-/* The queue, or the pipe's descriptor; -1 when it can't be had. */
+/* Returns the queue or the pipe's descriptor, or -1 on failure. */
 static int openChannel(const struct Daemon *daemon) {
   if (daemon->queueKey != 0) {
     return VexoraCreateMsgQueue(daemon->queueKey);
@@ -140,10 +139,10 @@ static int openChannel(const struct Daemon *daemon) {
   return vexora_create_pipe(daemon->pipe) == 0 ? vexora_openpipe(daemon->pipe) : -1;
 }
 
-/* The bytes received; -1 when there were none in time. */
+/* Returns the number of bytes received, or -1 on failure or when a pipe has none for kPatienceSeconds. */
 static int receive(const struct Daemon *daemon, int channel, uint8_t *record) {
   if (daemon->queueKey != 0) {
-    /* A queue is waited for without limit. The alarm ends the program instead. */
+    /* The read has no time-out: the alarm ends the program. */
     (void)alarm(kPatienceSeconds);
     return VexoraReadMsgQueue(channel, record, daemon->size) == 0 ? (int)daemon->size : -1;
   }
@@ -197,7 +196,7 @@ int main(int argc, char **argv) {
                    strtoul(argv[4], NULL, 0));
     daemon.pipe = pipe;
   }
-  /* Whoever started it waits for the first line. */
+  /* The parent waits for the first line. */
   (void)setvbuf(stdout, NULL, _IOLBF, 0);
   return receiveAll(&daemon, strtol(argv[2], NULL, 10)) ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 /* message_sender
  *
- * Sends a request to each of the other daemons, and some that are refused, and prints what each call gave. */
+ * Sends a request to each of the other daemons, and some that are refused, and prints each call's result. */
 #include <stdint.h>
 #include <stdio.h>
 #include <string.h>
@@ -53,7 +53,7 @@ static void sendToMonitors(void) {
 }
 
 int main(void) {
-  (void)setvbuf(stdout, NULL, _IOLBF, 0); /* the platform's messages stand between the results */
+  (void)setvbuf(stdout, NULL, _IOLBF, 0); /* keeps the results in order with the messages on stderr */
   sendToQueues();
   sendToPipes();
   sendToMonitors();

@@ -4,8 +4,8 @@
 // sample_maker pack uefi|tiano FILE IMAGE
 // sample_maker sign FILE KEY SIGNATURE
 //
-// The maker's side of the demo: an inventory image of made-up parts, a compressed image, and a signature under a fresh
-// key, whose public half is kept. Shares no code with the library.
+// The maker's side of the demo: makes an inventory image of fictitious parts, packs an image, and signs a file with a
+// new key, of which only the public half is stored. It shares no code with the library.
 #include <openssl/evp.h>
 #include <openssl/x509.h>
 
@@ -33,7 +33,7 @@ void addField(Bytes &area, Encoding encoding, const Bytes &data) {
 
 void addText(Bytes &area, std::string_view text) { addField(area, Encoding::kText, {text.begin(), text.end()}); }
 
-/// Two digits a byte; an even number of them.
+/// Adds a BCD field: two digits per byte. The number of digits is even.
 void addDigits(Bytes &area, std::string_view digits) {
   Bytes data;
   for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
@@ -42,7 +42,7 @@ void addDigits(Bytes &area, std::string_view digits) {
   addField(area, Encoding::kDigits, data);
 }
 
-/// Four characters from blank to underscore in three bytes.
+/// Adds a six-bit field: four characters from blank to underscore in three bytes.
 void addPacked(Bytes &area, std::string_view text) {
   Bytes data((text.size() * 6 + 7) / 8);
   for (std::size_t bit = 0; bit < text.size() * 6; ++bit) {
@@ -60,7 +60,7 @@ std::uint8_t checksum(const Bytes &bytes) {
   return static_cast<std::uint8_t>(0U - sum);
 }
 
-/// Ends an area: the end marker, zeros up to a multiple of 8 bytes, its length and its checksum.
+/// Appends the end marker, the padding to a multiple of 8 bytes and the checksum, and sets the length.
 Bytes closeArea(Bytes area) {
   area.push_back(0xC1);
   area.resize(area.size() / 8 * 8 + 7);
@@ -81,7 +81,7 @@ Bytes makeFru() {
   Bytes product = {1, 0, 25};
   addText(product, "Example Servers");
   addPacked(product, "SERVER 2U");
-  for (const std::string_view text : {"SRV-2U", "A1", "0042-\x1b[31m", ""}) {  // a serial number that plays tricks
+  for (const std::string_view text : {"SRV-2U", "A1", "0042-\x1b[31m", ""}) {  // the serial number steers terminals
     addText(product, text);
   }
   Bytes image = {1, 0};

@@ -1,14 +1,13 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 /* sensor_daemon [SECONDS [SOCKET]]
  *
- * Samples the board's sensors into the history every so many seconds, and answers history commands.
- * They arrive as datagrams on a Unix socket, one request each, and are answered to the address they
- * came from: no connection has to be kept, no client can hold the daemon up, and a datagram's length
- * is the request's length.
+ * Samples the board's sensors into the history every SECONDS, and answers history commands. A command is a datagram on
+ * a Unix socket; the answer goes to its sender's address. So there is no connection to keep, no client can block the
+ * daemon, and the datagram's length is the request's.
  *
- * One thread does it all: it waits on the socket and on a pipe that the signal handler writes to,
- * until the next sample is due. So samples, commands and the end never run into each other. Runs in
- * the foreground until SIGTERM or SIGINT; a service manager starts and restarts it. */
+ * One thread waits on the socket and on a pipe that the signal handler writes to, until the next sample is due. So
+ * samples, commands and the stop never overlap. The daemon runs in the foreground until SIGTERM or SIGINT; a service
+ * manager starts and restarts it. */
 #define _GNU_SOURCE
 
 #include <errno.h>
@@ -43,7 +42,7 @@ static int stopPipe[2];
 static void requestStop(int signalNumber) {
   (void)signalNumber;
   const int savedErrno = errno;
-  /* When the pipe is full, the end has been asked for already. */
+  /* When the pipe is full, a stop has been requested already. */
   const ssize_t ignored = write(stopPipe[1], "", 1);
   (void)ignored;
   errno = savedErrno;
@@ -67,8 +66,8 @@ static int openSocket(const char *path) {
   if (fd < 0) {
     return -1;
   }
-  /* A datagram has to fit into the send buffer. The system caps the size but then doubles it, which
-   * holds a year of records under the usual limits. */
+  /* A datagram has to fit into the send buffer. The kernel caps the size and then doubles it: under the usual limits a
+   * year of records fits. */
   const int room = kAnswerRoom;
   (void)unlink(path); /* left by a daemon that was killed */
   if (setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &room, sizeof room) != 0 ||
@@ -98,13 +97,13 @@ static void answerCommand(int socketFd) {
   }
 }
 
-/* The time of the newest record: 0 when there is none. */
+/* Returns the time of the newest record, or 0 when there is none. */
 static uint32_t newestRecord(vexora_history_record *record) {
   return vexora_ringlist_get_tail(HistoryDataRing, record) == 0 ? record->query_time : 0;
 }
 
-/* A board without a clock of its own starts in 1970. A sample before the newest record would remove
- * the data file, so it waits until the time is known. */
+/* A sample that is older than the newest record would remove the data file. A board without a battery-backed clock
+ * starts in 1970, so sampling waits until the clock is set. */
 static bool isClockRight(uint32_t newest) {
   static bool wasRight = true;
   const bool isRight = (uint32_t)time(NULL) >= newest; /* compared as the recorder does */
@@ -131,14 +130,14 @@ static void takeSample(void) {
   }
 }
 
-/* Milliseconds of a clock that nobody sets: the samples keep their pace when the date is corrected. */
+/* In milliseconds. CLOCK_MONOTONIC keeps the sampling period when the date is set. */
 static int64_t monotonicNow(void) {
   struct timespec now;
   (void)clock_gettime(CLOCK_MONOTONIC, &now);
   return now.tv_sec * kMillisecondsPerSecond + now.tv_nsec / 1000000;
 }
 
-/* Returns when a stop is asked for, or with false when waiting fails. */
+/* Returns true after a request to stop, false when waiting fails. */
 static bool serve(int socketFd, int64_t period) {
   const int descriptors = (socketFd > stopPipe[0] ? socketFd : stopPipe[0]) + 1;
   int64_t due = monotonicNow();
@@ -178,9 +177,9 @@ int main(int argc, char **argv) {
     return EXIT_FAILURE;
   }
 
-  /* The debug log goes to standard output: whoever collects it wants each line when it happens. */
+  /* The debug log goes to standard output, where each line must be visible immediately. */
   (void)setvbuf(stdout, NULL, _IOLBF, 0);
-  /* The reports of crashes first: its handler of SIGTERM only prints. */
+  /* Before catchStopSignals: VexoraInitSignals installs a handler of SIGTERM too, which only prints. */
   if (VexoraInitSignals(kModule, sizeof kModule - 1) != 0 || !catchStopSignals() || historyDataInit() != 0) {
     (void)fprintf(stderr, "sensor_daemon: start failed\n");
     return EXIT_FAILURE;

@@ -15,7 +15,7 @@ enum {
   kMailUser = 1, /* the mode of vexora_isvalid_username */
 };
 
-/* A name of digits alone would be a good domain name, but is a mistyped address. */
+/* Digits and dots alone are a valid domain name, but here they are a mistyped address. */
 const char *checkServer(const char *value) {
   const bool isName = value[strspn(value, "0123456789.")] != '\0';
   return vexora_isvalid_ipv4(value) == 0 || vexora_isvalid_ipv6(value) == 0 || (isName && VexoraIsDomain(value) == 0)
@@ -54,7 +54,7 @@ const char *checkEngineId(const char *value) {
   return kReasons[ValidateSNMPTrapCfgEngineID(value, kMostEngineId)];
 }
 
-/* The number in decimal digits, or UINT32_MAX. */
+/* Returns the number that decimal digits say, or UINT32_MAX. */
 static unsigned parseNumber(const char *value) {
   const unsigned long number = vexora_verify_strisdigit(value, 10) == 1 ? strtoul(value, NULL, 10) : UINT32_MAX;
   return number < UINT32_MAX ? (unsigned)number : UINT32_MAX;

@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* What this board demands of a value that somebody has typed. Each check returns NULL, or why the value is refused. The
- * library's own line about it, where it has one, comes on standard output before that. */
+/* This board's checks of values that a user typed. Each returns NULL or the reason of the refusal. For some refusals
+ * the library prints a line of its own on standard output. */
 #ifndef BOARD_SETTINGS_CHECKS_H
 #define BOARD_SETTINGS_CHECKS_H
 

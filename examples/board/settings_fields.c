@@ -137,7 +137,7 @@ const struct Field *findField(const struct Store *store, struct Settings *settin
   return field->name == NULL ? NULL : field;
 }
 
-/* Records are little-endian, as the board is. */
+/* Records are little-endian. */
 static int32_t loadNumber(const struct Field *field, const uint8_t *bytes) {
   uint32_t value = 0;
   for (unsigned i = field->size; i > 0; --i) {

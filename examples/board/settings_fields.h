@@ -1,6 +1,5 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* The three settings stores as data: their fields by the names that the files give them, so that one command serves
- * them all. */
+/* The three settings stores as tables of fields, named as in the files, so that one command serves all three. */
 #ifndef BOARD_SETTINGS_FIELDS_H
 #define BOARD_SETTINGS_FIELDS_H
 
@@ -42,20 +41,20 @@ struct Store {
   int (*save)(const struct Settings *settings);
 };
 
-/* NULL when there is none. */
+/* Returns NULL when there is none. */
 const struct Store *findStore(const char *name);
 
-/* Finds a field by its name, "SmtpPort", or with a destination in front, "dest1.Enabled" to "dest4.Enabled". Its bytes
- * are in `settings`. NULL when there is none. */
+/* Finds a field by its name, "SmtpPort", or a destination's, "dest1.Enabled" to "dest4.Enabled". Sets `bytes` to its
+ * place in `settings`. Returns NULL when there is none. */
 const struct Field *findField(const struct Store *store, struct Settings *settings, const char *name, uint8_t **bytes);
 
-/* Room for any field's value as text. */
+/* Capacity for any field's value as text, the terminator included. */
 enum { kValueRoom = 72 };
 
 void formatValue(const struct Field *field, const uint8_t *bytes, char text[kValueRoom]);
 
-/* Puts a value into a field; an empty text clears one. Returns NULL, or why the value is refused, valid until the next
- * call and with the field untouched. */
+/* Assigns a value to a field; an empty text clears a text. Returns NULL, or the reason of a refusal, which is valid
+ * until the next call; the field is then untouched. */
 const char *assignValue(const struct Field *field, uint8_t *bytes, const char *value);
 
 #endif

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 #
-# What a story on a board is told with: headings, and checks that are counted and end it when one fails.
+# Output of the demo's parts: headings, and checks. The first failed check ends the demo.
 
 readonly answers=/tmp/answers
 

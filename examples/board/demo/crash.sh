@@ -2,8 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 # shellcheck disable=SC2154 # run_demo reads this file and defines what they share
 #
-# A daemon that crashes, with the debug log on, and its report: frames first, then thread and end, all printed and
-# logged.
+# A daemon crashes with the debug log on. Its report has the frames first, then thread and signal, printed and logged.
 
 readonly report=/var/crashing_daemon.out # its standard output
 readonly frame='\[0x[0-9a-f]+\]$' # how a frame's line ends
@@ -20,7 +19,7 @@ logged=$(sed -nE "s/^\[Critical\]:<[^>]*>(.*$frame)/\1/p" "$report")
 [[ $printed == "$logged" ]] || fail 'the frames in the debug log are others than those printed'
 check 'frames that name the daemon, printed and logged' "$(grep -c 'crashing_daemon(' <<<"$printed" || true)" 1
 
-# What the daemon had in its buffer comes before the report. The thread has one id throughout.
+# The output that the daemon had buffered comes before the report. All lines must name the same thread id.
 thread=$(sed -nE 's/^  Thread ([0-9]+) .*/\1/p' "$report")
 check_lines report "$(grep -vE "$frame|^$" "$report" | sed -E "s/Thread $thread /Thread ID /; s/<[^>]*>/<TIME>/")" <<'LINES'
 crashing_daemon: started

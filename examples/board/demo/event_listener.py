@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""A subscriber: takes one event over HTTP, says what it holds, and fails when the document is not what it must be.
+"""An event subscriber: receives one event over HTTP, prints it, and fails when the document is not the expected one.
 
-The first line printed is "ready PORT". Gives up after a minute without an event.
+The first line printed is "ready PORT". Fails after a minute without an event.
 """
 
 import json

@@ -2,14 +2,14 @@
 # SPDX-License-Identifier: Apache-2.0
 # shellcheck disable=SC2154 # run_demo reads this file and defines what they share
 #
-# The history road: the sensor daemon through several days, asked for its history on the way.
+# History: the sensor daemon runs through several days and answers queries on the way.
 
 readonly begin=1772409600 # Monday 2026-03-02 00:00 UTC, seconds since the epoch
 readonly period=120       # seconds from sample to sample
 readonly hour=3600 day=86400
 readonly data=/extlog/syslog/history_data.dat
 readonly output=/var/sensor_daemon.out # the daemon's standard output: its debug log
-readonly story=/var/demo_story         # what was done, for the client to work the right answers out
+readonly story=/var/demo_story         # the events from which board_client computes the right answers
 
 now=$begin
 daemon=
@@ -18,7 +18,7 @@ ask() { "${emulator[@]}" "$programs/board_client" "$@" | tee -a "$answers"; }
 
 count_lines() { grep -c "$1" "$output" || true; }
 
-# Readings for eight days, a change every ten minutes: an inlet temperature and a power, warmest in the afternoon and
+# Writes readings of an inlet temperature and a power for eight days, one every ten minutes: warmest in the afternoon,
 # busiest in office hours, with noise that is the same in every run.
 plan_readings() {
   awk -v begin="$begin" '
@@ -38,11 +38,11 @@ plan_readings() {
     }' >/var/ipmipdk_readings
 }
 
-# The daemon has done all that is due until now and waits. Given up when it has died.
+# Waits until the daemon has done all work that is due at $now. Fails if the daemon has ended.
 await_clock() {
   local arrived='' part
   until read -r -t 1 part <&4; do
-    arrived+=$part # what came in time of a line
+    arrived+=$part # a time-out may leave a part of the line here
     kill -0 "$daemon" 2>/dev/null || fail 'the daemon has ended'
   done
   arrived+=$part

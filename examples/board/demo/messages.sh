@@ -2,14 +2,14 @@
 # SPDX-License-Identifier: Apache-2.0
 # shellcheck disable=SC2154 # run_demo reads this file and defines what they share
 #
-# The messaging roads: a process for each receiving daemon, one sender for all. docs/wire-records.md has the records.
+# Messaging: one process for each receiving daemon, one sender for all. docs/wire-records.md has the records.
 
 readonly sent=1714571107 # 2024-05-01 13:45:07 UTC, the sender's time
 readonly patience=60     # seconds
 
 declare -A receiver_id receiver_output
 
-# Starts a receiver and returns when it can receive. Its output comes through a FIFO: the first line tells that.
+# Starts a receiver and returns when it can receive: "ready" is then the first line on the FIFO of its output.
 start_receiver() { # start_receiver NAME ARGUMENT...
   local fifo=/tmp/$1.fifo greeting='' fd
   mkfifo "$fifo"
@@ -21,7 +21,7 @@ start_receiver() { # start_receiver NAME ARGUMENT...
   check "$1" "$greeting" ready
 }
 
-# Waits for a receiver to end and checks what it has printed.
+# Waits for a receiver to end and checks its output.
 check_receiver() { # check_receiver NAME, the expected lines on standard input
   local printed status=0 fd=${receiver_output[$1]}
   printed=$(cat <&"$fd")
@@ -41,7 +41,8 @@ start_receiver 'component 3.1' component 2 3 1
 start_receiver 'component 3' component 1 3 0
 start_receiver RAID raid 1
 
-# The sender lives two hours east. The line numbers in the platform's messages are nobody's business.
+# The sender's time zone is two hours east of UTC. The line numbers in the library's messages may change, so sed drops
+# them.
 heading 'One sender, every request'
 echo "$sent" >&3
 results=$(TZ=EET-2 LD_PRELOAD=$programs/libdemo_clock.so "${emulator[@]}" "$programs/message_sender" 2>&1 |

@@ -2,15 +2,15 @@
 # SPDX-License-Identifier: Apache-2.0
 # shellcheck disable=SC2154 # run_demo reads this file and defines what they share
 #
-# The platform road: what sample_maker makes at a maker's desk, board_platform reads on the board.
+# Platform data: board_platform reads on the board what sample_maker has made elsewhere.
 
 readonly desk=/tmp/desk
-readonly firmware=$parts/../../../LICENSE # any file will do for one
+readonly firmware=$parts/../../../LICENSE # any file will do
 
 board_platform() { (cd "$desk" && "${emulator[@]}" "$programs/board_platform" "$@" 2>&1); }
 sample_maker() { (cd "$desk" && "${emulator[@]}" "$programs/sample_maker" "$@"); }
 
-spoil() { # spoil FILE OFFSET: turns a byte of a copy, FILE.spoilt, into its complement
+spoil() { # spoil FILE OFFSET: makes FILE.spoilt, a copy with the byte at OFFSET inverted
   local byte
   byte=$(od -A n -t u1 -j "$2" -N 1 "$desk/$1")
   cp "$desk/$1" "$desk/$1.spoilt"

@@ -2,13 +2,13 @@
 # SPDX-License-Identifier: Apache-2.0
 # shellcheck disable=SC2154 # run_demo reads this file and defines what they share
 #
-# The daemon as on a product, where there is a kernel of its own to do it with: started by init, on the board's clock,
-# its log on the flash and, in the end, on the card. It finds the history of the days before.
+# The daemon as on a product, on the emulated board only: init starts it, the clock is the board's, the log is on the
+# flash and at the end on the card. It goes on with the history of the days before.
 
 readonly log=/extlog/sensor_daemon.log
 readonly newest=$now # no record is later
 
-await_logged() { # await_logged PATTERN COUNT: until so many lines of the log match
+await_logged() { # await_logged PATTERN COUNT: waits until COUNT lines of the log match
   local seen
   seen=$(timeout 60 tail -n +1 -f "$log" | grep -c -m "$2" "$1") || true
   check "lines '$1' in the log" "$seen" "$2"
@@ -21,7 +21,7 @@ set_clock() {
 
 count_records() { od -A n -t u4 -j 16 -N 4 "$data" | tr -d ' '; }
 
-# Without what busybox's commands say in words of their own.
+# Drops the messages of busybox's commands, whose wording varies.
 board_card() { "$programs/board_card" "$@" 2>&1 | sed -E '/^(mount|umount|df): [a-z\/]/d'; }
 
 heading 'A board starts in 1970, and init starts the daemon: no sample, and no loss, until the clock is right'
@@ -31,7 +31,7 @@ ln -s "$programs/sensor_daemon" /usr/bin/
 : >"$log"
 before=$(cksum <"$data")
 records=$(count_records)
-# As the first process of a space of its own, which ends with it.
+# init must be process 1, so it gets a PID namespace, whose processes end with it.
 unshare --pid --fork --kill-child --mount-proc busybox init </dev/null >/dev/null 2>&1 3>&- 4>&- &
 init=$!
 await_logged '>started' 1

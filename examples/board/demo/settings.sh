@@ -2,15 +2,14 @@
 # SPDX-License-Identifier: Apache-2.0
 # shellcheck disable=SC2154 # run_demo reads this file and defines what they share
 #
-# The configuration road: settings files from the factory default to an enciphered secret, and an event on its way to a
-# subscriber.
+# Configuration: settings files from the factory default to an enciphered secret, and an event pushed to a subscriber.
 
 readonly raised=1714571107 # 2024-05-01 13:45:07 UTC, when the event happens
 
 board_settings() { "${emulator[@]}" "$programs/board_settings" "$@" 2>&1; }
 board_events() { "${emulator[@]}" "$programs/board_events" "$@" 2>&1; }
 
-# How long a text is for another reader of JSON. Enciphered ones are no UTF-8.
+# Prints a text's length as another JSON parser sees it. Enciphered texts aren't UTF-8.
 text_length() { # text_length FILE SECTION MEMBER
   python3 -c 'import json, sys
 path, section, member = sys.argv[1:]
@@ -168,7 +167,7 @@ LINES
 check 'lines of the file' "$(wc -l </conf/eventsubscriptions.conf)" $((4 * (1 + 72 + 1)))
 
 heading 'An event, pushed to the one subscriber who wants it'
-push() { # the clock is the demo's, as for the other senders
+push() { # under the simulated clock
   echo "$raised" >&3
   LD_PRELOAD=$programs/libdemo_clock.so board_events push Alert Critical Board.1.0.TemperatureHigh \
     'The inlet air is too warm: 46 degrees' /redfish/v1/Chassis/1/Sensors/Inlet
