@@ -11,10 +11,10 @@ namespace {
 
 constexpr std::size_t kLongestWord = 16;
 
-/// Lengths of the words for leaves of these ascending weights, two at least, by the package-merge method: on each of
-/// the 16 levels stand the leaves and the pairs of the level before, by weight. Of the last level the first 2n - 2 are
-/// taken, with each pair its two of the level before; a leaf's word is as long as the number of levels where it is
-/// taken.
+/// Returns the word lengths for two or more leaves of ascending weight, by the package-merge method. Each of 16 levels
+/// lists the leaves and the pairs of the level before, by weight. The first 2n - 2 entries of the last level are
+/// selected, and the two entries of each selected pair in the level before. A leaf's word is as long as the number of
+/// levels where the leaf is selected.
 std::vector<std::uint8_t> limitedLengths(const std::vector<std::uint64_t> &leaves) {
   std::array<std::vector<bool>, kLongestWord> isPair;
   std::vector<std::uint64_t> level;
@@ -43,7 +43,7 @@ std::vector<std::uint8_t> limitedLengths(const std::vector<std::uint64_t> &leave
   return lengths;
 }
 
-/// Numbers the words of each length in the order of their symbols, behind the shorter words.
+/// Numbers the words: the shorter ones first, those of one length in the order of their symbols.
 std::vector<std::uint16_t> numberWords(const std::vector<std::uint8_t> &lengths) {
   std::vector<std::uint16_t> words(lengths.size());
   std::uint32_t next = 0;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Finds matches, splits them and the literals between them into blocks, and writes each block with codes of its own.
-// Blocks begin small; the two neighbours that save most by sharing their codes become one, until none save anything.
-// What a block costs is counted by writing it to a writer that only counts.
+// Splits matches and literals into blocks and writes each block with codes of its own. Blocks begin small; the two
+// neighbours that save most bits by sharing codes are joined, until no pair saves any. A block's cost is found by
+// writing it to a BitCounter.
 
 #include "uefi/encoder.h"
 
@@ -35,7 +35,7 @@ struct Form {
 constexpr Form kUefi = {std::size_t{1} << 13, 4};
 constexpr Form kTiano = {std::size_t{1} << 19, 5};
 
-/// Writes bits, the highest of each byte first.
+/// Packs bits, the highest of each byte first.
 class BitWriter {
  public:
   explicit BitWriter(std::vector<std::uint8_t> &out) : out_(out) {}
@@ -55,7 +55,7 @@ class BitWriter {
   unsigned pendingWidth_ = 0;
 };
 
-/// Counts what a BitWriter would write.
+/// Counts the bits that a BitWriter would write.
 struct BitCounter {
   void put(std::uint32_t, unsigned width) { bits += width; }
   std::uint64_t bits = 0;
@@ -69,7 +69,6 @@ std::size_t magnitudeOf(const Token &token) { return static_cast<std::size_t>(st
 
 unsigned lowerBitsOf(std::size_t magnitude) { return magnitude > 1 ? static_cast<unsigned>(magnitude - 1) : 0; }
 
-/// How often each symbol occurs in a block.
 struct Frequencies {
   std::array<std::uint32_t, kCharacters> characters{};
   std::array<std::uint32_t, kPositions> positions{};
@@ -93,14 +92,13 @@ struct Frequencies {
   }
 };
 
-/// A symbol of the extra code and the bits behind it.
+/// A symbol of the extra code and the bits after it.
 struct Extra {
   std::uint32_t symbol;
   std::uint32_t bits;
   unsigned width;
 };
 
-/// Lengths up to the last that isn't 0.
 std::span<const std::uint8_t> withoutTrailingZeros(std::span<const std::uint8_t> lengths) {
   while (!lengths.empty() && lengths.back() == 0) {
     lengths = lengths.first(lengths.size() - 1);
@@ -108,8 +106,8 @@ std::span<const std::uint8_t> withoutTrailingZeros(std::span<const std::uint8_t>
   return lengths;
 }
 
-/// The character code's lengths with runs of zeros folded: 1 or 2 zeros stand alone, 3 to 18 take 4 bits, 20 and more
-/// take 9; for 19 there is no run of their own.
+/// Returns the character code's lengths with runs of zeros folded: a symbol for each of 1 or 2 zeros, one and 4 bits
+/// for 3 to 18, one and 9 bits for 20 or more. A run of 19 has no symbol: it becomes 1 and 18.
 std::vector<Extra> foldLengths(std::span<const std::uint8_t> lengths) {
   std::vector<Extra> extras;
   for (std::size_t at = 0; at < lengths.size();) {
@@ -141,7 +139,7 @@ void putWord(Writer &out, const PrefixWords &code, std::size_t symbol) {
   out.put(code.words[symbol], code.lengths[symbol]);
 }
 
-/// Writes the extra or the position code. Behind the third length of the extra code stands the number of zeros there.
+/// Writes the extra or the position code. In the extra code the third length is followed by a count of zero lengths.
 template <typename Writer>
 void putShortCode(Writer &out, const PrefixWords &code, unsigned countWidth, bool zerosAfterThird) {
   if (code.single) {
@@ -168,7 +166,6 @@ void putShortCode(Writer &out, const PrefixWords &code, unsigned countWidth, boo
   }
 }
 
-/// The codes of a block.
 class BlockCodes {
  public:
   BlockCodes(const Frequencies &frequencies, bool longWords)
@@ -210,7 +207,7 @@ class BlockCodes {
     }
   }
 
-  /// Bits that a block takes.
+  /// Returns the bits of a block.
   [[nodiscard]] std::uint64_t cost(const Frequencies &frequencies, std::size_t symbols, unsigned countWidth) const {
     BitCounter counter;
     putHeader(counter, symbols, countWidth);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Compression of UEFI images, the counterpart of the library's UefiTianoDecompress.
+// Compression of UEFI images; the library's UefiTianoDecompress unpacks them.
 #pragma once
 
 #include <cstddef>
@@ -10,18 +10,18 @@
 
 namespace vexora::uefi {
 
-/// The forms of compressed images; the values are the versions that UefiTianoDecompress takes.
+/// The forms of compressed images; the values are the versions for UefiTianoDecompress.
 enum class Version : std::uint32_t { kUefi = 1, kTiano = 2 };
 
-/// How hard to try, and what to leave out where a stream of a certain shape is wanted.
+/// The effort, and restrictions that produce streams of a certain shape for tests.
 struct Options {
   bool matches = true;           // false: literals only
-  bool longWords = false;        // code words as long as they may be instead of as short as they can be
-  std::size_t blockSymbols = 0;  // symbols a block, at most 65,535; 0: wherever it saves bits
-  std::size_t tries = 128;       // earlier places that are compared with, for each place
+  bool longWords = false;        // code words as long as possible instead of as short as possible
+  std::size_t blockSymbols = 0;  // symbols per block, at most 65,535; 0: the sizes that save most bits
+  std::size_t tries = 128;       // earlier places to compare each place with
 };
 
-/// Compresses `data` into a whole image, header included. Empty when the data is larger than a header can say.
+/// Returns the compressed image with its header, or nothing when the header's 32 bits can't give the data's size.
 std::vector<std::uint8_t> compress(std::span<const std::uint8_t> data, Version version, const Options &options = {});
 
 }  // namespace vexora::uefi

@@ -13,7 +13,7 @@ struct Match {
   std::size_t position = 0;
 };
 
-/// About the bits that a match saves: what its literals would take, less what its two symbols and its distance take.
+/// Estimates the bits that a match saves: the bits of its literals less those of its two symbols and its distance.
 long savedBits(const Match &match) {
   constexpr long kLiteralBits = 7;
   constexpr long kSymbolBits = 10;
@@ -24,13 +24,13 @@ long savedBits(const Match &match) {
          static_cast<long>(std::bit_width(match.position));
 }
 
-/// The earlier places of each hash of three bytes, as a chain from the newest to the oldest within the window.
+/// Hash chains: for each hash of three bytes its places in the window, from the newest to the oldest.
 class Chains {
  public:
   Chains(std::span<const std::uint8_t> data, std::size_t window, std::size_t tries)
       : data_(data), tries_(tries), newest_(std::size_t{1} << kHashBits, kNone), older_(window, kNone) {}
 
-  /// Adds a place to the chains; returns the best match there.
+  /// Returns the best match at a place and adds the place to the chains.
   Match take(std::size_t at) {
     const Match match = best(at);
     add(at);
@@ -70,7 +70,7 @@ class Chains {
     }
     std::uint32_t place = newest_[hash(at)];
     for (std::size_t left = tries_; left > 0 && place != kNone && at - place <= older_.size(); --left) {
-      // Only a longer match can be better: the places get ever farther.
+      // Only a longer match can be better: each place is farther than the one before.
       if (best.length < most && data_[place + best.length] == data_[at + best.length]) {
         const Match match = {commonLength(place, at, most), at - place - 1};
         if (match.length >= kShortestMatch && savedBits(match) > savedBits(best)) {

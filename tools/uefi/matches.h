@@ -18,8 +18,8 @@ struct Token {
   std::uint8_t literal;
 };
 
-/// Splits data into literals and matches from at most `window` bytes before, a power of two. Compares each place with
-/// up to `tries` earlier ones and puts a match off by a byte where the next place has a better one.
+/// Splits data into literals and matches at most `window` bytes back, a power of two. Compares each place with up to
+/// `tries` earlier ones, and prefers a literal to a match if the next place has a better match.
 std::vector<Token> findMatches(std::span<const std::uint8_t> data, std::size_t window, std::size_t tries);
 
 }  // namespace vexora::uefi

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The command line as the commands see it. CLI11 stays behind it, in the files that lay the whole line out: nothing
-// else that the tool includes is nearly as large.
+// The commands' interface to the command line. It hides CLI11, whose header is by far the slowest to compile, from all
+// files but the few that handle the whole line.
 #pragma once
 
 #include <functional>
@@ -17,26 +17,26 @@ class Option;
 
 namespace vexora::tool {
 
-/// A word of the command line that has a meaning: "--utc", "--from MOMENT" or the FILE in its place.
+/// An option or a positional argument: "--utc", "--from MOMENT", FILE.
 class Option {
  public:
   explicit Option(CLI::Option *option) : option_(option) {}
 
   Option &required();
-  Option &typeName(const std::string &name);  // what the help says that it takes; empty for nothing
+  Option &typeName(const std::string &name);  // the value's name in the help; empty for none
   Option &isOneOf(const std::vector<std::string> &words);
   Option &isBetween(unsigned lowest, unsigned highest);
   Option &takes(int least, int most);  // words
-  Option &repeats();                   // one word each time
+  Option &repeats();                   // the option may be given again, with one word each time
   Option &excludes(const Option &other);
-  Option &proposes(std::vector<std::string> words);  // for completion: other values are allowed, too
+  Option &proposes(std::vector<std::string> words);  // for completion; other values are allowed too
   [[nodiscard]] bool isGiven() const;
 
  private:
   CLI::Option *option_;
 };
 
-/// What proposes() has said about an option.
+/// Returns the words that proposes() was called with.
 std::vector<std::string> proposedFor(const CLI::Option *option);
 
 /// A command, or a group of commands.
@@ -46,14 +46,14 @@ class Command {
 
   /// Adds a command whose help ends with an example that works when pasted.
   Command add(const std::string &name, const std::string &description, const std::string &example);
-  void needsCommand();    // one of those added
-  void mayTakeCommand();  // or none
+  void needsCommand();    // exactly one of those added
+  void mayTakeCommand();  // one of those added, or none
   [[nodiscard]] bool hasCommand() const;
 
   Option flag(const std::string &names, bool &value, const std::string &description);
 
-  /// Value: what the argument is turned into, a text, a number or several of them. Names without a dash make it a word
-  /// in its place.
+  /// Value is a text, a number or a vector of them. A name without a dash makes a positional argument. `value` must
+  /// live until the commands have run.
   template <class Value>
   Option option(const std::string &names, Value &value, const std::string &description);
 

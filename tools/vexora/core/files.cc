@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The tool's own files: read whole, and replaced whole, so that an interrupted run leaves the old one or the new one.
+// The tool's own files are read and replaced as a whole: an interrupted run leaves the old file or the new one.
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -61,7 +61,7 @@ mode_t modeFor(const std::string &path) {
   return 0666U & ~mask;
 }
 
-/// What a link leads to is replaced, not the link.
+/// Resolves links: the target of a link is replaced, not the link.
 std::string withoutLinks(const std::string &path) {
   char *real = realpath(path.c_str(), nullptr);
   std::string resolved = real != nullptr ? real : path;
@@ -69,7 +69,7 @@ std::string withoutLinks(const std::string &path) {
   return resolved;
 }
 
-/// A pipe or a device can't be replaced.
+/// Returns whether a path is a pipe or a device, which is written in place: rename() would replace it by a file.
 bool isSpecial(const std::string &path) {
   struct stat there {};
   return stat(path.c_str(), &there) == 0 && !S_ISREG(there.st_mode);

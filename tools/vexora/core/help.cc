@@ -24,7 +24,7 @@ std::string firstSentence(const std::string &text) {
   return text;
 }
 
-/// Breaks lines at blanks; those that begin with a blank are left as they are.
+/// Breaks lines at blanks, except lines that begin with a blank, such as those of a table.
 std::string wrapped(const std::string &text) {
   std::istringstream lines(text);
   std::string result;
@@ -60,7 +60,7 @@ class Layout : public CLI::Formatter {
   }
 };
 
-/// A command and all below it, in the order of their listing.
+/// Appends a command and all its subcommands, depth first.
 void collect(const CLI::App &app, std::vector<const CLI::App *> &all) {
   all.push_back(&app);
   for (const CLI::App *command : commandsOf(app)) {
@@ -86,7 +86,7 @@ std::string inRoff(const std::string &text) {
   return roff;
 }
 
-/// Lines that begin with a blank, such as those of a table, are shown as they are.
+/// Makes roff paragraphs. Lines that begin with a blank, such as those of a table, are copied verbatim.
 std::string paragraphs(const std::string &text) {
   std::istringstream lines(text);
   std::string roff;
@@ -135,7 +135,7 @@ std::string entries(const CLI::App &app) {
   return text;
 }
 
-// What the commands' own texts don't say.
+// The manual page's last sections.
 constexpr const char *kSections = R"(.SH EXIT STATUS
 .TP
 .B 0
@@ -216,7 +216,7 @@ struct Shell {
   const char *script;
 };
 
-// The program itself knows what may follow; where that is nothing, file names do.
+// The scripts ask the program for the words that may follow. If there are none, the shell completes file names.
 constexpr Shell kShells[] = {{"bash", R"sh(# SPDX-License-Identifier: Apache-2.0
 _vexora() {
   local word=${COMP_WORDS[COMP_CWORD]}

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The manual page and the shell's completion, made from the commands' own help texts, so that they never differ.
+// The manual page and the shells' completion, generated from the commands' help texts.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -9,11 +9,11 @@
 
 namespace vexora::tool {
 
-/// Lays help texts out for the terminal: lists of commands show each one's first sentence, texts are wrapped. To be
-/// called before commands are added.
+/// Formats help texts for the terminal: wraps them, and lists commands with their first sentence only. Must be called
+/// before commands are added.
 void layHelpOut(CLI::App &app);
 
-/// Adds "help": of a command, as manual page in roff, and as scripts that complete lines in bash, zsh and fish.
+/// Adds "help": a command's help, the manual page in roff, and completion scripts for bash, zsh and fish.
 void addHelp(CLI::App &app, Session &session);
 
 }  // namespace vexora::tool

@@ -16,7 +16,7 @@ struct FreeTokener {
   void operator()(json_tokener *tokener) const { json_tokener_free(tokener); }
 };
 
-/// json-c writes a text's bytes as they are, and a document of other bytes than UTF-8 is none.
+/// Replaces bytes that aren't UTF-8: json-c would copy them into the document, which would then be invalid.
 json_object *makeText(std::string_view text) {
   std::string valid;
   while (!text.empty()) {
@@ -27,7 +27,7 @@ json_object *makeText(std::string_view text) {
   return json_object_new_string_len(valid.data(), static_cast<int>(valid.size()));
 }
 
-/// The shortest text that reads back as the same number; json-c's own would tell 20.6 as 20.600000000000001.
+/// Writes the shortest text that reads back as the same number; json-c would write 20.6 as 20.600000000000001.
 json_object *makeNumber(double value) {
   if (!std::isfinite(value)) {
     return nullptr;
@@ -67,7 +67,7 @@ Json Json::parse(const std::string &text, const std::string &name) {
   }
   const std::unique_ptr<json_tokener, FreeTokener> tokener(json_tokener_new());
   json_tokener_set_flags(tokener.get(), JSON_TOKENER_STRICT | JSON_TOKENER_VALIDATE_UTF8);
-  // With its terminator, or a number at the text's end would seem to go on.
+  // The terminator is included: without it the parser waits for more digits of a number at the text's end.
   Json document(json_tokener_parse_ex(tokener.get(), text.c_str(), static_cast<int>(text.size()) + 1));
   const json_tokener_error error = json_tokener_get_error(tokener.get());
   const std::size_t end = json_tokener_get_parse_end(tokener.get());

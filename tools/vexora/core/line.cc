@@ -8,7 +8,7 @@
 namespace vexora::tool {
 namespace {
 
-/// Letters to add, to leave out, to replace or to swap with their neighbour.
+/// Returns how many letters must be added, removed, replaced or swapped with their neighbour to turn `a` into `b`.
 std::size_t distance(const std::string &a, const std::string &b) {
   std::vector<std::vector<std::size_t>> steps(a.size() + 1, std::vector<std::size_t>(b.size() + 1));
   for (std::size_t i = 0; i <= a.size(); ++i) {
@@ -27,7 +27,7 @@ std::size_t distance(const std::string &a, const std::string &b) {
   return steps[a.size()][b.size()];
 }
 
-/// "; did you mean show?", where one of the words is near.
+/// Returns "; did you mean show?", or "" when none of the words is near.
 std::string proposal(const std::string &word, const std::vector<std::string> &words) {
   const auto nearest = std::min_element(
       words.begin(), words.end(), [&](const auto &a, const auto &b) { return distance(word, a) < distance(word, b); });
@@ -35,7 +35,7 @@ std::string proposal(const std::string &word, const std::vector<std::string> &wo
   return isNear ? "; did you mean " + *nearest + "?" : "";
 }
 
-/// Also those of the commands around it.
+/// Returns the long options of a command and of its parents, which a line may give there too.
 std::vector<std::string> optionNames(const CLI::App &app) {
   std::vector<std::string> names;
   for (const CLI::App *level = &app; level != nullptr; level = level->get_parent()) {
@@ -140,7 +140,7 @@ std::string valueOf(const CLI::Option &option) {
 
 std::vector<std::string> wordsFor(const CLI::App &app, const std::vector<std::string> &line) {
   const CLI::App *command = &app;
-  const CLI::Option *waiting = nullptr;  // for its value
+  const CLI::Option *waiting = nullptr;  // the option whose value comes next
   std::size_t place = 0;
   for (std::size_t i = 0; i + 1 < line.size(); ++i) {
     const CLI::App *below = commandBelow(*command, line[i]);

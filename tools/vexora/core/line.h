@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The command line as a tree of commands: what a wrong line gets wrong, and how one that was begun may go on.
+// The tree of commands: finds the mistake in a wrong line and completes an unfinished one.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -12,22 +12,22 @@ std::vector<const CLI::Option *> optionsOf(const CLI::App &app, bool positional)
 
 std::vector<std::string> commandNames(const CLI::App &app);
 
-/// "vexora history show".
+/// Returns, for instance, "vexora history show".
 std::string fullName(const CLI::App &app);
 
-/// The innermost command that the line has named.
+/// Returns the innermost command of the parsed line.
 const CLI::App &chosenOf(const CLI::App &app);
 
-/// The command that words name; throws Failure(kUsage) when there is none.
+/// Returns the command with these names, outermost first. Throws Failure(kUsage) when there is none.
 const CLI::App &commandNamed(const CLI::App &app, const std::vector<std::string> &words);
 
-/// Why a line was refused, by the word that is to blame, with the nearest one that is right.
+/// Returns why a line was refused: names the wrong word and proposes the nearest correct one.
 std::string complaintOf(const CLI::App &app, const CLI::ParseError &error);
 
-/// What an option takes: a name for it or the words that it is one of; CLI11 would add "TEXT:".
+/// Returns the name of an option's value, or the words that it may be. CLI11's own text would add "TEXT:".
 std::string valueOf(const CLI::Option &option);
 
-/// What may stand in the last word's place: commands, options and values. File names are the shell's to know.
+/// Returns the commands, options and values that may replace the line's last word. The shell completes file names.
 std::vector<std::string> wordsFor(const CLI::App &app, const std::vector<std::string> &line);
 
 }  // namespace vexora::tool

@@ -18,13 +18,13 @@ namespace {
 
 constexpr std::string_view kFolders[] = {"/conf", "/etc", "/extlog", "/mnt", "/var"};
 
-// As many as the kernel follows.
+// The kernel's limit.
 constexpr int kLinks = 40;
 
-// No file has this name: what can't be led must not reach the system's own folders.
+// A path that can't be resolved must not reach the system's own directories. No file has an empty name.
 constexpr const char *kNowhere = "";
 
-// Never destroyed: libraries close their files after the program's own objects are gone.
+// Never destroyed: libraries close files after the program's static objects are destroyed.
 std::string &rootFolder() {
   static auto *const folder = new std::string;
   return *folder;
@@ -47,7 +47,7 @@ bool isBoardPath(std::string_view path) {
 
 std::optional<std::string> readLink(const std::string &path) {
   std::array<char, PATH_MAX> target{};
-  // Not by readlink, which leads paths itself.
+  // Not by readlink(): this program's own version of it would resolve the path again.
   const long length = syscall(SYS_readlinkat, AT_FDCWD, path.c_str(), target.data(), target.size());
   return length <= 0 ? std::nullopt : std::optional(std::string(target.data(), static_cast<std::size_t>(length)));
 }
@@ -60,7 +60,7 @@ std::string takeName(std::string &rest) {
   return name;
 }
 
-/// Resolves a path whose "/" is the root. Names that don't exist stay as they are.
+/// Resolves links and ".." in a path whose "/" is the root. Missing names are kept.
 std::string resolve(std::string rest, Last last) {
   const std::string &root = rootFolder();
   std::string inside;

@@ -1,26 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The library works at the board's fixed paths. Inside --root DIR the tool stands between it and the system: the calls
-// that take a path are defined in the program (root_calls.cc), which every library asks first, and lead the board's
-// folders into DIR. Links are followed as a process would whose "/" is DIR, so that none leads out of it. The tool's
-// own files are not led anywhere, unless they were named by their place in DIR.
+// The library uses the board's fixed paths. With --root DIR the tool redirects them into DIR: it defines the calls that
+// take a path (root_calls.cc), and the dynamic linker prefers the program's definitions. Links are resolved as if "/"
+// were DIR, so that none leads out of it. The tool's own files are redirected only if their path begins with DIR.
 #pragma once
 
 #include <string>
 
 namespace vexora::tool {
 
-/// From here on the folders "/conf", "/etc", "/extlog", "/mnt" and "/var" are those of `root`. Returns the root's
-/// absolute path, without a slash at its end; "" for "/" or an empty root.
+/// From now on redirects the directories "/conf", "/etc", "/extlog", "/mnt" and "/var" into `root`. Returns the root's
+/// absolute path without a slash at its end; "" for "/" or an empty root.
 std::string enterRoot(const std::string &root);
 
-/// Whether the board's folders are led into a root.
 bool insideRoot();
 
-/// Whether the last name of a path may be a link to what is meant.
+/// Whether the last name of a path is followed if it is a link.
 enum class Last { kFollowed, kItself };
 
-/// The path that the system has to see for the one that a program named; it lives as long as this.
+/// The redirected path for a call to the kernel. It is valid while this object lives.
 class Led {
  public:
   explicit Led(const char *path, Last last = Last::kFollowed);
@@ -31,10 +29,10 @@ class Led {
   const char *path_;
 };
 
-/// The system's path for a file of the tool's own, such as one that the user named.
+/// Returns the path of a file that the user named: redirected only if it begins with the root.
 std::string ownPath(const std::string &path);
 
-/// While one lives, the tool's own calls reach the system's folders.
+/// While one lives, paths of its thread are redirected only if they begin with the root.
 class OwnFiles {
  public:
   OwnFiles();

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The calls that lead the board's folders into the root. Code built with 64-bit offsets calls open64 where its source
-// says open, fortified code calls __open64_2, with 64-bit times stat is __stat64_time64 on 32-bit processors, and
-// libraries built long ago call __xstat: each variant is defined here under its own name, so this file alone is
-// compiled without any of these settings.
+// The calls that redirect the board's directories into the root. The name that a source's open() or stat() calls
+// depends on its build: open64 with 64-bit offsets, __open64_2 with fortification, __stat64_time64 with 64-bit times on
+// 32-bit processors, __xstat in old libraries. Each is defined here under its own name, so this file alone is compiled
+// without these settings.
 #undef _FILE_OFFSET_BITS
 #undef _FORTIFY_SOURCE
 #include <dirent.h>
@@ -26,13 +26,13 @@ using vexora::tool::insideRoot;
 using vexora::tool::Last;
 using vexora::tool::Led;
 
-/// The function that this file's one of the same name hides.
+/// Returns the function that this file's function of the same name hides.
 template <typename Function>
 Function *next(Function * /*ours*/, const char *name) {
   return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
 }
 
-/// What is made new, or must not be a link, is named itself.
+/// open() follows no link when it must create the file or when the flags forbid it.
 Last lastOf(int flags) {
   const bool itself = (flags & O_NOFOLLOW) != 0 || (flags & (O_CREAT | O_EXCL)) == (O_CREAT | O_EXCL);
   return itself ? Last::kItself : Last::kFollowed;
@@ -40,7 +40,7 @@ Last lastOf(int flags) {
 
 Last lastAt(int flags) { return (flags & AT_SYMLINK_NOFOLLOW) != 0 ? Last::kItself : Last::kFollowed; }
 
-/// A shell command would work on this machine's folders.
+/// Refuses shell commands inside a root: they would use this machine's directories.
 bool refusesCommand() {
   if (insideRoot()) {
     errno = EPERM;
@@ -57,7 +57,7 @@ bool refusesCommand() {
     return real arguments;                                     \
   }
 
-// The mode is only there when the flags ask for it.
+// The caller passes a mode only with these flags.
 #define LEAD_OPEN(symbol, parameters, arguments)                                           \
   int symbol parameters {                                                                  \
     static auto *const real = next(&symbol, #symbol);                                      \

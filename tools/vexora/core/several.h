@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Commands over several files: each looked at whatever the others are, or two compared.
+// Commands that process several files or compare two.
 #pragma once
 
 #include <functional>
@@ -11,9 +11,9 @@
 
 namespace vexora::tool {
 
-/// Does the work for each file, and adds the objects that it returns to the answer as "files". The work gets the name
-/// to put before what it prints: none when there is only one file. Of several files one that can't be used is a
-/// finding, and the next one follows.
+/// Does the work for each file and adds the objects that it returns to the answer as "files". The work gets a prefix
+/// for the lines that it prints, which is empty for a single file. Of several files an unusable one is a finding, and
+/// the work goes on.
 void forEachFile(Session &session, const std::vector<std::string> &files,
                  const std::function<Json(const std::string &file, const std::string &before)> &work);
 
@@ -22,7 +22,7 @@ struct NamedValue {
   std::string value;
 };
 
-/// Reports what is in only one of two lists or has another value there, which is a finding.
+/// Reports a finding for each value that differs or is in only one of the lists.
 void reportDifferences(Session &session, const std::vector<NamedValue> &before, const std::vector<NamedValue> &after);
 
 }  // namespace vexora::tool

@@ -19,7 +19,7 @@
 namespace vexora::tool {
 namespace {
 
-/// Code points that a terminal obeys instead of showing: C1 controls, and what turns the direction of writing.
+/// Code points that a terminal obeys instead of showing: C1 controls, and changes of the writing direction.
 bool steersTerminal(char32_t character) {
   return (character >= 0x80 && character < 0xA0) || (character >= 0x200E && character <= 0x200F) ||
          (character >= 0x2028 && character <= 0x202E) || (character >= 0x2066 && character <= 0x2069);
@@ -60,7 +60,7 @@ std::string visible(std::string_view character) {
   return code < 0x20 || code == 0x7F || steersTerminal(code) ? escaped(character) : std::string(character);
 }
 
-/// Standard output and standard error led into memory, and back again at the end.
+/// Redirects standard output and standard error into memory until text() or the end.
 class Capture {
  public:
   Capture() : memory_(memfd_create("vexora", MFD_CLOEXEC)) {
@@ -142,7 +142,7 @@ std::size_t utf8Length(std::string_view text) {
       return 0;
     }
   }
-  // Longer than they need be, halves of UTF-16 pairs, and beyond the last code point.
+  // Not UTF-8: overlong forms, UTF-16 surrogates, and numbers after the last code point.
   const char32_t code = decode(text.substr(0, length));
   const bool overlong = (length == 3 && code < 0x800) || (length == 4 && code < 0x10000);
   return overlong || (code >= 0xD800 && code <= 0xDFFF) || code > 0x10FFFF ? 0 : length;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the commands of the tool share. A command writes its answer to std::cout in readable form or, with --json, gives
-// the session members of the run's document, which is printed when the run ends. What it finds wrong it reports to the
-// session; it throws Failure where it can't go on. Writing to std::cout throws where that fails.
+// The base of the tool's commands. A command prints its answer to std::cout or, with --json, adds members to the
+// session's document, which is printed when the run ends. It reports findings to the session and throws Failure when it
+// can't go on. A failed write to std::cout throws too.
 #pragma once
 
 #include <concepts>
@@ -21,7 +21,7 @@
 
 namespace vexora::tool {
 
-/// How a run ends; the process's exit status.
+/// The process's exit status.
 enum Outcome : int {
   kFine = 0,
   kFinding = 1,       // damage, or a value that was refused
@@ -39,17 +39,17 @@ class Failure : public std::runtime_error {
   Outcome outcome_;
 };
 
-/// A JSON value that is built from the inside out: object({{"name", "x"}, {"sizes", array({1, 2})}}).
+/// A JSON value, for instance object({{"name", "x"}, {"sizes", array({1, 2})}}). Copies share it.
 class Json {
  public:
   Json() = default;  // null
-  // NOLINTBEGIN(google-explicit-constructor): values stand in the lists of object() and array() as themselves
+  // NOLINTBEGIN(google-explicit-constructor): the lists of object() and array() contain plain values
   Json(json_object *taken);  // takes over a reference
   Json(bool value);
   template <std::integral Number>
   Json(Number value) : object_(json_object_new_int64(static_cast<std::int64_t>(value))) {}
   Json(double value);
-  Json(const char *text);  // null of NULL
+  Json(const char *text);  // NULL makes null
   Json(std::string_view text);
   Json(const std::string &text);
   // NOLINTEND(google-explicit-constructor)
@@ -62,7 +62,7 @@ class Json {
   static Json parse(const std::string &text, const std::string &name);
 
   Json &add(const std::string &key, Json value);  // to an object
-  Json &addAll(const Json &members);              // of an object, or none of null, to an object
+  Json &addAll(const Json &members);              // of an object or of null, to an object
   Json &append(Json value);                       // to an array
 
   [[nodiscard]] json_object *get() const { return object_; }
@@ -75,7 +75,7 @@ class Json {
 Json object(std::initializer_list<std::pair<const char *, Json>> members = {});
 Json array(std::initializer_list<Json> elements = {});
 
-/// An array of what `make` gives for each element, or of the elements themselves.
+/// Returns an array of the results of `make` for each element.
 template <class Range, class Make = std::identity>
 Json list(const Range &range, Make make = {}) {
   Json made = array();
@@ -89,7 +89,7 @@ Json list(const Range &range, Make make = {}) {
 struct Finding {
   std::string place;  // a field, or a file with the line or offset in it
   std::string reason;
-  std::string kind = {};  // for a command that tells kinds apart
+  std::string kind = {};  // for commands that have several kinds of findings
   Json details = {};      // an object of further members, or null
 };
 
@@ -101,64 +101,63 @@ struct Session {
   Json members = object();  // of the run's document
   Json findings = array();
 
-  /// A fixed path of the board, inside the root.
+  /// Returns the place of a board's path in the root.
   [[nodiscard]] std::string path(std::string_view absolute) const { return root + std::string(absolute); }
 
   /// Keeps the worst outcome.
   void found(Outcome worse) { outcome = worse > outcome ? worse : outcome; }
 
-  /// Adds an object's members to the run's document, and does nothing without --json.
+  /// Adds an object's members to the run's document; does nothing without --json.
   void answer(const Json &more) {
     if (json) {
       members.addAll(more);
     }
   }
 
-  /// Reports findings, each in a line of its own; without any, the line that says that all is fine, if
-  /// there is one.
+  /// Prints a line for each finding. Without findings prints `fine` if it isn't empty.
   void report(std::span<const Finding> some, const std::string &fine);
 };
 
-/// Whether colours and charts may be shown: standard output is a terminal that knows them.
+/// Whether standard output is a terminal that can show colours and charts.
 bool isTerminal();
 
-/// Columns of the terminal, 80 elsewhere.
+/// Columns; 80 without a terminal.
 unsigned terminalWidth();
 
-/// A text in a colour of the terminal, as it is elsewhere. Colours are the SGR numbers: 31 red, 32 green, 33 yellow.
+/// Colours a text if standard output is a terminal. Colours are SGR numbers: 31 red, 32 green, 33 yellow.
 std::string coloured(const std::string &text, int colour);
 
-/// Length of the UTF-8 character that a text begins with; 0 when it begins with none.
+/// Returns the length of the UTF-8 character at a text's beginning, 0 when there is none.
 std::size_t utf8Length(std::string_view text);
 
-/// A text with control characters made visible, so that foreign bytes can't steer the terminal.
+/// Escapes control characters, so that foreign bytes can't control the terminal.
 std::string printable(std::string_view text);
 
-/// A text as printf makes it, of up to 511 bytes.
+/// Formats as printf does; cuts the text after 511 bytes.
 [[gnu::format(printf, 1, 2)]] std::string format(const char *form, ...);
 
-/// The number that a text is, decimal or with 0x hexadecimal; nothing when it is another one than 0 to `most`.
+/// Parses a number from 0 to `most`, decimal or hexadecimal with 0x. Returns nothing for other texts.
 std::optional<std::int64_t> parseNumber(std::string_view text, std::int64_t most);
 
 std::string toHex(std::span<const std::uint8_t> bytes, const char *between = "");
 
-/// Pairs of hexadecimal digits, blanks between pairs allowed.
+/// Parses pairs of hexadecimal digits; blanks between pairs are allowed.
 std::optional<std::vector<std::uint8_t>> fromHex(std::string_view digits);
 
-/// Numbers of up to eight bytes, the lowest first.
+/// At most eight bytes.
 std::uint64_t littleEndian(std::span<const std::uint8_t> bytes);
 void putLittleEndian(std::span<std::uint8_t> bytes, std::uint64_t value);
 
-/// More than any of the board's own files has.
+/// No file of the board's own is larger.
 inline constexpr std::size_t kLargestFile = 1U << 20;
 
-/// A file's content, "-" for standard input; throws Failure(kInaccessible) and, when there are more than `most` bytes,
-/// Failure(kFinding).
+/// Returns a file's content; "-" is standard input. Throws Failure(kInaccessible), or Failure(kFinding) for more than
+/// `most` bytes.
 std::vector<std::uint8_t> readFile(const std::string &path, std::size_t most = kLargestFile);
 std::string readText(const std::string &path, std::size_t most = kLargestFile);
 
-/// A file of any size. One that lies on a medium is mapped, which takes no memory; of "-" or a device 64 MiB are read
-/// at the most. Nobody may shorten the file meanwhile: reading it then ends the run by a signal.
+/// A file of any size. Hazard: a regular file is mapped, and if another process shortens it, SIGBUS ends the run. More
+/// than 64 MiB from "-" or a device throw Failure(kFinding).
 class LargeFile {
  public:
   explicit LargeFile(const std::string &path);
@@ -172,19 +171,19 @@ class LargeFile {
   std::span<const std::uint8_t> bytes_;
 };
 
-/// Makes or replaces a file whole, through a temporary one beside it, "-" for standard output; throws
-/// Failure(kInaccessible), the old file as it was.
+/// Creates or replaces a file atomically, through a temporary one in its directory; "-" is standard output. Throws
+/// Failure(kInaccessible) and leaves the old file as it was.
 void writeFile(const std::string &path, std::span<const std::uint8_t> content,
-               std::span<const std::uint8_t> before = {});  // what stands before the content
+               std::span<const std::uint8_t> before = {});  // written before the content
 void writeFile(const std::string &path, std::string_view content);
 
-/// From here on standard output is the run's document's alone: writeFile refuses "-".
+/// From now on only the run's document is written to standard output: writeFile refuses "-".
 void reserveStandardOutput();
 
-/// Runs library code that talks on standard output or standard error, and returns what it said.
+/// Runs library code that prints to standard output or standard error, and returns its output.
 std::string captured(const std::function<void()> &work);
 
-/// "00000000  50 4b ...  |PK..|" lines.
+/// Returns lines like "00000000  50 4b ...  |PK..|".
 std::string hexDump(std::span<const std::uint8_t> bytes);
 
 }  // namespace vexora::tool
