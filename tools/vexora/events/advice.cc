@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What to do about an event, from the table that the daemons answer from.
+// vexora advice: the library's table of advice about events, from which daemons answer too.
 
 #include <vexora/platform.h>
 
@@ -19,7 +19,7 @@ namespace {
 
 using Record = vexora_idl_advice;
 
-// A record for all sensors of its type.
+// A record with this number is for all sensors of its type.
 constexpr unsigned kAnySensor = 0xFF;
 
 struct SensorType {
@@ -27,7 +27,7 @@ struct SensorType {
   const char *name;
 };
 
-// The IPMI sensor types that there is advice for.
+// The IPMI sensor types that the table has.
 constexpr SensorType kTypes[] = {{0x04, "fan"},          {0x05, "physical-security"},
                                  {0x07, "processor"},    {0x08, "power-supply"},
                                  {0x0B, "other-units"},  {0x0C, "memory"},
@@ -72,7 +72,6 @@ unsigned readByte(const std::string &name, const std::string &text) {
   return static_cast<unsigned>(*value);
 }
 
-/// A sensor's type, by its name or code.
 unsigned readType(const std::string &text) {
   std::string names;
   for (const auto &[code, name] : kTypes) {
@@ -134,7 +133,7 @@ void answer(Session &session, const std::vector<Record> &records) {
   }
 }
 
-/// With a sensor's number its own advice; the advice for any sensor where it has none.
+/// Returns all records of a type and code. With `number` only those of that sensor or, if it has none, of any sensor.
 std::vector<Record> adviceFor(unsigned type, unsigned code, std::optional<unsigned> number) {
   std::vector<Record> records = table();
   std::erase_if(records, [&](const Record &record) { return record.sensor_type != type || record.event_code != code; });
@@ -157,8 +156,8 @@ void look(Session &session, const AdviceArguments &arguments) {
                    arguments.number.empty() ? std::nullopt : std::optional(readByte("--number:", arguments.number))));
 }
 
-/// The event of a record of the System Event Log. Codes of the firmware's own are whole bytes; where there is no advice
-/// for one, its low half is the standard offset.
+/// Answers for a record of the System Event Log. The firmware's own codes are whole bytes; if the table has none, the
+/// low half is looked up, which is the standard's event offset.
 void lookUpRecord(Session &session, const std::string &digits) {
   constexpr std::size_t kRecordSize = 16;
   constexpr std::uint8_t kSystemEvent = 2;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// vexora event: the document of an event, as it is pushed to subscribers.
+// vexora event: the JSON document of an event, as daemons push it to subscribers.
 #include <algorithm>
 #include <array>
 #include <deque>
@@ -15,13 +15,13 @@
 namespace vexora::tool {
 namespace {
 
-// Holds any event.
+// Enough for any event.
 constexpr std::size_t kDocumentSize = 56 << 10;
-// The document's values are cut to this many bytes.
+// The library cuts longer values.
 constexpr std::size_t kLongestValue = 127;
 constexpr std::string_view kIdPrefix = "/redfish/v1/EventService/Events/";
 
-/// A property, and what it has to look like for a receiver that follows the Redfish schema.
+/// A property, the pattern that the Redfish schema demands, and the finding for other values.
 struct TextMember {
   const char *key;
   const char *EventArray::*text;
@@ -58,7 +58,7 @@ constexpr ListMember kTextArrays[] = {
 
 constexpr const char *kServerIdentity = "serverIdentity";
 
-/// An event out of a file, with the texts that it points to.
+/// An event from a JSON file. Owns the texts that it points to.
 class Event {
  public:
   explicit Event(const std::string &path) : path_(path) {
@@ -123,24 +123,24 @@ class Event {
   }
 
   std::string path_;
-  std::deque<std::string> kept_;  // whose strings stay where they are
+  std::deque<std::string> kept_;  // a deque: event_ points into the strings, which must not move
   EventArray event_{};
   const char *serverIdentity_ = nullptr;
 };
 
-/// What is wrong with a property; empty when nothing is.
+/// Returns what is wrong with a property, "" if nothing.
 std::string reasonAgainst(const TextMember &member, const char *text) {
   if (text == nullptr) {
     return member.required ? "is required, and absent" : "";
   }
   const std::size_t most = member.text == &EventArray::id ? kLongestValue - kIdPrefix.size() : kLongestValue;
   if (std::string_view(text).size() > most) {
-    return "is cut to " + std::to_string(most) + " bytes";  // not matched: the search goes as deep as the text is long
+    return "is cut to " + std::to_string(most) + " bytes";  // not matched: std::regex recurses once per character
   }
   return std::regex_match(text, std::regex(member.pattern)) ? "" : member.reason;
 }
 
-/// Places of a list that nothing was put at, with something after them, become JSON nulls.
+/// Returns whether an unset text comes before a set one. The document then has a null in its place.
 bool hasGaps(std::span<const char *> texts) {
   const auto last = std::find_if(texts.rbegin(), texts.rend(), [](const char *text) { return text != nullptr; });
   return std::find(texts.begin(), last.base(), nullptr) != last.base();

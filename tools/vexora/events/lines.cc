@@ -13,7 +13,7 @@
 namespace vexora::tool {
 namespace {
 
-// What the loader reads in one go; the rest of a longer line is a line of its own.
+// The loader's buffer: it reads the rest of a longer line as another line.
 constexpr std::size_t kPiece = 127;
 constexpr std::string_view kLineEnds = "\r\n";
 constexpr std::string_view kBlanks = " \t";
@@ -74,7 +74,7 @@ class Checker {
     takeRest(line.substr(kPiece));
   }
 
-  /// Further pieces count only where the loader finds something in them.
+  /// Reports only the pieces in which the loader finds a setting.
   void takeRest(std::string_view rest) {
     for (; !rest.empty(); rest.remove_prefix(std::min(rest.size(), kPiece))) {
       const std::string_view piece = rest.substr(0, std::min(rest.size(), kPiece));

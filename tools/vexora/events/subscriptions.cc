@@ -16,7 +16,7 @@ namespace {
 constexpr const char *kFile = "/conf/eventsubscriptions.conf";
 constexpr int kAll = 9;  // selects all of a slot's strings
 
-/// The store as the library loads it.
+/// The subscriptions that the library has loaded.
 class Store {
  public:
   explicit Store(const Session &session) {

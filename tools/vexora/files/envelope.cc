@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The envelope of guarded files: the CRC32 of the content, four bytes with the lowest first as on the boards, and the
-// content. The library's calls take texts, which end at a zero byte; here the platform's checksum is asked itself, so
-// that any content passes whole.
+// vexora file: the envelope of checksummed files, which is a little-endian CRC32 and the content. The library's calls
+// take texts, which end at a zero byte, so the firmware's checksum is called directly, for any content.
 
 #include <firmware/checksum.h>
 
@@ -24,7 +23,7 @@ struct Envelope {
   std::span<const std::uint8_t> content;
   std::uint32_t stored = 0;
   std::uint32_t computed = 0;
-  std::string damage;  // empty when there is none
+  std::string damage;  // "" when there is none
 };
 
 std::uint32_t checksum(const std::string &path, std::span<const std::uint8_t> content) {

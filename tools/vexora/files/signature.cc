@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Signatures of files, by the library's call.
+// vexora signature: checks files' signatures with the library's call.
 
 #include <openssl/bio.h>
 #include <openssl/ec.h>
@@ -19,7 +19,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// A length in the one byte that the library reads of a key or a signature.
+// The library reads only one byte of a key's or signature's DER length.
 constexpr std::size_t kDerHeader = 2;
 constexpr std::size_t kLongestContent = 127;
 
@@ -45,7 +45,7 @@ struct FreeOpenSsl {
 
 using Key = std::unique_ptr<ec_key_st, FreeKey>;
 
-/// A key in PEM as DER; other files as they are.
+/// Converts a key in PEM to DER; returns other files unchanged.
 Bytes inDer(const Bytes &file) {
   const std::unique_ptr<BIO, FreeOpenSsl> memory(BIO_new_mem_buf(file.data(), static_cast<int>(file.size())));
   const std::unique_ptr<EVP_PKEY, FreeOpenSsl> key(PEM_read_bio_PUBKEY(memory.get(), nullptr, nullptr, nullptr));
@@ -58,7 +58,7 @@ Bytes inDer(const Bytes &file) {
 
 Key loadKey(const std::string &path) {
   const Bytes der = inDer(readFile(path));
-  // The library believes the length that the key states.
+  // Hazard: VexoraECDSAInit reads as many bytes as the key's header says.
   if (der.size() < kDerHeader || der[1] > kLongestContent || der.size() < kDerHeader + der[1]) {
     throw Failure(kFinding, printable(path) + ": no EC public key in DER or PEM with at most " +
                                 std::to_string(kLongestContent) + " bytes of content");

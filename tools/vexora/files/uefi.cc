@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// vexora uefi: compressed firmware images.
+// vexora uefi: packs and unpacks compressed firmware images.
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -14,7 +14,7 @@ namespace vexora::tool {
 namespace {
 
 constexpr std::size_t kImageHeader = 8;
-// More than any flash holds: a header that says so is damaged.
+// Larger than any flash: a header with a larger size is damaged.
 constexpr std::uint32_t kMostPlain = 1U << 28;
 
 struct Form {
@@ -37,12 +37,11 @@ struct Header {
   std::uint32_t plain;
 };
 
-/// The header's number at an offset.
 std::uint32_t little32(std::span<const std::uint8_t> image, std::size_t at) {
   return static_cast<std::uint32_t>(littleEndian(image.subspan(at, 4)));
 }
 
-/// Throws Failure when the image is shorter than it says.
+/// Throws Failure when the image is shorter than its header says, or the plain size exceeds kMostPlain.
 Header headerOf(const Bytes &image, const std::string &path) {
   std::uint32_t plain = 0;
   std::uint32_t scratch = 0;
@@ -60,7 +59,7 @@ Header headerOf(const Bytes &image, const std::string &path) {
   return {little32(image, 0), plain};
 }
 
-/// The plain data, if the image decompresses under this form.
+/// Returns the plain data, or nothing when the image doesn't decompress in this form.
 std::optional<Bytes> decompress(const Bytes &image, const Header &header, const Form &form) {
   Bytes plain(header.plain);
   Bytes scratch(VEXORA_UEFI_SCRATCH_SIZE);
@@ -94,7 +93,7 @@ void info(Session &session, const UefiArguments &arguments) {
             << "decompresses  " << (names.empty() ? coloured("as neither form: damaged", 31) : "as " + names) << "\n";
 }
 
-/// An image doesn't say its form: where both work out to different data, the user has to.
+/// Tries both forms, as an image doesn't say its own. If both yield data that differ, the user must choose.
 void unpack(Session & /*session*/, const UefiArguments &arguments) {
   const Bytes image = readFile(arguments.input, kMostPlain);
   const Header header = headerOf(image, arguments.input);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// vexora fru: looks into FRU images, checks them, and makes new ones.
+// vexora fru: shows, checks, compares, builds and changes FRU images.
 #include <algorithm>
 #include <iostream>
 #include <memory>
@@ -118,7 +118,7 @@ void diff(Session &session, const Arguments &arguments) {
   reportDifferences(session, before, valuesOf(arguments.newer));
 }
 
-/// Writes the image, and says so where it doesn't go to standard output itself.
+/// Writes the image, and reports that unless the image is on standard output.
 void finish(Session &session, const Arguments &arguments, const Bytes &image, const std::vector<std::string> &done) {
   writeFile(arguments.output, image);
   if (arguments.output == "-") {

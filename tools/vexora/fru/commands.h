@@ -5,7 +5,6 @@
 
 namespace vexora::tool {
 
-/// Adds "fru", inventory images.
 void addFru(Command app, Session &session);
 
 }  // namespace vexora::tool

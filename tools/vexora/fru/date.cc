@@ -12,7 +12,7 @@ namespace chrono = std::chrono;
 
 constexpr Minute kEpoch = chrono::sys_days(chrono::year(1996) / 1 / 1);
 
-/// Takes a number of as many digits off the front of a text.
+/// Removes a number of exactly `digits` digits from the front of a text.
 std::optional<unsigned> takeNumber(std::string_view &text, std::size_t digits) {
   unsigned number = 0;
   if (text.size() < digits) {
@@ -34,7 +34,7 @@ bool take(std::string_view &text, std::string_view anyOf) {
   return true;
 }
 
-/// "T23:59Z", or nothing at all.
+/// Removes "T23:59Z" from the front of a text. An empty text is midnight.
 std::optional<chrono::minutes> takeTime(std::string_view &text) {
   if (text.empty()) {
     return chrono::minutes(0);

@@ -68,14 +68,14 @@ constexpr std::array<const char *, 37> kChassisTypes = {"",
                                                         "Mini PC",
                                                         "Stick PC"};
 
-// Two letters each; English is both the first and, in the alphabet's order, the 25th.
+// Two letters per code. English has two codes: 0 and 25.
 constexpr std::string_view kLanguages =
     "enaaabafamarasayazbabebgbhbibnbobrcacocscydadedzeleneoeseteufafifjfofrfygagdglgnguhahihrhuhyiaieikinisitiwjajijwka"
     "kkklkmknkokskukylalnloltlvmgmimkmlmnmomrmsmtmynanenlnoocomorpaplpsptqurmrnrorurwsasdsgshsiskslsmsnsosqsrssstsusvsw"
     "tatetgthtitktltntotrtstttwukuruzvivowoxhyozhzu";
 static_assert(kLanguages.size() == 2 * 137 && kLanguages.substr(2 * kEnglish, 2) == "en");
 
-/// Fixed bytes, fields, their end marker and the checksum.
+/// Counts the fixed bytes, the fields, their end marker, unused bytes and the checksum.
 std::size_t sizeOfFields(const Area &area) {
   const std::size_t fields =
       std::accumulate(area.fields.begin(), area.fields.end(), std::size_t{0},
@@ -145,7 +145,7 @@ void checkArea(const Area &area) {
   }
 }
 
-/// Each area's place.
+/// Returns each area's offset.
 std::vector<std::size_t> placesOf(const Image &image) {
   std::vector<std::size_t> places;
   std::bitset<kAreaKinds> seen;
@@ -205,7 +205,7 @@ std::string languageName(std::uint8_t code) {
 }
 
 std::uint8_t zeroChecksum(View bytes) {
-  // The library refuses NULL, which is where an empty vector is.
+  // The library refuses NULL, which is an empty vector's data().
   return bytes.empty() ? 0 : vexora_checksum_calc(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
 }
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A FRU image as the IPMI Platform Management FRU Information Storage Definition 1.0 has it: a header that points to
-// up to five areas, in units of 8 bytes. The model keeps all that a valid image may choose, so that it is written
-// again byte for byte: type codes, lengths, offsets, and what lies in space that nothing uses.
+// A FRU image as in the IPMI Platform Management FRU Information Storage Definition 1.0: a header with the offsets of
+// up to five areas, in units of 8 bytes. The model keeps each choice of a valid image, so that it can be written again
+// byte for byte: type codes, lengths, offsets, and the bytes in unused space.
 #pragma once
 
 #include <cstddef>
@@ -34,7 +34,7 @@ constexpr unsigned kTextType = 3;
 struct Field {
   unsigned type = kTextType;
   Bytes data;
-  bool missing = false;  // the image or its area ends before it
+  bool missing = false;  // the image or the area ends before this field
 };
 
 struct Record {
@@ -49,33 +49,33 @@ constexpr std::size_t kAreaKinds = 5;
 
 struct Area {
   AreaKind kind = AreaKind::kInternal;
-  std::optional<std::size_t> offset;  // none: after the area before
-  std::size_t length = 0;             // of an area of fields; 0: as short as it can be
+  std::optional<std::size_t> offset;  // none: after the previous area
+  std::size_t length = 0;             // of an area of fields; 0: the shortest possible
   std::uint8_t code = kEnglish;       // the chassis' type, or the language
   std::uint32_t minutes = 0;          // the board's date
-  bool headless = false;              // the image ends before code and date do
+  bool headless = false;              // the image ends before the end of code and date
   std::vector<Field> fields;          // the area's own, then custom ones
-  Bytes unused;                       // between the fields' end and the checksum, where that isn't all zeros
+  Bytes unused;                       // between the fields' end and the checksum; empty when all are zeros
   Bytes data;                         // of the internal use area
   std::vector<Record> records;        // of the multi-record area
 };
 
-/// Bytes that no area takes.
+/// Bytes outside all areas.
 struct Gap {
   std::size_t offset = 0;
   Bytes bytes;
 };
 
 struct Image {
-  std::size_t size = 0;     // 0: up to the end of the last area
-  std::vector<Area> areas;  // in the order of their places
+  std::size_t size = 0;     // 0: ends after the last area
+  std::vector<Area> areas;  // in the order of their offsets
   std::vector<Gap> gaps;
 };
 
 struct FieldName {
   const char *name;
   const char *title;
-  bool english;  // whatever the area's language is
+  bool english;  // in any of the area's languages
 };
 
 struct AreaShape {
@@ -89,7 +89,7 @@ const AreaShape &shapeOf(AreaKind kind);
 std::optional<AreaKind> areaNamed(std::string_view name);
 inline bool hasFields(AreaKind kind) { return shapeOf(kind).fieldsAt != 0; }
 
-/// "serial-number", or "custom.1" and so on for those after the area's own.
+/// "serial-number"; "custom.1" and so on for the fields after the area's own.
 std::string fieldName(AreaKind kind, std::size_t index);
 std::string fieldTitle(AreaKind kind, std::size_t index);
 Encoding encodingOf(const Area &area, std::size_t index, unsigned type);
@@ -102,13 +102,13 @@ std::string languageName(std::uint8_t code);
 std::uint8_t zeroChecksum(View bytes);
 std::size_t roundedUp(std::size_t size);
 
-/// Bytes that an area takes, at least.
+/// Returns an area's length: the given one or, if it is too short, the shortest possible.
 std::size_t sizeOf(const Area &area);
 
-/// A field that holds a text; throws Failure(kFinding) when it can't.
+/// Throws Failure(kFinding) when a field can't have this text.
 Field makeField(std::string_view text, Encoding encoding);
 
-/// An image's bytes, with all checksums; throws Failure(kFinding) when the areas don't fit.
+/// Returns an image's bytes with all checksums. Throws Failure(kFinding) when the areas don't fit.
 Bytes serialise(const Image &image);
 
 }  // namespace vexora::tool::fru

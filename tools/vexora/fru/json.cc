@@ -32,7 +32,7 @@ Json fieldJson(const Area &area, std::size_t index) {
 void addFields(Json &json, const Area &area, Minute today) {
   json.add("length", area.length);
   if (area.headless) {
-    // Zeros would be read as what the image says.
+    // The image has no code and date: zeros here would look like real values.
   } else if (area.kind == AreaKind::kChassis) {
     json.add("type", area.code).add("typeName", chassisTypeName(area.code));
   } else {
@@ -80,7 +80,7 @@ Json areaJson(const Area &area, Minute today) {
   return json;
 }
 
-/// Space that holds one byte throughout is given by its length.
+/// A gap of equal bytes gets a length and that byte, others all their bytes.
 Json gapJson(const Gap &gap) {
   Json json = object({{"offset", gap.offset}});
   if (std::all_of(gap.bytes.begin(), gap.bytes.end(), [&](auto byte) { return byte == gap.bytes[0]; })) {
@@ -89,7 +89,7 @@ Json gapJson(const Gap &gap) {
   return json.add("bytes", toHex(gap.bytes));
 }
 
-/// A value of a description, with its place in it for messages.
+/// A value of a description, and its place in the document for messages.
 class Node {
  public:
   Node(json_object *value, std::string place) : value_(value), place_(std::move(place)) {}
@@ -102,7 +102,7 @@ class Node {
     return found == nullptr ? std::nullopt : std::optional(Node(found, place_ + "." + key));
   }
 
-  /// An object with no other members than these.
+  /// Refuses a value that is no object or has other members.
   void expect(const std::vector<std::string_view> &members) const {
     expectType(json_type_object, "an object");
     json_object_object_foreach(value_, key, ignored) {

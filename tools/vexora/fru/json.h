@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A FRU image as a JSON document, and back. Members that only explain others ("encoding" beside "type", "date" beside
-// "minutes", "text" beside "bytes") may be left out of a description, or stand alone; where both are given they have to
-// agree. "typeName", "name", "decoded", "languageName" and "faults" are for readers and not looked at.
+// Converts a FRU image to a JSON document and back. Some pairs of members have the same meaning ("type" and "encoding",
+// "minutes" and "date", "bytes" and "text"): if a description has both, they must agree. "typeName", "name", "decoded",
+// "languageName" and "faults" are for people and ignored.
 #pragma once
 
 #include "core/tool.h"
@@ -13,7 +13,7 @@ namespace vexora::tool::fru {
 
 Json toJson(const Parsed &parsed, Minute today);
 
-/// Throws Failure(kFinding) naming the member that can't be used.
+/// Throws Failure(kFinding), which names the wrong member.
 Image fromJson(const Json &document, Minute today);
 
 }  // namespace vexora::tool::fru

@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::uint8_t kLengthBits = 0x3F;
 
-/// Takes bytes off the front. What would run past the end is taken as nothing or zeros, and remembered.
+/// Reads from the front. A read past the end returns no bytes or 0, and makes failed() true.
 class Cursor {
  public:
   explicit Cursor(View all) : all_(all) {}
@@ -49,7 +49,7 @@ struct Extent {
   std::size_t begin;
   std::size_t end;
   AreaKind kind;
-  bool whole;  // nothing of it was left unread
+  bool whole;  // read to its end
 };
 
 class Parser {
@@ -69,7 +69,7 @@ class Parser {
     try {
       out_.exact = std::ranges::equal(serialise(out_.image), image_);
     } catch (const Failure &) {
-      out_.exact = false;  // areas that lie on each other, or beyond the image
+      out_.exact = false;  // areas overlap or exceed the image
     }
     return std::move(out_);
   }
@@ -79,7 +79,7 @@ class Parser {
     out_.faults.push_back({kind, place, offset, message});
   }
 
-  /// Whether the layout is known.
+  /// Returns whether the version is the known one.
   bool isVersion(std::uint8_t byte, std::uint8_t version, const char *kind, const std::string &place, std::size_t at) {
     if ((byte & kVersionBits) != version) {
       fault(kind, place, at, "format version is " + std::to_string(byte & kVersionBits));
@@ -133,7 +133,7 @@ class Parser {
       length = readRecords(area, whole);
     } else {
       known = isVersion(image_[start], kFormat, "area-version", name, start);
-      // The internal use area has no length: it goes on to where the next area begins.
+      // The internal use area has no length: it ends where the next area begins.
       length = !known ? 0 : kind == AreaKind::kInternal ? next - start : readFieldsArea(area);
     }
     if (kind == AreaKind::kInternal && length != 0) {
@@ -145,7 +145,7 @@ class Parser {
     }
   }
 
-  /// Returns the bytes that it takes of the image.
+  /// Returns the number of the image's bytes in the area.
   std::size_t readFieldsArea(Area &area) {
     const std::string place = shapeOf(area.kind).name;
     const std::size_t start = *area.offset;
@@ -268,7 +268,7 @@ class Parser {
     }
   }
 
-  /// What was left unread is kept as a gap too, but it isn't unused.
+  /// Keeps the unread rest of a damaged area as a gap too; its content is no fault.
   void findGaps() {
     std::size_t end = kHeaderSize;
     bool whole = true;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Reads a FRU image of any content: what can be read is, and each fault is reported with its kind and place.
+// Reads hostile FRU images: the model gets all that is readable, and each fault is reported with its kind and place.
 #pragma once
 
 #include "fru/image.h"
@@ -17,7 +17,7 @@ struct Fault {
 struct Parsed {
   Image image;
   std::vector<Fault> faults;  // in the order of their offsets
-  bool exact = false;         // the model gives the same image when it is written
+  bool exact = false;         // serialise(image) returns the same bytes
 };
 
 Parsed parse(View image);

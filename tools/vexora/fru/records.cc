@@ -37,17 +37,17 @@ constexpr const char *kAccessTypes[] = {"",
                                         "Component ping address",
                                         "System unique ID"};
 
-/// A value of 1 to 3 bytes, low byte first, or some bits of it.
+/// A little-endian value of 1 to 3 bytes, or some of its bits.
 struct Item {
   const char *name;
   std::size_t at;
   std::size_t size;
   const char *unit = "";
-  unsigned decimals = 0;  // 2: it counts hundredths of the unit
+  unsigned decimals = 0;  // 2: in hundredths of the unit
   unsigned firstBit = 0;
   unsigned bits = 0;  // 0: all of them
   bool isSigned = false;
-  bool mayBeUnknown = false;  // all bits set
+  bool mayBeUnknown = false;  // all bits set means "not stated"
   std::span<const char *const> words = {};
 };
 
@@ -107,7 +107,7 @@ constexpr Item kCompatibility[] = {
     {.name = "First compatible code", .at = 5, .size = 1},
 };
 
-// The currents' unit differs from output to output there; they stay in the data.
+// Without the currents: their unit differs from record to record.
 constexpr std::span<const Item> kExtendedOutput = std::span(kDcOutput).first(6);
 constexpr std::span<const Item> kExtendedLoad = std::span(kDcLoad).first(5);
 constexpr std::span<const Item> kOem = std::span(kCompatibility).first(1);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the multi-records of the standard's own types say.
+// Decodes the multi-records of the standard's types.
 #pragma once
 
 #include <string>
@@ -11,10 +11,10 @@
 
 namespace vexora::tool::fru {
 
-/// "Power supply"; "OEM" for the makers' types, "Reserved" for all others.
+/// Returns, for instance, "Power supply"; "OEM" for the makers' types, "Reserved" for all others.
 const char *recordTypeName(std::uint8_t type);
 
-/// Names and values, of a record that is cut short as many as it holds.
+/// Returns names and values, in a truncated record only the complete ones.
 std::vector<std::pair<std::string, std::string>> decodeRecord(const Record &record);
 
 }  // namespace vexora::tool::fru

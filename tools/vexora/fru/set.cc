@@ -31,7 +31,7 @@ Field fieldIn(const Area &area, std::size_t index, std::string_view value, Encod
   return makeField(value, encoding);
 }
 
-/// Text first, then what holds some texts that it doesn't.
+/// Makes the field in its own encoding if possible, else in the first of the other text encodings that can.
 Field fieldFor(const Area &area, std::size_t index, std::string_view value) {
   const unsigned type = area.fields[index].type;
   for (const unsigned candidate : {type, kTextType, typeOf(Encoding::kSixBit), typeOf(Encoding::kBcdPlus)}) {
@@ -42,13 +42,13 @@ Field fieldFor(const Area &area, std::size_t index, std::string_view value) {
         return field;
       }
     } catch (const Failure &) {
-      continue;  // the next may hold it
+      continue;  // the next encoding may have these characters
     }
   }
-  return makeField(value, encodingOf(area, index, kTextType));  // for its reason
+  return makeField(value, encodingOf(area, index, kTextType));  // throws the reason
 }
 
-/// Fields in the area's language keep their texts, whatever bytes the new language has for them.
+/// Keeps the texts: fields whose encoding depends on the language are encoded again.
 void setLanguage(Area &area, std::uint8_t code) {
   Area changed = area;
   changed.code = code;
@@ -62,7 +62,7 @@ void setLanguage(Area &area, std::uint8_t code) {
   area = changed;
 }
 
-/// Where a field is; for one after the last custom field it is made.
+/// Returns a field's index. A name after the last custom field adds a field.
 std::optional<std::size_t> indexOf(Area &area, std::string_view name) {
   const auto own = shapeOf(area.kind).fields;
   const auto found = std::find_if(own.begin(), own.end(), [&](const FieldName &field) { return field.name == name; });
@@ -79,7 +79,7 @@ std::optional<std::size_t> indexOf(Area &area, std::string_view name) {
   return count - 1;
 }
 
-/// Whether there is such a field.
+/// Returns false when there is no such field.
 bool assignTo(Area &area, std::string_view field, std::string_view value, std::optional<Encoding> encoding,
               Minute today) {
   if (field == "type" && area.kind == AreaKind::kChassis) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Changes of single fields of a FRU image, and the new places of areas that have grown.
+// Changes single fields of a FRU image, and moves areas when one has grown.
 #pragma once
 
 #include "fru/date.h"
@@ -8,12 +8,13 @@
 
 namespace vexora::tool::fru {
 
-/// Carries "board.serial-number=B42" out. Without an encoding the field keeps its own where that has a place for the
-/// text. Throws Failure(kUsage) when there is no such field, Failure(kFinding) when it can't have the value.
+/// Executes an assignment such as "board.serial-number=B42". Without `encoding` the field keeps its own if that can
+/// represent the text. Throws Failure(kUsage) when there is no such field, Failure(kFinding) when it can't have the
+/// value.
 void assign(Image &image, const std::string &assignment, std::optional<Encoding> encoding, Minute today);
 
-/// Lengthens areas whose fields need it, and moves those after them only as far as needed. Returns what was done, a
-/// line each. The image becomes longer only when it may; throws Failure(kFinding) otherwise.
+/// Lengthens areas whose fields need it, and moves the next ones only as far as needed. Returns a line for each change.
+/// Throws Failure(kFinding) when the image would have to grow and may not.
 std::vector<std::string> layOut(Image &image, bool mayGrow);
 
 }  // namespace vexora::tool::fru

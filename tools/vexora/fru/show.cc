@@ -12,7 +12,7 @@ constexpr std::size_t kTitleWidth = 28;
 constexpr int kRed = 31;
 constexpr int kYellow = 33;
 
-/// `value` may have colours, and is shown as it is.
+/// `value` may contain colours and isn't escaped: callers must escape foreign bytes.
 std::string line(const std::string &title, const std::string &value) {
   return "  " + title + std::string(kTitleWidth - std::min(kTitleWidth - 1, title.size()), ' ') + value + "\n";
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A FRU image for people to read.
+// Shows a FRU image as text.
 #pragma once
 
 #include <string>
@@ -14,11 +14,11 @@ namespace vexora::tool::fru {
 
 std::string readable(const Parsed &parsed, Minute today);
 
-/// `before` stands before each place.
+/// Puts `before` before each place.
 std::vector<Finding> findingsOf(const std::vector<Fault> &faults, const std::string &file,
                                 const std::string &before = "");
 
-/// All that an image says, under the names that `fru set` takes.
+/// Returns all values of an image, under the names that `fru set` accepts.
 std::vector<NamedValue> valuesOf(const Image &image, Minute today);
 
 }  // namespace vexora::tool::fru

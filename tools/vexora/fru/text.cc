@@ -11,13 +11,13 @@ namespace {
 
 constexpr std::array<const char *, 5> kNames = {"binary", "bcd-plus", "six-bit", "latin-1", "utf-16"};
 
-// The last three digits mean nothing.
+// The last three codes are undefined.
 constexpr std::string_view kBcdDigits = "0123456789 -.???";
 constexpr std::size_t kBcdMeaningful = 13;
 constexpr std::string_view kHexDigits = "0123456789abcdef";
 
 constexpr char32_t kReplacement = 0xFFFD;
-constexpr char32_t kFirstPair = 0x10000;  // what UTF-16 writes as two units
+constexpr char32_t kFirstPair = 0x10000;  // from here on UTF-16 needs two units
 
 bool isHighHalf(char32_t unit) { return unit >= 0xD800 && unit < 0xDC00; }
 bool isLowHalf(char32_t unit) { return unit >= 0xDC00 && unit < 0xE000; }
@@ -92,7 +92,7 @@ Bytes encodeBcd(std::string_view text) {
   return bytes;
 }
 
-/// Characters from blank on in six bits each, the first one in the lowest bits.
+/// Six bits per character, from blank on; the first one is in the lowest bits.
 std::string decodeSixBit(View bytes) {
   std::string text;
   unsigned bits = 0;
@@ -221,7 +221,7 @@ Text decode(View bytes, Encoding encoding) {
   try {
     decoded.exact = std::ranges::equal(encode(decoded.text, encoding), bytes);
   } catch (const Failure &) {
-    decoded.exact = false;  // it has digits without a meaning
+    decoded.exact = false;  // there are undefined digits
   }
   return decoded;
 }

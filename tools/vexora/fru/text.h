@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The encodings of FRU fields, to UTF-8 and back.
+// Converts the encodings of FRU fields to UTF-8 and back.
 #pragma once
 
 #include <cstdint>
@@ -17,7 +17,7 @@ using View = std::span<const std::uint8_t>;
 
 enum class Encoding { kBinary, kBcdPlus, kSixBit, kLatin1, kUtf16 };
 
-/// What the type code of a field, 0 to 3, means; code 3 depends on the language.
+/// Returns the encoding of a field's type code, 0 to 3. Code 3 depends on the language.
 Encoding encodingOf(unsigned type, bool english);
 unsigned typeOf(Encoding encoding);
 const char *nameOf(Encoding encoding);
@@ -25,13 +25,13 @@ std::optional<Encoding> encodingNamed(std::string_view name);
 
 struct Text {
   std::string text;    // UTF-8; binary data as hexadecimal digits
-  bool exact = false;  // encoded again it gives the same bytes
+  bool exact = false;  // encode() returns the same bytes
 };
 
 Text decode(View bytes, Encoding encoding);
 
-/// Throws Failure(kFinding) with the reason when the encoding has no place for the text. BCD and six-bit texts that
-/// don't fill their last byte read back with a blank at their end.
+/// Throws Failure(kFinding) with the reason when the encoding can't represent the text. A BCD text of odd length and a
+/// six-bit text of 4n + 3 characters read back with a blank at their end.
 Bytes encode(std::string_view text, Encoding encoding);
 
 }  // namespace vexora::tool::fru
