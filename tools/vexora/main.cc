@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// vexora: looks into what the library leaves behind on a board, on the board itself or in a file system extracted from
-// one.
+// vexora: shows, checks and changes the library's files, on a board or in a file system extracted from one.
 
 #include <algorithm>
 #include <cerrno>
@@ -28,7 +27,7 @@ using vexora::tool::Failure;
 using vexora::tool::Json;
 using vexora::tool::Session;
 
-// Of the documents' members; a reader that knows a lower one still finds all that it knew.
+// Version of the documents' members. A higher version only adds members.
 constexpr int kDocumentVersion = 1;
 
 constexpr const char *kDescription =
@@ -56,7 +55,7 @@ void addCommands(CLI::App &app, Session &session) {
   vexora::tool::addHelp(app, session);
 }
 
-/// Does what the command line says; returns why it couldn't, or an empty text.
+/// Executes the command line. Returns the error, "" if there is none.
 std::string work(CLI::App &app, Session &session, int argc, char **argv) {
   try {
     app.parse(argc, argv);
@@ -84,11 +83,11 @@ std::string work(CLI::App &app, Session &session, int argc, char **argv) {
 int run(int argc, char **argv) {
   CLI::App app(kDescription, "vexora");
   Session session;
-  // A line that can't be parsed is answered by a document, too.
+  // Before the parser runs: a line that can't be parsed is answered by a document too.
   char **const end = std::find(argv, argv + argc, std::string_view("--"));
   session.json = std::find(argv, end, std::string_view("--json")) != end;
   addCommands(app, session);
-  // Between the parsing and the commands' callbacks: the library's fixed paths lead into the root from here on.
+  // Runs after the parser and before the commands: from then on the library's fixed paths are redirected into the root.
   app.parse_complete_callback([&session] {
     session.root = vexora::tool::enterRoot(session.root);
     if (session.json) {
@@ -118,7 +117,7 @@ int main(int argc, char **argv) {
     return run(argc, argv);
   } catch (const std::exception &) {
     const int reason = errno;
-    std::cout.exceptions(std::ios::goodbit);  // it is flushed before a complaint, and at the end
+    std::cout.exceptions(std::ios::goodbit);  // std::cerr and the exit flush it, which must not throw again
     std::cerr << "vexora: cannot write standard output: " << std::strerror(reason) << "\n";
     return vexora::tool::kInaccessible;
   }

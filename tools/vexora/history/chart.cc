@@ -11,7 +11,7 @@
 namespace vexora::tool::history {
 namespace {
 
-// Steps of the time axis that people count in.
+// Usual steps of a time axis.
 struct TickStep {
   int hours;
   int days;
@@ -24,12 +24,12 @@ constexpr std::int64_t kShortestMonth = 28 * kDay;
 constexpr double kStepWidth = 0.015;
 constexpr std::size_t kNameLength = 60;
 
-/// A path's end says most.
+/// Keeps the end of a long path, which is its most specific part.
 std::string shortened(const std::string &name) {
   return printable(name.size() <= kNameLength ? name : "..." + name.substr(name.size() - kNameLength));
 }
 
-/// A part of the time axis; between it and the one before the clock was set.
+/// A part of the time axis. A new one begins where the clock was set.
 struct Stretch {
   std::int64_t from = 0;
   std::int64_t to = 0;
@@ -41,7 +41,7 @@ struct Stretch {
   }
 };
 
-/// Of all histories: several have no steps.
+/// Throws Failure(kFinding) when the clock was set in one of several histories: they could not share the axis.
 std::vector<Stretch> stretchesOf(std::span<const Selection> histories) {
   std::vector<Stretch> stretches;
   for (const Selection &history : histories) {
@@ -66,7 +66,7 @@ std::vector<Stretch> stretchesOf(std::span<const Selection> histories) {
   return stretches;
 }
 
-/// Gives each stretch its share of the width, none so little that it can't be seen; returns the time that all cover.
+/// Divides the width among the stretches, with a visible minimum for each. Returns their total time.
 std::int64_t share(std::vector<Stretch> &stretches) {
   std::int64_t span = 0;
   for (Stretch &stretch : stretches) {
@@ -88,7 +88,7 @@ std::int64_t share(std::vector<Stretch> &stretches) {
   return span;
 }
 
-/// Adds a history's figures in runs of points, a point for each column that has records.
+/// Adds a history's figures to a panel: a run of points between two breaks, a point per column that has records.
 void condense(const Selection &history, Figures Record::*sensor, std::span<const Stretch> stretches,
               std::int64_t origin, std::int64_t length, Panel &panel) {
   auto &runs = panel.histories.emplace_back();
@@ -108,7 +108,7 @@ void condense(const Selection &history, Figures Record::*sensor, std::span<const
     ++point.records;
     point.at += (stretches[record.stretch].at(record.time) - point.at) / point.records;
     point.average += (figures.average - point.average) / point.records;
-    // Figures below zero that are read without their sign would lead the band off the paper.
+    // Figures below zero may be read without their sign: then the average isn't between minimum and maximum.
     point.minimum = std::min({point.minimum, figures.minimum, figures.average});
     point.maximum = std::max({point.maximum, figures.maximum, figures.average});
     panel.low = std::min(panel.low, point.minimum);
@@ -116,7 +116,7 @@ void condense(const Selection &history, Figures Record::*sensor, std::span<const
   }
 }
 
-/// 1, 2 or 5 times a power of ten, so that at most `most` of them make the span.
+/// Returns the smallest of 1, 2 or 5 times a power of ten that covers the span in at most `most` steps.
 int niceStep(int span, int most) {
   for (int power = 1;; power *= 10) {
     for (const int digit : {1, 2, 5}) {
@@ -127,7 +127,7 @@ int niceStep(int span, int most) {
   }
 }
 
-/// Whole steps, with some air above and below, but not below zero for its sake.
+/// Sets the value axis to whole steps with a margin above and below. The margin alone never makes it begin below zero.
 void setValueAxis(Panel &panel, int steps) {
   const int air = std::max((panel.high - panel.low) / 20, 1);
   const int low = panel.low >= 0 ? std::max(panel.low - air, 0) : panel.low - air;
@@ -211,7 +211,7 @@ Chart layOut(std::span<const Selection> histories, std::span<const Heading> head
   for (const Stretch &stretch : stretches) {
     addTicks(stretch, first.clock, static_cast<int>(size.timeTicks * (stretch.right - stretch.left)), chart.ticks);
   }
-  // Hours of one day share a column, whatever time of day the first record has.
+  // Columns of a day begin at midnight, by the clock's distance from UTC in January 1970.
   const std::int64_t origin = -breakDown(0, first.clock).tm_hour * kHour;
   for (const Heading &heading : headings) {
     Panel panel{heading.text, {}, INT32_MAX, INT32_MIN, 0};

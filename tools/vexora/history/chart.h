@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What a chart of one or two histories shows, whoever draws it: characters or cairo. Places along the time axis are
-// shares of its width. Where the clock was set the axis is broken: each stretch of time has its own part of it.
+// The layout of a chart of one or two histories, for text and for pictures. Positions on the time axis are fractions of
+// its width. Where the clock was set the axis is cut: each stretch of time has its own part of it.
 #pragma once
 
 #include <cstdint>
@@ -15,24 +15,24 @@ namespace vexora::tool::history {
 
 /// The records of one column of a chart.
 struct Point {
-  double at = 0;  // their middle
+  double at = 0;  // the mean of their positions
   double average = 0;
   int minimum = 0;
   int maximum = 0;
   unsigned records = 0;
 };
 
-/// What a panel shows, and how it is called.
+/// A panel's sensor and title.
 struct Heading {
   Figures Record::*figures;
   std::string text;
 };
 
-/// One sensor.
+/// The chart of one sensor.
 struct Panel {
   std::string heading;
-  std::vector<std::vector<std::vector<Point>>> histories;  // each in runs of points without a gap between them
-  int low = 0;                                             // the value axis: whole steps
+  std::vector<std::vector<std::vector<Point>>> histories;  // each in runs of points without a break
+  int low = 0;                                             // the value axis, in whole steps
   int high = 0;
   int step = 0;
 };
@@ -40,17 +40,16 @@ struct Panel {
 struct Tick {
   double at = 0;
   std::string label;
-  std::string date;  // a second line, where a new day begins on an axis of hours
+  std::string date;  // second line: the first tick of a day on an axis of hours
 };
 
-/// What drawings are made of, as far as the chart has it.
+/// An entry of the legend.
 struct Mark {
   enum Kind { kAverage, kBand, kGap, kLeftOut, kStep } kind;
   std::size_t history;
   std::string meaning;
 };
 
-/// A gap, damaged records, or a place where the clock was set.
 struct Stripe {
   Mark::Kind kind;
   double from;
@@ -68,19 +67,19 @@ struct Chart {
 };
 
 struct ChartSize {
-  std::int64_t points;  // side by side, at most
-  bool wholeDays;       // whether a point stands for a day when hours are too many
-  int timeTicks;        // at most
+  std::int64_t points;  // maximum
+  bool wholeDays;       // a point is an hour, or a day when there are too many hours
+  int timeTicks;        // maximum
   int valueSteps;
 };
 
-/// The sensors' panels, all or the one named; a label is "0x7000=Input power:W". Throws Failure(kUsage).
+/// Returns the headings of all sensors or of the one named. A label is "0x7000=Input power:W". Throws Failure(kUsage).
 std::vector<Heading> headingsOf(const std::vector<std::string> &labels, const std::string &only);
 
-/// One history or two, each with at least one record. Throws Failure(kFinding).
+/// Takes one or two histories, each with at least one record. Throws Failure(kFinding).
 Chart layOut(std::span<const Selection> histories, std::span<const Heading> headings, const ChartSize &size);
 
-/// The chart in text, with colours where the terminal has them.
+/// Draws the chart in characters, with colours if standard output is a terminal.
 std::string drawText(std::span<const Selection> histories, std::span<const Heading> headings, unsigned width);
 
 }  // namespace vexora::tool::history

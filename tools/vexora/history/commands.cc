@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// vexora history: the recorder's data file, read without the recorder.
+// vexora history: reads the recorder's data file without the recorder.
 
 #include <algorithm>
 #include <cstdlib>
@@ -49,7 +49,7 @@ std::shared_ptr<Range> addRange(Command command, int mostFiles) {
   return range;
 }
 
-/// What was left out; on standard error where standard output is for another program.
+/// Reports damaged records. Throws if `isForeign`: standard output is then for another program.
 void report(Session &session, const Selection &selection, bool isForeign = false) {
   if (isForeign && !session.json && !selection.leftOut.empty()) {
     throw Failure(kFinding, printable(selection.path) + ": damaged records are left out (see: vexora history verify)");
@@ -57,7 +57,7 @@ void report(Session &session, const Selection &selection, bool isForeign = false
   session.report(findingsOf(selection.leftOut, selection.clock), "");
 }
 
-/// A command that reads one history's range: its answer as JSON, and as text.
+/// Makes a command print a range of one history: `json` and `text` make its answer.
 void addReader(Command command, Session &session, Json (*json)(const Selection &),
                std::string (*text)(const Selection &), const std::shared_ptr<bool> &csv) {
   command.run([&session, json, text, csv, range = addRange(command, 1)] {

@@ -5,7 +5,6 @@
 
 namespace vexora::tool {
 
-/// Adds "history", the recorder's data file.
 void addHistory(Command app, Session &session);
 
 }  // namespace vexora::tool

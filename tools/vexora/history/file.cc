@@ -21,7 +21,7 @@ struct HeaderField {
   std::uint32_t most;
 };
 
-// In the file's order, 4 bytes each.
+// In the file's order, with 4 bytes each.
 constexpr HeaderField kFields[] = {{"head", &Header::head, 0, kCapacity - 1},
                                    {"tail", &Header::tail, 0, kCapacity - 1},
                                    {"record size", &Header::itemSize, kRecordSize, kRecordSize},
@@ -63,7 +63,8 @@ Record readRecord(Bytes bytes, std::uint32_t slot, bool hasSign) {
   return record;
 }
 
-/// The slots of a file whose header says nothing, oldest first: a full ring, which has no empty slot, begins anywhere.
+/// Returns the records of a file without a usable header, oldest first. A full ring has no empty slot and may begin in
+/// any slot: there the oldest sound record is the first.
 std::vector<Record> leftRecords(Bytes bytes, bool hasSign) {
   std::vector<Record> records;
   for (std::uint32_t slot = 0; slot < kCapacity && kHeaderSize + (slot + 1) * kRecordSize <= bytes.size(); ++slot) {
@@ -149,8 +150,9 @@ std::optional<Break> breakBetween(const Record &before, const Record &after) {
   if (step < 0 || step > kLongestPause) {
     return Break{Break::kClock, before.time, after.time, step};
   }
-  // Hours begin when the clock on the wall strikes. It gives the number of hours in every time zone, and UTC gives it
-  // across a change to or from summer time: neither counts an hour that had no chance of a record.
+  // The recorder's hours are hours of local time. Local time counts them right in all zones, also those with half
+  // hours; UTC counts them right when summer time begins or ends. The smaller count has no hour that could not get a
+  // record.
   std::int64_t hours = after.time / kHour - before.time / kHour;
   const std::int64_t onTheWall = hours + (zoneOf(after) - zoneOf(before)) / kHour;
   hours = std::llabs(onTheWall - hours) <= 1 ? std::min(onTheWall, hours) : hours;

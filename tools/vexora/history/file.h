@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The history data file, read byte by byte: what the library would refuse or replace is looked at here, and left as it
-// is. docs/history-data-file.md has the layout.
+// Reads the history data file byte by byte and never changes it, also a file that the library would refuse or replace.
+// docs/history-data-file.md has the layout.
 #pragma once
 
 #include <cstdint>
@@ -21,10 +21,10 @@ inline constexpr std::uint32_t kRecordSize = 28;
 inline constexpr std::size_t kHeaderSize = 20;
 inline constexpr std::size_t kFileSize = kHeaderSize + std::size_t{kCapacity} * kRecordSize;
 
-// No board is off for a year and then goes on with its old history: a longer step is the clock's.
+// A longer step means that the clock was set: no board is off for a year and then goes on with its history.
 inline constexpr std::int64_t kLongestPause = 366 * kDay;
 
-/// One sensor over an hour. The file keeps the low 16 bits; whoever reads them says whether they have a sign.
+/// One sensor over an hour. The file keeps only the low 16 bits, so their reader must know whether they have a sign.
 struct Figures {
   int average = 0;
   int maximum = 0;
@@ -42,11 +42,11 @@ struct Record {
   unsigned year = 0;
   std::int64_t firstTime = 0;
   std::int64_t time = 0;  // the copy that recording and queries compare
-  std::string damage;     // "" of a sound one; the others' figures and times mean nothing
-  unsigned leftOut = 0;   // damaged records between this one and the sound one before it
-  // Of one in a selection:
+  std::string damage;     // "" for a sound record; figures and times of others are meaningless
+  unsigned leftOut = 0;   // number of damaged records between this one and the previous sound one
+  // Only in a selection:
   bool isAfterBreak = true;
-  unsigned stretch = 0;  // steps of the clock before it
+  unsigned stretch = 0;  // number of times that the clock was set before
 
   [[nodiscard]] std::size_t offset() const { return kHeaderSize + std::size_t{slot} * kRecordSize; }
 };
@@ -59,12 +59,11 @@ struct Sensor {
 };
 inline constexpr Sensor kSensors[] = {{"0x7000", &Record::sensor7000}, {"0x3009", &Record::sensor3009}};
 
-/// Something wrong with the file, and where.
 struct Damage {
   const char *kind;
   std::size_t offset;
   std::string text;
-  std::optional<Record> record = {};  // unless it is the header's or the whole file's
+  std::optional<Record> record = {};  // none for damage of the header or the whole file
 };
 
 struct Header {
@@ -77,50 +76,50 @@ struct Header {
 
 struct DataFile {
   std::size_t size = 0;
-  Header header;                 // as far as there is one
-  std::vector<Damage> refusals;  // why the recorder would replace the file
-  std::vector<Record> records;   // oldest first, damaged ones too; none when the file is refused, unless salvaged
+  Header header;                 // zeros when the file is too short
+  std::vector<Damage> refusals;  // the reasons for which the recorder would replace the file
+  std::vector<Record> records;   // oldest first, damaged ones too; none of a refused file unless salvaged
 };
 
 struct Reading {
   bool hasSign = false;  // figures are two's complement
-  bool salvage = false;  // of a refused file, too, all whole records that are left
+  bool salvage = false;  // reads all whole records of a refused file
 };
 
 DataFile parseDataFile(std::span<const std::uint8_t> bytes, const Reading &reading = {});
 
-/// The sound records, each with the number of those left out before it.
+/// Returns the sound records, with `leftOut` set.
 std::vector<Record> soundRecords(const DataFile &file);
 
-/// What is wrong with a record by itself; "" when nothing is.
+/// Returns what is wrong with a record, regardless of others; "" if nothing.
 std::string damageOf(const Record &record);
 
-/// The local date and hour that a record carries, counted in seconds as if it were UTC; nothing when it is no date.
+/// Returns a record's local date and hour as seconds, as if it were UTC; nothing when it is no valid date.
 std::optional<std::int64_t> wallClock(const Record &record);
 
-/// How far that is from UTC, in whole hours: the minutes are not recorded.
+/// Returns how far a record's local time is ahead of UTC, in seconds. Whole hours only: the minutes are not recorded.
 std::int64_t zoneOf(const Record &record);
 
-/// What lies between two sound records that don't follow each other from hour to hour.
+/// The reason why two neighbouring sound records are not from consecutive hours.
 struct Break {
   enum Kind { kGap, kLeftOut, kClock } kind = kGap;
   std::int64_t from = 0;
   std::int64_t to = 0;
-  std::int64_t amount = 0;  // seconds without a record, records left out, or seconds that the clock was set by
-  // In a selection:
-  std::size_t record = 0;  // the one after it
-  unsigned stretch = 0;    // steps of the clock before that
+  std::int64_t amount = 0;  // seconds without a record, number of damaged records, or the clock's step in seconds
+  // Only in a selection:
+  std::size_t record = 0;  // index of the next record
+  unsigned stretch = 0;    // that record's stretch
 };
 
 std::optional<Break> breakBetween(const Record &before, const Record &after);
 
-/// "5 hours without a record", "the clock was set back by 2 hours".
+/// Returns, for instance, "5 hours without a record" or "the clock was set back by 2 hours".
 std::string wordsOf(const Break &found);
 
-/// Everything that is wrong with a file, in the order of the records. Touches nothing.
+/// Returns all damage of a file: the whole file's first, then in the order of the records.
 std::vector<Damage> verify(const DataFile &file, std::int64_t now);
 
-/// A data file of some records of another one.
+/// Returns a data file with some records of another one.
 std::vector<std::uint8_t> dataFileOf(std::span<const Record> records, std::span<const std::uint8_t> original);
 
 }  // namespace vexora::tool::history

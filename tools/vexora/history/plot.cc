@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// One drawing for both kinds of picture. Only text differs: cairo would turn an SVG's letters into outlines, so there
-// they are written as text of their own, which can be searched and read aloud. A PNG gets the machine's letters, or
-// cairo's built-in ones where there are none.
+// Draws SVG and PNG alike, except for text: cairo would turn an SVG's letters into outlines, so they are written as
+// <text> elements, which can be searched and read aloud. A PNG uses the machine's fonts or else cairo's built-in one.
 
 #include "history/plot.h"
 
@@ -25,12 +24,12 @@ constexpr double kHeadingHeight = 40;  // above a panel
 constexpr double kTicksHeight = 55;    // below
 constexpr double kTextSize = 14;
 constexpr double kTitleSize = 18;
-constexpr double kLetter = 0.6;  // a letter's width at the most, of its height
+constexpr double kLetter = 0.6;  // a letter's largest width, as a fraction of its height
 constexpr double kSwatch = 25;
 constexpr double kPngScale = 2;  // for sharp lines on today's screens
 constexpr int kTickDistance = 110;
 constexpr int kValueHeight = 45;
-// More hours than this would be closer than the eye can part them: then a point stands for a day.
+// More hours than this are too close to be distinguished: then a point is a day.
 constexpr std::int64_t kMostHours = 1000;
 
 struct Colour {
@@ -49,7 +48,7 @@ constexpr double kBandOpacity = 0.3;
 enum class Anchor { kStart, kMiddle, kEnd };
 constexpr const char *kAnchors[] = {"start", "middle", "end"};
 
-/// Names of files and sensors are the user's.
+/// Escapes markup: names of files and sensors come from outside.
 std::string escaped(const std::string &text) {
   std::string escaped;
   for (const char letter : text) {
@@ -75,7 +74,7 @@ class Pen {
     cairo_line_to(get(), toX, toY);
     cairo_stroke(get());
   }
-  /// Writes in ink.
+  /// Always in the colour kInk.
   void text(double x, double y, Anchor anchor, double size, const std::string &words) {
     if (kind_ == Picture::kSvg) {
       texts_ += format(R"(<text x="%.1f" y="%.1f" font-size="%.0f" text-anchor="%s">)", x, y, size,
@@ -99,7 +98,7 @@ class Pen {
   std::string texts_;
 };
 
-/// Two strokes with nothing between them.
+/// Draws the mark of a cut axis: two lines with paper between them.
 void drawCut(const Pen &pen, double left, double right, double top, double bottom) {
   pen.use(kPaper);
   pen.fillRectangle(left, top, right, bottom + 1);
@@ -109,7 +108,7 @@ void drawCut(const Pen &pen, double left, double right, double top, double botto
   pen.line(right, bottom, right, top);
 }
 
-/// One panel's place on the paper.
+/// Draws a panel at its place.
 struct PanelDrawing {
   Pen &pen;
   const Chart &chart;
@@ -121,7 +120,7 @@ struct PanelDrawing {
   void draw() {
     drawStripes();
     drawAxes();
-    for (std::size_t i = panel.histories.size(); i-- > 0;) {  // the first one above the second
+    for (std::size_t i = panel.histories.size(); i-- > 0;) {  // the first history covers the second
       for (const auto &run : panel.histories[i]) {
         drawBand(run, kHistories[i]);
       }
@@ -137,7 +136,7 @@ struct PanelDrawing {
     return bottom - (value - panel.low) * (bottom - top) / (panel.high - panel.low);
   }
 
-  /// On an axis of a year a gap of hours still shows as a line.
+  /// A stripe is at least a line wide: otherwise a gap of hours is invisible on an axis of a year.
   void drawStripes() {
     for (const Stripe &stripe : chart.stripes) {
       if (stripe.kind != Mark::kStep) {
@@ -154,7 +153,7 @@ struct PanelDrawing {
       pen.line(kLeft, y(value), right, y(value));
       pen.text(kLeft - 10, y(value) + kTextSize / 3, Anchor::kEnd, kTextSize, std::to_string(value));
     }
-    double end = 0;  // of the label before
+    double end = 0;  // of the previous label
     for (const Tick &tick : chart.ticks) {
       pen.use(kGrid);
       pen.line(x(tick.at), top, x(tick.at), bottom + 5);
@@ -177,7 +176,7 @@ struct PanelDrawing {
     }
   }
 
-  /// Along the maxima and back along the minima. One point alone gets a stroke's width.
+  /// Follows the maxima and returns along the minima. A single point gets a line's width.
   void drawBand(const std::vector<Point> &run, const Colour &colour) const {
     const double half = run.size() == 1 ? 1.5 : 0;
     cairo_move_to(pen.get(), x(run.front().at) - half, y(run.front().maximum));

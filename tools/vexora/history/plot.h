@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The history as a picture. Built with cairo, which boards don't carry: VEXORA_TOOLS_PLOT=OFF leaves it out.
+// Draws the history as a picture. It needs cairo, which boards don't have: VEXORA_TOOLS_PLOT=OFF omits it.
 #pragma once
 
 #include <cstdint>
@@ -13,13 +13,13 @@ namespace vexora::tool::history {
 
 enum class Picture { kSvg, kPng };
 
-/// In points, of which a PNG has two dots each way.
+/// In points. A PNG has two dots per point in each direction.
 struct Size {
   unsigned width = 1200;
   unsigned height = 790;
 };
 
-/// Draws a chart and returns the picture's file.
+/// Returns the picture's file.
 std::string drawPicture(Picture kind, std::span<const Selection> histories, std::span<const Heading> headings,
                         const Size &size);
 

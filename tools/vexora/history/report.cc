@@ -12,12 +12,12 @@ namespace {
 constexpr int kYellow = 33;
 
 struct Summary {
-  Record lowest;   // the record that has the minimum
-  Record highest;  // and the maximum
+  Record lowest;   // has the minimum
+  Record highest;  // has the maximum
   double average = 0;
 };
 
-/// There is at least one record.
+/// `records` must not be empty.
 Summary summarise(std::span<const Record> records, Figures Record::*sensor) {
   Summary summary{*std::ranges::min_element(records, {}, [&](const Record &one) { return (one.*sensor).minimum; }),
                   *std::ranges::max_element(records, {}, [&](const Record &one) { return (one.*sensor).maximum; })};
@@ -31,7 +31,7 @@ Json figuresJson(const Figures &figures) {
   return object({{"average", figures.average}, {"minimum", figures.minimum}, {"maximum", figures.maximum}});
 }
 
-/// In UTC and, where that is another, in the clock that texts show.
+/// A moment in UTC and, if it isn't UTC, in the clock of the texts.
 Json momentJson(std::int64_t time, const Clock &clock) {
   constexpr const char *kNames[] = {"utc", "board", "local"};
   return object({{"time", time}, {"utc", isoStamp(time, {})}, {kNames[clock.kind], isoStamp(time, clock)}});
@@ -47,7 +47,7 @@ Json breaksJson(const Selection &selection) {
   });
 }
 
-/// How many gaps there are, and their seconds.
+/// Returns the number of gaps and their total seconds.
 std::pair<unsigned, std::int64_t> gapsOf(const Selection &selection) {
   std::pair<unsigned, std::int64_t> gaps;
   for (const Break &found : selection.breaks) {
@@ -74,7 +74,7 @@ std::string tableOf(const Selection &selection) {
   std::string text = format("%-19s  %23s  %23s\n", "", "sensor 0x7000", "sensor 0x3009");
   text += format("%-19s  %7s %7s %7s  %7s %7s %7s\n", selection.clock.name(), "average", "min", "max", "average", "min",
                  "max");
-  std::size_t next = 0;  // of the records
+  std::size_t next = 0;  // record
   const auto addRecords = [&](std::size_t end) {
     for (; next < end; ++next) {
       text += format("%-19s", stamp(selection.records[next].time, selection.clock).c_str());

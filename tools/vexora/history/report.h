@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Records in words: the answers of show, stats, export and verify.
+// The answers of show, stats, export and verify, as text and JSON.
 #pragma once
 
 #include <span>

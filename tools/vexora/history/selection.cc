@@ -18,7 +18,7 @@ std::string nameOf(const Session &session, const std::string &file) {
   return host.data();
 }
 
-/// A range's end is a gap as well where whole hours lie between it and the next record.
+/// Finds the breaks between records. An hour or more between an end of the range and its nearest record is a gap too.
 void findBreaks(Selection &selection) {
   std::vector<Record> &records = selection.records;
   unsigned stretch = 0;
@@ -85,7 +85,7 @@ Selection select(const Session &session, const Range &range, const std::string &
   const auto isOutside = [&](std::int64_t time) {
     return (selection.from && time < *selection.from) || (selection.to && time >= *selection.to);
   };
-  // A damaged record's own time says nothing: it is as old as the sound one before it.
+  // A damaged record's time is meaningless: it gets the time of the previous sound one.
   std::optional<std::int64_t> before;
   for (const Record &record : file.records) {
     if (record.damage.empty()) {

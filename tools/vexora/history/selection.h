@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The records of a time range of a history, and what is missing in it: the one answer that lists, statistics and charts
-// show.
+// Selects a history's records in a time range, and finds the gaps: the data of all lists, statistics and charts.
 #pragma once
 
 #include <optional>
@@ -13,9 +12,9 @@
 
 namespace vexora::tool::history {
 
-/// What was asked for, as it was written.
+/// The command line's options.
 struct Range {
-  std::vector<std::string> files{""};  // empty for the board's own
+  std::vector<std::string> files{""};  // "" is the board's own
   std::string from;
   std::string to;
   bool utc = false;
@@ -25,10 +24,10 @@ struct Range {
 
 struct Selection {
   std::string path;
-  std::string name;             // the file as it was named, or the board
+  std::string name;             // the file's name on the command line, or the board's name
   std::vector<Record> records;  // sound ones, oldest first
-  std::vector<Damage> leftOut;  // damaged ones
-  std::vector<Break> breaks;    // with those at the range's ends
+  std::vector<Damage> leftOut;  // damage of a salvaged file, then the damaged records
+  std::vector<Break> breaks;    // also those at the range's ends
   std::optional<std::int64_t> from;
   std::optional<std::int64_t> to;
   Clock clock;
@@ -38,7 +37,7 @@ std::string pathOf(const Session &session, const std::string &file);
 
 Clock clockOf(const std::vector<Record> &sound, const Range &range);
 
-/// Of one of the files. Throws Failure: a file that can't be read, one that is damaged as a whole unless salvaged, a
+/// Reads one file. Throws Failure for an unreadable file, for one that is damaged as a whole unless salvaged, and for a
 /// wrong range.
 Selection select(const Session &session, const Range &range, const std::string &name);
 

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The chart in characters: a column for some hours, a row for some units. "*" is the average, "|" the band from minimum
-// to maximum, those of a second history "o" and ":"; along the bottom "." is where there are no records and "x" where
-// damaged ones were; "/" is where the clock was set.
+// The chart in characters. "*" is the average and "|" the band from minimum to maximum; a second history has "o" and
+// ":". In the bottom row "." means no records and "x" damaged ones. "/" means that the clock was set.
 
 #include <algorithm>
 #include <array>
@@ -22,9 +21,9 @@ constexpr unsigned kTickWidth = 13;
 constexpr int kColours[] = {36, 33};
 constexpr int kStripeColour = 31;
 
-using Signs = std::array<const char *, 2>;  // a history's average and band
+using Signs = std::array<const char *, 2>;  // of average and band
 
-/// A serial console knows ASCII only.
+/// Only ASCII without a UTF-8 locale, as on a serial console.
 Signs signsOf(std::size_t history) {
   constexpr Signs kAscii[] = {{"*", "|"}, {"o", ":"}};
   constexpr Signs kUtf8[] = {{"•", "│"}, {"○", "┊"}};
@@ -54,7 +53,7 @@ class Grid {
  public:
   Grid(const Chart &chart, const Panel &panel, unsigned columns)
       : panel_(panel), cells_(kRows, std::vector<std::string>(columns, " ")) {
-    for (std::size_t history = panel.histories.size(); history-- > 0;) {  // the first one above the second
+    for (std::size_t history = panel.histories.size(); history-- > 0;) {  // the first history covers the second
       for (const auto &run : panel.histories[history]) {
         for (const Point &point : run) {
           const std::size_t column = columnOf(point.at);
@@ -72,7 +71,7 @@ class Grid {
         }
         continue;
       }
-      // The columns between the records, or one of theirs where there is none between.
+      // The columns between two records, or a record's own when there is none between.
       const std::size_t begin = std::min(columnOf(stripe.from) + 1, columnOf(stripe.to));
       for (std::size_t column = begin; column < std::max(columnOf(stripe.to), begin + 1); ++column) {
         cells_.back()[column] = cells_.back()[column] == " " ? sign(stripe.kind, 0) : cells_.back()[column];
@@ -100,7 +99,7 @@ class Grid {
   [[nodiscard]] std::size_t rowOf(double value) const {
     return static_cast<std::size_t>(std::lround((panel_.high - value) * (kRows - 1) / (panel_.high - panel_.low)));
   }
-  /// The value that stands in a row, where it is a whole step.
+  /// Returns the row's value if it is a whole step, else "".
   [[nodiscard]] std::string label(std::size_t row) const {
     for (int value = panel_.low; value <= panel_.high; value += panel_.step) {
       if (rowOf(value) == row) {
@@ -114,7 +113,7 @@ class Grid {
   std::vector<std::vector<std::string>> cells_;
 };
 
-/// The time axis: a mark and a label for each tick; on an axis of hours a new day comes with its month.
+/// Draws the time axis. A tick that has a date shows month and day before its label.
 std::string timeAxis(const Chart &chart, unsigned columns) {
   std::string line(columns, '-');
   std::string labels;

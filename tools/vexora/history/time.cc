@@ -46,7 +46,7 @@ std::int64_t zoneAt(std::int64_t time, const Clock &clock) {
   return after == clock.zones.begin() ? after->second : std::prev(after)->second;
 }
 
-/// An hour, a day or a week; 0 for another letter.
+/// Returns the seconds of an hour, a day or a week; 0 for other letters.
 std::int64_t unitOf(char letter) { return letter == 'h' ? kHour : letter == 'd' ? kDay : letter == 'w' ? 7 * kDay : 0; }
 
 std::optional<std::int64_t> parseDate(std::string text, const Clock &clock) {
@@ -62,7 +62,7 @@ std::optional<std::int64_t> parseDate(std::string text, const Clock &clock) {
     }
     const std::int64_t time = moment(parts, clock);
     const std::tm back = breakDown(time, clock);
-    // A thirtieth of February would come back as another day.
+    // The 30th of February becomes a day of March, so it is refused.
     return back.tm_mday == parts.tm_mday && back.tm_mon == parts.tm_mon ? std::optional(time) : std::nullopt;
   }
   return std::nullopt;

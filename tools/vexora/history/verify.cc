@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What is wrong with a history data file. Each record is looked at by itself first; only those that are sound by
-// themselves are compared with their neighbours, so that one damaged record is reported once.
+// Finds the damage in a history data file. Each record is checked alone first; only sound records are compared with
+// their neighbours, so that a damaged record is reported once.
 
 #include <cstdint>
 #include <cstdlib>
@@ -41,7 +41,7 @@ std::vector<Damage> checkWhole(const DataFile &file) {
   return findings;
 }
 
-/// Samples below zero leave a small negative minimum, and an average that means nothing: that is no damage.
+/// Samples below zero are no damage, although they leave a small negative minimum and a meaningless average.
 bool isInOrder(const Figures &figures) {
   return (figures.minimum <= figures.average && figures.average <= figures.maximum) || figures.minimum > INT16_MAX ||
          figures.minimum < 0;
@@ -51,7 +51,7 @@ bool isZero(const Record &record) {
   return record.time == 0 && record.firstTime == 0 && record.year == 0 && record.month == 0 && record.day == 0;
 }
 
-/// What is wrong with a record's times; "" when nothing is.
+/// Returns what is wrong with a record's times, "" if nothing.
 std::string timeDamage(const Record &record) {
   if (isZero(record)) {
     return kEmptySlot;
@@ -64,7 +64,7 @@ std::string timeDamage(const Record &record) {
   if (!wall) {
     return "no such date: " + date;
   }
-  // Time zones reach from 12 hours after UTC to 14 hours before it; the wall's minutes are not recorded.
+  // Time zones are from 12 hours behind UTC to 14 hours ahead. One hour more, as local minutes are not recorded.
   const std::int64_t ahead = *wall - record.time / kHour * kHour;
   if (ahead < -13 * kHour || ahead > 15 * kHour) {
     return "its date (" + date + ") is in no time zone that of its time (" + stamp(record.time, {}) + " UTC)";
@@ -83,7 +83,7 @@ std::string figuresDamage(const Record &record) {
   return "";
 }
 
-/// Compares a record with the sound one before it.
+/// Compares a record with the previous sound one.
 void compare(const Record &before, const Record &record, std::vector<Damage> &findings) {
   const auto found = [&](const char *kind, const std::string &what) {
     findings.push_back({kind, record.offset(), what, record});
@@ -117,7 +117,7 @@ std::string damageOf(const Record &record) {
 std::vector<Damage> verify(const DataFile &file, std::int64_t now) {
   std::vector<Damage> findings = checkWhole(file);
   const std::vector<Record> sound = soundRecords(file);
-  std::size_t next = 0;  // of the sound ones
+  std::size_t next = 0;  // in `sound`
   for (const Record &record : file.records) {
     if (!record.damage.empty()) {
       findings.push_back({"record", record.offset(), record.damage, record});

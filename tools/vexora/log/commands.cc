@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The debug log's switches: marker files whose mere existence counts.
+// vexora log: the debug log's switches, which are marker files. Only their existence matters.
 
 #include <vexora/diag.h>
 
@@ -28,7 +28,7 @@ constexpr std::string_view kNone = "none";
 constexpr std::array<std::string_view, 4> kLevels{"info", "warning", "error", "critical"};
 constexpr std::array<std::string_view, 3> kPaths{"serial", "log", "both"};
 
-// What the library's table of switches holds.
+// Capacity of the library's table of switches, and of a name in it.
 constexpr std::size_t kSwitches = 16;
 constexpr std::size_t kNameLength = 15;
 
@@ -40,7 +40,7 @@ std::string upper(std::string_view text) {
   return result;
 }
 
-/// The switches that exist, sorted; the folder may be missing.
+/// Returns the switches that exist, sorted; none when the directory is missing.
 std::vector<std::string> switchedOn(const Session &session) {
   std::vector<std::string> names;
   std::error_code error;
@@ -67,7 +67,7 @@ std::vector<std::string> knownModules() {
   return names;
 }
 
-/// Why less is printed than the switches seem to say.
+/// Returns the reasons why less is printed than the switches suggest.
 std::vector<std::string> remarks(const std::vector<std::string> &on) {
   std::vector<std::string> said;
   if (GetDebugEanleLevel() < 0) {
@@ -152,7 +152,7 @@ std::string switchOf(const std::string &module) {
 }
 
 void turn(Session &session, const std::vector<std::string> &modules, bool on) {
-  // All names are looked at before the first file changes.
+  // All names are checked before the first file changes.
   std::vector<std::string> markers;
   std::transform(modules.begin(), modules.end(), std::back_inserter(markers), switchOf);
   for (const std::string &marker : markers) {
@@ -166,7 +166,7 @@ void turn(Session &session, const std::vector<std::string> &modules, bool on) {
   show(session);
 }
 
-/// Of several markers the first that exists holds, so the others go.
+/// The library obeys the first marker that exists, so the others are removed.
 template <std::size_t Count>
 void choose(Session &session, const std::array<std::string_view, Count> &words, std::string_view prefix,
             const std::string &word) {

@@ -5,10 +5,9 @@
 
 namespace vexora::tool {
 
-/// Adds "log", the debug log's switches and the watchdog log.
+/// Adds the commands about the debug log's switches and the watchdog log.
 void addLog(Command app, Session &session);
 
-/// Adds "log tail".
 void addTail(Command log, Session &session);
 
 }  // namespace vexora::tool

@@ -11,7 +11,7 @@ namespace vexora::tool {
 namespace {
 
 constexpr std::string_view kFile = "/extlog/syslog/WDT.log";
-constexpr std::size_t kLargestLog = 1U << 24;  // the library begins a new one long before
+constexpr std::size_t kLargestLog = 1U << 24;  // the library starts a new file much earlier
 
 std::vector<std::string> lastLines(std::string_view text, std::size_t count) {
   std::vector<std::string> lines;

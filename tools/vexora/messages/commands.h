@@ -5,10 +5,10 @@
 
 namespace vexora::tool {
 
-/// Adds the commands of this folder: requests between daemons.
+/// Adds the commands about requests between daemons.
 void addMessages(Command app, Session &session);
 
-void addSend(Command app, Session &session);   // "send"
-void addWatch(Command app, Session &session);  // "watch"
+void addSend(Command app, Session &session);
+void addWatch(Command app, Session &session);
 
 }  // namespace vexora::tool

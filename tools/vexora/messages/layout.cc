@@ -67,7 +67,7 @@ std::string showField(const RequestField &field, std::span<const std::uint8_t> b
   return text;
 }
 
-/// The part of a field that a record has.
+/// Returns a field's bytes, as far as the record has them.
 std::span<const std::uint8_t> partOf(const RequestField &field, std::span<const std::uint8_t> bytes) {
   const std::size_t begin = std::min(field.offset, bytes.size());
   return bytes.subspan(begin, std::min(field.size, bytes.size() - begin));

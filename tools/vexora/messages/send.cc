@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// vexora send: the requests of the daemons, made by hand. The library sends them; they are shown as they travel.
+// vexora send: sends daemons' requests by hand, with the library's calls, and shows their bytes.
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
@@ -41,7 +41,7 @@ struct SendArguments {
   unsigned second = 0;
 };
 
-/// A request as it travels, and the library's call that sends it.
+/// A request's bytes in the queue or pipe, and the library's call that sends it.
 struct Request {
   const RequestLayout *layout;
   std::vector<std::uint8_t> bytes;
@@ -51,7 +51,7 @@ struct Request {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// The bytes that were given, `most` of them at the most.
+/// Returns the bytes of the command line or file. Throws Failure for more than `most`.
 Bytes givenBytes(const SendArguments &arguments, std::size_t most) {
   std::string text;
   for (const std::string &piece : arguments.hex) {
@@ -69,7 +69,7 @@ Bytes givenBytes(const SendArguments &arguments, std::size_t most) {
   return bytes;
 }
 
-/// A record at its place in a request of zeros.
+/// Returns a request of zeros with a record at its place.
 Bytes framed(const RequestLayout &layout, std::size_t at, const Bytes &record) {
   Bytes bytes(layout.size);
   std::copy(record.begin(), record.end(), bytes.begin() + static_cast<std::ptrdiff_t>(at));
@@ -151,7 +151,8 @@ Request raid(const SendArguments &arguments, const RequestLayout &layout) {
           }};
 }
 
-/// A record that nobody waits for is lost, one to a full pipe waits, and a path that is no pipe may be removed.
+/// Throws Failure where the library's call would do harm: it blocks on a full pipe, loses a request that nobody reads,
+/// and may remove a path that is no pipe.
 void needReader(const std::string &path) {
   struct stat there {};
   if (stat(path.c_str(), &there) != 0 || !S_ISFIFO(there.st_mode)) {

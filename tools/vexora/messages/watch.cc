@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// vexora watch: takes requests from a queue or pipe, as their daemon would, and shows them.
+// vexora watch: receives requests from a queue or pipe in place of their daemon, and shows them.
 #include "messages/watch.h"
 
 #include <sys/stat.h>
@@ -36,7 +36,7 @@ struct WatchArguments {
 
 struct Source {
   RequestLayout layout;
-  std::string pipe;  // or empty: the layout's queue
+  std::string pipe;  // "" for the layout's queue
 };
 
 Source sourceOf(const Session &session, const WatchArguments &arguments) {
@@ -66,7 +66,7 @@ Source sourceOf(const Session &session, const WatchArguments &arguments) {
   return {{"pipe", 0, nullptr, VEXORA_PIPE_RECORD_MAX, kAnything}, arguments.source};
 }
 
-/// The library removes a path that it can't open.
+/// Checks the path first: the library removes one that it can't open.
 int openPipe(const std::string &path, bool make) {
   if (make && vexora_create_pipe(path.c_str()) != 0) {
     throw Failure(kInaccessible, "could not make " + printable(path));
@@ -84,7 +84,6 @@ int openPipe(const std::string &path, bool make) {
   return pipe;
 }
 
-/// Waits for a request.
 std::vector<std::uint8_t> receive(const Source &source, int from) {
   std::vector<std::uint8_t> bytes(source.layout.size);
   if (source.pipe.empty()) {
@@ -101,7 +100,7 @@ std::vector<std::uint8_t> receive(const Source &source, int from) {
   return bytes;
 }
 
-/// Of the pipes only the MUPR consumer's has records of any length.
+/// Of the known pipes only the MUPR consumer's has records of variable length.
 bool isShort(const Source &source, const std::vector<std::uint8_t> &bytes) {
   return bytes.size() < source.layout.size && source.layout.size < VEXORA_PIPE_RECORD_MAX;
 }
@@ -117,8 +116,8 @@ void print(Session &session, const Source &source, const std::vector<std::uint8_
   }
 }
 
-/// The library's waits end with a request only, so they have a thread of their own, which is left behind when the time
-/// is over or the user had enough. From then on it can't take its turn any more, and touches nothing.
+/// The library's waits end only with a request, so a detached thread waits. After the time limit or a signal the lock
+/// on `turn` is never released, so the thread can't print a later request.
 void takeRequests(Session &session, const Source &source, int from, const WatchArguments &arguments, Json &requests) {
   static std::mutex turn;
   sigset_t ends;

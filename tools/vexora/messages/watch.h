@@ -5,7 +5,7 @@
 
 namespace vexora::tool {
 
-/// The path of a component monitor's pipe; instance 0 is the monitor of all instances.
+/// Returns the path of a component monitor's pipe; instance 0 is the monitor of all instances.
 std::string componentPipe(unsigned kind, unsigned instance);
 
 }  // namespace vexora::tool

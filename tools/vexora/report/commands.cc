@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// vexora report: all that the other commands find wrong with a board, or with a dump of its files.
+// vexora report: runs the other commands on a board or a dump of its files, and collects their findings.
 #include "report/commands.h"
 
 #include <cerrno>
@@ -19,10 +19,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A dump comes from elsewhere. tar makes no file outside of the folder: it leaves out a leading "/", refuses ".." and
-// makes links last. What a few bytes may swell to is limited to 2 GiB, and opening a device or pipe might wait, so none
-// is left. A single folder around the board's ones is taken away. The shell gets names as parameters: it doesn't read
-// them.
+// A dump is hostile. tar creates no file outside the directory: it removes a leading "/", refuses ".." and creates
+// links last. The unpacked size is limited to 2 GiB. Devices and pipes are deleted, as opening one may block. Names are
+// parameters, so the shell doesn't interpret them. A single directory around the board's ones is removed.
 constexpr const char *kUnpack =
     R"(cd "$2" || exit
        ulimit -f 4194304
@@ -44,7 +43,7 @@ struct Arguments {
   std::string debugFolder;
 };
 
-/// Returns what is wrong with the archive; empty when nothing is.
+/// Returns what is wrong with the archive, "" if nothing.
 std::string unpack(const std::string &archive, const std::string &folder) {
   std::string said = report::runProgram({"sh", "-c", kUnpack, "sh", fs::canonical(archive), folder});
   said.erase(0, said.find_first_not_of('\n'));
@@ -66,7 +65,7 @@ void show(Session &session, const Arguments &arguments) {
   }
   const std::shared_ptr<void> removal(nullptr, [&folder](void *) {
     const OwnFiles own;
-    const int reason = errno;  // why standard output can't be written, if that is what ends the run
+    const int reason = errno;  // main() reports it if a write to standard output has failed
     std::error_code ignored;
     fs::remove_all(folder, ignored);
     errno = reason;

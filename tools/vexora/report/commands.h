@@ -5,9 +5,9 @@
 
 namespace vexora::tool {
 
-/// Adds the commands of this folder: a dump as a whole, and the crashes in it.
+/// Adds the commands about a board or dump as a whole, and about crashes.
 void addReport(Command app, Session &session);
 
-void addCrash(Command app, Session &session);  // "crash"
+void addCrash(Command app, Session &session);
 
 }  // namespace vexora::tool

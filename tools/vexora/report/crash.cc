@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// vexora crash: functions and lines for the reports that the library's signal handlers print, a line for each frame and
-// then the thread and its end. A report has no build ids: the modules' own files have them, and the packages' debug
-// files are named after them.
+// vexora crash: finds functions and lines for the crash reports of the library's signal handlers. A report is a line
+// per frame, then the thread and its signal. It has no build ids: they are read from the modules' files, and the
+// packages' debug files are named after them.
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -42,13 +42,13 @@ std::string report::runProgram(std::vector<std::string> words) {
 
 namespace {
 
-constexpr std::size_t kMostCrashes = 16;    // of a log, the latest
-constexpr std::size_t kMostFrames = 100;    // as the library reports
-constexpr std::size_t kLongestLine = 2048;  // longer ones are no frames, and an expression would go too deep
+constexpr std::size_t kMostCrashes = 16;    // the latest of a log
+constexpr std::size_t kMostFrames = 100;    // the library reports no more
+constexpr std::size_t kLongestLine = 2048;  // longer ones are no frames, and std::regex recurses once per character
 
 struct Frame {
-  std::string module;  // the file's path; empty for an address in none
-  std::string place;   // "+0x12f" in the module, "function+0x1c", or the address where there is neither
+  std::string module;  // the file's path; "" for an address in no module
+  std::string place;   // "function+0x1c", "+0x12f" in the module, or else the address
 };
 
 struct Crash {
@@ -56,7 +56,7 @@ struct Crash {
   std::string end = {};  // "Thread 6 (worker) received SIGSEGV"
   std::vector<Frame> frames = {};
 
-  /// The frame that crashed. Those before it are the handler's, and the system's way into the handler.
+  /// Returns the index of the frame that crashed. It comes after the handler's frames and the kernel's signal frame.
   [[nodiscard]] std::size_t fault() const {
     const auto way = std::find_if(frames.begin(), frames.end(), [](const Frame &frame) {
       return frame.module.find("/libvexora_software_interface.so") == std::string::npos;
@@ -74,7 +74,7 @@ std::vector<Crash> parse(std::istringstream text) {
   std::string line;
   for (std::size_t number = 1; std::getline(text, line); ++number) {
     if (line.size() > kLongestLine || line.starts_with("[Critical]:<")) {
-      continue;  // a record of the debug log repeats the line before
+      continue;  // a record of the debug log repeats the previous line
     }
     std::smatch found;
     next.line = next.frames.empty() ? number : next.line;
@@ -96,7 +96,7 @@ std::vector<Crash> parse(std::istringstream text) {
   return crashes;
 }
 
-/// A board's file in the first of the folders that has it; empty when none has.
+/// Returns the path of a board's file in the first directory that has it, "" if none has.
 std::string fileIn(const std::vector<std::string> &folders, const std::string &path) {
   const OwnFiles own;
   for (const std::string &folder : folders) {
@@ -107,13 +107,13 @@ std::string fileIn(const std::vector<std::string> &folders, const std::string &p
   return "";
 }
 
-/// Functions and lines of a frame, inlined ones first. What is missing for them goes to the reasons of modules.
+/// Returns a frame's functions and lines, inlined ones first. Adds missing debug files to `missing`.
 std::vector<std::string> callsOf(const Frame &frame, bool isFault, const std::vector<std::string> &folders,
                                  std::map<std::string, std::string> &missing) {
   static const std::regex form(R"((\w+\+|\+?)(0x[0-9a-f]{1,15}))");
   static const std::regex label("Build ID: ([0-9a-f]{2})([0-9a-f]{2,62})");
   std::smatch place;
-  // What is no symbol might be an option of addr2line's, or a file that it would read options from.
+  // Hazard: addr2line would read other texts as an option or as a file of options.
   if (frame.module.empty() || !std::regex_match(frame.place, place, form)) {
     return {};
   }
@@ -126,7 +126,7 @@ std::vector<std::string> callsOf(const Frame &frame, bool isFault, const std::ve
   std::smatch id;
   std::regex_search(notes, id, label);
   const std::string debugFile = fileIn(folders, "/lib/debug/.build-id/" + id.str(1) + "/" + id.str(2) + ".debug");
-  // All but the fault are places to return to: the call stands before them.
+  // All frames but the fault have return addresses: the call is just before.
   const std::uint64_t address = std::stoull(place[2], nullptr, 16) - (isFault ? 0 : 1);
   const std::string query = (place.length(1) > 1 ? place.str(1) : "") + format("0x%" PRIx64, address);
   const std::string answer =

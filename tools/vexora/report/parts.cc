@@ -27,7 +27,7 @@ constexpr const char *kCard = "/mnt/sdmmc0p2";
 
 using Words = std::vector<std::string>;
 
-// What is asked about the library's own files. The first question looks for damage.
+// The library's files, and the commands to run on each. The first command checks for damage.
 struct Questions {
   const char *path;
   std::vector<Words> commands;
@@ -43,7 +43,7 @@ const Questions kQuestions[] = {
     {"/conf/eventsubscriptions.conf", {{"subscriptions", "check"}, {"subscriptions", "show"}}},
 };
 
-/// A text with the board's own paths.
+/// Removes the root from a text, which leaves the board's own paths.
 std::string withoutRoot(std::string text, const std::string &root) {
   for (std::size_t at = 0; !root.empty() && (at = text.find(root + "/", at)) != std::string::npos;) {
     text.erase(at, root.size());
@@ -51,7 +51,7 @@ std::string withoutRoot(std::string text, const std::string &root) {
   return text;
 }
 
-/// Runs a command and adds its answer to a part.
+/// Runs a command of the tool and adds its output and findings to a part.
 void ask(Session &session, Words words, Part &part) {
   Session own{.root = session.root};
   CLI::App app;
@@ -68,10 +68,10 @@ void ask(Session &session, Words words, Part &part) {
       error = failure.what();
     }
   });
-  // A subscription's token is nobody's to read in a case.
+  // A report is passed on, so it must not contain a subscription's token.
   text = std::regex_replace(text, std::regex("(\n  hxauth +).*"), "$1********");
   part.text += withoutRoot(text + error + (error.empty() ? "" : "\n"), session.root);
-  // What a check has found is no news when another command stumbles over it.
+  // The next commands find the same damage again: only the first one's findings count.
   const bool isNews = part.findings.empty();
   for (std::size_t i = 0; isNews && i < json_object_array_length(own.findings.get()); ++i) {
     const auto member = [&, one = json_object_array_get_idx(own.findings.get(), i)](const char *key) {
@@ -89,7 +89,7 @@ void ask(Session &session, Words words, Part &part) {
   }
 }
 
-/// The regular files below a folder of the board, by their paths there. Links are not followed.
+/// Returns the board's paths of the regular files below one of its directories. Links are not followed.
 std::vector<std::string> filesBelow(const Session &session, const char *folder) {
   std::error_code error;
   std::vector<std::string> files;
@@ -103,7 +103,7 @@ std::vector<std::string> filesBelow(const Session &session, const char *folder) 
   return files;
 }
 
-/// What lies on a board under any name: crash reports in the logs of consoles, and inventory images.
+/// Adds a part for a file with any name that has crash reports, as a console's log, or is an inventory image.
 void addFound(Session &session, const std::string &debugFolder, const std::string &path, std::vector<Part> &parts) {
   const std::string file = session.path(path);
   std::error_code error;
@@ -113,7 +113,7 @@ void addFound(Session &session, const std::string &debugFolder, const std::strin
   const std::string content = readText(file, kLargestLog);
   const auto *bytes = reinterpret_cast<const std::uint8_t *>(content.data());
   Part part{path, {}};
-  // An inventory image by its name or, as those have many names, by its header.
+  // Inventory images have many names, so the header is checked too.
   if (path.ends_with(".fru") || (content.size() >= 8 && bytes[0] == 1 && vexora_checksum_calc(bytes, 8) == 0)) {
     ask(session, {"fru", "show", file}, part);
   } else if (content.find(" received SIG") != std::string::npos || content.find(".so.1(+0x") != std::string::npos) {
@@ -124,7 +124,7 @@ void addFound(Session &session, const std::string &debugFolder, const std::strin
   }
 }
 
-/// The card: each folder has one image, the new one and the one before.
+/// Lists the card's files. A directory has one image, in two versions: the new one and the previous one.
 Part cardOf(const Session &session) {
   Part part{kCard, {}};
   std::map<std::string, std::string> images;

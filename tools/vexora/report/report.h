@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A report on a board: what the other commands answer about it, part by part.
+// A report on a board: the other commands' output, part by part.
 #pragma once
 
 #include <string>
@@ -10,19 +10,19 @@
 
 namespace vexora::tool::report {
 
-inline constexpr std::size_t kLargestLog = 1U << 24;  // that is searched for crashes
+inline constexpr std::size_t kLargestLog = 1U << 24;  // larger files are not searched for crashes
 
-/// A file of the board, with all that was found out about it.
+/// A file of the board, with the commands' output and findings.
 struct Part {
   std::string path;
   std::string text;
   std::vector<Finding> findings = {};
 };
 
-/// Looks at all that is there. A picture of the history is drawn into a file, if one is named.
+/// Examines all files of the board. Draws the history into the file `picture` unless it is "".
 std::vector<Part> examine(Session &session, const std::string &debugFolder, const std::string &picture);
 
-/// Runs another program of this machine, without a shell, and returns what it says.
+/// Runs a program of this machine, without a shell, and returns its output.
 std::string runProgram(std::vector<std::string> words);
 
 }  // namespace vexora::tool::report

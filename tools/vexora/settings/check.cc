@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Any validator or word table of the library by name, with the reason of a refusal. The library only says yes or no,
-// and sometimes a line of text; where a value goes wrong shows in how much of its beginning is accepted.
+// vexora check: calls any validator or word table of the library by name. The library only accepts or refuses,
+// sometimes with a line of text. The longest accepted beginning of a value shows where the mistake is.
 
 #include "settings/kinds.h"
 
@@ -16,7 +16,7 @@
 namespace vexora::tool {
 namespace {
 
-// Beginnings of longer values aren't tried.
+// The search calls the validator once per character, so longer values aren't searched.
 constexpr std::size_t kMostBeginnings = 4096;
 
 struct CheckArguments {
@@ -25,7 +25,7 @@ struct CheckArguments {
   bool list = false;
 };
 
-/// The length of the longest beginning that is accepted, with what remains being to blame.
+/// Returns the length of the longest accepted beginning: the mistake is after it.
 std::optional<std::size_t> acceptedLength(const Kind &kind, const std::string &value) {
   if (!kind.piecewise || value.size() > kMostBeginnings) {
     return std::nullopt;
@@ -38,7 +38,6 @@ std::optional<std::size_t> acceptedLength(const Kind &kind, const std::string &v
   return std::nullopt;
 }
 
-/// The member of the document that names the library's part in a kind.
 const char *libraryKey(const Kind &kind) { return kind.words.empty() ? "function" : "table"; }
 
 void checkBy(Session &session, const Kind &kind, const std::string &value) {

@@ -5,10 +5,10 @@
 
 namespace vexora::tool {
 
-/// Adds the commands of this folder: the board's settings and the values that they take.
+/// Adds the commands about the board's settings and their values.
 void addSettings(Command app, Session &session);
 
-void addConfig(Command app, Session &session);  // "config"
-void addCheck(Command app, Session &session);   // "check"
+void addConfig(Command app, Session &session);
+void addCheck(Command app, Session &session);
 
 }  // namespace vexora::tool

@@ -65,7 +65,8 @@ void diff(Session &session, const SettingsStore &store, const ConfigArguments &a
                     arguments.newer.empty() ? session.path(store.path) : arguments.newer);
 }
 
-/// Saves the settings unless a changed one is refused, or a secret would be lost that the load could not decipher.
+/// Saves. Without --force refuses to do so if a changed setting is wrong, or if a secret did not decipher: a save would
+/// empty it.
 void finish(Session &session, const SettingsStore &store, Settings &settings, const std::vector<std::string> &changed,
             const ConfigArguments &arguments) {
   std::vector<Finding> findings;
@@ -95,7 +96,7 @@ const Setting &settingNamed(const std::vector<Setting> &all, const std::string &
   return *found;
 }
 
-/// A line of standard input that is not shown as it is typed.
+/// Reads a line of standard input, without echo on a terminal.
 std::string readSecret(const std::string &name) {
   termios shown{};
   const bool isTyped = tcgetattr(STDIN_FILENO, &shown) == 0;

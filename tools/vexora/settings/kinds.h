@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The kinds of values that the library can check: by its validators, or against its word tables.
+// The kinds of values that the library checks, by a validator or against a table of words.
 #pragma once
 
 #include <optional>
@@ -11,27 +11,26 @@ namespace vexora::tool {
 
 struct Kind {
   const char *name;
-  const char *library;                        // its functions or its table; "" where the tool decides
-  const char *meaning;                        // what a validator takes, what the words are for
-  bool (*accepts)(const std::string &value);  // null: one of the words
-  bool piecewise = true;                      // beginnings of the value show where it goes wrong
-  std::span<const char *> words = {};         // by their numbers; some are NULL
+  const char *library;                        // its functions or table; "" when only the tool checks
+  const char *meaning;                        // the values that are accepted, or the words' purpose
+  bool (*accepts)(const std::string &value);  // null for a table of words
+  bool piecewise = true;                      // the longest accepted beginning shows where the mistake is
+  std::span<const char *> words = {};         // indexed by number; some are NULL
 };
 
 std::span<const Kind> kinds();
 
-/// The kind of a name, or of a function or table of the library; null when there is none.
+/// Finds a kind by its name or the name of its function or table. Returns null when there is none.
 const Kind *kindNamed(const std::string &name);
 
-/// A word's number; nothing for other values.
+/// Returns a word's number, or nothing for other values.
 std::optional<unsigned> numberOf(const Kind &kind, const std::string &value);
 
 bool takes(const Kind &kind, const std::string &value);
 
-/// The words, in quotes.
 std::string wordsOf(const Kind &kind);
 
-/// Why a value is refused, with what the library has to say to it; empty when it isn't.
+/// Returns why a value is refused, with the library's own message; "" when it is accepted.
 std::string refusal(const Kind &kind, const std::string &value);
 
 }  // namespace vexora::tool

@@ -122,7 +122,7 @@ constexpr SettingsStore kStores[] = {
 
 bool isNumber(const SettingField &field) { return field.kind == SettingKind::kNumber; }
 
-/// The largest number that a field holds; the one of four bytes is signed.
+/// Returns the largest number that fits a field; fields of four bytes are signed.
 std::int64_t largest(const SettingField &field) {
   return field.width == 4 ? INT32_MAX : (std::int64_t{1} << (8 * field.width)) - 1;
 }
@@ -161,7 +161,7 @@ std::string withWord(const Kind &kind, std::int64_t number) {
   return std::to_string(number) + (word == nullptr ? "" : std::string(" (") + word + ")");
 }
 
-/// A secret's plain text; nothing when the member doesn't decipher.
+/// Returns a secret's plain text, or nothing when it doesn't decipher.
 std::optional<std::string> decipher(json_object *member) {
   const int length = json_object_get_string_len(member);
   std::uint8_t key[FIRMWARE_AES_KEY_SIZE];
@@ -176,7 +176,7 @@ std::optional<std::string> decipher(json_object *member) {
   return reinterpret_cast<const char *>(plain.data());
 }
 
-/// A settings file, whose cipher text is no UTF-8; throws Failure with the place of what is no JSON.
+/// Reads a settings file. Cipher text is not UTF-8, so the strict parser only finds the place of an error for Failure.
 Json readDocument(const std::string &path) {
   std::string text = readText(path);
   Json document(json_tokener_parse(text.c_str()));
@@ -357,7 +357,7 @@ std::vector<Setting> Settings::all() {
                      json_object_object_get(holder, field.key), entry >= entries});
     }
   }
-  // The load ends at the first secret that the file lacks: those after it are lost, if there are any.
+  // A load stops at the first missing secret, which loses all secrets after it. Only trailing ones may be missing.
   bool isLast = true;
   std::for_each(all.rbegin(), all.rend(), [&isLast](Setting &setting) {
     if (setting.field->kind == SettingKind::kSecret) {

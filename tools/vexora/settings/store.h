@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The settings files as tables: each field's place in the library's record, what it may hold, and how it is shown. The
-// library loads and saves; the file itself is only read to see what a load cuts or replaces.
+// The settings files as tables of fields: the place in the library's record, the values and how they are shown. The
+// library loads and saves; the tool reads the file only to find what a load cuts or replaces.
 #pragma once
 
 #include <string>
@@ -16,7 +16,7 @@ namespace vexora::tool {
 enum class SettingKind {
   kNumber,
   kText,
-  kPassword,  // masked, but in the file as it is
+  kPassword,  // masked, but plain in the file
   kSecret,    // masked, and enciphered in the file
 };
 
@@ -25,19 +25,19 @@ struct SettingField {
   std::size_t offset;
   std::uint32_t width;
   SettingKind kind;
-  const char *value;         // its kind as `vexora check` names it
-  bool neededInUse = false;  // must not be empty where the record's first field, its switch, is on
+  const char *value;         // name of its Kind
+  bool neededInUse = false;  // must not be empty while the record's first field, its switch, is on
 };
 
 struct SettingsStore {
   const char *name;
   const char *title;
   const char *path;
-  const char *change;  // an example for "set"
+  const char *change;  // example for "set"
   const char *section;
   std::span<const SettingField> fields;
   std::size_t recordSize;
-  const char *list;  // the member of the destinations, or null
+  const char *list;  // member with the destinations, or null
   std::span<const SettingField> listFields;
   std::size_t entrySize;
   int (*load)(std::uint8_t *record, int size, std::uint8_t *list, int listSize);
@@ -53,9 +53,9 @@ struct Setting {
   const Kind *kind;
   std::uint8_t *bytes;
   bool inUse;
-  int entry;            // of the list, or -1
-  json_object *member;  // of the file; null where it lacks it
-  bool mayLack;         // without a loss
+  int entry;            // index in the list, or -1
+  json_object *member;  // of the file; null when missing
+  bool mayLack;         // the file may lack it without a loss
 
   [[nodiscard]] std::int64_t number() const;
   [[nodiscard]] std::string text() const;
@@ -63,15 +63,15 @@ struct Setting {
   [[nodiscard]] bool isSecret() const;  // a password or community, enciphered or not
   [[nodiscard]] std::string shown(bool secrets) const;
   [[nodiscard]] Json json(bool secrets) const;
-  /// What the file has, in plain.
+  /// Returns the file's value, deciphered.
   [[nodiscard]] std::string stored() const;
-  /// What is wrong with the value; empty when nothing is.
+  /// Returns what is wrong with the value, "" if nothing.
   [[nodiscard]] std::string finding() const;
-  /// What a load makes of a member that it can't take as it is; empty when it takes it.
+  /// Returns how a load changes the file's value, "" if it doesn't.
   [[nodiscard]] std::string damage() const;
-  /// Whether the file has a secret that the load could not decipher.
+  /// Returns whether the file has a secret that the load could not decipher.
   [[nodiscard]] bool isUndeciphered() const;
-  /// Puts a value in; returns why not when it doesn't fit, and changes nothing then.
+  /// Assigns a value. Returns the reason of a refusal, which leaves the setting untouched, else "".
   [[nodiscard]] std::string assign(const std::string &text) const;
   [[nodiscard]] std::string assign(json_object *value) const;
 };
@@ -79,12 +79,12 @@ struct Setting {
 class Settings {
  public:
   explicit Settings(const SettingsStore &store);
-  /// Of another file, without its values.
+  /// Reads another file's members but loads no values: only stored() is meaningful.
   Settings(const SettingsStore &store, const std::string &file);
 
-  /// Loads the file, which has to be there unless it may be restored from its default; throws Failure.
+  /// Loads the board's file. Without `mayRestore` a missing file is a Failure, else the library copies its default.
   void load(const Session &session, bool mayRestore);
-  /// Saves, and loads again to see that the file has it all; throws Failure.
+  /// Saves, and loads again to check that the file is complete. Throws Failure.
   void save(const Session &session);
 
   [[nodiscard]] std::vector<Setting> all();
@@ -97,13 +97,13 @@ class Settings {
   Json file_;
 };
 
-/// What the store's section or an entry of its list is in a document; null when there is no such object.
+/// Returns the store's section in a document (`entry` -1) or an entry of its list. Returns null when it is no object.
 json_object *holderIn(const Json &document, const SettingsStore &store, int entry);
 
-/// The board's factory file.
+/// Returns the board's path of the factory file.
 std::string defaultOf(const SettingsStore &store);
 
-/// What differs between two files, secrets kept.
+/// Reports the differences of two files without showing secrets.
 void reportDifferences(Session &session, const SettingsStore &store, const std::string &before,
                        const std::string &after);
 
