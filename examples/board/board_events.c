@@ -26,8 +26,8 @@ static const char kIdentity[] = "sample-board";
 enum {
   kTypes = 5,
   kNoType = -1,
-  kDocumentRoom = 56 * 1024, /* holds any event */
-  kLongestValue = 110,       /* what fits on a line of the file behind any of the keys */
+  kDocumentRoom = 56 * 1024, /* enough for any event */
+  kLongestValue = 110,       /* the loader cuts lines; this fits after the longest key */
   kPatienceSeconds = 60,
 };
 

@@ -23,13 +23,13 @@
 enum {
   kMostFile = 64 << 20,
   kMostPlain = 256 << 20, /* a header can promise 4 GiB */
-  kKeyRoom = 256,         /* a key's second byte tells how much of it is read */
+  kKeyRoom = 256,         /* hazard: the library reads as many bytes as a key's second byte says */
   kMostField = 63,
   kAnySensor = 0xff,
 };
 
 struct Bytes {
-  uint8_t *data; /* NULL when there are none */
+  uint8_t *data; /* NULL after a failure */
   size_t size;
 };
 
@@ -116,7 +116,7 @@ static void printEncoded(uint8_t typeLength, const uint8_t *data) {
       (void)vexora_convert_hextostr(data, hex, (int)length, sizeof hex);
       (void)puts(hex);
       break;
-    case 1: /* decimal digits and three more, two a byte */
+    case 1: /* BCD plus: two digits per byte, and three more characters */
       for (unsigned i = 0; i < length; ++i) {
         (void)printf("%c%c", "0123456789 -.???"[data[i] >> 4], "0123456789 -.???"[data[i] & 0xf]);
       }
@@ -125,7 +125,7 @@ static void printEncoded(uint8_t typeLength, const uint8_t *data) {
     case 2:
       printPacked(data, length);
       break;
-    default: /* foreign bytes are kept from the terminal */
+    default: /* foreign bytes must not control the terminal */
       for (unsigned i = 0; i < length; ++i) {
         (void)putchar(data[i] >= ' ' && data[i] <= '~' ? data[i] : '?');
       }

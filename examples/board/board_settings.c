@@ -73,7 +73,7 @@ static bool isSaved(const struct Store *store, const struct Settings *settings) 
 }
 
 static int set(const struct Store *store, struct Settings *settings, const char *name, const char *value) {
-  char line[kValueRoom + 1] = ""; /* one that fills it is too long for any field */
+  char line[kValueRoom + 1] = ""; /* a line that fills it is too long for any field */
   if (strcmp(value, "-") == 0) {
     if (fgets(line, sizeof line, stdin) == NULL) {
       return complain(name, "no value on standard input");

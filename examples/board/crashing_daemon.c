@@ -27,7 +27,7 @@ int main(void) {
   if (VexoraInitSignals(kModule, sizeof kModule - 1) != 0) {
     return EXIT_FAILURE;
   }
-  (void)printf("crashing_daemon: started\n"); /* still in the buffer when the worker crashes */
+  (void)printf("crashing_daemon: started\n"); /* the report must flush this buffered line first */
   if (pthread_create(&worker, NULL, work, NULL) != 0) {
     return EXIT_FAILURE;
   }

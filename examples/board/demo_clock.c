@@ -20,7 +20,7 @@
 static const int64_t kMicrosecondsPerSecond = 1000000;
 
 static int64_t now;   /* microseconds since the epoch */
-static int64_t until; /* where it rests */
+static int64_t until; /* the moment at which `now` stops */
 static bool hasArrived;
 static int untilFifo = -1;
 static int arrivedFifo = -1;

@@ -1,9 +1,8 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 /* make_agent_defaults PLAIN_FILE FILE
  *
- * Copies the SNMP agent's factory settings and enciphers their secrets with the platform's key: the agent's store
- * refuses plain ones. The build runs it, so that people edit the plain file. A real board's file needs the board's
- * key. */
+ * Copies the SNMP agent's factory settings and enciphers their secrets with the stand-in's key: the agent's store
+ * refuses plain ones. The build runs it, so that people edit the plain file. A board's file needs the board's key. */
 #include <json-c/json.h>
 #include <stdbool.h>
 #include <stdint.h>

@@ -20,7 +20,7 @@
 enum {
   kPatienceSeconds = 60, /* for one record; emulated senders on a busy machine are slow */
   kMostFields = 5,
-  kShortestRun = 4, /* equal bytes that are counted instead of printed */
+  kShortestRun = 4, /* shorter runs of equal bytes are printed in full */
 };
 
 enum Kind { kNumber, kTime, kBytes };

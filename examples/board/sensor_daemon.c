@@ -33,7 +33,7 @@ static const int64_t kMillisecondsPerSecond = 1000;
 enum { kInfo = 0, kWarning = 1, kError = 2 }; /* levels of the debug log */
 
 enum {
-  kRequestRoom = 16, /* longer than any valid request, so that an overlong one shows */
+  kRequestRoom = 16, /* more than any valid request, so that an overlong one is not cut to a valid length */
   kAnswerRoom = 5 + 8760 * (int)sizeof(vexora_history_record), /* header and a full year of records */
 };
 
@@ -87,7 +87,7 @@ static void answerCommand(int socketFd) {
   socklen_t clientLength = sizeof client;
   const ssize_t received = recvfrom(socketFd, request, sizeof request, 0, (struct sockaddr *)&client, &clientLength);
   if (received < 0) {
-    return; /* nothing there after all */
+    return; /* the kernel may have dropped the datagram after select() */
   }
   const int length = VexoraHistoryRecordDataOper(request, (uint32_t)received, answer);
   VexoraDebug(kInfo, kModule, "command of %zd bytes: completion code 0x%02X, answer of %d bytes", received, answer[0],
@@ -148,7 +148,7 @@ static bool serve(int socketFd, int64_t period) {
       due += period;
       now = monotonicNow();
       if (due <= now) {
-        due = now + period; /* samples missed while the machine slept are not made up */
+        due = now + period; /* missed samples are not taken later */
       }
     }
     struct timeval timeout = {.tv_sec = (time_t)((due - now) / kMillisecondsPerSecond),

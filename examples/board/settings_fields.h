@@ -24,17 +24,17 @@ enum FieldKind { kNumber, kWord, kText, kSecret };
 
 struct Field {
   const char *name;
-  const char *(*check)(const char *value); /* NULL: any value will do */
-  const char **words;                      /* a word's, which is stored as its number, or all texts that will do */
+  const char *(*check)(const char *value); /* NULL: any value is accepted */
+  const char **words;                      /* accepted texts; a word is stored as its number */
   int wordCount;
   unsigned offset;
-  unsigned size; /* a number's bytes, or a text's room with its terminator */
+  unsigned size; /* in bytes; a text's terminator included */
   enum FieldKind kind;
 };
 
 struct Store {
   const char *name;
-  const struct Field *fields; /* up to one without a name, as in the next */
+  const struct Field *fields; /* both tables end with a field without a name */
   const struct Field *destFields;
   unsigned destSize;
   int (*load)(struct Settings *settings);

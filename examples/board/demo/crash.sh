@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# shellcheck disable=SC2154 # run_demo reads this file and defines what they share
+# shellcheck disable=SC2154 # run_demo sources this file and defines the shared variables
 #
 # A daemon crashes with the debug log on. Its report has the frames first, then thread and signal, printed and logged.
 

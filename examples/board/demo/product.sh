@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# shellcheck disable=SC2154 # run_demo reads this file and defines what they share
+# shellcheck disable=SC2154 # run_demo sources this file and defines the shared variables
 #
 # The daemon as on a product, on the emulated board only: init starts it, the clock is the board's, the log is on the
 # flash and at the end on the card. It goes on with the history of the days before.

@@ -23,7 +23,7 @@ FIRMWARE_BEGIN_DECLS
 #define FIRMWARE_AES_KEY_SIZE 32
 #define FIRMWARE_AES_VECTOR_SIZE 16
 
-/** Fetches the platform's key.
+/** Fetches the firmware's key.
  *
  * @param key     receives `length` bytes; the caller wipes it after use. The stand-in zeroes it when
  *                the key is not available, and refuses NULL.
@@ -32,7 +32,7 @@ FIRMWARE_BEGIN_DECLS
  */
 FIRMWARE_API int AES_GetEncryptKey(uint8_t *key, int length);
 
-/** Fetches the platform's initialisation vector: as AES_GetEncryptKey, with a length of
+/** Fetches the firmware's initialisation vector: as AES_GetEncryptKey, with a length of
  * FIRMWARE_AES_VECTOR_SIZE.
  */
 FIRMWARE_API int AES_GetInitialVector(uint8_t *vector, int length);

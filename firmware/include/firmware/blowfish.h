@@ -20,7 +20,7 @@ FIRMWARE_BEGIN_DECLS
 /** Bytes of a key buffer. */
 #define FIRMWARE_PASSWORD_KEY_SIZE 56
 
-/** Fetches the platform's password key.
+/** Fetches the firmware's password key.
  *
  * @param key  receives FIRMWARE_PASSWORD_KEY_SIZE bytes, zeros after a shorter key; the caller wipes
  *             it after use. The stand-in zeroes it when it fails, and refuses NULL.

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// The class Json: owns json-c values.
 #include <algorithm>
 #include <array>
 #include <charconv>

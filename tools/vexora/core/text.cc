@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// The tool's text: colours and escapes for terminals, numbers, hexadecimal digits, captured output.
 #include "core/tool.h"
 
 #include <sys/ioctl.h>

@@ -74,7 +74,7 @@ std::string tableOf(const Selection &selection) {
   std::string text = format("%-19s  %23s  %23s\n", "", "sensor 0x7000", "sensor 0x3009");
   text += format("%-19s  %7s %7s %7s  %7s %7s %7s\n", selection.clock.name(), "average", "min", "max", "average", "min",
                  "max");
-  std::size_t next = 0;  // record
+  std::size_t next = 0;  // index of the next record
   const auto addRecords = [&](std::size_t end) {
     for (; next < end; ++next) {
       text += format("%-19s", stamp(selection.records[next].time, selection.clock).c_str());

@@ -33,7 +33,7 @@ std::int64_t moment(std::tm parts, const Clock &clock);
 /// Returns, for instance, "2026-03-02 14:00:05"; in the board's time, known to the hour only, "2026-03-02 14:00".
 std::string stamp(std::int64_t time, const Clock &clock);
 
-/// Returns "2026-03-02T14:00:05Z", in the machine's time "2026-03-02T15:00:05+01:00", in the board's "2026-03-02T14:00".
+/// Returns "2026-03-02T14:00:05Z", in machine time "2026-03-02T15:00:05+01:00", in the board's time "2026-03-02T14:00".
 std::string isoStamp(std::int64_t time, const Clock &clock);
 
 /// Returns, for instance, "1 record" or "2 records".

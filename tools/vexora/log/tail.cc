@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// vexora log tail: shows the last lines of the watchdog log.
 #include <unistd.h>
 
 #include <algorithm>
