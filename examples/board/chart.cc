@@ -14,7 +14,7 @@ namespace board {
 namespace {
 
 constexpr std::size_t kColumns = 96;  // with the axis at most 100 characters
-constexpr int kRows = 14;             // at most
+constexpr int kRows = 14;             // maximum
 constexpr std::uint32_t kHourSeconds = 3600;
 constexpr std::uint32_t kDaySeconds = 24 * kHourSeconds;
 constexpr std::uint32_t kTickSeconds = 6 * kHourSeconds;

@@ -14,7 +14,6 @@ struct Statistics {
   std::uint16_t minimum;
 };
 
-/// One hourly record.
 struct Hour {
   Statistics sensor7000;
   Statistics sensor3009;
@@ -24,7 +23,7 @@ struct Hour {
 /// The history as it must be now.
 struct History {
   std::vector<Hour> hours;
-  bool isCleared = false;  // with no record since
+  bool isCleared = false;  // and nothing was recorded since
 };
 
 /// Computes the history from the table of readings and from "/var/demo_story", to which the demo appends an event per

@@ -16,7 +16,7 @@ static void sendToQueues(void) {
   const uint8_t request[256] = {0x10, 0x20, 0x30, 0x40, [255] = 0xff};
   tell("MCA", VexoraPostReqToMCA(request));
 
-  /* The time in a record of type 0 is the sender's own, 14 November 2023 22:13:20. */
+  /* A record of type 0 has a time of its own, here 14 November 2023 22:13:20 UTC. */
   uint8_t record[220] = {0, 0xa1, [8] = 0x00, 0xf1, 0x53, 0x65, [219] = 0xee};
   tell("IDL, log type 0", VexoraPostReqToIDL(record));
   record[0] = 2;

@@ -69,7 +69,7 @@ static int openSocket(const char *path) {
   /* A datagram has to fit into the send buffer. The kernel caps the size and then doubles it: under the usual limits a
    * year of records fits. */
   const int room = kAnswerRoom;
-  (void)unlink(path); /* left by a daemon that was killed */
+  (void)unlink(path); /* a killed daemon leaves its socket */
   if (setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &room, sizeof room) != 0 ||
       bind(fd, (const struct sockaddr *)&address, sizeof address) != 0 || chmod(path, S_IRUSR | S_IWUSR) != 0) {
     const int error = errno;
@@ -81,7 +81,7 @@ static int openSocket(const char *path) {
 }
 
 static void answerCommand(int socketFd) {
-  static uint8_t answer[kAnswerRoom]; /* too large for a small stack; one thread uses it */
+  static uint8_t answer[kAnswerRoom]; /* too large for a small stack; only one thread uses it */
   uint8_t request[kRequestRoom];
   struct sockaddr_un client;
   socklen_t clientLength = sizeof client;

@@ -11,7 +11,7 @@ namespace vexora::uefi {
 inline constexpr std::size_t kShortestMatch = 3;
 inline constexpr std::size_t kLongestMatch = 256;
 
-/// A literal byte when `length` is 1, else a match that begins `position` + 1 bytes before.
+/// A literal byte if `length` is 1, else a match that begins `position` + 1 bytes earlier.
 struct Token {
   std::uint32_t position;
   std::uint16_t length;

@@ -26,7 +26,7 @@ class Option {
   Option &typeName(const std::string &name);  // the value's name in the help; empty for none
   Option &isOneOf(const std::vector<std::string> &words);
   Option &isBetween(unsigned lowest, unsigned highest);
-  Option &takes(int least, int most);  // words
+  Option &takes(int least, int most);  // number of words
   Option &repeats();                   // the option may be given again, with one word each time
   Option &excludes(const Option &other);
   Option &proposes(std::vector<std::string> words);  // for completion; other values are allowed too

@@ -29,7 +29,7 @@ enum Outcome : int {
   kInaccessible = 3,  // something could not be read or written
 };
 
-/// Ends the run with a message on standard error, and in its document.
+/// Thrown to end the run with a message on standard error and in the document.
 class Failure : public std::runtime_error {
  public:
   Failure(Outcome outcome, const std::string &what) : std::runtime_error(what), outcome_(outcome) {}
@@ -44,7 +44,7 @@ class Json {
  public:
   Json() = default;  // null
   // NOLINTBEGIN(google-explicit-constructor): the lists of object() and array() contain plain values
-  Json(json_object *taken);  // takes over a reference
+  Json(json_object *taken);  // owns this reference from now on
   Json(bool value);
   template <std::integral Number>
   Json(Number value) : object_(json_object_new_int64(static_cast<std::int64_t>(value))) {}
@@ -85,7 +85,6 @@ Json list(const Range &range, Make make = {}) {
   return made;
 }
 
-/// Something wrong, and where.
 struct Finding {
   std::string place;  // a field, or a file with the line or offset in it
   std::string reason;
@@ -93,10 +92,10 @@ struct Finding {
   Json details = {};      // an object of further members, or null
 };
 
-/// One run of the tool.
+/// The state of a run.
 struct Session {
-  bool json = false;  // --json
-  std::string root;   // --root, without a slash at its end; empty for "/"
+  bool json = false;
+  std::string root;  // --root, without a slash at its end; empty for "/"
   Outcome outcome = kFine;
   Json members = object();  // of the run's document
   Json findings = array();

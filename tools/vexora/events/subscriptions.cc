@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// vexora subscriptions: the destinations that events are pushed to.
+// vexora subscriptions: shows and checks the destinations to which daemons push events.
 #include <unistd.h>
 
 #include <iostream>

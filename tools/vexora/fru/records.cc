@@ -45,7 +45,7 @@ struct Item {
   const char *unit = "";
   unsigned decimals = 0;  // 2: in hundredths of the unit
   unsigned firstBit = 0;
-  unsigned bits = 0;  // 0: all of them
+  unsigned bits = 0;  // 0: all
   bool isSigned = false;
   bool mayBeUnknown = false;  // all bits set means "not stated"
   std::span<const char *const> words = {};

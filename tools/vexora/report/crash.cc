@@ -147,7 +147,7 @@ std::vector<std::string> callsOf(const Frame &frame, bool isFault, const std::ve
 void show(Session &session, const std::string &file, const std::string &debugFolder) {
   std::vector<std::string> folders;
   for (const std::string &folder : {debugFolder, session.root}) {
-    if (!folder.empty() || debugFolder == session.root) {  // without either: this machine's own files
+    if (!folder.empty() || debugFolder == session.root) {  // without both: this machine's own files
       folders.insert(folders.end(), {folder, folder + "/usr"});
     }
   }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// vexora config: the settings of e-mail alerts, SNMP traps and the SNMP agent.
+// vexora config: shows, checks, compares and changes the settings of e-mail alerts, SNMP traps and the SNMP agent.
 #include <termios.h>
 #include <unistd.h>
 
