@@ -117,7 +117,7 @@ void print(Session &session, const Source &source, const std::vector<std::uint8_
 }
 
 /// The library's waits end only with a request, so a detached thread waits. After the time limit or a signal the lock
-/// on `turn` is never released, so the thread can't print a later request.
+/// on `turn` is never released: the thread prints nothing more and leaves this function's variables alone.
 void takeRequests(Session &session, const Source &source, int from, const WatchArguments &arguments, Json &requests) {
   static std::mutex turn;
   sigset_t ends;
@@ -134,6 +134,7 @@ void takeRequests(Session &session, const Source &source, int from, const WatchA
         const std::lock_guard lock(turn);
         print(session, source, bytes, requests);
       } catch (...) {
+        const std::lock_guard lock(turn);
         failure = std::current_exception();
       }
     }
