@@ -61,10 +61,11 @@ class Records {
   [[nodiscard]] bool isLoaded() const { return slots_ != nullptr; }
   [[nodiscard]] std::int32_t count() const { return static_cast<std::int32_t>(header_.count); }
 
-  /// Returns the records from a position on (0 is the oldest) that are in consecutive slots.
-  [[nodiscard]] std::span<const Record> runFrom(std::int32_t position) const {
+  /// Returns the next records from a position on (0 is the oldest) that are in consecutive slots, at most `most`.
+  [[nodiscard]] std::span<const Record> blockFrom(std::int32_t position, std::uint32_t most) const {
     const std::uint32_t first = slotAt(position);
-    return {slots_.get() + first, std::min(header_.count - static_cast<std::uint32_t>(position), kCapacity - first)};
+    const std::uint32_t left = header_.count - static_cast<std::uint32_t>(position);
+    return {slots_.get() + first, std::min({left, kCapacity - first, most})};
   }
 
   [[nodiscard]] std::uint32_t timeAt(std::int32_t position) const { return slots_.get()[slotAt(position)].time(); }
@@ -116,42 +117,36 @@ using Rest = std::make_index_sequence<8>;
 constexpr std::size_t kEntryHalves = Statistics::size() + Rest::size();
 constexpr std::uint32_t kEntrySize = kEntryHalves * sizeof(Half);
 
+// Entries of one sensor are found and built in blocks that stay in the processor's cache.
+constexpr std::uint32_t kMaxBlock = 128;
+
 /// Copies halves one by one. On ARM a memcpy of few unaligned bytes is a call.
 template <std::size_t... At>
 void copyHalves(Half *to, const Half *from, std::index_sequence<At...>) {
   ((to[At] = from[At]), ...);
 }
 
-/// Emits one sensor's entries. The caller's buffer may begin at an odd address, so entries are built in aligned blocks.
-std::byte *emitSensor(std::span<const Record> run, std::size_t sensorAt, std::byte *out) {
-  constexpr std::size_t kMaxEntries = 64;
-  // Not cleared: clearing costs more than a day's entries.
-  __attribute__((uninitialized)) std::array<Half, kMaxEntries * kEntryHalves> block;
-  while (!run.empty()) {
-    const std::span<const Record> taken = run.first(std::min(run.size(), kMaxEntries));
-    // Two pointers: with one, gcc for x86-64 builds slow vectors across both parts.
-    Half *statistics = block.data();
-    Half *rest = block.data() + Statistics::size();
-    for (const Record &record : taken) {
-      copyHalves(statistics, &record.halves[sensorAt], Statistics());
-      copyHalves(rest, &record.halves[kDateAt], Rest());
-      statistics += kEntryHalves;
-      rest += kEntryHalves;
-    }
-    std::memcpy(out, block.data(), taken.size() * kEntrySize);
-    out += taken.size() * kEntrySize;
-    run = run.subspan(taken.size());
+/// Emits a block's entries; returns the position of the next one in the output.
+std::byte *emit(std::span<const Record> records, std::uint32_t type, std::byte *out) {
+  if (type == kWhole) {
+    std::memcpy(out, records.data(), records.size_bytes());
+    return out + records.size_bytes();
   }
-  return out;
-}
-
-/// Emits a run of entries; returns the position of the next one in the output.
-std::byte *emit(std::span<const Record> run, std::uint32_t type, std::byte *out) {
-  if (type != kWhole) {
-    return emitSensor(run, type == kSensor3009 ? kSensor3009At : kSensor7000At, out);
+  const std::size_t sensorAt = type == kSensor3009 ? kSensor3009At : kSensor7000At;
+  // The output may begin at an odd address, so entries are built in an aligned block. It is not cleared: clearing costs
+  // more than a day's entries.
+  __attribute__((uninitialized)) std::array<Half, kMaxBlock * kEntryHalves> block;
+  // Two pointers: with one, gcc for x86-64 builds slow vectors across both parts.
+  Half *statistics = block.data();
+  Half *rest = block.data() + Statistics::size();
+  for (const Record &record : records) {
+    copyHalves(statistics, &record.halves[sensorAt], Statistics());
+    copyHalves(rest, &record.halves[kDateAt], Rest());
+    statistics += kEntryHalves;
+    rest += kEntryHalves;
   }
-  std::memcpy(out, run.data(), run.size_bytes());
-  return out + run.size_bytes();
+  std::memcpy(out, block.data(), records.size() * kEntrySize);
+  return out + records.size() * kEntrySize;
 }
 
 }  // namespace
@@ -181,15 +176,16 @@ int getHistoryData(void *out, uint32_t type, uint32_t start, uint32_t end, uint3
   if (position < 0) {
     return -1;
   }
+  const std::uint32_t most = type == kWhole ? kCapacity : kMaxBlock;
   auto *const begin = static_cast<std::byte *>(out);
   std::byte *at = begin;
   for (bool ended = false; !ended && position < records.count();) {
-    const std::span<const Record> run = records.runFrom(position);
+    const std::span<const Record> block = records.blockFrom(position, most);
     const auto last =
-        std::find_if(run.begin(), run.end(), [end](const Record &record) { return record.time() >= end; });
-    at = emit({run.begin(), last}, type, at);
-    position += static_cast<std::int32_t>(run.size());
-    ended = last != run.end();
+        std::find_if(block.begin(), block.end(), [end](const Record &record) { return record.time() >= end; });
+    at = emit({block.begin(), last}, type, at);
+    position += static_cast<std::int32_t>(block.size());
+    ended = last != block.end();
   }
   const auto bytes = static_cast<int>(at - begin);
   *count += static_cast<std::uint32_t>(bytes) / (type == kWhole ? kRecordSize : kEntrySize);
