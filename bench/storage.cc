@@ -45,8 +45,12 @@ bool writePlain() {
   return close(file) == 0 && written;
 }
 
-/// Reads into a new block, and computes the text's checksum.
+/// Asks for the size, which the file doesn't store, reads into a new block, and computes the text's checksum.
 bool readPlain() {
+  struct stat status {};
+  if (stat(kPlain, &status) != 0 || status.st_size != static_cast<off_t>(kTextSize)) {
+    return false;
+  }
   const Block block(static_cast<char *>(std::malloc(kTextSize + 1)));
   const int file = open(kPlain, O_RDONLY | O_CLOEXEC);
   const bool whole = read(file, block.get(), kTextSize) == static_cast<ssize_t>(kTextSize);
