@@ -48,6 +48,9 @@ TEST_F(EventSubscriptions, AreWrittenAsTheyAreRead) {
   remove(kFile);
   EXPECT_EQ(SetEventSubScription2ConfFile(7, store), 0);
   EXPECT_EQ(read(kFile), file);
+  ASSERT_EQ(load("[s]\npresent=010\ntype=0x1F\n"), 0);
+  EXPECT_EQ(std::pair(store[0].present, store[0].type), (std::pair<std::uint8_t, std::uint8_t>(10, 0)));
+  ASSERT_EQ(load(file), 0);
   write(kFile, "");
   EXPECT_EQ(GetEventSubScriptionFromConfFile(&blEventSubScriptionsFlag, store), 0) << "and nothing is read";
   EXPECT_STREQ(store[3].protocal, " x ");

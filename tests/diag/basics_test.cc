@@ -78,7 +78,7 @@ TEST_F(Descriptors, EachCallIsRepeatedWhileInterruptedAndOtherwiseFailsAsThePlat
 TEST_F(Descriptors, CreationGivesThePermissionsAskedFor) {
   namespace fs = std::filesystem;
   const auto permissions = [](const char *path) { return fs::status(path).permissions(); };
-  const mode_t mask = umask(0027);
+  const mode_t mask = umask(0026);
   const int flags = O_CREAT | O_EXCL | O_WRONLY;
   EXPECT_GE(vexora_open("/var/without", flags), 0);
   EXPECT_GE(vexora_open_mode("/var/with", flags, 0666), 0);

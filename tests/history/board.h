@@ -85,8 +85,9 @@ extern "C" {
 __attribute__((used)) inline int PDK_GetSensorRealValueFromSharedMem(int sensor, double *value, int option) {
   using vexora::test::sensors;
   const vexora::test::InHarness own;
+  const bool cleared = *value == 0;
   *value = sensor == 0x3009 ? sensors.sensor3009 : sensors.sensor7000;
-  return sensors.broken == sensor || option != 1 ? -1 : 0;
+  return !cleared || sensors.broken == sensor || option != 1 ? -1 : 0;
 }
 
 // A handle of this program makes dlsym find the function above.

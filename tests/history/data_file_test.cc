@@ -111,6 +111,7 @@ TEST_F(HistoryFile, StartsOrFailsCleanlyAndStaysForTheNextStart) {
       std::string last;
       for (const PlatformMessage &report : log_.take()) {
         ++reports.at(last = report.text);
+        EXPECT_EQ(report.level, 130);
       }
       const bool started = result == 0;
       EXPECT_TRUE(started || !last.empty());

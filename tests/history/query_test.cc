@@ -87,7 +87,7 @@ TEST_F(HistoryQuery, RefusesWhatItCannotAnswer) {
 
 // The command's answer to a request at an odd address; the response must stay untouched after it.
 std::string command(const std::string &request) {
-  const std::string unaligned = '-' + request;
+  const std::string unaligned = '-' + request + '\3';
   std::string room(64, kUntouched);
   const int length = VexoraHistoryRecordDataOper(reinterpret_cast<const std::uint8_t *>(&unaligned[1]),
                                                  static_cast<std::uint32_t>(request.size()),

@@ -61,7 +61,9 @@ class Card : public ChannelTest {
 
 TEST_F(Card, IsMountedForLogs) {
   answer("mount", "exit 32");
+  answer("umount", "exit 1");
   EXPECT_EQ(outcome(common_copy_log_to_tf_card, "/var/source"), Outcome{});
+  answer("umount", ":");
   EXPECT_EQ(commands(), kMount2 + "umount /mnt/sdmmc0p2\n");
   EXPECT_TRUE(exists("/mnt/sdmmc0p2/source"));
   EXPECT_EQ(outcome(common_copy_log_to_tf_card, "/var/%s"),
@@ -112,15 +114,17 @@ TEST_F(Card, ThatIsMissingIsTold) {
   const auto warned = [](int result, const std::string &text) {
     return Outcome{result, "", {{132, "[vexora_tf_card:LINE]" + text}}};
   };
+  EXPECT_EQ(outcome(get_production_doc_from_tf_card, names, 0, &count),
+            warned(2, "Check TF card fail, no such file or directory."));
   remove("/mnt/sdmmc0p2");
   const std::string place = "Check TF card fail, no such file or directory.";
   expect({1, "TFCARD_MOUNT_DIR:check TF card fail, no such file or directory."}, {2, place}, warned(2, place));
-  remove("/dev/mmcblk0p1");
   remove("/dev/mmcblk0");
   const std::string card = "/dev/mmcblk0:check TF card fail, no such file or directory.";
   expect({1, "TFCARD_DEVICE:check TF card fail, no such device."}, {1, card}, warned(1, card));
   EXPECT_EQ(outcome(common_copy_log_to_tf_card, ""),
             (Outcome{1, "TFCARD_DEVICE:check  TF card fail, no such file or directory. \n"}));
+  remove("/dev/mmcblk0p1");
   EXPECT_EQ(outcome(common_mount_tf_card), (Outcome{-1, "TF Card not Exist!\n"}));
   EXPECT_EQ(look(), (Look{{-1, "", {{178, "[vexora_tf_card][LINE]TF Card not Exist!\n", true}}}, "", "~", -7}));
 }
@@ -238,6 +242,8 @@ TEST_F(Card, DocumentsFillTheRoomThereIs) {
     write("/mnt/sdmmc0p2/product_doc/" + name + ".doc", "");
   }
   EXPECT_EQ(documents(-1), 2);
+  EXPECT_EQ(documents(0), 0);
+  EXPECT_EQ(count, 1U);
   EXPECT_EQ(documents(2), 0);
   EXPECT_EQ(count, 3U);
   EXPECT_EQ(names.substr(771), std::string(771, '~'));
@@ -257,8 +263,8 @@ TEST_F(Card, WithoutAMountIsMountedInThreeAttempts) {
 exec >&-; for n in 1 2 3; do /bin/true; done; echo df ended >>/var/commands)");
   EXPECT_EQ(look(), (Look{{}, "df -k\ndf ended\n" + kRemount3.substr(6), "~", -7}));
   // The rest of a line that is too long is not a line of its own.
-  answer("df", "printf '%0255d/dev/mmcblk0p1 1 2 3 4%% /no\\n/dev/mmcblk0p1 1 2 5 4%% /m\\n' 0");
-  EXPECT_EQ(look(), (Look{{}, "df -k\n", "/m", 5}));
+  answer("df", "printf '%0255d/dev/mmcblk0p1 1 2 3 4%% /no\\n/dev/mmcblk0p1 1 2 5 4%% /%040d\\n' 0 0");
+  EXPECT_EQ(look(), (Look{{}, "df -k\n", "/" + std::string(30, '0'), 5}));
   EXPECT_EQ(outcome(CheckTFCardMountStatus, nullptr, nullptr), Outcome{});
   EXPECT_EQ(commands(), "df -k\n");
   popenFails = true;

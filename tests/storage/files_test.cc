@@ -204,3 +204,8 @@ extern "C" int RmDir(const char *path) {
   vexora::test::removals.emplace_back(path);
   return vexora::test::original(&RmDir, "RmDir")(path);
 }
+
+extern "C" int copyDir(const char *from, const char *to, int flag) {
+  EXPECT_TRUE(flag == 0 || flag == 1);
+  return vexora::test::original(&copyDir, "copyDir")(from, to, flag);
+}

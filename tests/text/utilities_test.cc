@@ -36,6 +36,7 @@ TEST(Strings, AreSearchedAndChanged) {
   const std::tuple<const char *, const char *, const char *> rows[] = {{".json", text + 6, nullptr},
                                                                        {"", text + 11, text},
                                                                        {"config", nullptr, text},
+                                                                       {"config.json", text, text},
                                                                        {"a.config.json", nullptr, nullptr}};
   for (const auto &[part, end, start] : rows) {
     EXPECT_EQ(vexora_str_end_str(text, part), end) << part;
