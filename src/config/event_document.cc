@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "base/json.h"
-#include "vexora/config.h"
+#include "config/event_layout.h"
 
 static_assert(sizeof(EventArray) == 67 * sizeof(char *));
 
@@ -17,7 +17,7 @@ using vexora::addMember;
 using vexora::appendElement;
 using vexora::Json;
 
-/// Returns a value as a JSON string, cut to 127 bytes.
+/// Returns a value as a JSON string, cut to the longest value.
 class Value {
  public:
   explicit Value(const char *text, const char *absent = "null", const char *prefix = "") {
@@ -28,7 +28,7 @@ class Value {
   [[nodiscard]] Json json() const { return Json(json_object_new_string(text_)); }
 
  private:
-  char text_[128];
+  char text_[vexora::config::kMaxEventValue + 1];
 };
 
 struct Member {
@@ -116,7 +116,7 @@ Json newEvent(const EventArray &event, const char *serverIdentity) {
 
 Json newDocument(const EventArray &event, const char *serverIdentity) {
   Json document(json_object_new_object());
-  const Value path(event.id, "null", "/redfish/v1/EventService/Events/");
+  const Value path(event.id, "null", vexora::config::kEventPath);
   Json events(json_object_new_array());
   const bool whole = addStrings(document, {{"@odata.context", "/redfish/v1/$metadata#Event.Event"}}) &&
                      addMember(document.get(), "@odata.id", path.json()) &&

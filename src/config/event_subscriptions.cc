@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The event subscriptions and their file: one section a slot, one "key=value" line a field, in a fixed order of keys.
-// People edit the file by hand, so unknown lines are skipped and any order is accepted. A load builds new slots and
-// then replaces the old ones, so that a failure changes nothing.
+// The event subscriptions. People edit their file by hand, so unknown lines are skipped and any order is accepted. A load
+// builds new slots and then replaces the old ones, so that a failure changes nothing.
 
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -15,68 +13,20 @@
 #include <utility>
 
 #include "base/owners.h"
-#include "vexora/config.h"
+#include "config/event_layout.h"
 
 EventSubScriptionRecord stEventSubScriptionStore[VEXORA_EVENT_SUBSCRIPTIONS];
 std::int32_t blEventSubScriptionsFlag;
 
+using vexora::Stream;
+using namespace vexora::config;
+
 namespace {
 
-using vexora::Stream;
-
 constexpr const char *kModule = "vexora_eventservicecfg";
-constexpr const char *kPath = "/conf/eventsubscriptions.conf";
-constexpr std::string_view kAbsent = "N/A";
 constexpr std::size_t kMaxValue = 511;
-constexpr std::size_t kLineSize = 128;  // a longer line is read as several
-constexpr unsigned kTypeBits = 0x1F;
 constexpr std::int32_t kLoaded = 1;
 constexpr std::int32_t kSlots = VEXORA_EVENT_SUBSCRIPTIONS;
-
-// The keys by number, in the file's order.
-enum Key : std::size_t {
-  kPresent,
-  kDestination,
-  kType,
-  kContent,
-  kDataVersion,
-  kAuthentication,
-  kContext,
-  kProtocol,
-  kFirstMessageId,
-  kFirstResource = kFirstMessageId + VEXORA_EVENT_FILTERS,
-  kKeys = kFirstResource + VEXORA_EVENT_FILTERS
-};
-
-using KeyName = std::array<char, 12>;
-
-consteval KeyName makeName(std::string_view name, std::size_t number = SIZE_MAX) {
-  KeyName made{};
-  std::size_t length = name.copy(made.data(), name.size());
-  if (number != SIZE_MAX) {
-    if (number >= 10) {
-      made[length++] = static_cast<char>('0' + number / 10);
-    }
-    made[length] = static_cast<char>('0' + number % 10);
-  }
-  return made;
-}
-
-template <std::size_t... Numbers>
-consteval std::array<KeyName, kKeys> makeNames(std::index_sequence<Numbers...>) {
-  return {makeName("present"),
-          makeName("destaddr"),
-          makeName("type"),
-          makeName("hcontent"),
-          makeName("hdataver"),
-          makeName("hxauth"),
-          makeName("context"),
-          makeName("protocal"),
-          makeName("messageid", Numbers)...,
-          makeName("resource", Numbers)...};
-}
-
-constexpr std::array<KeyName, kKeys> kNames = makeNames(std::make_index_sequence<VEXORA_EVENT_FILTERS>());
 
 /// The range of keys whose strings a selector frees. The type bits and the present byte are no strings.
 struct Selection {
@@ -85,7 +35,6 @@ struct Selection {
 };
 
 constexpr std::int32_t kTypeOnly = 2;
-constexpr std::int32_t kEverything = 9;
 // Empty where a selector frees no string.
 constexpr Selection kSelections[kEverything + 1] = {
     {kKeys, 0},
@@ -197,7 +146,7 @@ class NewSlots {
   /// Reads the whole file; returns false when memory is short or the file can't be read to its end.
   bool read(std::FILE *file) {
     std::int32_t current = -1;  // the slot being filled: -1 before the first header, kSlots after the last slot
-    char line[kLineSize];
+    char line[kMaxLine + 1];
     while (std::fgets(line, sizeof line, file) != nullptr) {
       if (opensSection(line)) {
         current = std::min(current + 1, kSlots);
@@ -305,14 +254,14 @@ int GetEventSubScriptionFromConfFile(std::int32_t *loaded, EventSubScriptionReco
   if (*loaded == kLoaded) {
     return 0;
   }
-  if (access(kPath, F_OK) != 0) {
+  if (access(kSubscriptionsFile, F_OK) != 0) {
     *loaded = 0;
     return -1;
   }
   // Opened for update although nothing is written: a file that can't be written back is not loaded.
-  const Stream file(std::fopen(kPath, "rb+e"));
+  const Stream file(std::fopen(kSubscriptionsFile, "rb+e"));
   if (!file) {
-    std::printf("%s(%d)open file %s err!\n", kModule, __LINE__, kPath);
+    std::printf("%s(%d)open file %s err!\n", kModule, __LINE__, kSubscriptionsFile);
     return -1;
   }
   NewSlots slots;
@@ -333,10 +282,10 @@ int SetEventSubScription2ConfFile(std::uint32_t, const EventSubScriptionRecord *
     std::printf("%s(%d)Buffer Over Flow!\n", kModule, __LINE__);
     return -1;
   }
-  if (access(kPath, F_OK) == 0) {
-    static_cast<void>(std::remove(kPath));
+  if (access(kSubscriptionsFile, F_OK) == 0) {
+    static_cast<void>(std::remove(kSubscriptionsFile));
   }
-  const Stream file(std::fopen(kPath, "we"));
+  const Stream file(std::fopen(kSubscriptionsFile, "we"));
   if (!file) {
     std::printf("%s(%d)file open error!\n", kModule, __LINE__);
     return -1;

@@ -35,11 +35,9 @@
 #include "base/retry.h"
 #include "diag/debug_log.h"
 #include "diag/handler_output.h"
+#include "diag/log_layout.h"
 #include "diag/log_text.h"
 #include "vexora/diag.h"
-
-#define VEXORA_DEBUG_FOLDER "/conf/vexora_debug/"
-#define VEXORA_SWITCH_PREFIX "ENABLE_"
 
 extern "C" {
 
@@ -51,32 +49,14 @@ const char *const DebugSourceFile[6] = {
 };
 }
 
+using namespace vexora::diag;
+
 namespace {
-
-constexpr unsigned kLevels = 4;
-constexpr const char *kReloadMarker = "/var/vexora_debug_reload";
-
-constexpr const char *kLevelMarkers[kLevels] = {
-    VEXORA_DEBUG_FOLDER "LEVEL_INFO",
-    VEXORA_DEBUG_FOLDER "LEVEL_WARNING",
-    VEXORA_DEBUG_FOLDER "LEVEL_ERROR",
-    VEXORA_DEBUG_FOLDER "LEVEL_CRITICAL",
-};
-
-enum Destination : int { kSerial = 0, kLog = 1, kBoth = 2 };
-
-constexpr const char *kDestinationMarkers[] = {
-    VEXORA_DEBUG_FOLDER "PATH_SERIAL",
-    VEXORA_DEBUG_FOLDER "PATH_LOG",
-    VEXORA_DEBUG_FOLDER "PATH_BOTH",
-};
 
 constexpr int kSyslogPriorities[kLevels] = {6, 4, 3, 2};
 
 // The table that LoadDebugSource fills.
-constexpr std::size_t kModules = 16;
-constexpr std::size_t kModuleSize = 16;
-constexpr std::size_t kModuleLength = kModuleSize - 1;
+constexpr std::size_t kModuleSize = kModuleLength + 1;
 constexpr std::size_t kWordsPerModule = kModuleSize / sizeof(std::uint32_t);
 
 bool exists(const char *path) { return access(path, F_OK) == 0; }
@@ -118,16 +98,15 @@ void forEachEntry(int directory, Visit visit) {
 /// opened.
 std::optional<std::uint32_t> loadModules(ModuleTable &table) {
   const vexora::Descriptor directory(
-      vexora::retryInterrupted([] { return open(VEXORA_DEBUG_FOLDER, O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+      vexora::retryInterrupted([] { return open(VEXORA_DEBUG_FOLDER "/", O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
   if (!directory) {
     return std::nullopt;
   }
   table.fill('\0');
   std::uint32_t used = 0;
   forEachEntry(directory.get(), [&](std::string_view name) {
-    constexpr std::string_view kPrefix = VEXORA_SWITCH_PREFIX;
-    if (name.starts_with(kPrefix)) {
-      name.remove_prefix(kPrefix.size());
+    if (name.starts_with(kSwitchPrefix)) {
+      name.remove_prefix(kSwitchPrefix.size());
       name.copy(&table[used * kModuleSize], kModuleLength);
       ++used;
     }
@@ -336,7 +315,7 @@ int GetDebugSourceIsEnable(const char *module) {
     return -1;
   }
   char path[64];
-  std::snprintf(path, sizeof path, "%sENABLE_%s", VEXORA_DEBUG_FOLDER, module);
+  std::snprintf(path, sizeof path, "%sENABLE_%s", VEXORA_DEBUG_FOLDER "/", module);
   return exists(path) ? 1 : 0;
 }
 

@@ -28,14 +28,15 @@
 #include "diag/debug_log.h"
 #include "diag/guarded.h"
 #include "diag/handler_output.h"
+#include "diag/log_layout.h"
 #include "vexora/diag.h"
 
 namespace {
 
 using vexora::kCritical;
 using vexora::runGuarded;
+using vexora::diag::kMaxFrames;
 
-constexpr int kMaxFrames = 100;
 constexpr int kNoBacktraceStatus = 1;
 
 constinit char moduleName[32] = "ZELMONITOR";

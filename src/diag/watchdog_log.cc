@@ -13,12 +13,14 @@
 #include "base/calendar.h"
 #include "base/file_size.h"
 #include "base/owners.h"
+#include "diag/log_layout.h"
 #include "diag/log_text.h"
 #include "vexora/diag.h"
 
+using vexora::diag::kWatchdogLog;
+
 namespace {
 
-constexpr const char *kPath = "/extlog/syslog/WDT.log";
 constexpr std::uint64_t kSizeLimit = 1024 * 1024;
 constexpr std::size_t kPrefixSize = 256;
 
@@ -29,7 +31,7 @@ void append(const vexora::LogText &message) {
   char prefix[kPrefixSize];
   const int prefixLength = std::snprintf(prefix, sizeof prefix, "[%d-%02d-%02d %02d:%02d:%02d] ", now.tm_year + 1900,
                                          now.tm_mon + 1, now.tm_mday, now.tm_hour, now.tm_min, now.tm_sec);
-  const vexora::Stream log(std::fopen(kPath, "ab+e"));
+  const vexora::Stream log(std::fopen(kWatchdogLog, "ab+e"));
   if (!log || prefixLength < 0) {
     return;
   }
@@ -38,11 +40,11 @@ void append(const vexora::LogText &message) {
 }
 
 int deleteWhenFull() {
-  const auto size = vexora::fileSize(kPath);
+  const auto size = vexora::fileSize(kWatchdogLog);
   if (!size) {
     return -1;
   }
-  return *size >= kSizeLimit ? std::remove(kPath) : 0;
+  return *size >= kSizeLimit ? std::remove(kWatchdogLog) : 0;
 }
 
 }  // namespace

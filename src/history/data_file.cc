@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The history data file: 20 bytes of header and 8760 slots of 28 bytes, all little-endian. It has no checksum: only the
-// header is checked.
+// Images of the history data file, read and written whole. Only the header is checked.
 
 #include "history/data_file.h"
 

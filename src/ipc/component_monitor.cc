@@ -1,42 +1,27 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Commands to the component monitors. Each monitor owns a pipe named after its component's kind and instance, or after
-// the kind alone where one monitor serves all instances. A sender never creates the pipe: without a pipe there is no
-// monitor that would read it.
+// Commands to the component monitors. A sender never creates a monitor's pipe: without a pipe there is no monitor that
+// would read it.
 
 #include <unistd.h>
 
-#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 
 #include "base/report.h"
-#include "vexora/ipc.h"
+#include "ipc/request_layout.h"
 
 // The monitors' messages have module and line twice.
 #define REPORT_MONITOR(text, ...) \
   REPORT_FAILURE(vexora::kBaseFunction, "%s(%d)" text, vexora::kBaseFunction, __LINE__ __VA_OPT__(, __VA_ARGS__))
 
+using namespace vexora::ipc;
+
 namespace {
 
-/// A command on the wire.
-struct Command {
-  std::uint16_t code;
-  std::uint8_t instance;
-  std::uint8_t reserved;
-  std::uint32_t responseFlag;
-  std::uint32_t dataLength;
-  std::uint8_t data[VEXORA_COMPONENT_DATA_MAX];
-};
-static_assert(sizeof(Command) == 524);
-static_assert(offsetof(Command, instance) == 2 && offsetof(Command, responseFlag) == 4 &&
-              offsetof(Command, dataLength) == 8 && offsetof(Command, data) == 12);
-
-constexpr unsigned kAllInstances = 0;
-
 /// Returns false when the length is refused.
-bool build(Command &command, unsigned instance, int code, const void *data, int length, unsigned responseFlag) {
+bool build(MonitorCommand &command, unsigned instance, int code, const void *data, int length, unsigned responseFlag) {
   if (length < 0 || length > VEXORA_COMPONENT_DATA_MAX) {
     REPORT_MONITOR("Input parameters error!\n");
     return false;
@@ -51,9 +36,9 @@ bool build(Command &command, unsigned instance, int code, const void *data, int 
   return true;
 }
 
-int send(const Command &command, unsigned kind, unsigned instance) {
+int send(const MonitorCommand &command, unsigned kind, unsigned instance) {
   char pipe[64];
-  std::snprintf(pipe, sizeof pipe, "/var/compmonreq%02x%02x", kind, instance);
+  std::snprintf(pipe, sizeof pipe, kComponentPipe, kind, instance);
   if (access(pipe, F_OK) != 0) {
     REPORT_MONITOR("Pipe %s is not exsist!\n", pipe);
     return -1;
@@ -75,12 +60,12 @@ int send(const Command &command, unsigned kind, unsigned instance) {
 
 int VexoraSendCompMonCmdWithRespFlag(unsigned kind, unsigned instance, int command, const void *data, int length,
                                      unsigned response_flag) {
-  Command built{};
+  MonitorCommand built{};
   return build(built, instance, command, data, length, response_flag) ? send(built, kind, instance) : -1;
 }
 
 int VexoraSendCompMonCmdWithMultiMode(unsigned kind, unsigned instance, int command, const void *data, int length,
                                       unsigned response_flag) {
-  Command built{};
+  MonitorCommand built{};
   return build(built, instance, command, data, length, response_flag) ? send(built, kind, kAllInstances) : -1;
 }

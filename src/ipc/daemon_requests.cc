@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Requests to the machine-check analysis, diagnosis-log, one-key log, MUPR and main IPMI daemons. The records are a
-// wire format between separately built daemons, so each is assembled byte by byte.
+// Requests to the machine-check analysis, diagnosis-log, one-key log, MUPR and main IPMI daemons, assembled byte by byte.
 
 #include <sys/prctl.h>
 
@@ -12,32 +11,12 @@
 #include <ctime>
 
 #include "base/bytes.h"
-#include "vexora/ipc.h"
-
-namespace {
+#include "ipc/request_layout.h"
 
 using vexora::storeLittle32;
+using namespace vexora::ipc;
 
-constexpr int kMcaQueueKey = 12347;
-constexpr int kIdlQueueKey = 12345;
-constexpr const char *kOneKeyLogPipe = "/var/vexora_okl_pipe";
-constexpr const char *kIpmiMainPipe = "/var/vexora_ipmimain_pipe";
-constexpr const char *kMuprPipe = "/var/tmp/ipmi_mupr_cmu_pipe";
-
-// A payload of the two queues: a head of four bytes, then the daemon's own record.
-constexpr std::size_t kQueueRequestSize = 260;
-constexpr std::size_t kRecordOffset = 4;
-constexpr std::uint8_t kMcaRequest = 0x01;
-constexpr std::size_t kMcaRecordSize = 256;
-constexpr std::size_t kIdlRecordSize = 220;
-constexpr std::size_t kIdlTimeOffset = 8;
-constexpr std::uint8_t kIdlTimedLog = 1;
-
-constexpr std::size_t kOneKeyLogRequestSize = 260;
-constexpr std::uint8_t kOneKeyLogCollect = 0x03;
-
-constexpr std::size_t kSelRecordSize = 10;
-constexpr std::size_t kSelRecordOffset = 2;
+namespace {
 
 /// Returns the low 32 bits of the seconds since the epoch plus the zone's offset.
 std::uint32_t localSeconds() {
@@ -96,9 +75,10 @@ int VexoraAddSELToIPMIMain(const void *record) {
 
 int VexoraAddTaskFailToSEL(unsigned first, unsigned second, unsigned third) {
   static_cast<void>(prctl(PR_SET_NAME, "VexoraAddTaskFailToSEL", 0, 0, 0));
-  const std::uint8_t record[kSelRecordSize] = {
-      0x20, 0x00, 0x00, 0x18, 0x02, 0x00, lowByte(first), 0x01, lowByte(second), lowByte(third),
-  };
-  static_cast<void>(VexoraAddSELToIPMIMain(record));
+  SelRecord record = kTaskFailure;
+  record[kTaskFailureData[0]] = lowByte(first);
+  record[kTaskFailureData[1]] = lowByte(second);
+  record[kTaskFailureData[2]] = lowByte(third);
+  static_cast<void>(VexoraAddSELToIPMIMain(record.data()));
   return 0;
 }

@@ -12,11 +12,12 @@
 #include "base/descriptor.h"
 #include "base/report.h"
 #include "firmware/unix.h"
-#include "vexora/ipc.h"
+#include "ipc/request_layout.h"
+
+using vexora::ipc::kRaidPipe;
 
 namespace {
 
-constexpr const char *kPipe = "/var/raid_replace_moni_cmd_pipe";
 constexpr const char *kSemaphore = "raid_moni_pipe_key";
 
 constexpr const char *kHealthLevels[] = {"info", "warning", "critical", "alert"};
@@ -37,7 +38,7 @@ class Turn {
 }  // namespace
 
 int SendRaidMonitorStatusToPipe(unsigned first, unsigned second) {
-  if (access(kPipe, F_OK) != 0) {
+  if (access(kRaidPipe, F_OK) != 0) {
     return -1;
   }
   void *const semaphore = CreateSemaphore(kSemaphore);
@@ -45,14 +46,14 @@ int SendRaidMonitorStatusToPipe(unsigned first, unsigned second) {
     return -1;
   }
   const Turn turn(semaphore);
-  const vexora::Descriptor pipe(open(kPipe, O_RDWR | O_NONBLOCK));
+  const vexora::Descriptor pipe(open(kRaidPipe, O_RDWR | O_NONBLOCK));
   if (!pipe) {
-    REPORT_FAILURE(vexora::kPipeOpera, "Unable to open %s pipe\n", kPipe);
+    REPORT_FAILURE(vexora::kPipeOpera, "Unable to open %s pipe\n", kRaidPipe);
     return -1;
   }
   const std::uint8_t status[] = {static_cast<std::uint8_t>(first), static_cast<std::uint8_t>(second)};
   if (write(pipe.get(), status, sizeof status) != sizeof status) {
-    REPORT_FAILURE(vexora::kPipeOpera, "Unable to write into %s pipe\n", kPipe);
+    REPORT_FAILURE(vexora::kPipeOpera, "Unable to write into %s pipe\n", kRaidPipe);
     return -1;
   }
   return 0;

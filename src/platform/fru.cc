@@ -12,18 +12,16 @@
 #include <optional>
 #include <span>
 
+#include "platform/fru_layout.h"
 #include "vexora/platform.h"
+
+using namespace vexora::fru;
 
 namespace {
 
 using Bytes = std::span<const std::uint8_t>;
 
-constexpr std::size_t kHeaderSize = 8;
 constexpr std::size_t kChecksumAt = kHeaderSize - 1;
-constexpr std::uint8_t kFormatVersion = 1;
-constexpr std::size_t kOffsetUnit = 8;
-constexpr std::uint8_t kLengthBits = 0x3F;
-constexpr std::uint8_t kEndOfFields = 0xC1;
 
 struct Area {
   const char *word;            ///< in messages
@@ -142,11 +140,11 @@ int readField(const char *function, const Area &area, const Request &request) {
     *outTypeLen = 0;
     return 0;
   }
-  if (offset * kOffsetUnit > image.size()) {
+  if (offset * kUnit > image.size()) {
     std::printf("[Warning]: Invalid %s info offset(%d) in FRU \n", area.word, offset);
     return -1;
   }
-  const std::optional<Field> found = findField(image.subspan(offset * kOffsetUnit), area, field);
+  const std::optional<Field> found = findField(image.subspan(offset * kUnit), area, field);
   if (!found) {
     return -1;
   }
@@ -162,7 +160,7 @@ int vexora_check_fru_common_header(const std::uint8_t *fru, int fruLen) {
     std::printf("Input parameters error in function %s, %p, %d\n", __func__, static_cast<const void *>(fru), fruLen);
     return -1;
   }
-  if (fru[0] != kFormatVersion) {
+  if (fru[0] != kFormat) {
     std::printf("[Warning]: Invalid FRU format version(%d) \n", fru[0]);
     return -1;
   }

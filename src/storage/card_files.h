@@ -13,11 +13,9 @@
 #include <cstdio>
 #include <memory>
 
-namespace vexora::storage {
+#include "storage/card_layout.h"
 
-inline constexpr const char *kCard = "/dev/mmcblk0";
-inline constexpr const char *kCardPartition = "/dev/mmcblk0p1";
-inline constexpr const char *kCardMountPoint = "/mnt/sdmmc0p2";
+namespace vexora::storage {
 
 /// The path of a directory on the card, cut to its capacity.
 class CardDirectory {

@@ -8,10 +8,9 @@
 #include <optional>
 #include <string_view>
 
-namespace vexora::storage {
+#include "storage/card_layout.h"
 
-inline constexpr const char *kNewImage = ".new";
-inline constexpr const char *kOldImage = ".old";
+namespace vexora::storage {
 
 /// Returns the part of a file name before the first `generation` (".new" or ".old"), nothing without one. A name with
 /// both is both.

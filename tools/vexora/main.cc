@@ -21,11 +21,9 @@
 #include "report/commands.h"
 #include "settings/commands.h"
 
-namespace {
+using namespace vexora::tool;
 
-using vexora::tool::Failure;
-using vexora::tool::Json;
-using vexora::tool::Session;
+namespace {
 
 // Version of the documents' members. A higher version only adds members.
 constexpr int kDocumentVersion = 1;
@@ -38,7 +36,7 @@ constexpr const char *kOutcomes =
     "or written.";
 
 void addCommands(CLI::App &app, Session &session) {
-  vexora::tool::layHelpOut(app);
+  layHelpOut(app);
   app.add_flag("--json", session.json, "Answer with one JSON document");
   app.add_option("--root", session.root, "Look into an extracted file system instead of \"/\"")
       ->type_name("DIR")
@@ -47,12 +45,11 @@ void addCommands(CLI::App &app, Session &session) {
   app.require_subcommand(1);
   app.fallthrough();
   app.footer(kOutcomes);
-  for (const auto add :
-       {vexora::tool::addLog, vexora::tool::addHistory, vexora::tool::addFru, vexora::tool::addFiles,
-        vexora::tool::addSettings, vexora::tool::addEvents, vexora::tool::addMessages, vexora::tool::addReport}) {
-    add(vexora::tool::Command(&app), session);
+  for (const auto add : {addLog, addHistory, addFru, addUefi, addFile, addSignature, addConfig, addCheck,
+                         addSubscriptions, addEvent, addAdvice, addSend, addWatch, addReport, addCrash}) {
+    add(Command(&app), session);
   }
-  vexora::tool::addHelp(app, session);
+  addHelp(app, session);
 }
 
 /// Executes the command line. Returns the error, "" if there is none.
@@ -63,10 +60,10 @@ std::string work(CLI::App &app, Session &session, int argc, char **argv) {
   } catch (const CLI::ParseError &error) {
     std::ostringstream text;
     if (app.exit(error, text, text) != 0) {
-      session.found(vexora::tool::kUsage);
-      return vexora::tool::complaintOf(app, error);
+      session.found(kUsage);
+      return complaintOf(app, error);
     }
-    session.answer(vexora::tool::object({{"text", text.str()}}));
+    session.answer(object({{"text", text.str()}}));
     std::cout << (session.json ? "" : text.str());
     return "";
   } catch (const Failure &failure) {
@@ -75,7 +72,7 @@ std::string work(CLI::App &app, Session &session, int argc, char **argv) {
   } catch (const std::ios_base::failure &) {
     throw;
   } catch (const std::exception &error) {
-    session.found(vexora::tool::kInaccessible);
+    session.found(kInaccessible);
     return error.what();
   }
 }
@@ -89,16 +86,16 @@ int run(int argc, char **argv) {
   addCommands(app, session);
   // Runs after the parser and before the commands: from then on the library's fixed paths are redirected into the root.
   app.parse_complete_callback([&session] {
-    session.root = vexora::tool::enterRoot(session.root);
+    session.root = enterRoot(session.root);
     if (session.json) {
-      vexora::tool::reserveStandardOutput();
+      reserveStandardOutput();
     }
   });
   const std::string error = work(app, session, argc, argv);
   if (session.json) {
-    Json document = vexora::tool::object({{"version", kDocumentVersion},
-                                          {"command", vexora::tool::fullName(vexora::tool::chosenOf(app))},
-                                          {"status", static_cast<int>(session.outcome)}});
+    Json document = object({{"version", kDocumentVersion},
+                            {"command", fullName(chosenOf(app))},
+                            {"status", static_cast<int>(session.outcome)}});
     if (!error.empty()) {
       document.add("error", error);
     }
@@ -119,6 +116,6 @@ int main(int argc, char **argv) {
     const int reason = errno;
     std::cout.exceptions(std::ios::goodbit);  // std::cerr and the exit flush it, which must not throw again
     std::cerr << "vexora: cannot write standard output: " << std::strerror(reason) << "\n";
-    return vexora::tool::kInaccessible;
+    return kInaccessible;
   }
 }

@@ -242,15 +242,32 @@ void putLittleEndian(std::span<std::uint8_t> bytes, std::uint64_t value) {
   }
 }
 
+std::string escaped(const std::string &text) {
+  std::string escaped;
+  for (const char letter : text) {
+    escaped += letter == '<' ? "&lt;" : letter == '&' ? "&amp;" : std::string(1, letter);
+  }
+  return escaped;
+}
+
+std::string lowered(std::string_view text) {
+  std::string lower(text);
+  std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return std::tolower(c); });
+  return lower;
+}
+
+std::string charactersOf(std::span<const std::uint8_t> bytes) {
+  std::string characters(bytes.begin(), bytes.end());
+  std::replace_if(
+      characters.begin(), characters.end(), [](unsigned char c) { return c < 0x20 || c >= 0x7F; }, '.');
+  return "|" + characters + "|";
+}
+
 std::string hexDump(std::span<const std::uint8_t> bytes) {
-  constexpr std::size_t kBytesInRow = 16;
   std::string dump;
   for (std::size_t at = 0; at < bytes.size(); at += kBytesInRow) {
     const auto row = bytes.subspan(at, std::min(kBytesInRow, bytes.size() - at));
-    std::string characters(row.begin(), row.end());
-    std::replace_if(
-        characters.begin(), characters.end(), [](unsigned char c) { return c < 0x20 || c >= 0x7F; }, '.');
-    dump += format("%08zx  %-47s  |%s|\n", at, toHex(row, " ").c_str(), characters.c_str());
+    dump += format("%08zx  %-47s  %s\n", at, toHex(row, " ").c_str(), charactersOf(row).c_str());
   }
   return dump;
 }

@@ -132,6 +132,12 @@ std::size_t utf8Length(std::string_view text);
 /// Escapes control characters, so that foreign bytes can't control the terminal.
 std::string printable(std::string_view text);
 
+/// Escapes the markup of HTML and SVG: names of files and sensors come from outside.
+std::string escaped(const std::string &text);
+
+/// Returns a text in lower case.
+std::string lowered(std::string_view text);
+
 /// Formats as printf does; cuts the text after 511 bytes.
 [[gnu::format(printf, 1, 2)]] std::string format(const char *form, ...);
 
@@ -181,6 +187,11 @@ void reserveStandardOutput();
 
 /// Runs library code that prints to standard output or standard error, and returns its output.
 std::string captured(const std::function<void()> &work);
+
+inline constexpr std::size_t kBytesInRow = 16;
+
+/// Returns a column like "|PK..|".
+std::string charactersOf(std::span<const std::uint8_t> bytes);
 
 /// Returns lines like "00000000  50 4b ...  |PK..|".
 std::string hexDump(std::span<const std::uint8_t> bytes);

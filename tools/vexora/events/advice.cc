@@ -5,7 +5,6 @@
 #include <vexora/platform.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cstring>
 #include <iostream>
 #include <memory>
@@ -179,19 +178,12 @@ void lookUpRecord(Session &session, const std::string &digits) {
   answer(session, own.empty() ? adviceFor(type, code & 0x0FU, number) : own);
 }
 
-std::string lower(std::string text) {
-  for (char &character : text) {
-    character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
-  }
-  return text;
-}
-
 void search(Session &session, const std::vector<std::string> &words) {
   std::vector<Record> records = table();
   std::erase_if(records, [&](const Record &record) {
-    const std::string text = lower(textOf(record));
+    const std::string text = lowered(textOf(record));
     return !std::all_of(words.begin(), words.end(),
-                        [&](const std::string &word) { return text.find(lower(word)) != std::string::npos; });
+                        [&](const std::string &word) { return text.find(lowered(word)) != std::string::npos; });
   });
   answer(session, records);
 }

@@ -5,11 +5,8 @@
 
 namespace vexora::tool {
 
-/// Adds the commands about events: the document, its subscribers and the advice.
-void addEvents(Command app, Session &session);
-
-void addSubscriptions(Command app, Session &session);
-void addEvent(Command app, Session &session);
-void addAdvice(Command app, Session &session);
+void addSubscriptions(Command app, Session &session);  // "subscriptions"
+void addEvent(Command app, Session &session);          // "event"
+void addAdvice(Command app, Session &session);         // "advice"
 
 }  // namespace vexora::tool

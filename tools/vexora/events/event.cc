@@ -3,23 +3,22 @@
 // vexora event: the JSON document of an event, as daemons push it to subscribers.
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <deque>
 #include <iostream>
 #include <memory>
 #include <regex>
 
-#include <vexora/config.h>
-
+#include "config/event_layout.h"
 #include "events/commands.h"
 
 namespace vexora::tool {
 namespace {
 
+using config::kMaxEventValue;
+
 // Enough for any event.
 constexpr std::size_t kDocumentSize = 56 << 10;
-// The library cuts longer values.
-constexpr std::size_t kLongestValue = 127;
-constexpr std::string_view kIdPrefix = "/redfish/v1/EventService/Events/";
 
 /// A property, the pattern that the Redfish schema demands, and the finding for other values.
 struct TextMember {
@@ -133,7 +132,8 @@ std::string reasonAgainst(const TextMember &member, const char *text) {
   if (text == nullptr) {
     return member.required ? "is required, and absent" : "";
   }
-  const std::size_t most = member.text == &EventArray::id ? kLongestValue - kIdPrefix.size() : kLongestValue;
+  const std::size_t most =
+      member.text == &EventArray::id ? kMaxEventValue - std::strlen(config::kEventPath) : kMaxEventValue;
   if (std::string_view(text).size() > most) {
     return "is cut to " + std::to_string(most) + " bytes";  // not matched: std::regex recurses once per character
   }
@@ -154,7 +154,7 @@ void checkLists(EventArray event, std::vector<Finding> &findings) {
       findings.push_back({member.key, "has gaps, which become nulls"});
     }
     for (const char *text : texts) {
-      if (text != nullptr && std::string_view(text).size() > kLongestValue) {
+      if (text != nullptr && std::string_view(text).size() > kMaxEventValue) {
         findings.push_back({member.key, "has a value that is cut to 127 bytes"});
       }
       if (text != nullptr && key == "originOfCondition" && *text != '/') {

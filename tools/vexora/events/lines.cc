@@ -2,23 +2,19 @@
 #include "events/lines.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdlib>
 #include <map>
 
-#include <vexora/config.h>
-
+#include "config/event_layout.h"
 #include "core/tool.h"
 
 namespace vexora::tool {
 namespace {
 
-// The loader's buffer: it reads the rest of a longer line as another line.
-constexpr std::size_t kPiece = 127;
+using config::kMaxLine;
+
 constexpr std::string_view kLineEnds = "\r\n";
 constexpr std::string_view kBlanks = " \t";
-constexpr std::string_view kSingleKeys[] = {"present",  "destaddr", "type",    "hcontent",
-                                            "hdataver", "hxauth",   "context", "protocal"};
 
 std::string inQuotes(std::string_view text) { return "\"" + printable(text) + "\""; }
 
@@ -27,17 +23,16 @@ std::string_view trimmed(std::string_view text) {
   return begin == std::string_view::npos ? "" : text.substr(begin, text.find_last_not_of(" \t\r\n") - begin + 1);
 }
 
-std::string lowered(std::string_view text) {
-  std::string lower(text);
-  std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return std::tolower(c); });
-  return lower;
-}
-
 bool isComment(std::string_view text) { return text.starts_with('#') || text.starts_with(';'); }
 
 bool opensSection(std::string_view piece) { return piece.size() > 1 && piece[0] == '[' && piece[1] != ']'; }
 
 bool isNumberKey(std::string_view key) { return key == "present" || key == "type"; }
+
+bool isKey(std::string_view key) {
+  return std::any_of(config::kNames.begin(), config::kNames.end(),
+                     [&](const config::KeyName &name) { return key == name.data(); });
+}
 
 class Checker {
  public:
@@ -59,26 +54,26 @@ class Checker {
     if (text.size() != line.size()) {
       report("ignored from its NUL character on");
     }
-    takePiece(text.substr(0, std::min(text.size(), kPiece)));
-    if (line.size() <= kPiece) {
+    takePiece(text.substr(0, std::min(text.size(), kMaxLine)));
+    if (line.size() <= kMaxLine) {
       return;
     }
-    const std::string_view rest = trimmed(line.substr(kPiece));
+    const std::string_view rest = trimmed(line.substr(kMaxLine));
     if (rest.empty()) {
       return;
     }
     if (!isComment(trimmed(text))) {
-      report("cut after " + std::to_string(kPiece) + " of " + std::to_string(line.find_last_not_of(kLineEnds) + 1) +
+      report("cut after " + std::to_string(kMaxLine) + " of " + std::to_string(line.find_last_not_of(kLineEnds) + 1) +
              " characters: the rest is read as a line of its own");
     }
-    takeRest(line.substr(kPiece));
+    takeRest(line.substr(kMaxLine));
   }
 
   /// Reports only the pieces in which the loader finds a setting.
   void takeRest(std::string_view rest) {
-    for (; !rest.empty(); rest.remove_prefix(std::min(rest.size(), kPiece))) {
-      const std::string_view piece = rest.substr(0, std::min(rest.size(), kPiece));
-      if (opensSection(piece) || isSubscriptionKey(piece.substr(0, piece.find('=')))) {
+    for (; !rest.empty(); rest.remove_prefix(std::min(rest.size(), kMaxLine))) {
+      const std::string_view piece = rest.substr(0, std::min(rest.size(), kMaxLine));
+      if (opensSection(piece) || isKey(piece.substr(0, piece.find('=')))) {
         report("its rest " + inQuotes(trimmed(piece)) + " is read as a setting");
         takePiece(piece);
       }
@@ -121,7 +116,7 @@ class Checker {
       return;
     }
     const std::string_view key = piece.substr(0, equals);
-    if (!isSubscriptionKey(key)) {
+    if (!isKey(key)) {
       report("ignored: " + unknownKey(key));
       return;
     }
@@ -134,10 +129,10 @@ class Checker {
   }
 
   static std::string unknownKey(std::string_view key) {
-    if (const std::string_view bare = trimmed(key); bare != key && isSubscriptionKey(bare)) {
+    if (const std::string_view bare = trimmed(key); bare != key && isKey(bare)) {
       return "the blanks around " + inQuotes(bare) + " belong to the key";
     }
-    if (const std::string lower = lowered(trimmed(key)); isSubscriptionKey(lower)) {
+    if (const std::string lower = lowered(trimmed(key)); isKey(lower)) {
       return inQuotes(key) + " is no key, " + inQuotes(lower) + " is";
     }
     return trimmed(key).empty() ? "it has no key" : inQuotes(key) + " is no key";
@@ -190,13 +185,13 @@ class Checker {
     if (const std::string_view text = trimmed(value); text != value) {
       report("the blanks around " + inQuotes(text) + " belong to the value");
     }
-    if (value != "N/A" && lowered(trimmed(value)) == "n/a") {
+    if (value != config::kAbsent && lowered(trimmed(value)) == "n/a") {
       report(inQuotes(value) + " reads as a text; only \"N/A\" means absent");
     }
   }
 
   void checkNumber(std::string_view key, std::string_view value) {
-    const unsigned most = key == "type" ? 31 : 255;
+    const unsigned most = key == "type" ? config::kTypeBits : UINT8_MAX;
     if (!value.starts_with("0x") && !value.starts_with("0X") && parseNumber(value, most)) {
       return;
     }
@@ -212,20 +207,6 @@ class Checker {
 };
 
 }  // namespace
-
-bool isSubscriptionKey(std::string_view key) {
-  if (std::find(std::begin(kSingleKeys), std::end(kSingleKeys), key) != std::end(kSingleKeys)) {
-    return true;
-  }
-  for (const std::string_view list : {"messageid", "resource"}) {
-    for (int i = 0; key.starts_with(list) && i < VEXORA_EVENT_FILTERS; ++i) {
-      if (key.substr(list.size()) == std::to_string(i)) {
-        return true;
-      }
-    }
-  }
-  return false;
-}
 
 std::vector<Finding> checkSubscriptions(std::string_view file, const std::string &path) {
   Checker checker(path);

@@ -14,6 +14,4 @@ namespace vexora::tool {
 
 std::vector<Finding> checkSubscriptions(std::string_view file, const std::string &path);
 
-bool isSubscriptionKey(std::string_view key);
-
 }  // namespace vexora::tool

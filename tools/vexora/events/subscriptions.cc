@@ -5,16 +5,12 @@
 
 #include <iostream>
 
-#include <vexora/config.h>
-
+#include "config/event_layout.h"
 #include "events/commands.h"
 #include "events/lines.h"
 
 namespace vexora::tool {
 namespace {
-
-constexpr const char *kFile = "/conf/eventsubscriptions.conf";
-constexpr int kAll = 9;  // selects all of a slot's strings
 
 /// The subscriptions that the library has loaded.
 class Store {
@@ -24,13 +20,15 @@ class Store {
     int result = -1;
     const std::string said = captured([&] { result = GetEventSubScriptionFromConfFile(&loaded, slots_); });
     if (result != 0) {
-      throw Failure(kInaccessible, "could not load " + printable(session.path(kFile)) +
+      throw Failure(kInaccessible, "could not load " + printable(session.path(config::kSubscriptionsFile)) +
                                        (said.empty() ? ", which has to be there" : ": " + printable(said)));
     }
   }
   Store(const Store &) = delete;
   Store &operator=(const Store &) = delete;
-  ~Store() { static_cast<void>(dwEventSubScriptionStoreMemFree(0, VEXORA_EVENT_SUBSCRIPTIONS, kAll, slots_)); }
+  ~Store() {
+    static_cast<void>(dwEventSubScriptionStoreMemFree(0, VEXORA_EVENT_SUBSCRIPTIONS, config::kEverything, slots_));
+  }
 
   [[nodiscard]] std::span<const EventSubScriptionRecord> slots() const { return slots_; }
 
@@ -105,7 +103,7 @@ void show(Session &session) {
 }
 
 void check(Session &session) {
-  const std::string path = session.path(kFile);
+  const std::string path = session.path(config::kSubscriptionsFile);
   session.report(checkSubscriptions(readText(path), path), printable(path) + ": fine");
 }
 

@@ -5,11 +5,8 @@
 
 namespace vexora::tool {
 
-/// Adds the commands about images, envelopes and signatures.
-void addFiles(Command app, Session &session);
-
-void addUefi(Command app, Session &session);
-void addFile(Command app, Session &session);
-void addSignature(Command app, Session &session);
+void addUefi(Command app, Session &session);       // "uefi"
+void addFile(Command app, Session &session);       // "file"
+void addSignature(Command app, Session &session);  // "signature"
 
 }  // namespace vexora::tool

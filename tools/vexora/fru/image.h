@@ -14,20 +14,19 @@
 #include <vector>
 
 #include "fru/text.h"
+#include "platform/fru_layout.h"
 
 namespace vexora::tool::fru {
 
-constexpr std::size_t kHeaderSize = 8;
-constexpr std::size_t kUnit = 8;         // of offsets and lengths
+using namespace vexora::fru;
+
 constexpr std::size_t kMostUnits = 255;  // fits a byte
 constexpr std::size_t kLargestImage = 1U << 20U;
-constexpr std::size_t kLongestField = 63;
-constexpr std::uint8_t kFormat = 1;  // of the header and the areas
+constexpr std::size_t kLongestField = kLengthBits;
 constexpr std::uint8_t kVersionBits = 0x0F;
 constexpr std::uint8_t kRecordFormat = 2;
 constexpr std::size_t kRecordHeaderSize = 5;
-constexpr std::uint8_t kEndOfFields = 0xC1;  // instead of a type/length byte
-constexpr std::uint8_t kEndOfList = 0x80;    // in a record's second byte
+constexpr std::uint8_t kEndOfList = 0x80;  // in a record's second byte
 constexpr std::uint8_t kEnglish = 25;
 constexpr unsigned kTextType = 3;
 

@@ -8,8 +8,6 @@
 namespace vexora::tool::fru {
 namespace {
 
-constexpr std::uint8_t kLengthBits = 0x3F;
-
 /// Reads from the front. A read past the end returns no bytes or 0, and makes failed() true.
 class Cursor {
  public:

@@ -7,8 +7,6 @@
 #include <cstring>
 #include <utility>
 
-#include "vexora/history.h"
-
 namespace vexora::tool::history {
 namespace {
 
@@ -29,10 +27,10 @@ constexpr HeaderField kFields[] = {{"head", &Header::head, 0, kCapacity - 1},
                                    {"count", &Header::count, 0, kCapacity}};
 
 void readHeader(Bytes bytes, DataFile &file) {
+  std::memcpy(&file.header, bytes.data(), sizeof file.header);
   std::size_t at = 0;
   for (const HeaderField &field : kFields) {
-    std::uint32_t &value = file.header.*field.value;
-    std::memcpy(&value, &bytes[at], sizeof value);
+    const std::uint32_t value = file.header.*field.value;
     if (value < field.least || value > field.most) {
       file.refusals.push_back({"header", at,
                                format("%s is %u, %s %u", field.name, value,
@@ -124,9 +122,9 @@ std::vector<Record> soundRecords(const DataFile &file) {
 
 std::vector<std::uint8_t> dataFileOf(std::span<const Record> records, Bytes original) {
   const auto count = static_cast<std::uint32_t>(records.size());
-  const std::uint32_t header[] = {0, (count + kCapacity - 1) % kCapacity, kRecordSize, kCapacity, count};
+  const Header header{0, (count + kCapacity - 1) % kCapacity, kRecordSize, kCapacity, count};
   std::vector<std::uint8_t> bytes(kFileSize);
-  std::memcpy(bytes.data(), header, sizeof header);
+  std::memcpy(bytes.data(), &header, sizeof header);
   for (std::size_t i = 0; i < count; ++i) {
     std::memcpy(&bytes[kHeaderSize + i * kRecordSize], &original[records[i].offset()], kRecordSize);
   }

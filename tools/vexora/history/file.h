@@ -11,15 +11,12 @@
 #include <vector>
 
 #include "core/tool.h"
+#include "history/file_layout.h"
 #include "history/time.h"
 
 namespace vexora::tool::history {
 
-inline constexpr const char *kDataFile = "/extlog/syslog/history_data.dat";
-inline constexpr std::uint32_t kCapacity = 365 * 24;
-inline constexpr std::uint32_t kRecordSize = 28;
-inline constexpr std::size_t kHeaderSize = 20;
-inline constexpr std::size_t kFileSize = kHeaderSize + std::size_t{kCapacity} * kRecordSize;
+using namespace vexora::history;
 
 // A longer step means that the clock was set: no board is off for a year and then goes on with its history.
 inline constexpr std::int64_t kLongestPause = 366 * kDay;
@@ -66,17 +63,9 @@ struct Damage {
   std::optional<Record> record = {};  // none for damage of the header or the whole file
 };
 
-struct Header {
-  std::uint32_t head = 0;
-  std::uint32_t tail = 0;
-  std::uint32_t itemSize = 0;
-  std::uint32_t capacity = 0;
-  std::uint32_t count = 0;
-};
-
 struct DataFile {
   std::size_t size = 0;
-  Header header;                 // zeros when the file is too short
+  Header header = {};            // zeros when the file is too short
   std::vector<Damage> refusals;  // the reasons for which the recorder would replace the file
   std::vector<Record> records;   // oldest first, damaged ones too; none of a refused file unless salvaged
 };

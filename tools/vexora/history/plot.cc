@@ -48,15 +48,6 @@ constexpr double kBandOpacity = 0.3;
 enum class Anchor { kStart, kMiddle, kEnd };
 constexpr const char *kAnchors[] = {"start", "middle", "end"};
 
-/// Escapes markup: names of files and sensors come from outside.
-std::string escaped(const std::string &text) {
-  std::string escaped;
-  for (const char letter : text) {
-    escaped += letter == '<' ? "&lt;" : letter == '&' ? "&amp;" : std::string(1, letter);
-  }
-  return escaped;
-}
-
 class Pen {
  public:
   Pen(cairo_surface_t *surface, Picture kind) : kind_(kind), context_(cairo_create(surface), cairo_destroy) {}

@@ -12,8 +12,6 @@
 namespace vexora::tool::history {
 namespace {
 
-std::string text(std::int64_t number) { return std::to_string(number); }
-
 std::vector<Damage> checkWhole(const DataFile &file) {
   std::vector<Damage> findings = file.refusals;
   if (!findings.empty()) {
@@ -29,12 +27,12 @@ std::vector<Damage> checkWhole(const DataFile &file) {
   const std::uint32_t head = count < kCapacity ? 0 : (ringTail + 1) % kCapacity;
   if (ringHead != head) {
     findings.push_back(
-        {"ring", 0,
+        {"ring", offsetof(Header, head),
          format("head is %u; with %u records and tail %u it should be %u", ringHead, count, ringTail, head)});
   }
   const std::uint32_t tail = (ringHead + count + kCapacity - 1) % kCapacity;
   if (ringTail != tail) {
-    findings.push_back({"ring", 4,
+    findings.push_back({"ring", offsetof(Header, tail),
                         format("tail is %u; with %u records from slot %u on the newest is in slot %u", ringTail, count,
                                ringHead, tail)});
   }
@@ -57,7 +55,7 @@ std::string timeDamage(const Record &record) {
     return kEmptySlot;
   }
   if (record.firstTime != record.time) {
-    return "its two times differ: " + text(record.firstTime) + " and " + text(record.time);
+    return "its two times differ: " + std::to_string(record.firstTime) + " and " + std::to_string(record.time);
   }
   const std::string date = format("%u-%u-%u, hour %u", record.year, record.month, record.day, record.hour);
   const std::optional<std::int64_t> wall = wallClock(record);
@@ -88,14 +86,14 @@ void compare(const Record &before, const Record &record, std::vector<Damage> &fi
   const auto found = [&](const char *kind, const std::string &what) {
     findings.push_back({kind, record.offset(), what, record});
   };
-  const std::string since = " after record " + text(before.age);
+  const std::string since = " after record " + std::to_string(before.age);
   const std::optional<Break> pause = breakBetween(before, record);
   if (pause && pause->kind == Break::kClock && pause->amount < 0) {
     found("order", wordsOf(*pause) + since);
     return;
   }
   if (record.time - before.time < kHour && record.hour == before.hour) {
-    found("order", "in the same hour as record " + text(before.age) + ", with which it should be one");
+    found("order", "in the same hour as record " + std::to_string(before.age) + ", with which it should be one");
   }
   const std::int64_t moved = zoneOf(record) - zoneOf(before);
   if (std::llabs(moved) > kHour) {

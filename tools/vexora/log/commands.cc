@@ -5,7 +5,6 @@
 #include <vexora/diag.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -14,6 +13,7 @@
 #include <iterator>
 #include <memory>
 
+#include "diag/log_layout.h"
 #include "log/commands.h"
 
 namespace vexora::tool {
@@ -21,35 +21,32 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::string_view kFolder = "/conf/vexora_debug/";
-constexpr std::string_view kReload = "/var/vexora_debug_reload";
-constexpr std::string_view kSwitch = "ENABLE_";
+using diag::kReloadMarker;
+using diag::kSwitchPrefix;
+
 constexpr std::string_view kNone = "none";
-constexpr std::array<std::string_view, 4> kLevels{"info", "warning", "error", "critical"};
-constexpr std::array<std::string_view, 3> kPaths{"serial", "log", "both"};
 
-// Capacity of the library's table of switches, and of a name in it.
-constexpr std::size_t kSwitches = 16;
-constexpr std::size_t kNameLength = 15;
+/// Words, and a marker file for each.
+struct Choice {
+  std::span<const std::string_view> words;
+  std::span<const char *const> markers;
+};
 
-std::string upper(std::string_view text) {
-  std::string result(text);
-  for (char &character : result) {
-    character = character >= 'a' && character <= 'z' ? static_cast<char>(character - 'a' + 'A') : character;
-  }
-  return result;
-}
+constexpr std::string_view kLevelWords[] = {"info", "warning", "error", "critical"};
+constexpr std::string_view kPathWords[] = {"serial", "log", "both"};
+constexpr Choice kLevels{kLevelWords, diag::kLevelMarkers};
+constexpr Choice kPaths{kPathWords, diag::kDestinationMarkers};
 
 /// Returns the switches that exist, sorted; none when the directory is missing.
 std::vector<std::string> switchedOn(const Session &session) {
   std::vector<std::string> names;
   std::error_code error;
-  const fs::path folder = session.path(kFolder);
+  const fs::path folder = session.path(VEXORA_DEBUG_FOLDER "/");
   for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
        entry.increment(error)) {
     const std::string name = entry->path().filename();
-    if (name.starts_with(kSwitch)) {
-      names.push_back(name.substr(kSwitch.size()));
+    if (name.starts_with(kSwitchPrefix)) {
+      names.push_back(name.substr(kSwitchPrefix.size()));
     }
   }
   if (error && error != std::errc::no_such_file_or_directory) {
@@ -62,7 +59,7 @@ std::vector<std::string> switchedOn(const Session &session) {
 std::vector<std::string> knownModules() {
   std::vector<std::string> names;
   for (const char *known : DebugSourceFile) {
-    names.emplace_back(std::string_view(known).substr(kSwitch.size()));
+    names.emplace_back(std::string_view(known).substr(kSwitchPrefix.size()));
   }
   return names;
 }
@@ -75,44 +72,46 @@ std::vector<std::string> remarks(const std::vector<std::string> &on) {
   }
   if (GetDebugEanlePath() < 0) {
     said.emplace_back("no path is set, so nothing is printed");
-  } else if (GetDebugEanlePath() == 1) {
+  } else if (GetDebugEanlePath() == diag::kLog) {
     said.emplace_back("the path is \"log\", to which nothing is printed");
   }
   if (on.empty()) {
     said.emplace_back("no module is switched on");
   }
-  if (on.size() > kSwitches) {
-    said.push_back("only " + std::to_string(kSwitches) + " of " + std::to_string(on.size()) + " switches count");
+  if (on.size() > diag::kModules) {
+    said.push_back("only " + std::to_string(diag::kModules) + " of " + std::to_string(on.size()) + " switches count");
   }
   for (const std::string &name : on) {
-    if (name.size() > kNameLength) {
-      said.push_back(printable(name) + " is read as " + printable(name.substr(0, kNameLength)));
+    if (name.size() > diag::kModuleLength) {
+      said.push_back(printable(name) + " is read as " + printable(name.substr(0, diag::kModuleLength)));
     }
   }
   return said;
 }
 
-template <std::size_t Count>
-Json wordOf(const std::array<std::string_view, Count> &words, int index) {
-  return index < 0 ? Json() : Json(words.at(static_cast<std::size_t>(index)));
+/// The word of what the library returns; "none" where no marker exists.
+std::string_view wordOf(const Choice &choice, int index) {
+  return index < 0 ? kNone : choice.words[static_cast<std::size_t>(index)];
 }
+
+Json wordJson(std::string_view word) { return word == kNone ? Json() : Json(word); }
 
 void show(Session &session) {
   const std::vector<std::string> on = switchedOn(session);
   const std::vector<std::string> said = remarks(on);
-  const bool reload = fs::exists(session.path(kReload));
+  const std::string_view level = wordOf(kLevels, GetDebugEanleLevel());
+  const std::string_view path = wordOf(kPaths, GetDebugEanlePath());
+  const bool reload = fs::exists(session.path(kReloadMarker));
   if (session.json) {
-    session.answer(object({{"level", wordOf(kLevels, GetDebugEanleLevel())},
-                           {"path", wordOf(kPaths, GetDebugEanlePath())},
+    session.answer(object({{"level", wordJson(level)},
+                           {"path", wordJson(path)},
                            {"modules", list(on)},
                            {"reload", reload},
                            {"remarks", list(said)}}));
     return;
   }
-  const int level = GetDebugEanleLevel();
-  const int path = GetDebugEanlePath();
-  std::cout << "level    " << (level < 0 ? kNone : kLevels.at(static_cast<std::size_t>(level))) << "\n"
-            << "path     " << (path < 0 ? kNone : kPaths.at(static_cast<std::size_t>(path))) << "\n"
+  std::cout << "level    " << level << "\n"
+            << "path     " << path << "\n"
             << "reload   " << (reload ? "on: running processes look again at every call" : "off") << "\n"
             << "modules\n";
   std::vector<std::string> names = knownModules();
@@ -144,11 +143,11 @@ void unmake(const Session &session, std::string_view marker) {
 }
 
 std::string switchOf(const std::string &module) {
-  if (module.empty() || module.size() > kNameLength || module.find('/') != std::string::npos) {
-    throw Failure(kUsage, printable(module) + ": a module's name has 1 to " + std::to_string(kNameLength) +
+  if (module.empty() || module.size() > diag::kModuleLength || module.find('/') != std::string::npos) {
+    throw Failure(kUsage, printable(module) + ": a module's name has 1 to " + std::to_string(diag::kModuleLength) +
                               " characters and no slash");
   }
-  return std::string(kFolder) + std::string(kSwitch) + module;
+  return std::string(VEXORA_DEBUG_FOLDER "/" VEXORA_SWITCH_PREFIX) + module;
 }
 
 void turn(Session &session, const std::vector<std::string> &modules, bool on) {
@@ -167,15 +166,15 @@ void turn(Session &session, const std::vector<std::string> &modules, bool on) {
 }
 
 /// The library obeys the first marker that exists, so the others are removed.
-template <std::size_t Count>
-void choose(Session &session, const std::array<std::string_view, Count> &words, std::string_view prefix,
-            const std::string &word) {
-  if (word != kNone) {
-    make(session, std::string(kFolder) + std::string(prefix) + upper(word));
+void choose(Session &session, const Choice &choice, const std::string &word) {
+  const auto chosen =
+      static_cast<std::size_t>(std::find(choice.words.begin(), choice.words.end(), word) - choice.words.begin());
+  if (chosen < choice.words.size()) {
+    make(session, choice.markers[chosen]);
   }
-  for (const std::string_view other : words) {
-    if (other != word) {
-      unmake(session, std::string(kFolder) + std::string(prefix) + upper(other));
+  for (std::size_t i = 0; i < choice.words.size(); ++i) {
+    if (i != chosen) {
+      unmake(session, choice.markers[i]);
     }
   }
   show(session);
@@ -192,14 +191,12 @@ void addModules(Command log, Session &session, bool on) {
   command.run([&session, modules, on] { turn(session, *modules, on); });
 }
 
-template <std::size_t Count>
-void addChoice(Command command, Session &session, const std::array<std::string_view, Count> &words,
-               std::string_view prefix, const char *argument) {
-  std::vector<std::string> allowed(words.begin(), words.end());
+void addChoice(Command command, Session &session, const Choice &choice, const char *argument) {
+  std::vector<std::string> allowed(choice.words.begin(), choice.words.end());
   allowed.emplace_back(kNone);
   auto word = std::make_shared<std::string>();
   command.option(argument, *word, "One of these words").required().isOneOf(allowed);
-  command.run([&session, &words, prefix, word] { choose(session, words, prefix, *word); });
+  command.run([&session, &choice, word] { choose(session, choice, *word); });
 }
 
 void addReload(Command log, Session &session) {
@@ -210,7 +207,7 @@ void addReload(Command log, Session &session) {
   auto word = std::make_shared<std::string>();
   command.option("STATE", *word, "on or off").required().isOneOf({"on", "off"});
   command.run([&session, word] {
-    *word == "on" ? make(session, kReload) : unmake(session, kReload);
+    *word == "on" ? make(session, kReloadMarker) : unmake(session, kReloadMarker);
     show(session);
   });
 }
@@ -231,12 +228,12 @@ void addLog(Command app, Session &session) {
   addModules(log, session, true);
   addModules(log, session, false);
   addChoice(log.add("level", "Sets the lowest level that is printed.", "vexora log level warning"), session, kLevels,
-            "LEVEL_", "LEVEL");
+            "LEVEL");
   addChoice(log.add("path",
                     "Sets where records go.\n\"serial\" and \"both\" print to the process's standard output; to "
                     "\"log\" nothing is printed.",
                     "vexora log path serial"),
-            session, kPaths, "PATH_", "PATH");
+            session, kPaths, "PATH");
   addReload(log, session);
   addTail(log, session);
 }

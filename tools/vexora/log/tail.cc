@@ -7,12 +7,12 @@
 #include <iostream>
 #include <memory>
 
+#include "diag/log_layout.h"
 #include "log/commands.h"
 
 namespace vexora::tool {
 namespace {
 
-constexpr std::string_view kFile = "/extlog/syslog/WDT.log";
 constexpr std::size_t kLargestLog = 1U << 24;  // the library starts a new file much earlier
 
 std::vector<std::string> lastLines(std::string_view text, std::size_t count) {
@@ -30,7 +30,7 @@ std::vector<std::string> lastLines(std::string_view text, std::size_t count) {
 }
 
 void tail(Session &session, unsigned count) {
-  const std::string path = session.path(kFile);
+  const std::string path = session.path(diag::kWatchdogLog);
   const bool there = access(path.c_str(), F_OK) == 0;
   const std::vector<std::string> lines =
       there ? lastLines(readText(path, kLargestLog), count) : std::vector<std::string>();

@@ -5,10 +5,7 @@
 
 namespace vexora::tool {
 
-/// Adds the commands about requests between daemons.
-void addMessages(Command app, Session &session);
-
-void addSend(Command app, Session &session);
-void addWatch(Command app, Session &session);
+void addSend(Command app, Session &session);   // "send"
+void addWatch(Command app, Session &session);  // "watch"
 
 }  // namespace vexora::tool

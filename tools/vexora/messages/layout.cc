@@ -3,74 +3,79 @@
 
 #include <algorithm>
 
-#include <vexora/ipc.h>
+#include "ipc/request_layout.h"
 
 namespace vexora::tool {
 namespace {
 
-constexpr std::size_t kRow = 16;
+using namespace vexora::ipc;
 
-constexpr RequestField kMca[] = {{"kind", 0, 1, true}, {"zero", 1, 3, false}, {"request", 4, 256, false}};
-constexpr RequestField kIdl[] = {{"zero", 0, 4, false}, {"log type", 4, 1, true},   {"record", 5, 7, false},
-                                 {"time", 12, 4, true}, {"record", 16, 208, false}, {"zero", 224, 36, false}};
-constexpr RequestField kOneKeyLog[] = {{"kind", 0, 1, true}, {"zero", 1, 259, false}};
-constexpr RequestField kSel[] = {{"zero", 0, 2, false},   {"record", 2, 6, false}, {"data 1", 8, 1, true},
-                                 {"record", 9, 1, false}, {"data 2", 10, 1, true}, {"data 3", 11, 1, true}};
-constexpr RequestField kMupr[] = {{"data", 0, VEXORA_PIPE_RECORD_MAX, false}};
-constexpr RequestField kComponent[] = {{"command", 0, 2, true},     {"instance", 2, 1, true},
-                                       {"zero", 3, 1, false},       {"response flag", 4, 4, true},
-                                       {"data length", 8, 4, true}, {"data", 12, VEXORA_COMPONENT_DATA_MAX, false}};
-constexpr RequestField kRaid[] = {{"first", 0, 1, true}, {"second", 1, 1, true}};
+constexpr RequestField kMca[] = {{"kind", 1, true}, {"zero", kRecordOffset - 1}, {"request", kMcaRecordSize}};
+constexpr RequestField kIdl[] = {{"zero", kRecordOffset},
+                                 {"log type", 1, true},
+                                 {"record", kIdlTimeOffset - 1},
+                                 {"time", 4, true},
+                                 {"record", kIdlRecordSize - kIdlTimeOffset - 4},
+                                 {"zero", kQueueRequestSize - kRecordOffset - kIdlRecordSize}};
+constexpr RequestField kOneKeyLog[] = {{"kind", 1, true}, {"zero", kOneKeyLogRequestSize - 1}};
+constexpr RequestField kSel[] = {{"zero", kSelRecordOffset}, {"record", kTaskFailureData[0]},
+                                 {"data 1", 1, true},        {"record", kTaskFailureData[1] - kTaskFailureData[0] - 1},
+                                 {"data 2", 1, true},        {"data 3", 1, true}};
+constexpr RequestField kMupr[] = {{"data", VEXORA_PIPE_RECORD_MAX}};
+constexpr RequestField kComponent[] = {{"command", sizeof(MonitorCommand::code), true},
+                                       {"instance", sizeof(MonitorCommand::instance), true},
+                                       {"zero", sizeof(MonitorCommand::reserved)},
+                                       {"response flag", sizeof(MonitorCommand::responseFlag), true},
+                                       {"data length", sizeof(MonitorCommand::dataLength), true},
+                                       {"data", sizeof(MonitorCommand::data)}};
+constexpr RequestField kRaid[] = {{"first", 1, true}, {"second", 1, true}};
 
 constexpr RequestLayout kLayouts[] = {
-    {"mca", 12347, nullptr, 260, kMca},
-    {"idl", 12345, nullptr, 260, kIdl},
-    {"onekeylog", 0, "/var/vexora_okl_pipe", 260, kOneKeyLog},
-    {"sel", 0, "/var/vexora_ipmimain_pipe", 12, kSel},
-    {"mupr", 0, "/var/tmp/ipmi_mupr_cmu_pipe", VEXORA_PIPE_RECORD_MAX, kMupr},
-    {"component", 0, "/var/compmonreq", 524, kComponent},
-    {"raid", 0, "/var/raid_replace_moni_cmd_pipe", 2, kRaid},
+    {"mca", kMcaQueueKey, nullptr, kQueueRequestSize, kMca},
+    {"idl", kIdlQueueKey, nullptr, kQueueRequestSize, kIdl},
+    {"onekeylog", 0, kOneKeyLogPipe, kOneKeyLogRequestSize, kOneKeyLog},
+    {"sel", 0, kIpmiMainPipe, kSelRecordOffset + kSelRecordSize, kSel},
+    {"mupr", 0, kMuprPipe, VEXORA_PIPE_RECORD_MAX, kMupr},
+    {"component", 0, VEXORA_MONITOR_PIPE, sizeof(MonitorCommand), kComponent},
+    {"raid", 0, kRaidPipe, 2, kRaid},
 };
-
-std::string characters(std::span<const std::uint8_t> bytes) {
-  std::string text;
-  for (const std::uint8_t byte : bytes) {
-    text += byte >= 0x20 && byte < 0x7F ? static_cast<char>(byte) : '.';
-  }
-  return text;
-}
 
 bool isZero(std::span<const std::uint8_t> bytes) {
   return std::all_of(bytes.begin(), bytes.end(), [](std::uint8_t byte) { return byte == 0; });
 }
 
 std::string row(std::size_t offset, std::span<const std::uint8_t> bytes, const std::string &beside) {
-  return format("%04zx  %-47s  %-18s  ", offset, toHex(bytes, " ").c_str(), ("|" + characters(bytes) + "|").c_str()) +
-         beside + "\n";
+  return format("%04zx  %-47s  %-18s  ", offset, toHex(bytes, " ").c_str(), charactersOf(bytes).c_str()) + beside +
+         "\n";
 }
 
-std::string showField(const RequestField &field, std::span<const std::uint8_t> bytes) {
+std::string showField(const RequestField &field, std::size_t offset, std::span<const std::uint8_t> bytes) {
   const std::string name = field.name;
   if (field.isNumber) {
     const auto number = static_cast<std::uint32_t>(littleEndian(bytes));
-    return row(field.offset, bytes, name + format(" = %u (0x%x)", number, number));
+    return row(offset, bytes, name + format(" = %u (0x%x)", number, number));
   }
   std::string text;
-  for (std::size_t at = 0; at < bytes.size(); at += kRow) {
+  for (std::size_t at = 0; at < bytes.size(); at += kBytesInRow) {
     const auto rest = bytes.subspan(at);
     const bool first = at == 0;
-    text += row(field.offset + at, rest.first(std::min(kRow, rest.size())), first ? name : "");
-    if (rest.size() > 2 * kRow && isZero(rest)) {
-      return text + "*     zeros to " + std::to_string(field.offset + bytes.size() - 1) + "\n";
+    text += row(offset + at, rest.first(std::min(kBytesInRow, rest.size())), first ? name : "");
+    if (rest.size() > 2 * kBytesInRow && isZero(rest)) {
+      return text + "*     zeros to " + std::to_string(offset + bytes.size() - 1) + "\n";
     }
   }
   return text;
 }
 
-/// Returns a field's bytes, as far as the record has them.
-std::span<const std::uint8_t> partOf(const RequestField &field, std::span<const std::uint8_t> bytes) {
-  const std::size_t begin = std::min(field.offset, bytes.size());
-  return bytes.subspan(begin, std::min(field.size, bytes.size() - begin));
+/// Calls `use` with each field, its offset, and its bytes as far as the record has them.
+template <class Use>
+void forEachField(const RequestLayout &layout, std::span<const std::uint8_t> bytes, Use use) {
+  std::size_t offset = 0;
+  for (const RequestField &field : layout.fields) {
+    const auto rest = bytes.subspan(std::min(offset, bytes.size()));
+    use(field, offset, rest.first(std::min(field.size, rest.size())));
+    offset += field.size;
+  }
 }
 
 }  // namespace
@@ -83,21 +88,28 @@ const RequestLayout *findLayout(const std::string &name) {
   return found == std::end(kLayouts) ? nullptr : found;
 }
 
+std::string componentPipe(unsigned kind, unsigned instance) { return format(kComponentPipe, kind, instance); }
+
+void needQueues(const Session &session) {
+  if (!session.root.empty()) {
+    throw Failure(kUsage, "message queues belong to the running system: none can be reached with --root");
+  }
+}
+
 std::string showRequest(const RequestLayout &layout, std::span<const std::uint8_t> bytes) {
   std::string text;
-  for (const RequestField &field : layout.fields) {
-    const auto part = partOf(field, bytes);
-    text += part.empty() ? "" : showField(field, part);
-  }
+  forEachField(layout, bytes, [&](const RequestField &field, std::size_t offset, std::span<const std::uint8_t> part) {
+    text += part.empty() ? "" : showField(field, offset, part);
+  });
   return text;
 }
 
 Json requestJson(const RequestLayout &layout, std::span<const std::uint8_t> bytes) {
-  const Json fields = list(layout.fields, [&](const RequestField &field) {
-    const auto part = partOf(field, bytes);
-    return object({{"name", field.name},
-                   {"offset", field.offset},
-                   {"value", field.isNumber ? Json(littleEndian(part)) : Json(toHex(part))}});
+  Json fields = array();
+  forEachField(layout, bytes, [&](const RequestField &field, std::size_t offset, std::span<const std::uint8_t> part) {
+    fields.append(object({{"name", field.name},
+                          {"offset", offset},
+                          {"value", field.isNumber ? Json(littleEndian(part)) : Json(toHex(part))}}));
   });
   return object({{"request", layout.name}, {"fields", fields}, {"bytes", toHex(bytes)}});
 }

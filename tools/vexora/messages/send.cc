@@ -13,19 +13,14 @@
 #include <iostream>
 #include <memory>
 
-#include <vexora/ipc.h>
-
+#include "ipc/request_layout.h"
 #include "messages/commands.h"
 #include "messages/layout.h"
-#include "messages/watch.h"
 
 namespace vexora::tool {
 namespace {
 
-constexpr std::size_t kMcaRequest = 256;
-constexpr std::size_t kIdlRecord = 220;
-constexpr std::size_t kIdlTime = 8;
-constexpr std::size_t kSelRecord = 10;
+using namespace vexora::ipc;
 
 struct SendArguments {
   bool dryRun = false;
@@ -76,47 +71,46 @@ Bytes framed(const RequestLayout &layout, std::size_t at, const Bytes &record) {
   return bytes;
 }
 
-void put32(Bytes &bytes, std::size_t at, std::uint32_t value) {
-  putLittleEndian(std::span(bytes).subspan(at, 4), value);
-}
-
 Request mca(const SendArguments &arguments, const RequestLayout &layout) {
-  Bytes request = givenBytes(arguments, kMcaRequest);
-  request.resize(kMcaRequest);
-  Bytes bytes = framed(layout, 4, request);
-  bytes[0] = 1;
+  Bytes request = givenBytes(arguments, kMcaRecordSize);
+  request.resize(kMcaRecordSize);
+  Bytes bytes = framed(layout, kRecordOffset, request);
+  bytes[0] = kMcaRequest;
   return {&layout, bytes, [request] { return VexoraPostReqToMCA(request.data()); }};
 }
 
 Request idl(const SendArguments &arguments, const RequestLayout &layout) {
-  Bytes record = givenBytes(arguments, kIdlRecord);
-  record.resize(kIdlRecord);
-  if (record[0] > 1) {
+  Bytes record = givenBytes(arguments, kIdlRecordSize);
+  record.resize(kIdlRecordSize);
+  if (record[0] > kIdlTimedLog) {
     throw Failure(kFinding, "log type " + std::to_string(record[0]) + ": there are only 0 and 1");
   }
-  if (record[0] == 1) {
+  if (record[0] == kIdlTimedLog) {
     const std::time_t now = std::time(nullptr);
     std::tm local{};
     localtime_r(&now, &local);
-    put32(record, kIdlTime, static_cast<std::uint32_t>(now + local.tm_gmtoff));
+    putLittleEndian(std::span(record).subspan(kIdlTimeOffset, 4), static_cast<std::uint32_t>(now + local.tm_gmtoff));
   }
-  return {&layout, framed(layout, 4, record), [record] { return VexoraPostReqToIDL(record.data()); }};
+  return {&layout, framed(layout, kRecordOffset, record), [record] { return VexoraPostReqToIDL(record.data()); }};
 }
 
 Request oneKeyLog(const SendArguments & /*arguments*/, const RequestLayout &layout) {
-  return {&layout, framed(layout, 0, {3}), [] { return VexoraPostReqToOneKeyLog(); }};
+  return {&layout, framed(layout, 0, {kOneKeyLogCollect}), [] { return VexoraPostReqToOneKeyLog(); }};
 }
 
 Request sel(const SendArguments &arguments, const RequestLayout &layout) {
-  Bytes record = givenBytes(arguments, kSelRecord);
+  Bytes record = givenBytes(arguments, kSelRecordSize);
   if (const std::vector<unsigned> &data = arguments.taskFailure; !data.empty()) {
-    const auto low = [&](std::size_t i) { return static_cast<std::uint8_t>(data[i]); };
-    record = {0x20, 0, 0, 0x18, 2, 0, low(0), 1, low(1), low(2)};
+    record.assign(kTaskFailure.begin(), kTaskFailure.end());
+    for (std::size_t i = 0; i < std::size(kTaskFailureData); ++i) {
+      record[kTaskFailureData[i]] = static_cast<std::uint8_t>(data[i]);
+    }
   }
-  if (record.size() != kSelRecord) {
+  if (record.size() != kSelRecordSize) {
     throw Failure(kUsage, "a SEL record has 10 bytes, not " + std::to_string(record.size()));
   }
-  return {&layout, framed(layout, 2, record), [record] { return VexoraAddSELToIPMIMain(record.data()); }};
+  return {&layout, framed(layout, kSelRecordOffset, record),
+          [record] { return VexoraAddSELToIPMIMain(record.data()); }};
 }
 
 Request mupr(const SendArguments &arguments, const RequestLayout &layout) {
@@ -129,18 +123,21 @@ Request mupr(const SendArguments &arguments, const RequestLayout &layout) {
 
 Request component(const SendArguments &arguments, const RequestLayout &layout) {
   const Bytes data = givenBytes(arguments, VEXORA_COMPONENT_DATA_MAX);
-  Bytes bytes = framed(layout, 12, data);
-  bytes[0] = static_cast<std::uint8_t>(arguments.command);
-  bytes[1] = static_cast<std::uint8_t>(arguments.command >> 8);
-  bytes[2] = static_cast<std::uint8_t>(arguments.instance);
-  put32(bytes, 4, arguments.flag);
-  put32(bytes, 8, static_cast<std::uint32_t>(data.size()));
+  MonitorCommand command{static_cast<std::uint16_t>(arguments.command),
+                         static_cast<std::uint8_t>(arguments.instance),
+                         0,
+                         arguments.flag,
+                         static_cast<std::uint32_t>(data.size()),
+                         {}};
+  std::copy(data.begin(), data.end(), command.data);
+  const auto *bytes = reinterpret_cast<const std::uint8_t *>(&command);
   const auto call = arguments.multi ? VexoraSendCompMonCmdWithMultiMode : VexoraSendCompMonCmdWithRespFlag;
   const auto send = [=] {
     return call(arguments.kind, arguments.instance, static_cast<int>(arguments.command),
                 data.empty() ? nullptr : data.data(), static_cast<int>(data.size()), arguments.flag);
   };
-  return {&layout, bytes, send, componentPipe(arguments.kind, arguments.multi ? 0 : arguments.instance)};
+  return {&layout, Bytes(bytes, bytes + sizeof command), send,
+          componentPipe(arguments.kind, arguments.multi ? kAllInstances : arguments.instance)};
 }
 
 Request raid(const SendArguments &arguments, const RequestLayout &layout) {
@@ -169,17 +166,11 @@ void needReader(const std::string &path) {
   }
 }
 
-void needQueue(const Session &session) {
-  if (!session.root.empty()) {
-    throw Failure(kUsage, "message queues belong to the running system: none can be reached with --root");
-  }
-}
-
 void deliver(Session &session, const Request &request, bool dryRun) {
   const std::string where =
       request.layout->queue != 0 ? "queue " + std::to_string(request.layout->queue) : session.path(request.pipe);
   if (!dryRun) {
-    request.layout->queue != 0 ? needQueue(session) : needReader(where);
+    request.layout->queue != 0 ? needQueues(session) : needReader(where);
     int result = -1;
     const std::string said = captured([&] { result = request.send(); });
     if (result != 0) {
@@ -248,10 +239,6 @@ void addKind(Command app, Session &session, const Kind &kind) {
 }
 
 }  // namespace
-
-std::string componentPipe(unsigned kind, unsigned instance) {
-  return format("%s%02x%02x", findLayout("component")->pipe, kind, instance);
-}
 
 void addSend(Command app, Session &session) {
   Command send = app.add("send",

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // vexora watch: receives requests from a queue or pipe in place of their daemon, and shows them.
-#include "messages/watch.h"
-
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -24,7 +22,7 @@
 namespace vexora::tool {
 namespace {
 
-constexpr RequestField kAnything[] = {{"data", 0, VEXORA_PIPE_RECORD_MAX, false}};
+constexpr RequestField kAnything[] = {{"data", VEXORA_PIPE_RECORD_MAX}};
 
 struct WatchArguments {
   std::string source;
@@ -151,8 +149,8 @@ void takeRequests(Session &session, const Source &source, int from, const WatchA
 
 void watch(Session &session, const WatchArguments &arguments) {
   const Source source = sourceOf(session, arguments);
-  if (source.pipe.empty() && !session.root.empty()) {
-    throw Failure(kUsage, "message queues belong to the running system: none can be reached with --root");
+  if (source.pipe.empty()) {
+    needQueues(session);
   }
   const int from =
       source.pipe.empty() ? VexoraCreateMsgQueue(source.layout.queue) : openPipe(source.pipe, arguments.make);

@@ -9,7 +9,6 @@
 #include <filesystem>
 #include <iostream>
 #include <memory>
-#include <regex>
 
 #include "core/root.h"
 #include "report/report.h"
@@ -52,9 +51,6 @@ std::string unpack(const std::string &archive, const std::string &folder) {
 }
 
 std::string section(const std::string &heading, const std::string &text) {
-  const auto escaped = [](const std::string &plain) {
-    return std::regex_replace(std::regex_replace(plain, std::regex("&"), "&amp;"), std::regex("<"), "&lt;");
-  };
   return "<h2>" + escaped(printable(heading)) + "</h2>\n<pre>" + escaped(text) + "</pre>\n";
 }
 
@@ -117,7 +113,6 @@ void addReport(Command app, Session &session) {
     }
     show(session, *arguments);
   });
-  addCrash(app, session);
 }
 
 }  // namespace vexora::tool

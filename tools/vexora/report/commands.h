@@ -5,9 +5,7 @@
 
 namespace vexora::tool {
 
-/// Adds the commands about a board or dump as a whole, and about crashes.
-void addReport(Command app, Session &session);
-
-void addCrash(Command app, Session &session);
+void addReport(Command app, Session &session);  // "report"
+void addCrash(Command app, Session &session);   // "crash"
 
 }  // namespace vexora::tool

@@ -18,6 +18,7 @@
 #include <sstream>
 
 #include "core/root.h"
+#include "diag/log_layout.h"
 #include "report/commands.h"
 #include "report/report.h"
 
@@ -43,7 +44,6 @@ std::string report::runProgram(std::vector<std::string> words) {
 namespace {
 
 constexpr std::size_t kMostCrashes = 16;    // the latest of a log
-constexpr std::size_t kMostFrames = 100;    // the library reports no more
 constexpr std::size_t kLongestLine = 2048;  // longer ones are no frames, and std::regex recurses once per character
 
 struct Frame {
@@ -80,7 +80,7 @@ std::vector<Crash> parse(std::istringstream text) {
     next.line = next.frames.empty() ? number : next.line;
     if (std::regex_match(line, found, frame)) {
       next.frames.push_back({found[1], found[found[2].length() > 0 ? 2 : 3]});
-      next.frames.resize(std::min(next.frames.size(), kMostFrames));
+      next.frames.resize(std::min<std::size_t>(next.frames.size(), diag::kMaxFrames));
     } else if (std::regex_match(line, found, thread)) {
       next.end = found[1];
       crashes.push_back(std::exchange(next, {}));

@@ -7,14 +7,20 @@
 #include <map>
 #include <regex>
 
+#include "config/event_layout.h"
+#include "config/settings_layout.h"
 #include "core/root.h"
+#include "diag/log_layout.h"
 #include "events/commands.h"
 #include "fru/commands.h"
 #include "history/commands.h"
+#include "history/file_layout.h"
 #include "log/commands.h"
+#include "platform/fru_layout.h"
 #include "report/commands.h"
 #include "report/report.h"
 #include "settings/commands.h"
+#include "storage/card_layout.h"
 
 namespace vexora::tool::report {
 namespace {
@@ -23,7 +29,6 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t kMostFiles = 100'000;
 constexpr auto kPassOver = fs::directory_options::skip_permission_denied;
-constexpr const char *kCard = "/mnt/sdmmc0p2";
 
 using Words = std::vector<std::string>;
 
@@ -33,14 +38,14 @@ struct Questions {
   std::vector<Words> commands;
 };
 const Questions kQuestions[] = {
-    {"/conf/vexora_debug", {{"log"}}},
-    {"/extlog/syslog/WDT.log", {{"log", "tail", "--lines", "50"}}},
-    {"/extlog/syslog/history_data.dat",
+    {VEXORA_DEBUG_FOLDER, {{"log"}}},
+    {diag::kWatchdogLog, {{"log", "tail", "--lines", "50"}}},
+    {vexora::history::kDataFile,
      {{"history", "verify"}, {"history", "stats", "--salvage"}, {"history", "plot", "--salvage"}}},
-    {"/conf/SmtpCfg.json", {{"config", "smtp", "check"}, {"config", "smtp", "show"}}},
-    {"/conf/SnmpTrapCfg.json", {{"config", "trap", "check"}, {"config", "trap", "show"}}},
-    {"/conf/SnmpAgentCfg.json", {{"config", "agent", "check"}, {"config", "agent", "show"}}},
-    {"/conf/eventsubscriptions.conf", {{"subscriptions", "check"}, {"subscriptions", "show"}}},
+    {config::kSmtp.path, {{"config", "smtp", "check"}, {"config", "smtp", "show"}}},
+    {config::kTrap.path, {{"config", "trap", "check"}, {"config", "trap", "show"}}},
+    {config::kAgent.path, {{"config", "agent", "check"}, {"config", "agent", "show"}}},
+    {config::kSubscriptionsFile, {{"subscriptions", "check"}, {"subscriptions", "show"}}},
 };
 
 /// Removes the root from a text, which leaves the board's own paths.
@@ -55,7 +60,7 @@ std::string withoutRoot(std::string text, const std::string &root) {
 void ask(Session &session, Words words, Part &part) {
   Session own{.root = session.root};
   CLI::App app;
-  for (const auto add : {addLog, addHistory, addFru, addSettings, addEvents, addCrash}) {
+  for (const auto add : {addLog, addHistory, addFru, addConfig, addSubscriptions, addCrash}) {
     add(Command(&app), own);
   }
   std::reverse(words.begin(), words.end());
@@ -114,7 +119,8 @@ void addFound(Session &session, const std::string &debugFolder, const std::strin
   const auto *bytes = reinterpret_cast<const std::uint8_t *>(content.data());
   Part part{path, {}};
   // Inventory images have many names, so the header is checked too.
-  if (path.ends_with(".fru") || (content.size() >= 8 && bytes[0] == 1 && vexora_checksum_calc(bytes, 8) == 0)) {
+  if (path.ends_with(".fru") || (content.size() >= vexora::fru::kHeaderSize && bytes[0] == vexora::fru::kFormat &&
+                                 vexora_checksum_calc(bytes, vexora::fru::kHeaderSize) == 0)) {
     ask(session, {"fru", "show", file}, part);
   } else if (content.find(" received SIG") != std::string::npos || content.find(".so.1(+0x") != std::string::npos) {
     ask(session, {"crash", "--debug-dir", debugFolder, file}, part);
@@ -126,15 +132,15 @@ void addFound(Session &session, const std::string &debugFolder, const std::strin
 
 /// Lists the card's files. A directory has one image, in two versions: the new one and the previous one.
 Part cardOf(const Session &session) {
-  Part part{kCard, {}};
+  Part part{storage::kCardMountPoint, {}};
   std::map<std::string, std::string> images;
-  for (const std::string &path : filesBelow(session, kCard)) {
+  for (const std::string &path : filesBelow(session, storage::kCardMountPoint)) {
     std::error_code error;
     const std::uintmax_t size = fs::file_size(session.path(path), error);
     const std::size_t name = path.rfind('/') + 1;
-    const bool isNew = path.find(".new", name) != std::string::npos;
+    const bool isNew = path.find(storage::kNewImage, name) != std::string::npos;
     part.text += std::to_string(size) + " bytes  " + printable(path) + "\n";
-    if (size == 0 && (isNew || path.find(".old", name) != std::string::npos)) {
+    if (size == 0 && (isNew || path.find(storage::kOldImage, name) != std::string::npos)) {
       part.findings.push_back({path, "an empty image", "card"});
     }
     if (isNew && !images.try_emplace(path.substr(0, name), path).second) {

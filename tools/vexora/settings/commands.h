@@ -5,10 +5,7 @@
 
 namespace vexora::tool {
 
-/// Adds the commands about the board's settings and their values.
-void addSettings(Command app, Session &session);
-
-void addConfig(Command app, Session &session);
-void addCheck(Command app, Session &session);
+void addConfig(Command app, Session &session);  // "config"
+void addCheck(Command app, Session &session);   // "check"
 
 }  // namespace vexora::tool

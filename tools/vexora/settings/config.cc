@@ -10,8 +10,6 @@
 #include <iostream>
 #include <memory>
 
-#include <vexora/config.h>
-
 #include "settings/commands.h"
 #include "settings/store.h"
 
@@ -61,7 +59,7 @@ void check(Session &session, const SettingsStore &store) {
 }
 
 void diff(Session &session, const SettingsStore &store, const ConfigArguments &arguments) {
-  reportDifferences(session, store, arguments.older.empty() ? session.path(defaultOf(store)) : arguments.older,
+  reportDifferences(session, store, arguments.older.empty() ? session.path(store.defaultPath) : arguments.older,
                     arguments.newer.empty() ? session.path(store.path) : arguments.newer);
 }
 
@@ -139,11 +137,11 @@ void set(Session &session, const SettingsStore &store, const ConfigArguments &ar
   finish(session, store, settings, names, arguments);
 }
 
-void refuseUnknown(json_object *holder, std::span<const SettingField> fields, const std::string &place) {
+void refuseUnknown(json_object *holder, std::span<const config::Field> fields, const std::string &place) {
   json_object_object_foreach(holder, key, value) {
     static_cast<void>(value);
     if (std::none_of(fields.begin(), fields.end(),
-                     [&](const SettingField &field) { return field.key == std::string(key); })) {
+                     [&](const config::Field &field) { return field.key == std::string(key); })) {
       throw Failure(kFinding, place + " has no field " + printable(key) + "; nothing was changed");
     }
   }
@@ -188,7 +186,7 @@ void import(Session &session, const SettingsStore &store, const ConfigArguments 
 
 void addReaders(Command app, Session &session, const SettingsStore &store,
                 const std::shared_ptr<ConfigArguments> &arguments) {
-  const std::string command = std::string("vexora config ") + store.name;
+  const std::string command = std::string("vexora config ") + store.command;
   Command shown = app.add("show",
                           "Shows every field, secrets masked; with --json what 'import' takes, secrets "
                           "null. What begins with \"destN.\" belongs to the Nth destination.",
@@ -212,7 +210,7 @@ void addReaders(Command app, Session &session, const SettingsStore &store,
 
 void addWriters(Command app, Session &session, const SettingsStore &store,
                 const std::shared_ptr<ConfigArguments> &arguments) {
-  const std::string command = std::string("vexora config ") + store.name;
+  const std::string command = std::string("vexora config ") + store.command;
   Command changed = app.add("set",
                             "Changes fields, after the library's validators have accepted the values. Numbers may "
                             "be given as their words, such as Enable or V3. The value \"-\" of a community or "
@@ -245,8 +243,8 @@ void addConfig(Command app, Session &session) {
   config.needsCommand();
   for (const SettingsStore &store : settingsStores()) {
     const auto arguments = std::make_shared<ConfigArguments>();
-    Command command = config.add(store.name, std::string("Settings of ") + store.title + ", " + store.path,
-                                 std::string("vexora config ") + store.name + " check");
+    Command command = config.add(store.command, std::string("Settings of ") + store.title + ", " + store.path,
+                                 std::string("vexora config ") + store.command + " check");
     command.needsCommand();
     addReaders(command, session, store, arguments);
     addWriters(command, session, store, arguments);

@@ -19,6 +19,12 @@ int lengthOf(const std::string &value) {
   return static_cast<int>(value.size() < kMost ? value.size() : kMost);
 }
 
+template <auto Accepts>
+bool accepts(const std::string &value) {
+  std::string copy = value;  // some take a text that they might change
+  return Accepts(copy.data()) == 0;
+}
+
 template <int Mode>
 bool acceptsName(const std::string &value) {
   return vexora_isvalid_username(value.c_str(), lengthOf(value), Mode) == 0;
@@ -32,11 +38,6 @@ bool acceptsNumber(const std::string &value) {
 bool acceptsHost(const std::string &value) {
   std::array<char, VEXORA_IP_TEXT_SIZE> address{};
   return ConverHostnameToIP(value.c_str(), address.data()) == 0;
-}
-
-bool acceptsDomainSuffix(const std::string &value) {
-  std::string copy = value;
-  return vexora_isvalid_domain(copy.data()) == 0;
 }
 
 bool acceptsTrapField(const std::string &value) {
@@ -66,22 +67,19 @@ const Kind kKinds[] = {
     {"mail-address", "vexora_isvalid_email, vexora_isvalid_senderaddress",
      "a mail address, NAME@DOMAIN, without quotes and backslashes", acceptsMailAddress, false},
     {"ipv4", "vexora_isvalid_ipv4", "four numbers up to 255 with full stops between them, not beginning with a 0",
-     [](const std::string &value) { return vexora_isvalid_ipv4(value.c_str()) == 0; }},
-    {"ipv4-address", "IsValidIpv4", "four numbers up to 255 with full stops between them",
-     [](const std::string &value) { return IsValidIpv4(value.c_str()) == 0; }},
-    {"ipv6", "vexora_isvalid_ipv6", "an IPv6 address without zone or prefix length",
-     [](const std::string &value) { return vexora_isvalid_ipv6(value.c_str()) == 0; }},
-    {"ipv6-address", "IsValidIpv6", "an IPv6 address without zone or prefix length",
-     [](const std::string &value) { return IsValidIpv6(value.c_str()) == 0; }},
+     accepts<vexora_isvalid_ipv4>},
+    {"ipv4-address", "IsValidIpv4", "four numbers up to 255 with full stops between them", accepts<IsValidIpv4>},
+    {"ipv6", "vexora_isvalid_ipv6", "an IPv6 address without zone or prefix length", accepts<vexora_isvalid_ipv6>},
+    {"ipv6-address", "IsValidIpv6", "an IPv6 address without zone or prefix length", accepts<IsValidIpv6>},
     {"resolvable", "IsValidDomain", "a name or address that the resolver finds, and not two or three numbers of one",
-     [](const std::string &value) { return IsValidDomain(value.c_str()) == 0; }, false},
+     accepts<IsValidDomain>, false},
     {"ipv4-host", "ConverHostnameToIP", "a name that the resolver finds an IPv4 address for", acceptsHost, false},
     {"domain", "VexoraIsDomain",
      "labels of 1 to 63 letters, digits and hyphens, none beginning with a hyphen, with full stops between them, 255 "
      "characters at most",
-     [](const std::string &value) { return VexoraIsDomain(value.c_str()) == 0; }},
+     accepts<VexoraIsDomain>},
     {"domain-suffix", "vexora_isvalid_domain", "something, a full stop, and after the last one a letter first",
-     acceptsDomainSuffix},
+     accepts<vexora_isvalid_domain>},
     {"hostname", "vexora_valid_hostname", "1 to 255 letters and digits, and hyphens but for both ends",
      [](const std::string &value) {
        return vexora_valid_hostname(value.c_str(), static_cast<unsigned>(value.size())) == 0;
@@ -97,24 +95,21 @@ const Kind kKinds[] = {
      acceptsName<2>},
     {"password", "vexora_isvalid_passwd",
      "three of small letters, capitals, digits and others (the underscore is none of these), without blanks and "
-     "control "
-     "characters",
-     [](const std::string &value) { return vexora_isvalid_passwd(value.c_str()) == 0; }},
+     "control characters",
+     accepts<vexora_isvalid_passwd>},
     {"email", "vexora_isvalid_email", "a mail address, of which the first 64 characters count",
-     [](const std::string &value) { return vexora_isvalid_email(value.c_str()) == 0; }},
+     accepts<vexora_isvalid_email>},
     {"sender-address", "vexora_isvalid_senderaddress",
      "no single quote, backslash or control character among the first 16 characters",
-     [](const std::string &value) { return vexora_isvalid_senderaddress(value.c_str()) == 0; }},
+     accepts<vexora_isvalid_senderaddress>},
     {"harmless", "vexora_verify_sensitivewords", "none of the characters *()&=|",
-     [](const std::string &value) { return vexora_verify_sensitivewords(value.c_str()) == 0; }},
-    {"command", "CheckCommandSpecial", "none of the characters &;|",
-     [](const std::string &value) { return CheckCommandSpecial(value.c_str()) == 0; }},
+     accepts<vexora_verify_sensitivewords>},
+    {"command", "CheckCommandSpecial", "none of the characters &;|", accepts<CheckCommandSpecial>},
     {"path", "is_valid_path",
      "a slash and a word character, then word characters with at most one slash, hyphen, other character and colon, in "
      "this order, after each run of them",
-     [](const std::string &value) { return is_valid_path(value.c_str()) == 0; }},
-    {"digits", "vexora_valid_digit", "no character but digits",
-     [](const std::string &value) { return vexora_valid_digit(value.c_str()) == 0; }},
+     accepts<is_valid_path>},
+    {"digits", "vexora_valid_digit", "no character but digits", accepts<vexora_valid_digit>},
     {"binary", "vexora_verify_strisdigit(2)", "one or more of the digits 0 and 1", acceptsNumber<2>},
     {"decimal", "vexora_verify_strisdigit(10)", "one or more decimal digits", acceptsNumber<10>},
     {"hexadecimal", "vexora_verify_strisdigit(16)", "one or more hexadecimal digits, 0x allowed before them",

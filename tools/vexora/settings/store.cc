@@ -4,130 +4,94 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstddef>
 #include <cstring>
 
 #include <firmware/aes.h>
-#include <vexora/config.h>
 #include <vexora/text.h>
 
 namespace vexora::tool {
 namespace {
 
 constexpr const char *kMask = "********";
+constexpr const char *kPassword = "password";  // masked, enciphered in the file or not
 
-#define FIELD(record, member, kind) #member, offsetof(record, member), sizeof(record::member), SettingKind::kind
-
-constexpr SettingField kSmtpFields[] = {
-    {FIELD(SmtpCfgRecord, SmtpEnable, kNumber), "enable"},
-    {FIELD(SmtpCfgRecord, ServerAddr, kText), "address", true},
-    {FIELD(SmtpCfgRecord, SmtpPort, kNumber), "port", true},
-    {FIELD(SmtpCfgRecord, SmtpSecurePort, kNumber), "port", true},
-    {FIELD(SmtpCfgRecord, EnableSTARTTLS, kNumber), "enable"},
-    {FIELD(SmtpCfgRecord, EnableSSLTLS, kNumber), "enable"},
-    {FIELD(SmtpCfgRecord, SMTPAUTH, kNumber), "enable"},
-    {FIELD(SmtpCfgRecord, UserName, kText), "smtp-username"},
-    {FIELD(SmtpCfgRecord, PassWord, kPassword), "password"},
-    {FIELD(SmtpCfgRecord, SenderAddr, kText), "mail-address", true},
-    {FIELD(SmtpCfgRecord, Subject, kText), "harmless"},
-    {FIELD(SmtpCfgRecord, HostName, kNumber), "enable"},
-    {FIELD(SmtpCfgRecord, SerialNumber, kNumber), "enable"},
-    {FIELD(SmtpCfgRecord, AssetTag, kNumber), "enable"},
-    {FIELD(SmtpCfgRecord, EventLevel, kNumber), "event-level"},
+/// A kind of values, and the fields that hold them.
+struct Values {
+  const char *kind;  // as `vexora check` names it
+  const char *keys[12];
+  bool neededInUse = false;      // must not be empty while the record's first field, its switch, is on
+  const char *onlyIn = nullptr;  // a section; null: all
 };
 
-constexpr SettingField kRecipientFields[] = {
-    {FIELD(SmtpDestCfgRecord, Enabled, kNumber), "enable"},
-    {FIELD(SmtpDestCfgRecord, EmailAddress, kText), "mail-address", true},
-    {FIELD(SmtpDestCfgRecord, Description, kText), "harmless"},
+constexpr Values kValues[] = {
+    {"enable",
+     {"SmtpEnable", "EnableSTARTTLS", "EnableSSLTLS", "SMTPAUTH", "HostName", "SerialNumber", "AssetTag", "Enabled",
+      "SnmpV1Enable", "SnmpV2Enable", "SnmpV1V2SetEnable", "SnmpV3Enable"}},
+    {"event-level", {"EventLevel", "EventLevelLimit"}},
+    {"address", {"ServerAddr", "Destination"}, true},
+    {"port", {"SmtpPort", "SmtpSecurePort", "port"}, true},
+    {"mail-address", {"SenderAddr", "EmailAddress"}, true},
+    {"harmless", {"Subject", "Description"}},
+    {"smtp-username", {"UserName"}, false, config::kSmtp.section},
+    {"username", {"UserName", "AUTHUserName"}},
+    {kPassword, {"PassWord", "AUTHPwd", "PRIVPwd"}},
+    {"trap-field", {"Community", "ReadOnlyCommunity", "ReadWriteCommunity"}},
+    {"snmp-authentication", {"AUTHProtocol"}},
+    {"snmp-privacy", {"PrivProtocol"}},
+    {"trap-version", {"TrapVersion"}},
+    {"trap-engine-id", {"EngineID"}},
+    {"trap-sensor-type", {"DeviceType"}},
+    {"host-id", {"HostID"}},
 };
 
-constexpr SettingField kTrapFields[] = {
-    {FIELD(SnmpTrapCfgRecord, TrapVersion, kNumber), "trap-version"},
-    {FIELD(SnmpTrapCfgRecord, EventLevelLimit, kNumber), "event-level"},
-    {FIELD(SnmpTrapCfgRecord, HostID, kText), "host-id"},
-    {FIELD(SnmpTrapCfgRecord, UserName, kText), "username"},
-    {FIELD(SnmpTrapCfgRecord, AUTHProtocol, kText), "snmp-authentication"},
-    {FIELD(SnmpTrapCfgRecord, PrivProtocol, kText), "snmp-privacy"},
-    {FIELD(SnmpTrapCfgRecord, EngineID, kText), "trap-engine-id"},
-    {FIELD(SnmpTrapCfgRecord, DeviceType, kNumber), "trap-sensor-type"},
-    {FIELD(SnmpTrapCfgRecord, Community, kSecret), "trap-field"},
-    {FIELD(SnmpTrapCfgRecord, AUTHPwd, kSecret), "password"},
-    {FIELD(SnmpTrapCfgRecord, PRIVPwd, kSecret), "password"},
-};
+/// Returns the kind of a field of the record or of its list; null when the table has none.
+constexpr const Values *valuesOf(const config::Store &store, const config::Field &field) {
+  const auto isKey = [&](const char *key) { return key != nullptr && std::string_view(key) == field.key; };
+  const auto *found = std::find_if(std::begin(kValues), std::end(kValues), [&](const Values &values) {
+    return std::any_of(std::begin(values.keys), std::end(values.keys), isKey) &&
+           (values.onlyIn == nullptr || values.onlyIn == std::string_view(store.section));
+  });
+  return found == std::end(kValues) ? nullptr : found;
+}
 
-constexpr SettingField kDestinationFields[] = {
-    {FIELD(SnmpTrapDestCfgRecord, Enabled, kNumber), "enable"},
-    {FIELD(SnmpTrapDestCfgRecord, Destination, kText), "address", true},
-    {FIELD(SnmpTrapDestCfgRecord, port, kNumber), "port", true},
-};
-
-constexpr SettingField kAgentFields[] = {
-    {FIELD(SnmpAgentCfgRecord, SnmpV1Enable, kNumber), "enable"},
-    {FIELD(SnmpAgentCfgRecord, SnmpV2Enable, kNumber), "enable"},
-    {FIELD(SnmpAgentCfgRecord, SnmpV1V2SetEnable, kNumber), "enable"},
-    {FIELD(SnmpAgentCfgRecord, SnmpV3Enable, kNumber), "enable"},
-    {FIELD(SnmpAgentCfgRecord, AUTHProtocol, kNumber), "snmp-authentication"},
-    {FIELD(SnmpAgentCfgRecord, PrivProtocol, kNumber), "snmp-privacy"},
-    {FIELD(SnmpAgentCfgRecord, AUTHUserName, kText), "username"},
-    {FIELD(SnmpAgentCfgRecord, ReadOnlyCommunity, kSecret), "trap-field"},
-    {FIELD(SnmpAgentCfgRecord, ReadWriteCommunity, kSecret), "trap-field"},
-    {FIELD(SnmpAgentCfgRecord, AUTHPwd, kSecret), "password"},
-    {FIELD(SnmpAgentCfgRecord, PRIVPwd, kSecret), "password"},
-};
-
-#undef FIELD
+constexpr bool allHaveValues(const config::Store &store) {
+  const auto hasValues = [&](const config::Field &field) { return valuesOf(store, field) != nullptr; };
+  return std::all_of(store.fields.begin(), store.fields.end(), hasValues) &&
+         std::all_of(store.listFields.begin(), store.listFields.end(), hasValues);
+}
+static_assert(allHaveValues(config::kSmtp) && allHaveValues(config::kTrap) && allHaveValues(config::kAgent));
 
 template <auto call, typename Record, typename Entry>
-int withList(std::uint8_t *record, int size, std::uint8_t *list, int listSize) {
+int transfer(std::uint8_t *record, int size, std::uint8_t *list, int listSize) {
   return call(reinterpret_cast<Record *>(record), size, reinterpret_cast<Entry *>(list), listSize);
 }
 
-template <auto call, typename Record, typename Entry>
-int withListOut(const std::uint8_t *record, int size, const std::uint8_t *list, int listSize) {
-  return call(reinterpret_cast<const Record *>(record), size, reinterpret_cast<const Entry *>(list), listSize);
-}
-
-int loadAgent(std::uint8_t *record, int size, std::uint8_t * /*list*/, int /*listSize*/) {
-  return VexoraGetSnmpAgentTotalConfFromJson(reinterpret_cast<SnmpAgentCfgRecord *>(record), size);
-}
-
-int saveAgent(const std::uint8_t *record, int size, const std::uint8_t * /*list*/, int /*listSize*/) {
-  return VexoraSetSnmpAgentTotalConfToJson(reinterpret_cast<const SnmpAgentCfgRecord *>(record), size);
+template <auto call>
+int transferAgent(std::uint8_t *record, int size, std::uint8_t * /*list*/, int /*listSize*/) {
+  return call(reinterpret_cast<SnmpAgentCfgRecord *>(record), size);
 }
 
 constexpr SettingsStore kStores[] = {
-    {"smtp", "e-mail alerts", "/conf/SmtpCfg.json",
-     "SmtpPort=587 EnableSTARTTLS=Enable dest1.EmailAddress=ops@example.com", "SmtpCfg", kSmtpFields,
-     sizeof(SmtpCfgRecord), "SmtpDestCfg", kRecipientFields, sizeof(SmtpDestCfgRecord),
-     withList<VexoraGetSmtpTotalConfFromJson, SmtpCfgRecord, SmtpDestCfgRecord>,
-     withListOut<VexoraSetSmtpTotalConfToJson, SmtpCfgRecord, SmtpDestCfgRecord>},
-    {"trap", "SNMP traps", "/conf/SnmpTrapCfg.json", "TrapVersion=V3 dest1.Destination=192.0.2.7", "SnmpTrapCfg",
-     kTrapFields, sizeof(SnmpTrapCfgRecord), "SnmpTrapDestCfg", kDestinationFields, sizeof(SnmpTrapDestCfgRecord),
-     withList<VexoraGetSnmpTotalConfFromJson, SnmpTrapCfgRecord, SnmpTrapDestCfgRecord>,
-     withListOut<VexoraSetSnmpTotalConfToJson, SnmpTrapCfgRecord, SnmpTrapDestCfgRecord>},
-    {"agent",
-     "the SNMP agent",
-     "/conf/SnmpAgentCfg.json",
-     "SnmpV3Enable=Enable",
-     "SnmpCfg",
-     kAgentFields,
-     sizeof(SnmpAgentCfgRecord),
-     nullptr,
-     {},
-     0,
-     loadAgent,
-     saveAgent},
+    {config::kSmtp, "smtp", "e-mail alerts", "SmtpPort=587 EnableSTARTTLS=Enable dest1.EmailAddress=ops@example.com",
+     transfer<VexoraGetSmtpTotalConfFromJson, SmtpCfgRecord, SmtpDestCfgRecord>,
+     transfer<VexoraSetSmtpTotalConfToJson, SmtpCfgRecord, SmtpDestCfgRecord>},
+    {config::kTrap, "trap", "SNMP traps", "TrapVersion=V3 dest1.Destination=192.0.2.7",
+     transfer<VexoraGetSnmpTotalConfFromJson, SnmpTrapCfgRecord, SnmpTrapDestCfgRecord>,
+     transfer<VexoraSetSnmpTotalConfToJson, SnmpTrapCfgRecord, SnmpTrapDestCfgRecord>},
+    {config::kAgent, "agent", "the SNMP agent", "SnmpV3Enable=Enable",
+     transferAgent<VexoraGetSnmpAgentTotalConfFromJson>, transferAgent<VexoraSetSnmpAgentTotalConfToJson>},
 };
 
-bool isNumber(const SettingField &field) { return field.kind == SettingKind::kNumber; }
+bool isNumber(const config::Field &field) { return field.kind == config::Kind::kInteger; }
+
+bool isEnciphered(const config::Field &field) { return !isNumber(field) && field.kind != config::Kind::kText; }
 
 /// Returns the largest number that fits a field; fields of four bytes are signed.
-std::int64_t largest(const SettingField &field) {
+std::int64_t largest(const config::Field &field) {
   return field.width == 4 ? INT32_MAX : (std::int64_t{1} << (8 * field.width)) - 1;
 }
 
-std::string tooLong(const SettingField &field, std::size_t length) {
+std::string tooLong(const config::Field &field, std::size_t length) {
   return std::to_string(length) + " bytes, more than the " + std::to_string(field.width - 1) + " that it holds";
 }
 
@@ -205,7 +169,7 @@ std::string Setting::text() const {
   return isNumber(*field) ? std::to_string(number()) : std::string(text, strnlen(text, field->width));
 }
 
-bool Setting::isSecret() const { return field->kind == SettingKind::kPassword || field->kind == SettingKind::kSecret; }
+bool Setting::isSecret() const { return isEnciphered(*field) || kind->name == std::string_view(kPassword); }
 
 bool Setting::isEmpty() const { return isNumber(*field) ? number() == 0 : *bytes == 0; }
 
@@ -230,12 +194,12 @@ std::string Setting::stored() const {
     return withWord(*kind, json_object_get_int64(member));
   }
   const std::string text = textOf(member);
-  return field->kind == SettingKind::kSecret ? decipher(member).value_or(text) : text;
+  return isEnciphered(*field) ? decipher(member).value_or(text) : text;
 }
 
 std::string Setting::finding() const {
   if (isEmpty()) {
-    return field->neededInUse && inUse ? "missing, although it is switched on" : "";
+    return isNeeded ? "missing, although it is switched on" : "";
   }
   if (isNumber(*field) && !kind->words.empty()) {
     return static_cast<std::size_t>(number()) < kind->words.size()
@@ -256,7 +220,7 @@ std::string Setting::damage() const {
     const std::int64_t stored = json_object_get_int64(member);
     return stored == number() ? "" : std::to_string(stored) + " in the file, read as " + shown(false);
   }
-  if (field->kind == SettingKind::kSecret) {
+  if (isEnciphered(*field)) {
     return isUndeciphered() ? "in the file, but does not decipher" : "";
   }
   const std::string text = textOf(member);
@@ -264,8 +228,7 @@ std::string Setting::damage() const {
 }
 
 bool Setting::isUndeciphered() const {
-  return field->kind == SettingKind::kSecret && isEmpty() && json_object_get_string_len(member) > 0 &&
-         decipher(member) != "";
+  return isEnciphered(*field) && isEmpty() && json_object_get_string_len(member) > 0 && decipher(member) != "";
 }
 
 std::string Setting::assign(const std::string &text) const {
@@ -299,8 +262,8 @@ Settings::Settings(const SettingsStore &store, const std::string &file) : Settin
 
 void Settings::load(const Session &session, bool mayRestore) {
   const std::string path = session.path(store_.path);
-  const std::string restoring = "the next daemon to load it, and \"vexora config " + std::string(store_.name) +
-                                " set\", copy " + defaultOf(store_);
+  const std::string restoring = "the next daemon to load it, and \"vexora config " + std::string(store_.command) +
+                                " set\", copy " + store_.defaultPath;
   int result = -1;
   if (mayRestore || access(path.c_str(), F_OK) == 0) {
     captured([&] {
@@ -351,16 +314,18 @@ std::vector<Setting> Settings::all() {
         entry < 0 ? std::span(record_) : std::span(list_).subspan(static_cast<std::size_t>(entry) * store_.entrySize);
     const auto fields = entry < 0 ? store_.fields : store_.listFields;
     json_object *holder = holderIn(file_, store_, entry);
-    for (const SettingField &field : fields) {
+    for (const config::Field &field : fields) {
+      const Values &values = *valuesOf(store_, field);
       all.push_back({(entry < 0 ? "" : "dest" + std::to_string(entry + 1) + ".") + field.key, &field,
-                     kindNamed(field.value), &record[field.offset], record[fields.front().offset] != 0, entry,
+                     kindNamed(values.kind), &record[field.offset],
+                     values.neededInUse && record[fields.front().offset] != 0, entry,
                      json_object_object_get(holder, field.key), entry >= entries});
     }
   }
   // A load stops at the first missing secret, which loses all secrets after it. Only trailing ones may be missing.
   bool isLast = true;
   std::for_each(all.rbegin(), all.rend(), [&isLast](Setting &setting) {
-    if (setting.field->kind == SettingKind::kSecret) {
+    if (isEnciphered(*setting.field)) {
       setting.mayLack = isLast;
       isLast = isLast && setting.member == nullptr;
     }
@@ -391,8 +356,6 @@ json_object *holderIn(const Json &document, const SettingsStore &store, int entr
   }
   return json_object_is_type(holder, json_type_object) ? holder : nullptr;
 }
-
-std::string defaultOf(const SettingsStore &store) { return "/etc/defconfig" + std::string(store.path).substr(5); }
 
 void reportDifferences(Session &session, const SettingsStore &store, const std::string &before,
                        const std::string &after) {

@@ -1,47 +1,27 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The settings files as tables of fields: the place in the library's record, the values and how they are shown. The
-// library loads and saves; the tool reads the file only to find what a load cuts or replaces.
+// The values of the settings files' fields, and how they are shown. The library loads and saves; the tool reads the
+// file only to find what a load cuts or replaces.
 #pragma once
 
 #include <string>
 #include <vector>
 
+#include "config/settings_layout.h"
 #include "core/several.h"
 #include "core/tool.h"
 #include "settings/kinds.h"
 
 namespace vexora::tool {
 
-enum class SettingKind {
-  kNumber,
-  kText,
-  kPassword,  // masked, but plain in the file
-  kSecret,    // masked, and enciphered in the file
-};
+struct SettingsStore : config::Store {
+  using Transfer = int(std::uint8_t *record, int size, std::uint8_t *list, int listSize);
 
-struct SettingField {
-  const char *key;
-  std::size_t offset;
-  std::uint32_t width;
-  SettingKind kind;
-  const char *value;         // name of its Kind
-  bool neededInUse = false;  // must not be empty while the record's first field, its switch, is on
-};
-
-struct SettingsStore {
-  const char *name;
+  const char *command;
   const char *title;
-  const char *path;
   const char *change;  // example for "set"
-  const char *section;
-  std::span<const SettingField> fields;
-  std::size_t recordSize;
-  const char *list;  // member with the destinations, or null
-  std::span<const SettingField> listFields;
-  std::size_t entrySize;
-  int (*load)(std::uint8_t *record, int size, std::uint8_t *list, int listSize);
-  int (*save)(const std::uint8_t *record, int size, const std::uint8_t *list, int listSize);
+  Transfer *load;
+  Transfer *save;
 };
 
 std::span<const SettingsStore> settingsStores();
@@ -49,10 +29,10 @@ std::span<const SettingsStore> settingsStores();
 /// A field of the loaded settings.
 struct Setting {
   std::string name;  // "SmtpPort", "dest1.EmailAddress"
-  const SettingField *field;
+  const config::Field *field;
   const Kind *kind;
   std::uint8_t *bytes;
-  bool inUse;
+  bool isNeeded;        // must not be empty
   int entry;            // index in the list, or -1
   json_object *member;  // of the file; null when missing
   bool mayLack;         // the file may lack it without a loss
@@ -99,9 +79,6 @@ class Settings {
 
 /// Returns the store's section in a document (`entry` -1) or an entry of its list. Returns null when it is no object.
 json_object *holderIn(const Json &document, const SettingsStore &store, int entry);
-
-/// Returns the board's path of the factory file.
-std::string defaultOf(const SettingsStore &store);
 
 /// Reports the differences of two files without showing secrets.
 void reportDifferences(Session &session, const SettingsStore &store, const std::string &before,
