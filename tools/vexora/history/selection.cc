@@ -10,8 +10,10 @@ namespace vexora::tool::history {
 namespace {
 
 std::string nameOf(const Session &session, const std::string &file) {
-  if (!file.empty() || !session.root.empty()) {
-    return file.empty() ? session.root : file;
+  for (const std::string &name : {file, session.name, session.root}) {
+    if (!name.empty()) {
+      return name;
+    }
   }
   std::array<char, 256> host{};
   gethostname(host.data(), host.size() - 1);

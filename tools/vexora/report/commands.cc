@@ -73,6 +73,7 @@ void show(Session &session, const Arguments &arguments) {
       findings.push_back({name, damage, "dump"});
     }
     session.root = enterRoot(folder);
+    session.name = name;
   }
   const std::string picture = arguments.page.empty() ? "" : folder + "/.history.svg";
   const std::vector<report::Part> parts = report::examine(session, arguments.debugFolder, picture);

@@ -58,7 +58,7 @@ std::string withoutRoot(std::string text, const std::string &root) {
 
 /// Runs a command of the tool and adds its output and findings to a part.
 void ask(Session &session, Words words, Part &part) {
-  Session own{.root = session.root};
+  Session own{.root = session.root, .name = session.name};
   CLI::App app;
   for (const auto add : {addLog, addHistory, addFru, addConfig, addSubscriptions, addCrash}) {
     add(Command(&app), own);
