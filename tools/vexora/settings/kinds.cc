@@ -51,9 +51,11 @@ bool acceptsSensorType(const std::string &value) {
 
 bool acceptsPort(const std::string &value) { return parseNumber(value, 65535).value_or(0) > 0; }
 
+// Digits and full stops alone would pass as a domain name, but are a mistyped address.
 bool acceptsAddress(const std::string &value) {
   const char *text = value.c_str();
-  return vexora_isvalid_ipv4(text) == 0 || vexora_isvalid_ipv6(text) == 0 || VexoraIsDomain(text) == 0;
+  const bool isName = value.find_first_not_of("0123456789.") != std::string::npos;
+  return vexora_isvalid_ipv4(text) == 0 || vexora_isvalid_ipv6(text) == 0 || (isName && VexoraIsDomain(text) == 0);
 }
 
 bool acceptsMailAddress(const std::string &value) {
