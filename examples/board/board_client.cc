@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// board_client count | range TYPE FROM TO | refusals | chart | clear
+// board_client count | range TYPE FROM TO | refusals | clear
 //
 // Sends history commands to the sensor daemon, prints the decoded answers and compares every byte with the answer that
 // history_story.cc computes. A correct answer prints a line that begins with a tick; after a wrong one the program ends
@@ -14,10 +14,10 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <string>
 #include <string_view>
 
-#include "chart.h"
 #include "history_story.h"
 
 namespace {
@@ -50,6 +50,15 @@ const char *completionName(std::uint8_t code) {
     default:
       return "unknown completion code";
   }
+}
+
+/// Formats seconds since the epoch as "YYYY-MM-DD hh:mm" in UTC.
+std::string formatTime(std::uint32_t time) {
+  const auto seconds = static_cast<std::time_t>(time);
+  std::tm parts{};
+  char text[32] = "";
+  gmtime_r(&seconds, &parts);
+  return {text, std::strftime(text, sizeof text, "%F %H:%M", &parts)};
 }
 
 /// A connected socket with an address of its own.
@@ -170,7 +179,7 @@ void printEntries(const std::vector<Hour> &entries, std::uint8_t type) {
       std::printf("    ... and %zu more\n", entries.size() - kShownEntries);
       return;
     }
-    std::printf("    %s", board::formatTime(entry.time).c_str());
+    std::printf("    %s", formatTime(entry.time).c_str());
     if (type != kSensor7000) {
       printStatistics("0x3009", entry.sensor3009);
     }
@@ -191,8 +200,7 @@ Bytes rangeRequest(std::uint8_t type, std::uint32_t from, std::uint32_t to) {
 std::vector<Hour> demandRange(const History &history, std::uint8_t type, std::uint32_t from, std::uint32_t to) {
   const std::string what =
       "records of type " + std::to_string(type) + ", " +
-      (from == 0 && to == kWholeHistory ? "the whole history"
-                                        : board::formatTime(from) + " to " + board::formatTime(to));
+      (from == 0 && to == kWholeHistory ? "the whole history" : formatTime(from) + " to " + formatTime(to));
   return decode(demand(what, rangeRequest(type, from, to), board::expectedRange(history, type, from, to)), type);
 }
 
@@ -218,13 +226,6 @@ void demandRefusals() {
   demand("records up to the second they start", rangeRequest(kBothSensors, 1, 1), {0xCC});
 }
 
-void drawCharts(const History &history) {
-  const std::vector<Hour> hours = demandRange(history, kBothSensors, 0, kWholeHistory);
-  std::puts("\n    ▄▀ average   ░ minimum to maximum");
-  board::drawChart("Sensor 0x3009", hours, &Hour::sensor3009);
-  board::drawChart("Sensor 0x7000", hours, &Hour::sensor7000);
-}
-
 std::uint32_t number(const char *text) { return static_cast<std::uint32_t>(std::strtoul(text, nullptr, 10)); }
 
 }  // namespace
@@ -239,13 +240,11 @@ int main(int argc, char **argv) {
     printEntries(demandRange(history, type, number(argv[3]), number(argv[4])), type);
   } else if (command == "refusals") {
     demandRefusals();
-  } else if (command == "chart") {
-    drawCharts(history);
   } else if (command == "clear") {
     // A second clear finds no data file to remove.
     demand("clear", {kClear}, {history.isCleared ? std::uint8_t{0xCC} : std::uint8_t{0x00}});
   } else {
-    std::fputs("usage: board_client count | range TYPE FROM TO | refusals | chart | clear\n", stderr);
+    std::fputs("usage: board_client count | range TYPE FROM TO | refusals | clear\n", stderr);
     return EXIT_FAILURE;
   }
   return allRight ? EXIT_SUCCESS : EXIT_FAILURE;

@@ -27,6 +27,13 @@ check_lines() { # check_lines WHAT ACTUAL, the expected lines on standard input
   ((${#actual[@]} <= ${#expected[@]})) || fail "$1: unexpected ${actual[${#expected[@]}]}"
 }
 
+check_failure() { # check_failure STATUS WHAT COMMAND..., the expected lines on standard input
+  local status=0 printed
+  printed=$("${@:3}" </dev/null) || status=$?
+  check_lines "$2" "$printed"
+  [[ $status == "$1" ]] || fail "$2: exit status $status instead of $1"
+}
+
 close_story() { # close_story NAME
   printf '\n%s: all %d answers were right\n' "$1" "$(grep -c '^✓' "$answers")"
 }

@@ -6,147 +6,146 @@
 
 readonly raised=1714571107 # 2024-05-01 13:45:07 UTC, when the event happens
 
-board_settings() { "${emulator[@]}" "$programs/board_settings" "$@" 2>&1; }
 board_events() { "${emulator[@]}" "$programs/board_events" "$@" 2>&1; }
+config() { vexora config "$@" | sed -E 's/ +$//; s/ [0-9]+\] / LINE] /'; } # a line of the library's source
 
-# Prints a text's length as another JSON parser sees it. Enciphered texts aren't UTF-8.
-text_length() { # text_length FILE SECTION MEMBER
+# Prints texts' lengths as another JSON parser sees them. Enciphered texts aren't UTF-8.
+text_lengths() { # text_lengths FILE SECTION MEMBER...
   python3 -c 'import json, sys
-path, section, member = sys.argv[1:]
+path, section, *members = sys.argv[1:]
 with open(path, encoding="latin-1") as file:
-    print(len(json.load(file)[section][member]))' "$@"
+    print(*[len(text) for text in map(json.load(file)[section].get, members)])' "$@"
 }
 
-check_failure() { # check_failure WHAT PRINTED COMMAND...
-  local status=0 printed
-  printed=$("${@:3}") || status=$?
-  check "$1" "$printed" "$2"
-  [[ $status == 1 ]] || fail "$1: exit status $status"
+is_as_from_the_factory() { # is_as_from_the_factory NAME...
+  for file in "$@"; do
+    check "$file.json" "$(cmp "/etc/defconfig/$file.json" "/conf/$file.json" && echo 'as from the factory')" \
+      'as from the factory'
+  done
 }
 
-cp "$parts"/../defaults/{SmtpCfg,SnmpTrapCfg}.json "$programs/SnmpAgentCfg.json" /etc/defconfig
+heading "The factory's files: the agent's secrets are enciphered under the board's own key"
+cp "$parts"/../defaults/S*Cfg.json /etc/defconfig
+check agent "$(config agent import /etc/defconfig/SnmpAgentCfg.json)" 'saved /conf/SnmpAgentCfg.json'
+mv /conf/SnmpAgentCfg.json /etc/defconfig
 
-heading 'A new board: the factory default takes the place of a missing settings file'
-check_lines 'e-mail settings' "$(board_settings show smtp)" <<'LINES'
-=====11111
-=====Smtpjsonfilepath:/conf/SmtpCfg.json
-SmtpEnable=Disable
-ServerAddr=
-SmtpPort=25
-SmtpSecurePort=465
-EnableSTARTTLS=Enable
-EnableSSLTLS=Disable
-SMTPAUTH=Enable
-UserName=
-PassWord=
-SenderAddr=
-Subject=Server alert
-HostName=Enable
-SerialNumber=Enable
-AssetTag=Disable
-EventLevel=Critical
+heading 'A new board: the factory default takes the place of a missing file, and a setting that is refused changes nothing'
+check_failure 1 'e-mail settings' config smtp set ServerAddr=300.1.2.3 'Subject=a & b' UserName=9lives \
+  dest1.EmailAddress=operators@example..com <<'LINES'
+ServerAddr: takes an IPv4 or IPv6 address, or a domain name
+UserName: takes a name that doesn't begin with a digit or .-@_ and has no blanks, control characters and punctuation but -_@.; the library says: The first character in the username cannot be a numeric.
+Subject: takes none of the characters *()&=|
+dest1.EmailAddress: takes a mail address, NAME@DOMAIN, without quotes and backslashes
+vexora: nothing was changed
 LINES
-check "the traps' community" "$(board_settings show trap Community)" public
-check "the agent's community" "$(board_settings show agent ReadWriteCommunity)" board-factory-rw
-for file in SmtpCfg SnmpTrapCfg SnmpAgentCfg; do
-  check "$file.json" "$(cmp "/etc/defconfig/$file.json" "/conf/$file.json" && echo 'as from the factory')" \
-    'as from the factory'
-done
+check_failure 1 'trap settings' config trap set 'Community=two words' HostID=SerialNumber AUTHProtocol=SHA1 \
+  AUTHPwd=all-small-letters DeviceType=6 EngineID=80000000abc dest1.Destination=mail_server.example.com \
+  dest2.Destination=fe80:::1 dest3.Destination=192.0.2.256 <<'LINES'
+HostID: takes one of "HostName", "SerialNum", "AssetTag", letter by letter
+AUTHProtocol: takes one of "SHA", "MD5", "NONE", "SHA256", "SHA384", "SHA512", letter by letter
+EngineID: takes 5 to 24 octets as hexadecimal digits, or nothing; the library says: [ValidateSNMPTrapCfgEngineID LINE] Invalid Engine ID length!
+DeviceType: takes the number of a sensor type whose traps can be configured, 0x before hexadecimal digits
+Community: takes 1 to 16 printable ASCII characters without the blank
+AUTHPwd: takes three of small letters, capitals, digits and others (the underscore is none of these), without blanks and control characters
+dest1.Destination: takes an IPv4 or IPv6 address, or a domain name
+dest2.Destination: takes an IPv4 or IPv6 address, or a domain name
+dest3.Destination: takes an IPv4 or IPv6 address, or a domain name
+vexora: nothing was changed
+LINES
+check_failure 1 "the agent's settings" config agent set 'ReadOnlyCommunity=two words' <<'LINES'
+ReadOnlyCommunity: takes 1 to 16 printable ASCII characters without the blank
+vexora: nothing was changed
+LINES
+while IFS='|' read -r setting status reason; do
+  check_failure "$status" "$setting" config smtp set "$setting" <<<"vexora: $reason"
+done <<'ROWS'
+SmtpPort=70000|1|SmtpPort: not 0 to 65535; nothing was changed
+SmtpPort=25x|1|SmtpPort: not 0 to 65535; nothing was changed
+Subject=seventeen letters|1|Subject: 17 bytes, more than the 16 that it holds; nothing was changed
+EventLevel=critical|1|EventLevel: none of its words, and not 0 to 255; nothing was changed
+dest5.Enabled=Enable|2|no field dest5.Enabled: 'show' lists them
+ROWS
+is_as_from_the_factory SmtpCfg SnmpTrapCfg SnmpAgentCfg
 
-heading 'Settings changed and saved, one at a time'
-board_settings set smtp ServerAddr mail.example.com
-board_settings set smtp dest1.EmailAddress operators@example.com
-board_settings set smtp dest1.Enabled Enable
-check_lines 'e-mail settings' "$(board_settings show smtp | grep -E 'ServerAddr|SmtpPort|dest')" <<'LINES'
-ServerAddr=mail.example.com
-SmtpPort=25
-dest1.Enabled=Enable
-dest1.EmailAddress=operators@example.com
-dest1.Description=
+heading 'Settings changed and saved'
+check 'e-mail' "$(config smtp set ServerAddr=mail.example.com dest1.EmailAddress=operators@example.com \
+  dest1.Enabled=Enable)" 'saved /conf/SmtpCfg.json'
+check_lines 'e-mail settings' "$(config smtp show | grep -v '^dest[234]')" <<'LINES'
+SmtpEnable          0 (Disable)
+ServerAddr          mail.example.com
+SmtpPort            25
+SmtpSecurePort      465
+EnableSTARTTLS      1 (Enable)
+EnableSSLTLS        0 (Disable)
+SMTPAUTH            1 (Enable)
+UserName
+PassWord
+SenderAddr
+Subject             Server alert
+HostName            1 (Enable)
+SerialNumber        1 (Enable)
+AssetTag            0 (Disable)
+EventLevel          2 (Critical)
+dest1.Enabled       1 (Enable)
+dest1.EmailAddress  operators@example.com
+dest1.Description
 LINES
-board_settings set trap TrapVersion V3
-board_settings set trap UserName trapper
-board_settings set trap AUTHPwd - <<<'Auth-Secret-99'
-board_settings set trap PRIVPwd - <<<'Priv-Secret-is-20-by'
-board_settings set trap dest2.Destination 192.0.2.7
-board_settings set trap dest2.port 162
-check_lines 'trap settings' "$(board_settings show trap)" <<'LINES'
-TrapVersion=V3
-EventLevelLimit=Critical
-Community=(secret)
-HostID=HostName
-UserName=trapper
-AUTHProtocol=SHA
-AUTHPwd=(secret)
-PrivProtocol=AES
-PRIVPwd=(secret)
-EngineID=
-DeviceType=255
-dest2.Enabled=Disable
-dest2.Destination=192.0.2.7
-dest2.port=162
+check 'traps, secrets from standard input' "$(config trap set TrapVersion=V3 UserName=trapper AUTHPwd=- PRIVPwd=- \
+  EngineID=80000000abcd dest2.Destination=192.0.2.7 dest2.port=162 <<<$'Auth-Secret-99\nPriv-Secret-is-20-by')" \
+  'saved /conf/SnmpTrapCfg.json'
+check_lines 'trap settings' "$(config trap show | grep -v '^dest[134]')" <<'LINES'
+TrapVersion         3 (V3)
+EventLevelLimit     2 (Critical)
+HostID              HostName
+UserName            trapper
+AUTHProtocol        SHA
+PrivProtocol        AES
+EngineID            80000000abcd
+DeviceType          255
+Community           ********
+AUTHPwd             ********
+PRIVPwd             ********
+dest2.Enabled       0 (Disable)
+dest2.Destination   192.0.2.7
+dest2.port          162
 LINES
 
 heading 'Secrets: enciphered in the file, plain for the daemon'
 cat -v /conf/SnmpTrapCfg.json | fold -w 110 | sed 's/^/    /'
 echo
-check 'community read back' "$(board_settings show trap Community)" public
-check 'authentication password read back' "$(board_settings show trap AUTHPwd)" Auth-Secret-99
-check 'privacy password read back' "$(board_settings show trap PRIVPwd)" Priv-Secret-is-20-by
+check_lines 'read back' "$(config trap show --secrets | grep -E 'Community|Pwd')" <<'LINES'
+Community           public
+AUTHPwd             Auth-Secret-99
+PRIVPwd             Priv-Secret-is-20-by
+LINES
+check_lines "the agent's settings" "$(config agent show --secrets)" <<'LINES'
+SnmpV1Enable        0 (Disable)
+SnmpV2Enable        1 (Enable)
+SnmpV1V2SetEnable   0 (Disable)
+SnmpV3Enable        1 (Enable)
+AUTHProtocol        0 (SHA)
+PrivProtocol        0 (AES)
+AUTHUserName
+ReadOnlyCommunity   public
+ReadWriteCommunity  board-factory-rw
+AUTHPwd
+PRIVPwd
+LINES
 check 'lines of the file with a secret in plain' "$(grep -acE 'public|Secret' /conf/SnmpTrapCfg.json || true)" 0
 check 'bytes of 6, 14 and 20 enciphered' \
-  "$(for name in Community AUTHPwd PRIVPwd; do text_length /conf/SnmpTrapCfg.json SnmpTrapCfg $name; done | xargs)" \
-  '16 16 32'
+  "$(text_lengths /conf/SnmpTrapCfg.json SnmpTrapCfg Community AUTHPwd PRIVPwd)" '16 16 32'
 check "lines of the agent's file with a secret in plain" \
   "$(grep -acE 'public|board-factory' /conf/SnmpAgentCfg.json || true)" 0
 
-heading 'Settings that are refused, and why'
-before=$(board_settings show smtp && board_settings show trap)
-while IFS='|' read -r setting value reason; do
-  # shellcheck disable=SC2086 # store and field
-  check_failure "$setting '$value'" "board_settings: ${setting#* }: $reason" board_settings set $setting "$value"
-done <<'ROWS'
-smtp ServerAddr|300.1.2.3|neither an address nor a domain name
-smtp ServerAddr|mail_server.example.com|neither an address nor a domain name
-smtp ServerAddr|fe80:::1|neither an address nor a domain name
-smtp SmtpPort|70000|not a port from 1 to 65535
-smtp SmtpPort|25x|not a port from 1 to 65535
-smtp Subject|seventeen letters|too long
-smtp Subject|a & b|holds one of |*()&=
-smtp EventLevel|critical|not one of Info, Warning, Critical
-smtp dest1.EmailAddress|operators@example..com|not a mail address
-smtp dest5.Enabled|Enable|no such field
-trap TrapVersion|V2c|not one of Disable, V1, V2C, V3
-trap Community|two words|holds a blank
-trap HostID|SerialNumber|not one of HostName, SerialNum, AssetTag
-trap AUTHProtocol|SHA1|not one of SHA, MD5, NONE, SHA256, SHA384, SHA512
-trap AUTHPwd|all-small-letters|does not mix three of small letters, capitals, digits and others, or holds a blank
-trap DeviceType|6|not a sensor type that has traps
-trap dest2.Destination|192.0.2.256|neither an address nor a domain name
-ROWS
-check_lines 'a name that the library refuses in words of its own' "$(board_settings set smtp UserName '9lives')" <<'LINES'
-The first character in the username cannot be a numeric.
-board_settings: UserName: not a user name
-LINES
-check_lines 'half an octet too many' \
-  "$(board_settings set trap EngineID 80000000abc | sed -E 's/ [0-9]+\]/ LINE]/')" <<'LINES'
-[ValidateSNMPTrapCfgEngineID LINE] Invalid Engine ID length!
-board_settings: EngineID: not 5 to 24 octets of two digits
-LINES
-check 'settings after all that' \
-  "$([[ $(board_settings show smtp && board_settings show trap) == "$before" ]] && echo 'as before')" 'as before'
-board_settings set trap EngineID 80000000abcd
-check 'a good engine identifier' "$(board_settings show trap EngineID)" 80000000abcd
-
-heading 'A damaged file is logged and not used; without it the factory default is back'
-touch "$settings"/{LEVEL_ERROR,PATH_SERIAL,ENABLE_IPMI}
+heading 'A damaged file is not used; without it the factory default is back'
 truncate -s 100 /conf/SnmpTrapCfg.json
-check_lines 'damaged file' "$(board_settings show trap | grep . | sed -E 's/<[^>]*>/<TIME>/')" <<'LINES'
-[Error]:<TIME>Get the total SnmpTrap configure struct from Json failed.
-board_settings: trap: the settings could not be loaded
+check_failure 1 'damaged file' config trap check <<'LINES'
+vexora: /conf/SnmpTrapCfg.json:1:101: unexpected end of data; remove the file to have its default back: the next daemon to load it, and "vexora config trap set", copy /etc/defconfig/SnmpTrapCfg.json
 LINES
 rm /conf/SnmpTrapCfg.json
-check 'trap version' "$(board_settings show trap TrapVersion)" Disable
+check_failure 1 TrapVersion=V2c config trap set TrapVersion=V2c \
+  <<<'vexora: TrapVersion: none of its words, and not 0 to 255; nothing was changed'
+is_as_from_the_factory SnmpTrapCfg
 
 heading 'Subscriptions: one written by hand, one added'
 cp "$parts/../defaults/eventsubscriptions.conf" /conf
@@ -182,4 +181,4 @@ event: 9 required properties
 Board.1.0.TemperatureHigh [{"@odata.id": "/redfish/v1/Chassis/1/Sensors/Inlet"}] [{"serverIdentity": "sample-board"}]
 LINES
 wait "$subscriber" || fail 'the subscriber refused the document'
-check_failure 'pushed again' '1: HTTP status 0' push # nobody listens any more
+check_failure 1 'pushed again' push <<<'1: HTTP status 0' # nobody listens any more
