@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Loading and saving of settings documents. A load assembles each record in its own buffer and copies it out whole.
-// Buffers that may contain a secret are wiped on every way out; only json-c's own copy of a plain password is out of
-// reach.
-
-#include "config/settings_file.h"
+// The settings of e-mail alerts, SNMP traps and the SNMP agent. A load assembles each record in its own buffer and copies
+// it out whole. A save of SNMP settings writes a new file and moves it into place, so that a load sees the whole old file
+// or the whole new one. Buffers that may contain a secret are wiped on every way out; only json-c's own copy of a plain
+// password is out of reach.
 
 #include <unistd.h>
 
@@ -18,6 +17,7 @@
 #include "base/medium.h"
 #include "base/report.h"
 #include "base/secret.h"
+#include "config/settings_layout.h"
 #include "firmware/aes.h"
 #include "firmware/unix.h"
 #include "vexora/config.h"
@@ -298,9 +298,10 @@ Json parse(const Store &store) {
   return document;
 }
 
-}  // namespace
-
-int load(const Store &store, void *record, int recordSize, void *destinations, int destinationsSize, int line) {
+/// Fills the records from the file. `line` is the caller's, for the text of a refusal. Returns the result of the
+/// exported function.
+int load(const Store &store, void *record, int recordSize, void *destinations = nullptr, int destinationsSize = 0,
+         int line = __builtin_LINE()) {
   if (!accepts(store, record, recordSize, destinations, destinationsSize, line) ||
       (!isThere(store) && !restore(store))) {
     return -1;
@@ -321,8 +322,9 @@ int load(const Store &store, void *record, int recordSize, void *destinations, i
   return store.list == nullptr || readList(document.get(), store, destinations) ? 0 : -1;
 }
 
-int save(const Store &store, const void *record, int recordSize, const void *destinations, int destinationsSize,
-         int line) {
+/// Writes the records to the file; otherwise like load().
+int save(const Store &store, const void *record, int recordSize, const void *destinations = nullptr,
+         int destinationsSize = 0, int line = __builtin_LINE()) {
   Cipher cipher;
   if (!cipher.fetchFor(store.fields) || !accepts(store, record, recordSize, destinations, destinationsSize, line)) {
     return -1;
@@ -341,4 +343,28 @@ int save(const Store &store, const void *record, int recordSize, const void *des
   return 0;
 }
 
+}  // namespace
 }  // namespace vexora::config
+
+using namespace vexora::config;
+
+int VexoraGetSmtpTotalConfFromJson(SmtpCfgRecord *cfg, int cfgSize, SmtpDestCfgRecord *dests, int destsSize) {
+  return load(kSmtp, cfg, cfgSize, dests, destsSize);
+}
+
+int VexoraSetSmtpTotalConfToJson(const SmtpCfgRecord *cfg, int cfgSize, const SmtpDestCfgRecord *dests, int destsSize) {
+  return save(kSmtp, cfg, cfgSize, dests, destsSize);
+}
+
+int VexoraGetSnmpTotalConfFromJson(SnmpTrapCfgRecord *cfg, int cfgSize, SnmpTrapDestCfgRecord *dests, int destsSize) {
+  return load(kTrap, cfg, cfgSize, dests, destsSize);
+}
+
+int VexoraSetSnmpTotalConfToJson(const SnmpTrapCfgRecord *cfg, int cfgSize, const SnmpTrapDestCfgRecord *dests,
+                                 int destsSize) {
+  return save(kTrap, cfg, cfgSize, dests, destsSize);
+}
+
+int VexoraGetSnmpAgentTotalConfFromJson(SnmpAgentCfgRecord *cfg, int cfgSize) { return load(kAgent, cfg, cfgSize); }
+
+int VexoraSetSnmpAgentTotalConfToJson(const SnmpAgentCfgRecord *cfg, int cfgSize) { return save(kAgent, cfg, cfgSize); }
