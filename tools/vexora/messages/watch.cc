@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // vexora watch: receives requests from a queue or pipe in place of their daemon, and shows them.
+#include <sys/ipc.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -49,13 +50,16 @@ Source sourceOf(const Session &session, const WatchArguments &arguments) {
                                                       : known->pipe;
     return {*known, path.empty() ? path : session.path(path)};
   }
+  const auto key = parseNumber(arguments.source, INT32_MAX);
+  if (key == IPC_PRIVATE) {
+    throw Failure(kUsage, "key 0 makes a queue that no other program can find");
+  }
   for (const RequestLayout &layout : requestLayouts()) {
-    const auto key = parseNumber(arguments.source, INT32_MAX);
     if (key ? key == layout.queue : layout.pipe != nullptr && arguments.source == layout.pipe) {
       return {layout, layout.pipe == nullptr ? "" : session.path(layout.pipe)};
     }
   }
-  if (const auto key = parseNumber(arguments.source, INT32_MAX)) {
+  if (key) {
     return {{"queue", static_cast<int>(*key), nullptr, VEXORA_QUEUE_PAYLOAD_MAX, kAnything}, ""};
   }
   if (arguments.source.find('/') == std::string::npos) {
