@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "guarded.h"
+#include "no_exceptions.h"
 
 namespace {
 
@@ -30,5 +30,5 @@ int IsFeatureEnabled(const char *feature) {
   if (feature == nullptr || *feature == '\0' || *feature == '#') {
     return 0;
   }
-  return vexora::firmware::guarded(0, [feature] { return isListed(feature) ? 1 : 0; });
+  return vexora::firmware::withoutExceptions(0, [feature] { return isListed(feature) ? 1 : 0; });
 }

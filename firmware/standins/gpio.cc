@@ -7,7 +7,7 @@
 #include <fstream>
 #include <string>
 
-#include "guarded.h"
+#include "no_exceptions.h"
 
 namespace {
 
@@ -18,7 +18,7 @@ std::string lineFile(unsigned int line) { return std::string(kLinesFolder) + "/l
 }  // namespace
 
 int hostGpioRead(unsigned int line) {
-  return vexora::firmware::guarded(-1, [line] {
+  return vexora::firmware::withoutExceptions(-1, [line] {
     std::string level;
     std::ifstream(lineFile(line)) >> level;
     if (level == "0") {
@@ -32,7 +32,7 @@ int hostGpioWrite(unsigned int line, int level) {
   if (level != 0 && level != 1) {
     return -1;
   }
-  return vexora::firmware::guarded(-1, [line, level] {
+  return vexora::firmware::withoutExceptions(-1, [line, level] {
     std::error_code error;
     std::filesystem::create_directories(kLinesFolder, error);
     std::ofstream file(lineFile(line));

@@ -16,7 +16,7 @@
 #include <string>
 #include <string_view>
 
-#include "guarded.h"
+#include "no_exceptions.h"
 
 namespace {
 
@@ -91,7 +91,7 @@ int PDK_GetSensorRealValueFromSharedMem(unsigned int sensor, double *value, int 
   if (value == nullptr) {
     return -1;
   }
-  return vexora::firmware::guarded(-1, [=] {
+  return vexora::firmware::withoutExceptions(-1, [=] {
     const std::optional<double> reading = readSensor(sensor);
     if (!reading) {
       return -1;

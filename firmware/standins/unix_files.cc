@@ -12,12 +12,12 @@
 #include <string_view>
 
 #include "firmware/unix.h"
-#include "guarded.h"
+#include "no_exceptions.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using vexora::firmware::guarded;
+using vexora::firmware::withoutExceptions;
 
 fs::path destinationOf(const fs::path &from, const char *to) {
   std::error_code error;
@@ -136,28 +136,28 @@ int copyFile(const char *from, const char *to) {
   if (from == nullptr || to == nullptr) {
     return -1;
   }
-  return guarded(-1, [=] { return copyOneFile(from, destinationOf(from, to)); });
+  return withoutExceptions(-1, [=] { return copyOneFile(from, destinationOf(from, to)); });
 }
 
 int moveFile(const char *from, const char *to) {
   if (from == nullptr || to == nullptr) {
     return -1;
   }
-  return guarded(-1, [=] { return moveOneFile(from, destinationOf(from, to)); });
+  return withoutExceptions(-1, [=] { return moveOneFile(from, destinationOf(from, to)); });
 }
 
 int copyDir(const char *from, const char *to, int overwrite) {
   if (from == nullptr || to == nullptr) {
     return -1;
   }
-  return guarded(-1, [=] { return copyTree(from, to, overwrite != 0); });
+  return withoutExceptions(-1, [=] { return copyTree(from, to, overwrite != 0); });
 }
 
 int RmDir(const char *path) {
   if (path == nullptr || *path == '\0') {
     return -1;
   }
-  return guarded(-1, [=] {
+  return withoutExceptions(-1, [=] {
     std::error_code error;
     if (fs::equivalent(path, "/", error)) {
       return -1;

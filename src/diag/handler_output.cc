@@ -11,7 +11,7 @@
 #include <ctime>
 
 #include "base/retry.h"
-#include "diag/guarded.h"
+#include "diag/crash_steps.h"
 
 namespace vexora {
 

@@ -25,8 +25,8 @@
 #include <ctime>
 
 #include "base/report.h"
+#include "diag/crash_steps.h"
 #include "diag/debug_log.h"
-#include "diag/guarded.h"
 #include "diag/handler_output.h"
 #include "diag/log_layout.h"
 #include "vexora/diag.h"
@@ -34,7 +34,7 @@
 namespace {
 
 using vexora::kCritical;
-using vexora::runGuarded;
+using vexora::runStep;
 using vexora::diag::kMaxFrames;
 
 constexpr int kNoBacktraceStatus = 1;
@@ -72,7 +72,7 @@ constexpr FatalTexts kFatalTexts[] = {
     {SIGILL, "SIGILL", false, "  VexoraMonitor is terminating because of SIGILL !!!!!"},
 };
 
-// Results of the report's guarded steps. Only one thread of a process reports.
+// Results of the report's steps. Only one thread of a process reports.
 struct Backtrace {
   std::array<void *, kMaxFrames> frames;
   int depth;
@@ -110,16 +110,16 @@ void exitWithoutBacktrace() {
 }
 
 void reportBacktrace() {
-  runGuarded([] { trace.depth = backtrace(trace.frames.data(), kMaxFrames); });
-  if (runGuarded([] { trace.lines = backtrace_symbols(trace.frames.data(), trace.depth); })) {
+  runStep([] { trace.depth = backtrace(trace.frames.data(), kMaxFrames); });
+  if (runStep([] { trace.lines = backtrace_symbols(trace.frames.data(), trace.depth); })) {
     if (trace.lines == nullptr) {
-      runGuarded(exitWithoutBacktrace);
+      runStep(exitWithoutBacktrace);
       _exit(kNoBacktraceStatus);
     }
     for (int i = 0; i < trace.depth; ++i) {
-      runGuarded([i] { reportLine(trace.lines[i]); });
+      runStep([i] { reportLine(trace.lines[i]); });
     }
-    runGuarded([] { std::free(trace.lines); });
+    runStep([] { std::free(trace.lines); });
     return;
   }
   // The heap is locked or damaged. Frames are translated one by one; when that fails, too, their addresses are
@@ -128,8 +128,8 @@ void reportBacktrace() {
   for (int i = 0; i < trace.depth; ++i) {
     void **const frame = &trace.frames[static_cast<std::size_t>(i)];
     std::snprintf(trace.line.data(), trace.line.size(), "[%p]", *frame);
-    translates = translates && runGuarded([frame] { translateOne(frame); });
-    runGuarded([] { reportLine(trace.line.data()); });
+    translates = translates && runStep([frame] { translateOne(frame); });
+    runStep([] { reportLine(trace.line.data()); });
   }
 }
 
@@ -150,12 +150,12 @@ void flushStandardOutput() { static_cast<void>(std::fflush(stdout)); }
 
 void onFatal(int signal) {
   vexora::becomeReporter();
-  runGuarded(vexora::learnUtcOffset);
-  runGuarded(flushStandardOutput);
+  runStep(vexora::learnUtcOffset);
+  runStep(flushStandardOutput);
   reportBacktrace();
   for (const FatalTexts &texts : kFatalTexts) {
     if (texts.signal == signal) {
-      runGuarded([&texts] { reportThread(texts); });
+      runStep([&texts] { reportThread(texts); });
     }
   }
   _exit(vexora::kCrashStatus);
@@ -165,8 +165,8 @@ void printReceived(int signal);
 
 void onAbort(int signal) {
   vexora::becomeReporter();
-  runGuarded(flushStandardOutput);
-  runGuarded([signal] { printReceived(signal); });
+  runStep(flushStandardOutput);
+  runStep([signal] { printReceived(signal); });
   _exit(vexora::kCrashStatus);
 }
 

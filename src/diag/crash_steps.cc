@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A guarded step is cut short by a jump out of a signal handler: the timer's, or that of the step's own fault. Nothing
+// A step is cut short by a jump out of a signal handler: the timer's, or that of the step's own fault. Nothing
 // that the step acquired is released, which is acceptable only because the process is about to end.
 //
 // The same signals also arrive from elsewhere: other processes send them, the daemon's own timer fires, other threads
 // crash. The handler distinguishes them by their origin (si_code and sender). The handlers installed before don't
 // receive it, so the reporter replaces them.
 
-#include "diag/guarded.h"
+#include "diag/crash_steps.h"
 
 #include <pthread.h>
 #include <setjmp.h>
@@ -131,7 +131,7 @@ void becomeReporter() {
   admitStepSignals();
 }
 
-bool runGuarded(void (*step)(void *context), void *context) {
+bool runStep(void (*step)(void *context), void *context) {
   if (sigsetjmp(stepEnd, 1) != 0) {
     stepRuns = 0;
     return false;

@@ -14,7 +14,7 @@ long currentThread();
 
 /// Makes the calling thread, inside its fatal handler, the reporter. Returns only in the first thread of a process that
 /// calls it; any other thread that crashes waits here until the process has ended. From now on a fault or an abort of
-/// the reporter ends its guarded step, a fault outside a step ends the process, and signals of other processes end
+/// the reporter ends its step, a fault outside a step ends the process, and signals of other processes end
 /// neither.
 void becomeReporter();
 
@@ -23,11 +23,11 @@ bool isReporter();
 
 /// Runs `step(context)` for at most one second; returns false when it was cut short. Results that have to survive the
 /// step must be in static storage.
-bool runGuarded(void (*step)(void *context), void *context);
+bool runStep(void (*step)(void *context), void *context);
 
 template <typename Step>
-bool runGuarded(Step step) {
-  return runGuarded([](void *context) { (*static_cast<Step *>(context))(); }, &step);
+bool runStep(Step step) {
+  return runStep([](void *context) { (*static_cast<Step *>(context))(); }, &step);
 }
 
 }  // namespace vexora
