@@ -47,7 +47,7 @@ using Seconds = std::int64_t;
 
 constexpr Seconds kHour = 3600;
 constexpr Seconds kDay = 24 * kHour;
-constexpr Seconds kLongestSample = 60;
+constexpr Seconds kMaxSample = 60;
 constexpr Seconds kEndOfTime = INT32_MAX;
 constexpr int kWaited = 1;  // a daemon's answer: the clock is earlier than its newest record
 
@@ -465,7 +465,7 @@ class Story {
     int expected = kWaited;
     if (command == 'f' || now_ > kEndOfTime || !model_.isEarly(now_)) {
       // The clock continues until the sample is taken.
-      const bool isLate = newest > now_ && newest < now_ + kLongestSample;
+      const bool isLate = newest > now_ && newest < now_ + kMaxSample;
       expected = model_.sample(isLate ? newest : now_, reading7000, reading3009, !mayFail || result == 0);
     }
     expect(result == expected, "a sample: " + std::to_string(result) + " instead of " + std::to_string(expected));

@@ -15,7 +15,7 @@
 
 #include "vexora/storage.h"
 
-enum { kMisused = 2, kMostDocuments = 16 };
+enum { kMisused = 2, kMaxDocuments = 16 };
 
 static const char kMountPoint[] = "/mnt/sdmmc0p2";
 static const char kUnset[] = "unset";
@@ -45,9 +45,9 @@ static int showImages(const char *folder) {
 }
 
 static int showDocuments(int max) {
-  static char names[kMostDocuments + 1][VEXORA_CARD_DOC_NAME_SIZE];
+  static char names[kMaxDocuments + 1][VEXORA_CARD_DOC_NAME_SIZE];
   uint32_t count = 0;
-  const int result = get_production_doc_from_tf_card(names[0], max < kMostDocuments ? max : kMostDocuments, &count);
+  const int result = get_production_doc_from_tf_card(names[0], max < kMaxDocuments ? max : kMaxDocuments, &count);
   (void)printf("documents: %d, %" PRIu32 "\n", result, count);
   for (uint32_t i = 0; i < count; ++i) {
     (void)printf("  %s\n", names[i]);

@@ -29,7 +29,7 @@ using board::Statistics;
 
 constexpr std::string_view kDaemonSocket = "/var/sensor_daemon.sock";
 constexpr std::size_t kAnswerHeader = 5;
-constexpr std::size_t kLongestAnswer = kAnswerHeader + std::size_t{8760} * 28;
+constexpr std::size_t kMaxAnswer = kAnswerHeader + std::size_t{8760} * 28;
 constexpr std::size_t kShownEntries = 5;
 constexpr std::uint32_t kWholeHistory = 0xFFFFFFFF;
 
@@ -80,7 +80,7 @@ class Connection {
 
   /// Returns the daemon's answer, or nothing when there is none.
   [[nodiscard]] Bytes ask(const Bytes &request) const {
-    Bytes answer(kLongestAnswer + 1);
+    Bytes answer(kMaxAnswer + 1);
     if (!isOpen_ || send(fd_, request.data(), request.size(), 0) < 0) {
       return {};
     }

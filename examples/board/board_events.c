@@ -27,7 +27,7 @@ enum {
   kTypes = 5,
   kNoType = -1,
   kDocumentRoom = 56 * 1024, /* enough for any event */
-  kLongestValue = 110,       /* the loader cuts lines; this fits after the longest key */
+  kMaxValue = 110,           /* the loader cuts lines; this fits after the longest key */
   kPatienceSeconds = 60,
 };
 
@@ -78,8 +78,7 @@ static int list(void) {
 
 /* Returns whether the file can represent a text: it has no escapes, and the loader cuts long lines. */
 static bool isStorable(const char *value) {
-  return strlen(value) <= kLongestValue && value[strcspn(value, ";#\r\n")] == '\0' && value[0] != '"' &&
-         value[0] != '\'';
+  return strlen(value) <= kMaxValue && value[strcspn(value, ";#\r\n")] == '\0' && value[0] != '"' && value[0] != '\'';
 }
 
 /* Returns the bits of a list of type names, or 0 when one is unknown. strtok_r writes to `names`. */

@@ -19,8 +19,8 @@
 
 enum {
   kPatienceSeconds = 60, /* for one record; emulated senders on a busy machine are slow */
-  kMostFields = 5,
-  kShortestRun = 4, /* shorter runs of equal bytes are printed in full */
+  kMaxFields = 5,
+  kMinRun = 4, /* shorter runs of equal bytes are printed in full */
 };
 
 enum Kind { kNumber, kTime, kBytes };
@@ -39,7 +39,7 @@ struct Daemon {
   const char *pipe;
   int queueKey;
   unsigned size; /* of a record */
-  struct Field fields[kMostFields];
+  struct Field fields[kMaxFields];
 };
 
 static const struct Daemon kDaemons[] = {
@@ -96,7 +96,7 @@ static void printBytes(const uint8_t *bytes, unsigned size) {
       ++run;
     }
     (void)printf(" %02x", bytes[at]);
-    if (run >= kShortestRun) {
+    if (run >= kMinRun) {
       (void)printf("*%u", run);
       at += run;
     } else {
@@ -123,7 +123,7 @@ static void printField(const struct Field *field, const uint8_t *record) {
 
 static void printRecord(const struct Daemon *daemon, const uint8_t *record, unsigned length) {
   (void)printf("%u bytes", length);
-  for (int i = 0; i < kMostFields && daemon->fields[i].name != NULL; ++i) {
+  for (int i = 0; i < kMaxFields && daemon->fields[i].name != NULL; ++i) {
     printField(&daemon->fields[i], record);
   }
   (void)printf("\n ");

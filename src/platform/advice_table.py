@@ -10,8 +10,8 @@ import re
 import sys
 
 NORMAL = 'Normal system information,do not need to deal with.'
-MOST_STEPS = 7
-LONGEST_TEXT = 2047
+MAX_STEPS = 7
+MAX_TEXT = 2047
 LARGEST_TABLE = 32 * 1024 - 1
 RECORD_SIZE = 8
 NUMBER_SIZE = 2
@@ -71,14 +71,14 @@ class Catalogue:
             raise Fault(self.here, 'an advice is printable ASCII without double quotes and backslashes')
         if lines == [NORMAL]:
             raise Fault(self.here, 'nothing may follow the line for normal system information')
-        if len(lines) == MOST_STEPS:
-            raise Fault(self.here, f'an advice has {MOST_STEPS} steps at most')
+        if len(lines) == MAX_STEPS:
+            raise Fault(self.here, f'an advice has {MAX_STEPS} steps at most')
         if lines or line != NORMAL:
             if not line.startswith(label) or line[len(label):].isspace() or line == label:
                 raise Fault(self.here, f'this line must begin with "{label}" and go on')
         lines.append(line)
-        if len('\n'.join(lines)) > LONGEST_TEXT:
-            raise Fault(self.here, f'an advice has {LONGEST_TEXT} characters at most')
+        if len('\n'.join(lines)) > MAX_TEXT:
+            raise Fault(self.here, f'an advice has {MAX_TEXT} characters at most')
 
     def check_text(self, name):
         if not self.texts[name]:

@@ -18,7 +18,7 @@ constexpr const char *kRootMark = "/.private-root";
 constexpr const char *kWritable[] = {
     "/conf", "/etc/defconfig", "/extlog/syslog", "/var", "/mnt", "/usr/local/lib", "/usr/lib/arm-linux-gnueabi"};
 
-constexpr int kMostOpen = 16;
+constexpr int kMaxOpen = 16;
 
 // A directory with a mount in it stays: its removal fails.
 int removeBelow(const char *path, const struct stat * /*status*/, int /*kind*/, FTW *at) {
@@ -102,7 +102,7 @@ void clearRoot() {
   }
   for (const char *folder : kWritable) {
     // Only on its own file system: a build directory may be mounted in one of these and must survive.
-    nftw(folder, removeBelow, kMostOpen, FTW_DEPTH | FTW_MOUNT | FTW_PHYS);
+    nftw(folder, removeBelow, kMaxOpen, FTW_DEPTH | FTW_MOUNT | FTW_PHYS);
   }
   fs::create_directories("/var/tmp");
 }

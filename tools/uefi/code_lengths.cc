@@ -9,14 +9,14 @@
 namespace vexora::uefi {
 namespace {
 
-constexpr std::size_t kLongestWord = 16;
+constexpr std::size_t kMaxWord = 16;
 
 /// Returns the word lengths for two or more leaves of ascending weight, by the package-merge method. Each of 16 levels
 /// lists the leaves and the pairs of the level before, by weight. The first 2n - 2 entries of the last level are
 /// selected, and the two entries of each selected pair in the level before. A leaf's word is as long as the number of
 /// levels where the leaf is selected.
 std::vector<std::uint8_t> limitedLengths(const std::vector<std::uint64_t> &leaves) {
-  std::array<std::vector<bool>, kLongestWord> isPair;
+  std::array<std::vector<bool>, kMaxWord> isPair;
   std::vector<std::uint64_t> level;
   for (std::vector<bool> &pairs : isPair) {
     std::vector<std::uint64_t> merged;
@@ -47,7 +47,7 @@ std::vector<std::uint8_t> limitedLengths(const std::vector<std::uint64_t> &leave
 std::vector<std::uint16_t> numberWords(const std::vector<std::uint8_t> &lengths) {
   std::vector<std::uint16_t> words(lengths.size());
   std::uint32_t next = 0;
-  for (std::size_t length = 1; length <= kLongestWord; ++length, next <<= 1) {
+  for (std::size_t length = 1; length <= kMaxWord; ++length, next <<= 1) {
     for (std::size_t symbol = 0; symbol < lengths.size(); ++symbol) {
       if (lengths[symbol] == length) {
         words[symbol] = static_cast<std::uint16_t>(next++);

@@ -24,7 +24,7 @@ constexpr std::size_t kLiterals = 256;
 constexpr std::size_t kCharacters = 510;
 constexpr std::size_t kExtras = 19;
 constexpr std::size_t kPositions = 20;
-constexpr std::size_t kMostBlockSymbols = 65'535;
+constexpr std::size_t kMaxBlockSymbols = 65'535;
 constexpr std::size_t kFirstBlockSymbols = 4096;
 
 struct Form {
@@ -62,7 +62,7 @@ struct BitCounter {
 };
 
 std::size_t characterOf(const Token &token) {
-  return token.length == 1 ? token.literal : kLiterals + token.length - kShortestMatch;
+  return token.length == 1 ? token.literal : kLiterals + token.length - kMinMatch;
 }
 
 std::size_t magnitudeOf(const Token &token) { return static_cast<std::size_t>(std::bit_width(token.position)); }
@@ -270,7 +270,7 @@ class Joiner {
   void findSaving(const std::list<Block>::iterator &block) {
     block->saving = 0;
     const auto next = std::next(block);
-    if (next == blocks_.end() || block->tokens.size() + next->tokens.size() > kMostBlockSymbols) {
+    if (next == blocks_.end() || block->tokens.size() + next->tokens.size() > kMaxBlockSymbols) {
       return;
     }
     Frequencies joined = block->frequencies;
@@ -285,7 +285,7 @@ class Joiner {
 
 std::list<Block> splitIntoBlocks(std::span<const Token> tokens, const Form &form, std::size_t blockSymbols) {
   std::list<Block> blocks;
-  const std::size_t size = blockSymbols != 0 ? std::min(blockSymbols, kMostBlockSymbols) : kFirstBlockSymbols;
+  const std::size_t size = blockSymbols != 0 ? std::min(blockSymbols, kMaxBlockSymbols) : kFirstBlockSymbols;
   for (std::size_t at = 0; at < tokens.size(); at += size) {
     const auto part = tokens.subspan(at, std::min(size, tokens.size() - at));
     blocks.push_back({part, Frequencies(part)});

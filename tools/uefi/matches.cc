@@ -38,7 +38,7 @@ class Chains {
   }
 
   void add(std::size_t at) {
-    if (data_.size() - at >= kShortestMatch) {
+    if (data_.size() - at >= kMinMatch) {
       std::uint32_t &newest = newest_[hash(at)];
       older_[at % older_.size()] = newest;
       newest = static_cast<std::uint32_t>(at);
@@ -64,8 +64,8 @@ class Chains {
 
   [[nodiscard]] Match best(std::size_t at) const {
     Match best;
-    const std::size_t most = std::min(data_.size() - at, kLongestMatch);
-    if (most < kShortestMatch) {
+    const std::size_t most = std::min(data_.size() - at, kMaxMatch);
+    if (most < kMinMatch) {
       return best;
     }
     std::uint32_t place = newest_[hash(at)];
@@ -73,7 +73,7 @@ class Chains {
       // Only a longer match can be better: each place is farther than the one before.
       if (best.length < most && data_[place + best.length] == data_[at + best.length]) {
         const Match match = {commonLength(place, at, most), at - place - 1};
-        if (match.length >= kShortestMatch && savedBits(match) > savedBits(best)) {
+        if (match.length >= kMinMatch && savedBits(match) > savedBits(best)) {
           best = match;
         }
       }

@@ -8,8 +8,8 @@
 
 namespace vexora::uefi {
 
-inline constexpr std::size_t kShortestMatch = 3;
-inline constexpr std::size_t kLongestMatch = 256;
+inline constexpr std::size_t kMinMatch = 3;
+inline constexpr std::size_t kMaxMatch = 256;
 
 /// A literal byte if `length` is 1, else a match that begins `position` + 1 bytes earlier.
 struct Token {

@@ -136,7 +136,7 @@ std::vector<std::uint8_t> readFile(const std::string &path, std::size_t most) {
 }
 
 LargeFile::LargeFile(const std::string &path) {
-  constexpr std::size_t kMostRead = 1U << 26;
+  constexpr std::size_t kMaxRead = 1U << 26;
   const Open file = openToRead(path);
   struct stat about {};
   if (fstat(file.get(), &about) == 0 && S_ISREG(about.st_mode) && about.st_size > 0) {
@@ -148,7 +148,7 @@ LargeFile::LargeFile(const std::string &path) {
     }
     bytes_ = {static_cast<const std::uint8_t *>(map), size};
   } else {
-    read_ = readAll(file, nameOf(path), kMostRead);
+    read_ = readAll(file, nameOf(path), kMaxRead);
     bytes_ = read_;
   }
 }

@@ -155,12 +155,12 @@ std::uint64_t littleEndian(std::span<const std::uint8_t> bytes);
 void putLittleEndian(std::span<std::uint8_t> bytes, std::uint64_t value);
 
 /// No file of the board's own is larger.
-inline constexpr std::size_t kLargestFile = 1U << 20;
+inline constexpr std::size_t kMaxFile = 1U << 20;
 
 /// Returns a file's content; "-" is standard input. Throws Failure(kInaccessible), or Failure(kFinding) for more than
 /// `most` bytes.
-std::vector<std::uint8_t> readFile(const std::string &path, std::size_t most = kLargestFile);
-std::string readText(const std::string &path, std::size_t most = kLargestFile);
+std::vector<std::uint8_t> readFile(const std::string &path, std::size_t most = kMaxFile);
+std::string readText(const std::string &path, std::size_t most = kMaxFile);
 
 /// A file of any size. Hazard: a regular file is mapped, and if another process shortens it, SIGBUS ends the run. More
 /// than 64 MiB from "-" or a device throw Failure(kFinding).

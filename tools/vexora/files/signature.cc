@@ -21,7 +21,7 @@ using Bytes = std::vector<std::uint8_t>;
 
 // The library reads only one byte of a key's or signature's DER length.
 constexpr std::size_t kDerHeader = 2;
-constexpr std::size_t kLongestContent = 127;
+constexpr std::size_t kMaxContent = 127;
 
 struct SignatureArguments {
   std::vector<std::string> files;
@@ -59,9 +59,9 @@ Bytes inDer(const Bytes &file) {
 Key loadKey(const std::string &path) {
   const Bytes der = inDer(readFile(path));
   // Hazard: VexoraECDSAInit reads as many bytes as the key's header says.
-  if (der.size() < kDerHeader || der[1] > kLongestContent || der.size() < kDerHeader + der[1]) {
+  if (der.size() < kDerHeader || der[1] > kMaxContent || der.size() < kDerHeader + der[1]) {
     throw Failure(kFinding, printable(path) + ": no EC public key in DER or PEM with at most " +
-                                std::to_string(kLongestContent) + " bytes of content");
+                                std::to_string(kMaxContent) + " bytes of content");
   }
   Key key;
   captured([&] { key.reset(VexoraECDSAInit(der.data())); });

@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t kImageHeader = 8;
 // Larger than any flash: a header with a larger size is damaged.
-constexpr std::uint32_t kMostPlain = 1U << 28;
+constexpr std::uint32_t kMaxPlain = 1U << 28;
 
 struct Form {
   const char *name;
@@ -41,7 +41,7 @@ std::uint32_t little32(std::span<const std::uint8_t> image, std::size_t at) {
   return static_cast<std::uint32_t>(littleEndian(image.subspan(at, 4)));
 }
 
-/// Throws Failure when the image is shorter than its header says, or the plain size exceeds kMostPlain.
+/// Throws Failure when the image is shorter than its header says, or the plain size exceeds kMaxPlain.
 Header headerOf(const Bytes &image, const std::string &path) {
   std::uint32_t plain = 0;
   std::uint32_t scratch = 0;
@@ -53,7 +53,7 @@ Header headerOf(const Bytes &image, const std::string &path) {
                                                  std::to_string(std::uint64_t{little32(image, 0)} + kImageHeader)
                                            : "too short for a header"));
   }
-  if (plain > kMostPlain) {
+  if (plain > kMaxPlain) {
     throw Failure(kFinding, printable(path) + ": its header says " + std::to_string(plain) + " bytes of plain data");
   }
   return {little32(image, 0), plain};
@@ -70,7 +70,7 @@ std::optional<Bytes> decompress(const Bytes &image, const Header &header, const 
 }
 
 void info(Session &session, const UefiArguments &arguments) {
-  const Bytes image = readFile(arguments.input, kMostPlain);
+  const Bytes image = readFile(arguments.input, kMaxPlain);
   const Header header = headerOf(image, arguments.input);
   const std::size_t after = image.size() - kImageHeader - header.compressed;
   Json forms = array();
@@ -95,7 +95,7 @@ void info(Session &session, const UefiArguments &arguments) {
 
 /// Tries both forms, as an image doesn't say its own. If both yield data that differ, the user must choose.
 void unpack(Session & /*session*/, const UefiArguments &arguments) {
-  const Bytes image = readFile(arguments.input, kMostPlain);
+  const Bytes image = readFile(arguments.input, kMaxPlain);
   const Header header = headerOf(image, arguments.input);
   std::optional<Bytes> found;
   for (const Form &form : kForms) {
@@ -119,10 +119,10 @@ void unpack(Session & /*session*/, const UefiArguments &arguments) {
 }
 
 void pack(Session &session, const UefiArguments &arguments) {
-  const Bytes plain = readFile(arguments.input, kMostPlain);
+  const Bytes plain = readFile(arguments.input, kMaxPlain);
   const Form &form = arguments.form == kForms[0].name ? kForms[0] : kForms[1];
   const Bytes image = uefi::compress(plain, static_cast<uefi::Version>(form.version));
-  if (image.empty() || plain.size() > kMostPlain) {
+  if (image.empty() || plain.size() > kMaxPlain) {
     throw Failure(kFinding, printable(arguments.input) + " is larger than an image can be");
   }
   const auto again = decompress(image, headerOf(image, arguments.output), form);

@@ -134,7 +134,7 @@ Bytes areaBytes(const Area &area) {
 
 void checkArea(const Area &area) {
   const std::size_t size = sizeOf(area);
-  if (hasFields(area.kind) && size > kMostUnits * kUnit) {
+  if (hasFields(area.kind) && size > kMaxUnits * kUnit) {
     refuse(area, "takes " + std::to_string(size) + " bytes; an area has at most 2040");
   }
   if (hasFields(area.kind) && area.length != 0 && size != area.length) {
@@ -157,7 +157,7 @@ std::vector<std::size_t> placesOf(const Image &image) {
     if (seen.test(kind)) {
       refuse(area, "is there twice");
     }
-    if (place % kUnit != 0 || place < end || place > kMostUnits * kUnit) {
+    if (place % kUnit != 0 || place < end || place > kMaxUnits * kUnit) {
       refuse(area, "cannot begin at " + std::to_string(place) + (place < end ? ", which is taken" : ""));
     }
     seen.set(kind);
@@ -225,9 +225,9 @@ std::size_t sizeOf(const Area &area) {
 
 Field makeField(std::string_view text, Encoding encoding) {
   Field field = {typeOf(encoding), encode(text, encoding)};
-  if (field.data.size() > kLongestField) {
+  if (field.data.size() > kMaxField) {
     throw Failure(kFinding, "'" + printable(text) + "' takes " + std::to_string(field.data.size()) +
-                                " bytes; a field has at most " + std::to_string(kLongestField));
+                                " bytes; a field has at most " + std::to_string(kMaxField));
   }
   if (field.type == kTextType && field.data.size() == 1) {
     throw Failure(kFinding, "'" + printable(text) + "' is one byte of text, which would mark the end of the fields");

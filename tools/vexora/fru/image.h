@@ -20,9 +20,9 @@ namespace vexora::tool::fru {
 
 using namespace vexora::fru;
 
-constexpr std::size_t kMostUnits = 255;  // fits a byte
-constexpr std::size_t kLargestImage = 1U << 20U;
-constexpr std::size_t kLongestField = kLengthBits;
+constexpr std::size_t kMaxUnits = 255;  // fits a byte
+constexpr std::size_t kMaxImage = 1U << 20U;
+constexpr std::size_t kMaxField = kLengthBits;
 constexpr std::uint8_t kVersionBits = 0x0F;
 constexpr std::uint8_t kRecordFormat = 2;
 constexpr std::size_t kRecordHeaderSize = 5;

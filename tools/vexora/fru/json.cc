@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::uint8_t kUnknownChassis = 2;
 constexpr std::uint8_t kFirstOemRecord = 0xC0;
-constexpr std::size_t kLongestRecord = 255;
+constexpr std::size_t kMaxRecord = 255;
 
 Json fieldJson(const Area &area, std::size_t index) {
   const Field &field = area.fields[index];
@@ -272,7 +272,7 @@ void readFieldsArea(const Node &node, Area &area, Minute today) {
   const auto length = node.find("length");
   const auto unused = node.find("unused");
   area.code = code ? code->byte() : area.kind == AreaKind::kChassis ? kUnknownChassis : kEnglish;
-  area.length = length ? length->number(kMostUnits * kUnit) : 0;
+  area.length = length ? length->number(kMaxUnits * kUnit) : 0;
   area.unused = unused ? unused->bytes() : Bytes();
   if (area.length % kUnit != 0) {
     length->refuse("is not a multiple of 8");
@@ -289,7 +289,7 @@ Record readRecord(const Node &node) {
   record.type = type ? type->byte() : kFirstOemRecord;
   record.version = version ? static_cast<std::uint8_t>(version->number(kVersionBits)) : kRecordFormat;
   record.data = data ? data->bytes() : Bytes();
-  if (record.data.size() > kLongestRecord) {
+  if (record.data.size() > kMaxRecord) {
     data->refuse("is longer than 255 bytes");
   }
   return record;
@@ -304,7 +304,7 @@ Area readArea(const Node &node, Minute today) {
   Area area;
   area.kind = *kind;
   if (const auto offset = node.find("offset")) {
-    area.offset = offset->number(kMostUnits * kUnit);
+    area.offset = offset->number(kMaxUnits * kUnit);
   }
   if (hasFields(*kind)) {
     readFieldsArea(node, area, today);
@@ -331,8 +331,8 @@ Gap readGap(const Node &node) {
   if (!offset || bytes.has_value() == length.has_value()) {
     node.refuse("needs an offset, and either bytes or a length");
   }
-  return {offset->number(kLargestImage),
-          bytes ? bytes->bytes() : Bytes(length->number(kLargestImage), fill ? fill->byte() : 0)};
+  return {offset->number(kMaxImage),
+          bytes ? bytes->bytes() : Bytes(length->number(kMaxImage), fill ? fill->byte() : 0)};
 }
 
 }  // namespace
@@ -353,7 +353,7 @@ Image fromJson(const Json &document, Minute today) {
   }
   Image image;
   if (const auto size = node.find("size")) {
-    image.size = size->number(kLargestImage);
+    image.size = size->number(kMaxImage);
   }
   if (const auto areas = node.find("areas")) {
     for (const Node &area : areas->elements()) {

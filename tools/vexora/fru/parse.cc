@@ -55,7 +55,7 @@ class Parser {
   explicit Parser(View image) : image_(image) { out_.image.size = image.size(); }
 
   Parsed run() {
-    if (image_.size() < kHeaderSize || image_.size() > kLargestImage) {
+    if (image_.size() < kHeaderSize || image_.size() > kMaxImage) {
       fault("size", "image", 0, "has " + std::to_string(image_.size()) + " bytes");
     } else if (readHeader()) {
       readAreas();

@@ -69,8 +69,7 @@ std::optional<std::size_t> indexOf(Area &area, std::string_view name) {
   if (found != own.end()) {
     return static_cast<std::size_t>(found - own.begin());
   }
-  const auto number =
-      name.starts_with(kCustom) ? parseNumber(name.substr(kCustom.size()), kLargestImage) : std::nullopt;
+  const auto number = name.starts_with(kCustom) ? parseNumber(name.substr(kCustom.size()), kMaxImage) : std::nullopt;
   const std::size_t count = own.size() + static_cast<std::size_t>(number.value_or(0));
   if (count == own.size() || count > area.fields.size() + 1) {
     return std::nullopt;

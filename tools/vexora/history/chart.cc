@@ -20,7 +20,7 @@ struct TickStep {
 constexpr TickStep kTickSteps[] = {{1, 0, 0}, {2, 0, 0},  {3, 0, 0},  {6, 0, 0},  {12, 0, 0}, {0, 1, 0},
                                    {0, 2, 0}, {0, 7, 0},  {0, 14, 0}, {0, 0, 1},  {0, 0, 2},  {0, 0, 3},
                                    {0, 0, 6}, {0, 0, 12}, {0, 0, 60}, {0, 0, 120}};
-constexpr std::int64_t kShortestMonth = 28 * kDay;
+constexpr std::int64_t kMinMonth = 28 * kDay;
 constexpr double kStepWidth = 0.015;
 constexpr std::size_t kNameLength = 60;
 
@@ -148,7 +148,7 @@ void addStripe(const Stripe &stripe, Chart &chart) {
 
 void addTicks(const Stretch &stretch, const Clock &clock, int most, std::vector<Tick> &ticks) {
   const TickStep step = *std::find_if(std::begin(kTickSteps), std::end(kTickSteps) - 1, [&](const TickStep &one) {
-    const std::int64_t seconds = one.hours * kHour + one.days * kDay + one.months * kShortestMonth;
+    const std::int64_t seconds = one.hours * kHour + one.days * kDay + one.months * kMinMonth;
     return stretch.to - stretch.from <= seconds * std::max(most, 1);
   });
   std::tm at = breakDown(stretch.from, clock);

@@ -24,8 +24,8 @@ namespace {
 
 using namespace vexora::tool::history;
 
-constexpr std::int64_t kMostColumns = 1000;
-constexpr int kMostFiles = 1000;
+constexpr std::int64_t kMaxColumns = 1000;
+constexpr int kMaxFiles = 1000;
 
 void print(const std::string &text) { std::cout << text; }
 
@@ -96,7 +96,7 @@ struct Plot {
 
 unsigned columnsOfText() {
   const char *columns = std::getenv("COLUMNS");
-  const std::optional<std::int64_t> width = parseNumber(columns == nullptr ? "" : columns, kMostColumns);
+  const std::optional<std::int64_t> width = parseNumber(columns == nullptr ? "" : columns, kMaxColumns);
   return width ? static_cast<unsigned>(*width) : terminalWidth();
 }
 
@@ -159,7 +159,7 @@ void addVerify(Command history, Session &session) {
       "(order), missing hours (gap), jumps of the board's clock (clock) and damaged records (record), each with its "
       "place in the file. Exit status 1 says that there was something.",
       "vexora history verify --utc");
-  command.run([&session, range = addFiles(command, kMostFiles)] {
+  command.run([&session, range = addFiles(command, kMaxFiles)] {
     Json files = array();
     for (const std::string &name : range->files) {
       const std::string path = pathOf(session, name);

@@ -145,7 +145,7 @@ std::int64_t zoneOf(const Record &record) { return wallClock(record).value_or(0)
 
 std::optional<Break> breakBetween(const Record &before, const Record &after) {
   const std::int64_t step = after.time - before.time;
-  if (step < 0 || step > kLongestPause) {
+  if (step < 0 || step > kMaxPause) {
     return Break{Break::kClock, before.time, after.time, step};
   }
   // The recorder's hours are hours of local time. Local time counts them right in all zones, also those with half

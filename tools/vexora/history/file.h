@@ -19,7 +19,7 @@ namespace vexora::tool::history {
 using namespace vexora::history;
 
 // A longer step means that the clock was set: no board is off for a year and then goes on with its history.
-inline constexpr std::int64_t kLongestPause = 366 * kDay;
+inline constexpr std::int64_t kMaxPause = 366 * kDay;
 
 /// One sensor over an hour. The file keeps only the low 16 bits, so their reader must know whether they have a sign.
 struct Figures {

@@ -30,7 +30,7 @@ constexpr double kPngScale = 2;  // for sharp lines on today's screens
 constexpr int kTickDistance = 110;
 constexpr int kValueHeight = 45;
 // More hours than this are too close to be distinguished: then a point is a day.
-constexpr std::int64_t kMostHours = 1000;
+constexpr std::int64_t kMaxHours = 1000;
 
 struct Colour {
   double red;
@@ -244,9 +244,8 @@ void require(cairo_status_t status) {
 std::string drawPicture(Picture kind, std::span<const Selection> histories, std::span<const Heading> headings,
                         const Size &size) {
   const auto panelHeight = static_cast<int>((size.height - kTop) / static_cast<double>(headings.size()));
-  const Chart chart =
-      layOut(histories, headings,
-             {kMostHours, true, static_cast<int>(size.width) / kTickDistance, panelHeight / kValueHeight});
+  const Chart chart = layOut(
+      histories, headings, {kMaxHours, true, static_cast<int>(size.width) / kTickDistance, panelHeight / kValueHeight});
   std::string file;
   const auto scaled = [](unsigned side) { return static_cast<int>(side * kPngScale); };
   const std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy)> surface(

@@ -15,7 +15,7 @@ namespace vexora::tool::history {
 namespace {
 
 constexpr unsigned kLabelWidth = 7;
-constexpr unsigned kShortestLine = 20;
+constexpr unsigned kMinLine = 20;
 constexpr int kRows = 10;
 constexpr unsigned kTickWidth = 13;
 constexpr int kColours[] = {36, 33};
@@ -132,7 +132,7 @@ std::string timeAxis(const Chart &chart, unsigned columns) {
 }  // namespace
 
 std::string drawText(std::span<const Selection> histories, std::span<const Heading> headings, unsigned width) {
-  const unsigned columns = std::max(width, kLabelWidth + 3 + kShortestLine) - kLabelWidth - 3;
+  const unsigned columns = std::max(width, kLabelWidth + 3 + kMinLine) - kLabelWidth - 3;
   const Chart chart = layOut(histories, headings, {columns, false, static_cast<int>(columns / kTickWidth), 4});
   std::string text = chart.name + "\n" + chart.range + "\n";
   for (const Mark &mark : chart.legend) {

@@ -13,7 +13,7 @@
 namespace vexora::tool {
 namespace {
 
-constexpr std::size_t kLargestLog = 1U << 24;  // the library starts a new file much earlier
+constexpr std::size_t kMaxLog = 1U << 24;  // the library starts a new file much earlier
 
 std::vector<std::string> lastLines(std::string_view text, std::size_t count) {
   std::vector<std::string> lines;
@@ -32,8 +32,7 @@ std::vector<std::string> lastLines(std::string_view text, std::size_t count) {
 void tail(Session &session, unsigned count) {
   const std::string path = session.path(diag::kWatchdogLog);
   const bool there = access(path.c_str(), F_OK) == 0;
-  const std::vector<std::string> lines =
-      there ? lastLines(readText(path, kLargestLog), count) : std::vector<std::string>();
+  const std::vector<std::string> lines = there ? lastLines(readText(path, kMaxLog), count) : std::vector<std::string>();
   session.answer(object({{"exists", there}, {"lines", list(lines)}}));
   if (session.json) {
     return;

@@ -43,8 +43,8 @@ std::string report::runProgram(std::vector<std::string> words) {
 
 namespace {
 
-constexpr std::size_t kMostCrashes = 16;    // the latest of a log
-constexpr std::size_t kLongestLine = 2048;  // longer ones are no frames, and std::regex recurses once per character
+constexpr std::size_t kMaxCrashes = 16;  // the latest of a log
+constexpr std::size_t kMaxLine = 2048;   // longer ones are no frames, and std::regex recurses once per character
 
 struct Frame {
   std::string module;  // the file's path; "" for an address in no module
@@ -73,7 +73,7 @@ std::vector<Crash> parse(std::istringstream text) {
   Crash next;
   std::string line;
   for (std::size_t number = 1; std::getline(text, line); ++number) {
-    if (line.size() > kLongestLine || line.starts_with("[Critical]:<")) {
+    if (line.size() > kMaxLine || line.starts_with("[Critical]:<")) {
       continue;  // a record of the debug log repeats the previous line
     }
     std::smatch found;
@@ -92,7 +92,7 @@ std::vector<Crash> parse(std::istringstream text) {
     next.end = "a report that is cut: its signal is missing";
     crashes.push_back(next);
   }
-  crashes.erase(crashes.begin(), crashes.end() - static_cast<std::ptrdiff_t>(std::min(crashes.size(), kMostCrashes)));
+  crashes.erase(crashes.begin(), crashes.end() - static_cast<std::ptrdiff_t>(std::min(crashes.size(), kMaxCrashes)));
   return crashes;
 }
 
@@ -153,7 +153,7 @@ void show(Session &session, const std::string &file, const std::string &debugFol
   }
   std::map<std::string, std::string> missing;
   Json answer = array();
-  const std::vector<Crash> crashes = parse(std::istringstream(readText(file, report::kLargestLog)));
+  const std::vector<Crash> crashes = parse(std::istringstream(readText(file, report::kMaxLog)));
   for (const Crash &crash : crashes) {
     session.report(std::vector<Finding>{{file + ":" + std::to_string(crash.line), crash.end, "crash"}}, "");
     Json frames = array();

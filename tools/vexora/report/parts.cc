@@ -27,7 +27,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t kMostFiles = 100'000;
+constexpr std::size_t kMaxFiles = 100'000;
 constexpr auto kPassOver = fs::directory_options::skip_permission_denied;
 
 using Words = std::vector<std::string>;
@@ -99,7 +99,7 @@ std::vector<std::string> filesBelow(const Session &session, const char *folder) 
   std::error_code error;
   std::vector<std::string> files;
   for (auto entry = fs::recursive_directory_iterator(session.path(folder), kPassOver, error);
-       !error && entry != fs::recursive_directory_iterator() && files.size() < kMostFiles; entry.increment(error)) {
+       !error && entry != fs::recursive_directory_iterator() && files.size() < kMaxFiles; entry.increment(error)) {
     if (std::error_code unknown; entry->symlink_status(unknown).type() == fs::file_type::regular) {
       files.push_back(entry->path().string().substr(session.root.size()));
     }
@@ -112,10 +112,10 @@ std::vector<std::string> filesBelow(const Session &session, const char *folder) 
 void addFound(Session &session, const std::string &debugFolder, const std::string &path, std::vector<Part> &parts) {
   const std::string file = session.path(path);
   std::error_code error;
-  if (fs::file_size(file, error) > kLargestLog || error) {
+  if (fs::file_size(file, error) > kMaxLog || error) {
     return;
   }
-  const std::string content = readText(file, kLargestLog);
+  const std::string content = readText(file, kMaxLog);
   const auto *bytes = reinterpret_cast<const std::uint8_t *>(content.data());
   Part part{path, {}};
   // Inventory images have many names, so the header is checked too.

@@ -10,7 +10,7 @@
 
 namespace vexora::tool::report {
 
-inline constexpr std::size_t kLargestLog = 1U << 24;  // larger files are not searched for crashes
+inline constexpr std::size_t kMaxLog = 1U << 24;  // larger files are not searched for crashes
 
 /// A file of the board, with the commands' output and findings.
 struct Part {

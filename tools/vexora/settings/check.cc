@@ -17,7 +17,7 @@ namespace vexora::tool {
 namespace {
 
 // The search calls the validator once per character, so longer values aren't searched.
-constexpr std::size_t kMostBeginnings = 4096;
+constexpr std::size_t kMaxBeginnings = 4096;
 
 struct CheckArguments {
   std::string kind;
@@ -27,7 +27,7 @@ struct CheckArguments {
 
 /// Returns the length of the longest accepted beginning: the mistake is after it.
 std::optional<std::size_t> acceptedLength(const Kind &kind, const std::string &value) {
-  if (!kind.piecewise || value.size() > kMostBeginnings) {
+  if (!kind.piecewise || value.size() > kMaxBeginnings) {
     return std::nullopt;
   }
   for (std::size_t length = value.size(); length-- > 1;) {
