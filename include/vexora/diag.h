@@ -247,15 +247,15 @@ VEXORA_API pthread_mutex_t *vexora_pstmutex_init(void);
 
 /** Acquires a lock.
  *
- * @param lock     the lock; NULL is refused.
- * @param timeout  -1 waits without limit; 0 tries once; N above 0 tries at most N times, pausing 1 ms after each
- *                 failure; signals don't shorten the pause.
+ * @param lock      the lock; NULL is refused.
+ * @param attempts  -1 waits without limit; 0 tries once; N above 0 tries at most N times, pausing 1 ms after each
+ *                  failure; signals don't shorten the pause.
  * @return 0 when the lock is held; -1 when `lock` is NULL; otherwise the C library's error number: EBUSY when it stayed
- *         taken, EINVAL for a negative time-out other than -1.
+ *         taken, EINVAL for a negative number other than -1.
  *
  * A timed call never waits inside the C library.
  */
-VEXORA_API int vexora_dwacquire_mutex(pthread_mutex_t *lock, int timeout);
+VEXORA_API int vexora_dwacquire_mutex(pthread_mutex_t *lock, int attempts);
 
 /** Releases a lock.
  *
