@@ -22,20 +22,20 @@ using vexora::diag::kWatchdogLog;
 namespace {
 
 constexpr std::uint64_t kSizeLimit = 1024 * 1024;
-constexpr std::size_t kPrefixSize = 256;
+constexpr std::size_t kPrefixSize = 32;  // more than any prefix
 
-/// Appends a record. Prefix and text fit into the stream's buffer and leave it in one write, so records of several
-/// processes don't mix. Write failures are ignored: only the size check afterwards reports.
+/// Appends a record. The stream's buffer holds all of it, whatever the file's block size, so it leaves in one write and
+/// records of several processes don't mix. Write failures are ignored: only the size check afterwards reports.
 void append(const vexora::LogText &message) {
   const std::tm now = vexora::breakDownUtc(std::time(nullptr));
-  char prefix[kPrefixSize];
-  const int prefixLength = std::snprintf(prefix, sizeof prefix, "[%d-%02d-%02d %02d:%02d:%02d] ", now.tm_year + 1900,
-                                         now.tm_mon + 1, now.tm_mday, now.tm_hour, now.tm_min, now.tm_sec);
+  char buffer[kPrefixSize + vexora::LogText::kSize];  // outlives the stream
   const vexora::Stream log(std::fopen(kWatchdogLog, "ab+e"));
-  if (!log || prefixLength < 0) {
+  if (!log) {
     return;
   }
-  std::fwrite(prefix, static_cast<std::size_t>(prefixLength), 1, log.get());
+  static_cast<void>(std::setvbuf(log.get(), buffer, _IOFBF, sizeof buffer));
+  std::fprintf(log.get(), "[%d-%02d-%02d %02d:%02d:%02d] ", now.tm_year + 1900, now.tm_mon + 1, now.tm_mday,
+               now.tm_hour, now.tm_min, now.tm_sec);
   std::fwrite(message.text, message.length, 1, log.get());
 }
 

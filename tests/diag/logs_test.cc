@@ -68,12 +68,14 @@ TEST_F(DebugLog, KnowsPrioritiesAndTheFirmwaresModules) {
   for (const auto &[level, priority] : {std::pair{0U, 6}, {1U, 4}, {2U, 3}, {3U, 2}, {4U, -1}, {UINT_MAX, -1}}) {
     EXPECT_EQ(TranslateToSyslogLevel(level), priority) << level;
   }
-  const std::pair<int, std::vector<const char *>> modules[] = {
-      {1, {"DEV", "IPMI", "REDFISH", "SNMP", "ZELMONITOR", "CPLD"}}, {0, {"zelmonitor", "DE", ""}}, {-1, {nullptr}}};
-  for (const auto &[result, names] : modules) {
-    for (const char *name : names) {
-      EXPECT_EQ(GetSourceIsVaild(name), result) << testing::PrintToString(name);
-    }
+  std::string files;
+  for (const char *const file : DebugSourceFile) {
+    files.append(file).append(" ");
+    EXPECT_EQ(GetSourceIsVaild(file + std::strlen("ENABLE_")), 1) << file;
+  }
+  EXPECT_EQ(files, "ENABLE_DEV ENABLE_IPMI ENABLE_REDFISH ENABLE_SNMP ENABLE_ZELMONITOR ENABLE_CPLD ");
+  for (const auto &[name, result] : {std::pair("zelmonitor", 0), {"DE", 0}, {"", 0}, {nullptr, -1}}) {
+    EXPECT_EQ(GetSourceIsVaild(name), result) << testing::PrintToString(name);
   }
 }
 
@@ -282,6 +284,11 @@ TEST_F(WatchdogLog, AppendsRecordsStampedInUtcInOneSystemCallEach) {
   EXPECT_EQ(TWatchDog1Log(kWithErrno.c_str(), "open"), 0);
   EXPECT_EQ(read(kLog), expected + "[2001-02-03 04:05:06] open: Inappropriate ioctl for device\n");
   EXPECT_EQ(openDescriptors(), descriptors);
+  remove(kLog);
+  std::filesystem::create_symlink("/proc/self/comm", kLog);  // a file with blocks of 1,024 bytes
+  const int before = writes();
+  EXPECT_EQ(TWatchDog1Log("%s", kMost.c_str()), 0);
+  EXPECT_EQ(writes() - before, 1);
 }
 
 TEST_F(WatchdogLog, IsDeletedAsSoonAsItReaches1MiB) {
