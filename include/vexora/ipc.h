@@ -16,8 +16,9 @@ extern "C" {
  * Pipes are opened read-write on both sides, so opening never waits for a partner. A record is at most
  * VEXORA_PIPE_RECORD_MAX bytes and goes out in one write, so records of several writers never mix. Failures are
  * reported on standard output or through the firmware's debug output; bad arguments are refused silently. All calls are
- * safe from any thread, and no signal makes one fail. Descriptors of pipes are not close-on-exec: a program that the
- * process starts inherits them, and so keeps a pipe open, unless the caller sets FD_CLOEXEC. */
+ * safe from any thread. No signal makes one fail, as long as the firmware's sigwrap_select retries. Descriptors of pipes
+ * are not close-on-exec: a program that the process starts inherits them, and so keeps a pipe open, unless the caller
+ * sets FD_CLOEXEC. */
 
 /** Longest record that can be written, in bytes. */
 #define VEXORA_PIPE_RECORD_MAX 1025
@@ -88,7 +89,8 @@ VEXORA_API int vexora_writepipe(const char *path, const void *data, unsigned siz
 
 /* Message queues.
  *
- * System V queues, found by key and made on first use. Failures go to the debug log, module "ZELDIAG". */
+ * System V queues, found by key and made on first use. Failures go to the debug log, module "ZELDIAG"; a failed receive
+ * is also printed on standard output, without a newline. */
 
 /** Longest payload of a queue message, in bytes. */
 #define VEXORA_QUEUE_PAYLOAD_MAX 1024
@@ -222,7 +224,8 @@ VEXORA_API int CheckCommandSpecial(const char *command);
  *  its effect: "echo begin; touch FILE" seldom makes the file. Add ">/dev/null" to every command that prints, or write
  *  "exec >/dev/null;" before several.
  *
- * @return 0 when it was started and has ended; -1 when `command` is NULL or it can't be started.
+ * @return 0 when it was started and has ended; -1 when `command` is NULL, reported on standard output, or it can't be
+ *         started, reported on standard error.
  */
 VEXORA_API int dwPopenExcute(const char *command);
 
@@ -232,7 +235,8 @@ VEXORA_API int dwPopenExcute(const char *command);
  * @param buffer  receives at most `size` - 1 characters, up to the first newline, which is kept, and a terminator. When
  *                the command prints nothing it is untouched.
  * @param size    capacity in bytes; 0 or less is refused. With 1 the buffer always receives the terminator.
- * @return 0; -1 when an argument is NULL or refused or the command can't be started.
+ * @return 0; -1 when an argument is NULL or refused, or the command can't be started, reported in the debug log, module
+ *         "ZELDIAG".
  */
 VEXORA_API int VexoraCommandToBuff(const char *command, char *buffer, int size);
 
@@ -241,15 +245,15 @@ VEXORA_API int VexoraCommandToBuff(const char *command, char *buffer, int size);
  *
  * @param buffer  receives at most `size` bytes; the rest is untouched.
  * @param size    capacity in bytes; 0 is refused.
- * @return 0; -1 when an argument is NULL or refused or the command can't be started.
+ * @return 0; -1 when an argument is NULL or refused, or the command can't be started, reported on standard output.
  */
 VEXORA_API int VexoraCommandToBuffEx(const char *command, void *buffer, unsigned size);
 
 /** Runs a command and keeps its whole output, whatever the bytes, in a file.
  *
  * @param path  the file, created or emptied; NULL is refused.
- * @return 0; -1 when an argument is NULL, the command can't be started (the file is then untouched), or the file can't
- *         be opened or written. No process is left.
+ * @return 0; -1, reported nowhere, when an argument is NULL, the command can't be started (the file is then untouched),
+ *         or the file can't be opened or written. No process is left.
  */
 VEXORA_API int VexoraCommonCommandToFile(const char *command, const char *path);
 
