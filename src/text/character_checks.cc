@@ -24,8 +24,7 @@ const char *digitsOf(unsigned base) {
   }
 }
 
-/// A prefix alone is refused.
-bool hasHexPrefix(const char *text) { return text[0] == '0' && (text[1] == 'x' || text[1] == 'X') && text[2] != '\0'; }
+bool hasHexPrefix(const char *text) { return text[0] == '0' && (text[1] == 'x' || text[1] == 'X'); }
 
 /// Hexadecimal numbers may come from files, where the end of the line ends them.
 bool isEnd(char character, bool isHex) {
