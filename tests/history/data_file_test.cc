@@ -25,6 +25,7 @@ using Reports = std::vector<PlatformMessage>;
 const PlatformMessage kNoHeader = report(130, "Read History Dat File Head Fail, Reinit History Dat File");
 const PlatformMessage kForeignHeader = report(130, "History Dat File Head Param Error, Reinit History Dat File");
 const PlatformMessage kNotMade = report(130, "Init History Dat File Fail");
+const PlatformMessage kNotFilled = report(130, "Open History Data To File Fail");
 const PlatformMessage kNoSlots = report(130, "Read History Dat File Data Fail, Reinit History Dat File");
 
 void freeCache() { vexora_ringlist_free(std::exchange(HistoryDataRing, nullptr)); }
@@ -91,9 +92,9 @@ std::string openFiles() {
 }
 
 TEST_F(HistoryFile, StartsOrFailsCleanlyAndStaysForTheNextStart) {
-  std::map<std::string, int> reports = {{kNotMade.text, 0}, {kNoHeader.text, 0}, {kNoSlots.text, 0}};
-  for (const char *text :
-       {"Open History Dat File Fail", "Open History Data Head To File Fail", "Open History Data To File Fail"}) {
+  std::map<std::string, int> reports = {
+      {kNotMade.text, 0}, {kNoHeader.text, 0}, {kNoSlots.text, 0}, {kNotFilled.text, 0}};
+  for (const char *text : {"Open History Dat File Fail", "Open History Data Head To File Fail"}) {
     reports.emplace(report(130, text).text, 0);
   }
   const auto failIn = [&](std::string_view group, const std::string &file) {
@@ -130,6 +131,8 @@ TEST_F(HistoryFile, StartsOrFailsCleanlyAndStaysForTheNextStart) {
     EXPECT_EQ(result, 0);
     const auto create = [&] { result = InitHistoryDatFile(); };
     failEach(group, ENOSPC, create, [&](unsigned n) { EXPECT_EQ(result, log_.take().empty() ? 0 : -1) << group << n; });
+    const auto unfilled = [&](unsigned n) { EXPECT_EQ(log_.take(), Reports{kNotFilled}) << n; };
+    EXPECT_EQ(failEach("fflush", ENOSPC, create, unfilled), 2U);
     freeCache();
   };
   for (const std::string &file : {std::string(), hourly(9, kNoon).bytes(), std::string("cut")}) {
