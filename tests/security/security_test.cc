@@ -6,6 +6,7 @@
 
 #include "base/owners.h"
 #include "firmware/blowfish.h"
+#include "firmware/featuredefine.h"
 #include "support/test.h"
 #include "vexora/security.h"
 
@@ -15,6 +16,8 @@ namespace {
 using Seen = std::tuple<int, std::string, std::string, std::size_t>;  // result, buffer, output, bytes wiped
 
 std::string platformKey;  // empty: not available
+int platformNo = 1;       // what a failing call of the platform returns; never 0
+bool cipherFails = false;
 std::size_t wiped = 0;
 bool libcryptoFails = false;
 int openLibraries = 0;
@@ -54,6 +57,7 @@ TEST_F(Security, PasswordIsTransformedInPlaceOrLeftAlone) {
       return seen(before, [=](std::uint8_t *buffer) { return call(buffer, length); });
     };
     clearRoot();
+    platformNo = -platformNo;
     EXPECT_EQ(of(65), Seen(0, before, "", 0)) << "the feature is off";
     EXPECT_EQ(call(nullptr, 1), -1);
     EXPECT_EQ(call(bytes(platformKey = ""), 1), -1);
@@ -93,6 +97,11 @@ TEST_F(Security, PasswordIsDecipheredFromBase64OrClearsTheText) {
     const std::size_t wipes = 255 + std::max<std::size_t>(255, text.size() / 4 * 3 + 3);
     EXPECT_EQ(of(text.c_str(), bytes(key), room), Seen(0, expected + "~", "", wipes)) << size << " into " << room;
   }
+  for (cipherFails = true; const int failure : {-1, 1}) {
+    platformNo = failure;
+    EXPECT_EQ(of("YWJj", bytes(key)), Seen(-1, cleared, "Error in decrypting the password.\n", 510)) << failure;
+  }
+  cipherFails = false;
   EXPECT_EQ(VexoraPwDecryptAndCyo("YWJj", nullptr, bytes(key), 2), -1);
   EXPECT_EQ(VexoraPwDecryptAndCyo("", nullptr, bytes(key), 2), -1);
 #ifndef VEXORA_SANITIZED
@@ -116,7 +125,7 @@ TEST_F(Security, PlainPasswordIsRefusedWhereTheMarkerIs) {
 }
 
 TEST_F(Security, HexTextNeedsRoomForItsTerminator) {
-  std::string in = "\xFE\xDC\xBA\x98\x76\x54\x32\x10";
+  std::string in = "\xFE\xDC\xBA\x98\x67\x45\x23\x01";
   std::string hex(18, '~');
   for (const auto &[count, room, result] :
        {std::tuple(8, 16, -1), {0, 0, -1}, {0, 1, 0}, {-1, -1, 0}, {1 << 30, 1, -1}}) {
@@ -126,7 +135,7 @@ TEST_F(Security, HexTextNeedsRoomForItsTerminator) {
   EXPECT_EQ(vexora_convert_hextostr(bytes(in), nullptr, 1, 3), -1);
   EXPECT_EQ(hex, std::string(18, '~'));
   EXPECT_EQ(vexora_convert_hextostr(bytes(in), hex.data(), 8, 17), 0);
-  EXPECT_EQ(hex, std::string("fedcba9876543210\0~", 18));
+  EXPECT_EQ(hex, std::string("fedcba9867452301\0~", 18));
 }
 
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
@@ -152,8 +161,10 @@ TEST_F(Security, SignatureIsVerifiedWithASoundKey) {
     const std::vector<std::uint8_t> exact(sig.begin(), sig.begin() + static_cast<int>(std::min(room, size)));
     return VexoraECDSAwithSHA256Verify(verifier.get(), bytes(plain), length, exact.data(), std::uint8_t(room));
   };
-  EXPECT_EQ(std::tuple(verdict(255, size), verdict(255, 255), verdict(254, size)), std::tuple(1, 1, 0));
+  EXPECT_EQ(std::tuple(verdict(255, size), verdict(255, 255), verdict(1, size)), std::tuple(1, 1, 0));
   EXPECT_EQ(std::tuple(verdict(0, size), verdict(-1, size), verdict(255, 1)), std::tuple(255, 255, 255));
+  // The buffer holds the whole signature, but the caller states a byte less.
+  EXPECT_EQ(VexoraECDSAwithSHA256Verify(verifier.get(), bytes(plain), 255, sig.data(), std::uint8_t(size - 1)), 255);
   EXPECT_EQ(VexoraECDSAwithSHA256Verify(nullptr, bytes(plain), 255, sig.data(), 80), 255);
   EXPECT_EQ(VexoraECDSAwithSHA256Verify(verifier.get(), nullptr, 255, sig.data(), 80), 255);
   EXPECT_EQ(VexoraECDSAwithSHA256Verify(verifier.get(), bytes(plain), 255, nullptr, 80), 255);
@@ -276,13 +287,18 @@ unsigned char *SHA256(const unsigned char *data, std::size_t size, unsigned char
 int DecryptPassword(const std::uint8_t *cipher, std::uint8_t size, std::uint8_t *plain, std::uint8_t room,
                     const std::uint8_t *key) {
   EXPECT_EQ(std::count(plain, plain + 64, 0), 64);
-  return vexora::test::original(&DecryptPassword, "DecryptPassword")(cipher, size, plain, room, key);
+  const int result = vexora::test::original(&DecryptPassword, "DecryptPassword")(cipher, size, plain, room, key);
+  return vexora::test::cipherFails || result != 0 ? vexora::test::platformNo : 0;
 }
 
 int getEncryptKey(std::uint8_t *key) {
   EXPECT_EQ(std::count(key, key + 56, 0), 56);
   std::copy(vexora::test::platformKey.begin(), vexora::test::platformKey.end(), key);
-  return vexora::test::platformKey.empty() ? 1 : 0;
+  return vexora::test::platformKey.empty() ? vexora::test::platformNo : 0;
+}
+
+int IsFeatureEnabled(const char *feature) {
+  return vexora::test::original(&IsFeatureEnabled, "IsFeatureEnabled")(feature) * vexora::test::platformNo;
 }
 
 // The two names of the C library's secure wipe.
