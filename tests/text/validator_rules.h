@@ -87,6 +87,7 @@ inline std::vector<Rule> rules() {
       {answers<vexora_isvalid_senderaddress, 0, -1>, regex(R"([^\x01-\x1F\x7F'\\]*)"), "bmc <alert@host>'", R"(a'\)",
        16},
       {answers<vexora_isvalid_email, 0, -1>, regex(mail), R"(a."b\ ".c@d.e)", R"(a@"\ .)", 64},
+      {answers<FilterSensitiveWordsForSec, 0, 1>, regex("[^*()&=|]*"), "ab", "a*"},
       {answers<vexora_verify_sensitivewords, 0, -1>, regex("[^*()&=|]*"), "ab", "a*"},
       {engineAnswers<0>, regex("(([0-9A-Fa-f]{2}){5,24})?"), "0123456789aF", "0G"},
       {engineAnswers<1>, regex("[0-9A-Fa-f]{0,59}[^0-9A-Fa-f][^]*"), "8G0", "0G"},
