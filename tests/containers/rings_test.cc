@@ -2,6 +2,8 @@
 //
 // Both rings. A ring waits for its lock by pauses with nanosleep, which this program replaces: no test waits for the
 // minute after which a ring gives up.
+#include <malloc.h>
+
 #include <deque>
 
 #include "support/test.h"
@@ -99,6 +101,7 @@ void compareList(unsigned itemSize, unsigned capacity, std::mt19937 &random) {
 void compareQueue(unsigned itemSize, unsigned capacity, std::mt19937 &random) {
   const auto below = [&random](unsigned limit) { return static_cast<unsigned>(random() % limit); };
   const Queue queue(vexora_ringq_init(itemSize, capacity));
+  EXPECT_GE(malloc_usable_size(queue->storage), itemSize * (std::size_t{capacity} + 1));
   Model model;
   unsigned head = 0;
   const auto slot = [&](std::size_t distance) { return static_cast<int>((head + distance) % capacity); };

@@ -56,6 +56,8 @@ class Descriptors : public RootTest {
 
 TEST_F(Descriptors, EachCallIsRepeatedWhileInterruptedAndOtherwiseFailsAsThePlatformDoes) {
   timeval anHour = {3600, 0};
+  fd_set writable = {};
+  FD_SET(in_, &writable);
   int fd = -1;
   const std::tuple<std::string, int, Use> rows[] = {
       {"open", 1, [&] { return (fd = vexora_open("/dev/null", O_RDONLY)) < 0 ? -1 : 1; }},
@@ -65,7 +67,7 @@ TEST_F(Descriptors, EachCallIsRepeatedWhileInterruptedAndOtherwiseFailsAsThePlat
       {"read", 1, [&] { return vexora_read(out_, buffer_, 1); }},
       {"write", 2, [&] { return vexora_blocking_write(in_, "de", 2); }},
       {"read", 4, [&] { return vexora_blocking_read(out_, buffer_ + 1, 4); }},
-      {"select", 0, [&] { return vexora_select(0, nullptr, nullptr, nullptr, &anHour); }},
+      {"select", 1, [&] { return vexora_select(in_ + 1, nullptr, &writable, nullptr, &anHour); }},
   };
   for (const auto &[call, result, use] : rows) {
     EXPECT_EQ(scripted(call, {-EIO}, use), -1) << call;

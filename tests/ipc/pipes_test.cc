@@ -86,6 +86,7 @@ TEST_F(Pipes, OpensForBothDirectionsWithoutAPartnerOrRemovesThePath) {
   const int fd = vexora_openpipe(kPipe);
   EXPECT_TRUE(interrupted.struck());
   EXPECT_EQ(fcntl(fd, F_GETFL) & (O_ACCMODE | O_NONBLOCK | O_APPEND), O_RDWR);
+  EXPECT_EQ(fcntl(fd, F_GETFD), 0) << "a child process inherits it";
   EXPECT_EQ(outcome(vexora_closepipe, fd), Outcome{});
   EXPECT_EQ(outcome(vexora_closepipe, kNoDescriptor), (Outcome{-1, "could not close the pipe : 900\n"}));
 
@@ -95,7 +96,20 @@ TEST_F(Pipes, OpensForBothDirectionsWithoutAPartnerOrRemovesThePath) {
   EXPECT_EQ(outcome(vexora_openpipe, kPipe), (Outcome{-1, unopened}));
   EXPECT_FALSE(exists(kPipe));
   EXPECT_EQ(outcome(vexora_openpipe, kPipe), (Outcome{-1, unopened + kept}));
+  makeFolder(kPipe);
+  EXPECT_EQ(outcome(vexora_openpipe, kPipe), (Outcome{-1, unopened + kept}));
   EXPECT_EQ(outcome(vexora_openpipe, nullptr), Outcome{-1});
+}
+
+TEST_F(Pipes, DescriptorOfAClosedStandardInputServes) {
+  inFreshProcess([] {
+    char byte = '~';
+    close(STDIN_FILENO);
+    EXPECT_EQ(vexora_writepipe(kPipe, "x", 1), 0);
+    EXPECT_EQ(vexora_openpipe(kPipe), STDIN_FILENO);
+    EXPECT_EQ(vexora_writepipe_with_fd(STDIN_FILENO, "x", 1), 0);
+    EXPECT_EQ(vexora_select_readpipe(STDIN_FILENO, &byte, 1, 0), 1);
+  });
 }
 
 // Both readers return the same once there are data, whatever the time-out.
@@ -178,14 +192,19 @@ TEST_F(Pipes, WritingReportsEachFailureAndByPathMakesAMissingFifo) {
             unwritten("Unable to open the command pipe::/var/pipe --------------"));
   EXPECT_TRUE(exists(kPipe)) << "only opening removes";
   remove(kPipe);
+  const FailCall interrupted("open", 1, EINTR);
   EXPECT_EQ(outcome(vexora_writepipe, kPipe, "lost", 4), Outcome{});
   const PipeOwner pipe(kPipe);
   const FailCall fault("write", 1, EIO);
   EXPECT_EQ(outcome(vexora_writepipe, kPipe, "x", 1), unwritten("Unable to write into /var/pipe pipe ---------------"));
   pipe.fill();
-  for (const int fd : {kNoDescriptor, pipe.fd()}) {
-    EXPECT_EQ(outcome(vexora_writepipe_with_fd, fd, "x", 1), (Outcome{-1, "Unable to write into pipe\n"})) << fd;
+  const int oneByteLeft = memfd_create("no pipe", MFD_CLOEXEC | MFD_ALLOW_SEALING);  // a record can be cut
+  EXPECT_EQ(ftruncate(oneByteLeft, 4096) + fcntl(oneByteLeft, F_ADD_SEALS, F_SEAL_GROW), 0);
+  EXPECT_EQ(lseek(oneByteLeft, -1, SEEK_END), 4095);
+  for (const int fd : {kNoDescriptor, pipe.fd(), oneByteLeft}) {
+    EXPECT_EQ(outcome(vexora_writepipe_with_fd, fd, "xy", 2), (Outcome{-1, "Unable to write into pipe\n"})) << fd;
   }
+  close(oneByteLeft);
   EXPECT_EQ(pipe.arrived(), std::string(1 << 16, '#'));
 }
 
@@ -222,6 +241,8 @@ TEST_F(Pipes, MonitorsCommandsThatCannotBeSentAreReported) {
   EXPECT_FALSE(exists(path));
   for (const int refused : {513, INT_MAX, -1, INT_MIN}) {
     EXPECT_EQ(send(refused), failed("Input parameters error!")) << refused;
+    EXPECT_EQ(outcome(VexoraSendCompMonCmdWithMultiMode, 3U, 1U, 7, data.data(), refused, 0U),
+              failed("Input parameters error!"));
   }
   placeUnopenable(path.c_str());
   EXPECT_EQ(send(1), failed("Open pipe " + path + " error!", "could not open the pipe : " + path + "\n"));
