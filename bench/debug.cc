@@ -36,7 +36,7 @@ using vexora::bench::Aim;
 using vexora::bench::Table;
 
 constexpr int kCalls = 200;
-constexpr const char *kFolder = "/conf/vexora_debug";
+constexpr const char *kDirectory = "/conf/vexora_debug";
 constexpr const char *kReloadMarker = "/var/vexora_debug_reload";
 
 void touch(const char *path) {
@@ -96,7 +96,7 @@ void prints(Table &table) {
 int main(int argc, char **argv) {
   Table table(argc, argv);
   printsNothing(table, "debug-level-off", {.host = 1.1, .instructions = 200});
-  static_cast<void>(mkdir(kFolder, S_IRWXU));
+  static_cast<void>(mkdir(kDirectory, S_IRWXU));
   for (const char *marker :
        {"/conf/vexora_debug/LEVEL_INFO", "/conf/vexora_debug/PATH_SERIAL", "/conf/vexora_debug/ENABLE_SNMP"}) {
     touch(marker);

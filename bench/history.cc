@@ -59,7 +59,7 @@ using Bytes = std::vector<std::uint8_t>;
 
 constexpr int kCalls = 1;
 constexpr int kSampleCalls = 100;
-constexpr const char *kFolder = "/extlog/syslog";
+constexpr const char *kDirectory = "/extlog/syslog";
 constexpr const char *kDataFile = "/extlog/syslog/history_data.dat";
 constexpr std::size_t kImageSize = 245'300;
 
@@ -89,8 +89,8 @@ bool writeAndRename(const Bytes &image, const char *temporary, const char *final
   if (std::fclose(file) != 0 || !written || std::rename(temporary, final) != 0) {
     return false;
   }
-  const int folder = open(kFolder, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  return fsync(folder) == 0 && close(folder) == 0;
+  const int directory = open(kDirectory, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  return fsync(directory) == 0 && close(directory) == 0;
 }
 
 /// One call of the recorder an hour: each closes an hour and rewrites the file.

@@ -96,11 +96,11 @@ Held whatIsHeld() {
   Held held{};
   const auto memory = mallinfo2();
   held.heap = memory.uordblks + memory.hblkhd;
-  DIR *const folder = opendir("/proc/self/fd");
-  while (readdir(folder) != nullptr) {
+  DIR *const directory = opendir("/proc/self/fd");
+  while (readdir(directory) != nullptr) {
     ++held.descriptors;
   }
-  closedir(folder);
+  closedir(directory);
   held.children = waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD ? 0 : 1;
   msqid_ds queue{};
   held.messages = msgctl(VexoraCreateMsgQueue(kAnalysisQueue), IPC_STAT, &queue) == 0

@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* board_card keep FILE NAME FOLDER
- * board_card mount | unmount | status | log FILE | store FILE NAME FOLDER | version FOLDER VERSION | list FOLDER
+/* board_card keep FILE NAME DIRECTORY
+ * board_card mount | unmount | status | log FILE | store FILE NAME DIRECTORY | version DIRECTORY VERSION | list DIRECTORY
  * board_card documents MAX
  *
  * Works on the TF card. "keep" stores an image as a daemon should: it checks that the card is mounted and has space,
@@ -35,11 +35,11 @@ static int showStatus(void) {
   return result;
 }
 
-static int showImages(const char *folder) {
+static int showImages(const char *directory) {
   char names[2 * VEXORA_CARD_IMAGE_NAME_SIZE];
   (void)snprintf(names, VEXORA_CARD_IMAGE_NAME_SIZE, "%s", kUnset);
   (void)snprintf(names + VEXORA_CARD_IMAGE_NAME_SIZE, VEXORA_CARD_IMAGE_NAME_SIZE, "%s", kUnset);
-  const int result = common_get_file_list_from_tf_card(folder, names);
+  const int result = common_get_file_list_from_tf_card(directory, names);
   (void)printf("list: %d, new %s, old %s\n", result, names, names + VEXORA_CARD_IMAGE_NAME_SIZE);
   return result;
 }
@@ -61,7 +61,7 @@ static int complain(const char *why) {
 }
 
 /* Without the check of the mount point an image for an unmounted card would be stored in the root file system. */
-static int keep(const char *file, const char *name, const char *folder) {
+static int keep(const char *file, const char *name, const char *directory) {
   char place[VEXORA_CARD_MOUNT_POINT_SIZE] = "";
   int64_t available = 0;
   struct stat source;
@@ -75,10 +75,10 @@ static int keep(const char *file, const char *name, const char *folder) {
   int result = EXIT_SUCCESS;
   if (source.st_size / kBytesPerKib >= available) {
     result = complain("no space on the card");
-  } else if (common_copy_ima_file_to_tf_card(file, name, folder) != 0) {
+  } else if (common_copy_ima_file_to_tf_card(file, name, directory) != 0) {
     /* A partial image would become the ".old" one at the next attempt, and the previous good image would be lost. */
     char part[256];
-    (void)snprintf(part, sizeof part, "%s/%s/%s.new", kMountPoint, folder, name);
+    (void)snprintf(part, sizeof part, "%s/%s/%s.new", kMountPoint, directory, name);
     (void)unlink(part);
     result = complain("not stored");
   }
@@ -118,8 +118,8 @@ int main(int argc, char **argv) {
     return keep(first, argv[3], argv[4]);
   }
   (void)fprintf(stderr,
-                "usage: board_card keep FILE NAME FOLDER\n"
-                "       board_card mount | unmount | status | log FILE | store FILE NAME FOLDER\n"
-                "       board_card version FOLDER VERSION | list FOLDER | documents MAX\n");
+                "usage: board_card keep FILE NAME DIRECTORY\n"
+                "       board_card mount | unmount | status | log FILE | store FILE NAME DIRECTORY\n"
+                "       board_card version DIRECTORY VERSION | list DIRECTORY | documents MAX\n");
   return kMisused;
 }

@@ -11,9 +11,9 @@
 
 namespace {
 
-constexpr const char *kLinesFolder = "/var/gpio";
+constexpr const char *kLinesDirectory = "/var/gpio";
 
-std::string lineFile(unsigned int line) { return std::string(kLinesFolder) + "/line" + std::to_string(line); }
+std::string lineFile(unsigned int line) { return std::string(kLinesDirectory) + "/line" + std::to_string(line); }
 
 }  // namespace
 
@@ -34,7 +34,7 @@ int hostGpioWrite(unsigned int line, int level) {
   }
   return vexora::firmware::withoutExceptions(-1, [line, level] {
     std::error_code error;
-    std::filesystem::create_directories(kLinesFolder, error);
+    std::filesystem::create_directories(kLinesDirectory, error);
     std::ofstream file(lineFile(line));
     file << level << '\n' << std::flush;
     return file ? 0 : -1;

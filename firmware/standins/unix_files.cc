@@ -47,21 +47,21 @@ bool isInside(const fs::path &inner, const fs::path &outer) {
   return std::mismatch(outer.begin(), outer.end(), inner.begin(), inner.end()).first == outer.end();
 }
 
-struct FolderCloser {
-  void operator()(DIR *folder) const { closedir(folder); }
+struct DirectoryCloser {
+  void operator()(DIR *directory) const { closedir(directory); }
 };
 
 // Calls `action` with the name of each entry until the last one or an error.
 template <typename Action>
 void forEachEntry(const fs::path &path, std::error_code &error, Action action) {
-  const std::unique_ptr<DIR, FolderCloser> folder(opendir(path.c_str()));
-  if (!folder) {
+  const std::unique_ptr<DIR, DirectoryCloser> directory(opendir(path.c_str()));
+  if (!directory) {
     error.assign(errno, std::generic_category());
     return;
   }
   while (!error) {
     errno = 0;
-    const dirent *const entry = readdir(folder.get());
+    const dirent *const entry = readdir(directory.get());
     if (entry == nullptr) {
       error.assign(errno, std::generic_category());
       return;

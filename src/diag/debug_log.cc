@@ -98,7 +98,7 @@ void forEachEntry(int directory, Visit visit) {
 /// opened.
 std::optional<std::uint32_t> loadModules(ModuleTable &table) {
   const vexora::Descriptor directory(
-      vexora::retryInterrupted([] { return open(VEXORA_DEBUG_FOLDER "/", O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+      vexora::retryInterrupted([] { return open(VEXORA_DEBUG_DIRECTORY "/", O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
   if (!directory) {
     return std::nullopt;
   }
@@ -315,7 +315,7 @@ int GetDebugSourceIsEnable(const char *module) {
     return -1;
   }
   char path[64];
-  std::snprintf(path, sizeof path, "%sENABLE_%s", VEXORA_DEBUG_FOLDER "/", module);
+  std::snprintf(path, sizeof path, "%sENABLE_%s", VEXORA_DEBUG_DIRECTORY "/", module);
   return exists(path) ? 1 : 0;
 }
 

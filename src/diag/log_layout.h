@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <string_view>
 
-#define VEXORA_DEBUG_FOLDER "/conf/vexora_debug"
+#define VEXORA_DEBUG_DIRECTORY "/conf/vexora_debug"
 #define VEXORA_SWITCH_PREFIX "ENABLE_"
 
 namespace vexora::diag {
@@ -19,17 +19,17 @@ inline constexpr const char *kReloadMarker = "/var/vexora_debug_reload";
 
 inline constexpr unsigned kLevels = 4;
 constexpr const char *kLevelMarkers[kLevels] = {
-    VEXORA_DEBUG_FOLDER "/LEVEL_INFO",
-    VEXORA_DEBUG_FOLDER "/LEVEL_WARNING",
-    VEXORA_DEBUG_FOLDER "/LEVEL_ERROR",
-    VEXORA_DEBUG_FOLDER "/LEVEL_CRITICAL",
+    VEXORA_DEBUG_DIRECTORY "/LEVEL_INFO",
+    VEXORA_DEBUG_DIRECTORY "/LEVEL_WARNING",
+    VEXORA_DEBUG_DIRECTORY "/LEVEL_ERROR",
+    VEXORA_DEBUG_DIRECTORY "/LEVEL_CRITICAL",
 };
 
 enum Destination : int { kSerial, kLog, kBoth };
 constexpr const char *kDestinationMarkers[] = {
-    VEXORA_DEBUG_FOLDER "/PATH_SERIAL",
-    VEXORA_DEBUG_FOLDER "/PATH_LOG",
-    VEXORA_DEBUG_FOLDER "/PATH_BOTH",
+    VEXORA_DEBUG_DIRECTORY "/PATH_SERIAL",
+    VEXORA_DEBUG_DIRECTORY "/PATH_LOG",
+    VEXORA_DEBUG_DIRECTORY "/PATH_BOTH",
 };
 
 inline constexpr std::string_view kSwitchPrefix = VEXORA_SWITCH_PREFIX;

@@ -16,7 +16,7 @@
 namespace vexora::tool {
 namespace {
 
-constexpr std::string_view kFolders[] = {"/conf", "/etc", "/extlog", "/mnt", "/var"};
+constexpr std::string_view kDirectories[] = {"/conf", "/etc", "/extlog", "/mnt", "/var"};
 
 // The kernel's limit.
 constexpr int kLinks = 40;
@@ -25,20 +25,20 @@ constexpr int kLinks = 40;
 constexpr const char *kNowhere = "";
 
 // Never destroyed: libraries close files after the program's static objects are destroyed.
-std::string &rootFolder() {
-  static auto *const folder = new std::string;
-  return *folder;
+std::string &rootDirectory() {
+  static auto *const directory = new std::string;
+  return *directory;
 }
 
 thread_local int ownFiles = 0;
 
-bool liesIn(std::string_view path, std::string_view folder) {
-  return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
+bool liesIn(std::string_view path, std::string_view directory) {
+  return path.starts_with(directory) && (path.size() == directory.size() || path[directory.size()] == '/');
 }
 
 bool isBoardPath(std::string_view path) {
-  for (const std::string_view folder : kFolders) {
-    if (liesIn(path, folder)) {
+  for (const std::string_view directory : kDirectories) {
+    if (liesIn(path, directory)) {
       return true;
     }
   }
@@ -62,7 +62,7 @@ std::string takeName(std::string &rest) {
 
 /// Resolves links and ".." in a path whose "/" is the root. Missing names are kept.
 std::string resolve(std::string rest, Last last) {
-  const std::string &root = rootFolder();
+  const std::string &root = rootDirectory();
   std::string inside;
   for (int links = 0; links <= kLinks;) {
     const std::string name = takeName(rest);
@@ -95,19 +95,19 @@ std::string enterRoot(const std::string &root) {
     return {};
   }
   char *real = realpath(root.c_str(), nullptr);
-  const std::string folder = real != nullptr ? real : "";
+  const std::string directory = real != nullptr ? real : "";
   std::free(real);
-  if (folder.empty()) {
+  if (directory.empty()) {
     throw Failure(kInaccessible, "cannot enter " + printable(root));
   }
-  rootFolder() = folder == "/" ? "" : folder;
-  return rootFolder();
+  rootDirectory() = directory == "/" ? "" : directory;
+  return rootDirectory();
 }
 
-bool insideRoot() { return !rootFolder().empty(); }
+bool insideRoot() { return !rootDirectory().empty(); }
 
 Led::Led(const char *path, Last last) : path_(path) {
-  const std::string &root = rootFolder();
+  const std::string &root = rootDirectory();
   if (root.empty() || path == nullptr) {
     return;
   }

@@ -74,30 +74,33 @@ extern "C" {
 
 int __open_2(const char *path, int flags);
 int __open64_2(const char *path, int flags);
-int __openat_2(int folder, const char *path, int flags);
-int __openat64_2(int folder, const char *path, int flags);
+int __openat_2(int directory, const char *path, int flags);
+int __openat64_2(int directory, const char *path, int flags);
 int __xstat(int version, const char *path, struct stat *out) noexcept;
 int __xstat64(int version, const char *path, struct stat64 *out) noexcept;
 int __lxstat(int version, const char *path, struct stat *out) noexcept;
 int __lxstat64(int version, const char *path, struct stat64 *out) noexcept;
-int __fxstatat(int version, int folder, const char *path, struct stat *out, int flags) noexcept;
-int __fxstatat64(int version, int folder, const char *path, struct stat64 *out, int flags) noexcept;
+int __fxstatat(int version, int directory, const char *path, struct stat *out, int flags) noexcept;
+int __fxstatat64(int version, int directory, const char *path, struct stat64 *out, int flags) noexcept;
 int __stat64_time64(const char *path, void *out) noexcept;
 int __lstat64_time64(const char *path, void *out) noexcept;
-int __fstatat64_time64(int folder, const char *path, void *out, int flags) noexcept;
+int __fstatat64_time64(int directory, const char *path, void *out, int flags) noexcept;
 char *__realpath_chk(const char *path, char *out, std::size_t room) noexcept;
 ssize_t __readlink_chk(const char *path, char *out, std::size_t size, std::size_t room) noexcept;
 int safe_system(const char *command);
 
 LEAD_OPEN(open, (const char *path, int flags, ...), (Led(path, lastOf(flags)).get(), flags, mode))
 LEAD_OPEN(open64, (const char *path, int flags, ...), (Led(path, lastOf(flags)).get(), flags, mode))
-LEAD_OPEN(openat, (int folder, const char *path, int flags, ...), (folder, Led(path, lastOf(flags)).get(), flags, mode))
-LEAD_OPEN(openat64, (int folder, const char *path, int flags, ...),
-          (folder, Led(path, lastOf(flags)).get(), flags, mode))
+LEAD_OPEN(openat, (int directory, const char *path, int flags, ...),
+          (directory, Led(path, lastOf(flags)).get(), flags, mode))
+LEAD_OPEN(openat64, (int directory, const char *path, int flags, ...),
+          (directory, Led(path, lastOf(flags)).get(), flags, mode))
 LEAD(int, __open_2, (const char *path, int flags), (Led(path, lastOf(flags)).get(), flags), )
 LEAD(int, __open64_2, (const char *path, int flags), (Led(path, lastOf(flags)).get(), flags), )
-LEAD(int, __openat_2, (int folder, const char *path, int flags), (folder, Led(path, lastOf(flags)).get(), flags), )
-LEAD(int, __openat64_2, (int folder, const char *path, int flags), (folder, Led(path, lastOf(flags)).get(), flags), )
+LEAD(int, __openat_2, (int directory, const char *path, int flags),
+     (directory, Led(path, lastOf(flags)).get(), flags), )
+LEAD(int, __openat64_2, (int directory, const char *path, int flags),
+     (directory, Led(path, lastOf(flags)).get(), flags), )
 
 LEAD(std::FILE *, fopen, (const char *path, const char *mode), (Led(path).get(), mode), )
 LEAD(std::FILE *, fopen64, (const char *path, const char *mode), (Led(path).get(), mode), )
@@ -110,22 +113,22 @@ LEAD(int, __stat64_time64, (const char *path, void *out), (Led(path).get(), out)
 LEAD(int, lstat, (const char *path, struct stat *out), (ITSELF(path), out), noexcept)
 LEAD(int, lstat64, (const char *path, struct stat64 *out), (ITSELF(path), out), noexcept)
 LEAD(int, __lstat64_time64, (const char *path, void *out), (ITSELF(path), out), noexcept)
-LEAD(int, fstatat, (int folder, const char *path, struct stat *out, int flags),
-     (folder, Led(path, lastAt(flags)).get(), out, flags), noexcept)
-LEAD(int, fstatat64, (int folder, const char *path, struct stat64 *out, int flags),
-     (folder, Led(path, lastAt(flags)).get(), out, flags), noexcept)
-LEAD(int, __fstatat64_time64, (int folder, const char *path, void *out, int flags),
-     (folder, Led(path, lastAt(flags)).get(), out, flags), noexcept)
-LEAD(int, statx, (int folder, const char *path, int flags, unsigned mask, struct statx *out),
-     (folder, Led(path, lastAt(flags)).get(), flags, mask, out), noexcept)
+LEAD(int, fstatat, (int directory, const char *path, struct stat *out, int flags),
+     (directory, Led(path, lastAt(flags)).get(), out, flags), noexcept)
+LEAD(int, fstatat64, (int directory, const char *path, struct stat64 *out, int flags),
+     (directory, Led(path, lastAt(flags)).get(), out, flags), noexcept)
+LEAD(int, __fstatat64_time64, (int directory, const char *path, void *out, int flags),
+     (directory, Led(path, lastAt(flags)).get(), out, flags), noexcept)
+LEAD(int, statx, (int directory, const char *path, int flags, unsigned mask, struct statx *out),
+     (directory, Led(path, lastAt(flags)).get(), flags, mask, out), noexcept)
 LEAD(int, __xstat, (int version, const char *path, struct stat *out), (version, Led(path).get(), out), noexcept)
 LEAD(int, __xstat64, (int version, const char *path, struct stat64 *out), (version, Led(path).get(), out), noexcept)
 LEAD(int, __lxstat, (int version, const char *path, struct stat *out), (version, ITSELF(path), out), noexcept)
 LEAD(int, __lxstat64, (int version, const char *path, struct stat64 *out), (version, ITSELF(path), out), noexcept)
-LEAD(int, __fxstatat, (int version, int folder, const char *path, struct stat *out, int flags),
-     (version, folder, Led(path, lastAt(flags)).get(), out, flags), noexcept)
-LEAD(int, __fxstatat64, (int version, int folder, const char *path, struct stat64 *out, int flags),
-     (version, folder, Led(path, lastAt(flags)).get(), out, flags), noexcept)
+LEAD(int, __fxstatat, (int version, int directory, const char *path, struct stat *out, int flags),
+     (version, directory, Led(path, lastAt(flags)).get(), out, flags), noexcept)
+LEAD(int, __fxstatat64, (int version, int directory, const char *path, struct stat64 *out, int flags),
+     (version, directory, Led(path, lastAt(flags)).get(), out, flags), noexcept)
 LEAD(int, statvfs, (const char *path, struct statvfs *out), (Led(path).get(), out), noexcept)
 LEAD(int, statvfs64, (const char *path, struct statvfs64 *out), (Led(path).get(), out), noexcept)
 
@@ -133,7 +136,7 @@ LEAD(int, mkdir, (const char *path, mode_t mode), (ITSELF(path), mode), noexcept
 LEAD(int, mkfifo, (const char *path, mode_t mode), (ITSELF(path), mode), noexcept)
 LEAD(int, rename, (const char *from, const char *to), (ITSELF(from), ITSELF(to)), noexcept)
 LEAD(int, unlink, (const char *path), (ITSELF(path)), noexcept)
-LEAD(int, unlinkat, (int folder, const char *path, int flags), (folder, ITSELF(path), flags), noexcept)
+LEAD(int, unlinkat, (int directory, const char *path, int flags), (directory, ITSELF(path), flags), noexcept)
 LEAD(int, remove, (const char *path), (ITSELF(path)), noexcept)
 LEAD(int, chmod, (const char *path, mode_t mode), (Led(path).get(), mode), noexcept)
 LEAD(int, truncate, (const char *path, off_t size), (Led(path).get(), size), noexcept)

@@ -41,8 +41,8 @@ constexpr Choice kPaths{kPathWords, diag::kDestinationMarkers};
 std::vector<std::string> switchedOn(const Session &session) {
   std::vector<std::string> names;
   std::error_code error;
-  const fs::path folder = session.path(VEXORA_DEBUG_FOLDER "/");
-  for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
+  const fs::path directory = session.path(VEXORA_DEBUG_DIRECTORY "/");
+  for (fs::directory_iterator entry(directory, error); !error && entry != fs::directory_iterator();
        entry.increment(error)) {
     const std::string name = entry->path().filename();
     if (name.starts_with(kSwitchPrefix)) {
@@ -50,7 +50,7 @@ std::vector<std::string> switchedOn(const Session &session) {
     }
   }
   if (error && error != std::errc::no_such_file_or_directory) {
-    throw Failure(kInaccessible, "cannot read " + folder.string() + ": " + error.message());
+    throw Failure(kInaccessible, "cannot read " + directory.string() + ": " + error.message());
   }
   std::sort(names.begin(), names.end());
   return names;
@@ -147,7 +147,7 @@ std::string switchOf(const std::string &module) {
     throw Failure(kUsage, printable(module) + ": a module's name has 1 to " + std::to_string(diag::kModuleLength) +
                               " characters and no slash");
   }
-  return std::string(VEXORA_DEBUG_FOLDER "/" VEXORA_SWITCH_PREFIX) + module;
+  return std::string(VEXORA_DEBUG_DIRECTORY "/" VEXORA_SWITCH_PREFIX) + module;
 }
 
 void turn(Session &session, const std::vector<std::string> &modules, bool on) {

@@ -39,12 +39,12 @@ constexpr const char *kPage =
 struct Arguments {
   std::string dump;
   std::string page;
-  std::string debugFolder;
+  std::string debugDirectory;
 };
 
 /// Returns what is wrong with the archive, "" if nothing.
-std::string unpack(const std::string &archive, const std::string &folder) {
-  std::string said = report::runProgram({"sh", "-c", kUnpack, "sh", fs::canonical(archive), folder});
+std::string unpack(const std::string &archive, const std::string &directory) {
+  std::string said = report::runProgram({"sh", "-c", kUnpack, "sh", fs::canonical(archive), directory});
   said.erase(0, said.find_first_not_of('\n'));
   said.erase(std::min(said.find('\n'), said.size()));
   return said;
@@ -55,28 +55,28 @@ std::string section(const std::string &heading, const std::string &text) {
 }
 
 void show(Session &session, const Arguments &arguments) {
-  std::string folder = fs::temp_directory_path() / "vexora.XXXXXX";
-  if (mkdtemp(folder.data()) == nullptr) {
-    throw Failure(kInaccessible, "cannot make " + folder + ": " + std::strerror(errno));
+  std::string directory = fs::temp_directory_path() / "vexora.XXXXXX";
+  if (mkdtemp(directory.data()) == nullptr) {
+    throw Failure(kInaccessible, "cannot make " + directory + ": " + std::strerror(errno));
   }
-  const std::shared_ptr<void> removal(nullptr, [&folder](void *) {
+  const std::shared_ptr<void> removal(nullptr, [&directory](void *) {
     const OwnFiles own;
     const int reason = errno;  // main() reports it if a write to standard output has failed
     std::error_code ignored;
-    fs::remove_all(folder, ignored);
+    fs::remove_all(directory, ignored);
     errno = reason;
   });
   const std::string name = arguments.dump.empty() ? session.path("/") : arguments.dump;
   std::vector<Finding> findings;
   if (!arguments.dump.empty()) {
-    if (const std::string damage = unpack(arguments.dump, folder); !damage.empty()) {
+    if (const std::string damage = unpack(arguments.dump, directory); !damage.empty()) {
       findings.push_back({name, damage, "dump"});
     }
-    session.root = enterRoot(folder);
+    session.root = enterRoot(directory);
     session.name = name;
   }
-  const std::string picture = arguments.page.empty() ? "" : folder + "/.history.svg";
-  const std::vector<report::Part> parts = report::examine(session, arguments.debugFolder, picture);
+  const std::string picture = arguments.page.empty() ? "" : directory + "/.history.svg";
+  const std::vector<report::Part> parts = report::examine(session, arguments.debugDirectory, picture);
   std::string details;
   for (const report::Part &part : parts) {
     findings.insert(findings.end(), part.findings.begin(), part.findings.end());
@@ -107,7 +107,8 @@ void addReport(Command app, Session &session) {
   auto arguments = std::make_shared<Arguments>();
   command.option("DUMP", arguments->dump, "Archive").typeName("");
   command.option("--html", arguments->page, "Write one page to attach to a case, with charts").typeName("FILE");
-  command.option("--debug-dir", arguments->debugFolder, "Folder of unpacked packages: see 'crash'").typeName("DIR");
+  command.option("--debug-dir", arguments->debugDirectory, "Directory of unpacked packages: see 'crash'")
+      .typeName("DIR");
   command.run([&session, arguments] {
     if (!arguments->dump.empty() && !session.root.empty()) {
       throw Failure(kUsage, "report takes DUMP or --root, not both");

@@ -97,10 +97,10 @@ std::vector<Crash> parse(std::istringstream text) {
 }
 
 /// Returns the path of a board's file in the first directory that has it, "" if none has.
-std::string fileIn(const std::vector<std::string> &folders, const std::string &path) {
+std::string fileIn(const std::vector<std::string> &directories, const std::string &path) {
   const OwnFiles own;
-  for (const std::string &folder : folders) {
-    if (std::string file = ownPath(folder + path); path.starts_with('/') && access(file.c_str(), R_OK) == 0) {
+  for (const std::string &directory : directories) {
+    if (std::string file = ownPath(directory + path); path.starts_with('/') && access(file.c_str(), R_OK) == 0) {
       return file;
     }
   }
@@ -108,7 +108,7 @@ std::string fileIn(const std::vector<std::string> &folders, const std::string &p
 }
 
 /// Returns a frame's functions and lines, inlined ones first. Adds missing debug files to `missing`.
-std::vector<std::string> callsOf(const Frame &frame, bool isFault, const std::vector<std::string> &folders,
+std::vector<std::string> callsOf(const Frame &frame, bool isFault, const std::vector<std::string> &directories,
                                  std::map<std::string, std::string> &missing) {
   static const std::regex form(R"((\w+\+|\+?)(0x[0-9a-f]{1,15}))");
   static const std::regex label("Build ID: ([0-9a-f]{2})([0-9a-f]{2,62})");
@@ -117,7 +117,7 @@ std::vector<std::string> callsOf(const Frame &frame, bool isFault, const std::ve
   if (frame.module.empty() || !std::regex_match(frame.place, place, form)) {
     return {};
   }
-  const std::string file = fileIn(folders, frame.module);
+  const std::string file = fileIn(directories, frame.module);
   if (file.empty()) {
     missing[frame.module] = "the file is missing: unpack its package into --debug-dir";
     return {};
@@ -125,7 +125,7 @@ std::vector<std::string> callsOf(const Frame &frame, bool isFault, const std::ve
   const std::string notes = report::runProgram({"readelf", "-n", file});
   std::smatch id;
   std::regex_search(notes, id, label);
-  const std::string debugFile = fileIn(folders, "/lib/debug/.build-id/" + id.str(1) + "/" + id.str(2) + ".debug");
+  const std::string debugFile = fileIn(directories, "/lib/debug/.build-id/" + id.str(1) + "/" + id.str(2) + ".debug");
   // All frames but the fault have return addresses: the call is just before.
   const std::uint64_t address = std::stoull(place[2], nullptr, 16) - (isFault ? 0 : 1);
   const std::string query = (place.length(1) > 1 ? place.str(1) : "") + format("0x%" PRIx64, address);
@@ -144,11 +144,11 @@ std::vector<std::string> callsOf(const Frame &frame, bool isFault, const std::ve
   return calls;
 }
 
-void show(Session &session, const std::string &file, const std::string &debugFolder) {
-  std::vector<std::string> folders;
-  for (const std::string &folder : {debugFolder, session.root}) {
-    if (!folder.empty() || debugFolder == session.root) {  // without both: this machine's own files
-      folders.insert(folders.end(), {folder, folder + "/usr"});
+void show(Session &session, const std::string &file, const std::string &debugDirectory) {
+  std::vector<std::string> directories;
+  for (const std::string &directory : {debugDirectory, session.root}) {
+    if (!directory.empty() || debugDirectory == session.root) {  // without both: this machine's own files
+      directories.insert(directories.end(), {directory, directory + "/usr"});
     }
   }
   std::map<std::string, std::string> missing;
@@ -160,7 +160,7 @@ void show(Session &session, const std::string &file, const std::string &debugFol
     for (std::size_t i = 0; i < crash.frames.size(); ++i) {
       const Frame &frame = crash.frames[i];
       const bool isFault = i == crash.fault();
-      const std::vector<std::string> calls = callsOf(frame, isFault, folders, missing);
+      const std::vector<std::string> calls = callsOf(frame, isFault, directories, missing);
       frames.append(object({{"module", frame.module}, {"place", frame.place}, {"calls", list(calls)}}));
       std::string text = (isFault ? "> " : "  ") + printable(frame.module + "(" + frame.place + ")") + "\n";
       for (const std::string &call : calls) {
@@ -190,10 +190,10 @@ void addCrash(Command app, Session &session) {
       "above it are the report's own. What is missing is named.";
   Command command = app.add("crash", kAbout, "vexora crash /extlog/syslog/WDT.log");
   auto file = std::make_shared<std::string>("-");
-  auto folder = std::make_shared<std::string>();
+  auto directory = std::make_shared<std::string>();
   command.option("REPORT", *file, "File with the report; standard input when left out").typeName("");
-  command.option("--debug-dir", *folder, "Folder of unpacked packages").typeName("DIR");
-  command.run([&session, file, folder] { show(session, *file, *folder); });
+  command.option("--debug-dir", *directory, "Directory of unpacked packages").typeName("DIR");
+  command.run([&session, file, directory] { show(session, *file, *directory); });
 }
 
 }  // namespace vexora::tool

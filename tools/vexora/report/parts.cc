@@ -38,7 +38,7 @@ struct Questions {
   std::vector<Words> commands;
 };
 const Questions kQuestions[] = {
-    {VEXORA_DEBUG_FOLDER, {{"log"}}},
+    {VEXORA_DEBUG_DIRECTORY, {{"log"}}},
     {diag::kWatchdogLog, {{"log", "tail", "--lines", "50"}}},
     {vexora::history::kDataFile,
      {{"history", "verify"}, {"history", "stats", "--salvage"}, {"history", "plot", "--salvage"}}},
@@ -95,10 +95,10 @@ void ask(Session &session, Words words, Part &part) {
 }
 
 /// Returns the board's paths of the regular files below one of its directories. Links are not followed.
-std::vector<std::string> filesBelow(const Session &session, const char *folder) {
+std::vector<std::string> filesBelow(const Session &session, const char *directory) {
   std::error_code error;
   std::vector<std::string> files;
-  for (auto entry = fs::recursive_directory_iterator(session.path(folder), kPassOver, error);
+  for (auto entry = fs::recursive_directory_iterator(session.path(directory), kPassOver, error);
        !error && entry != fs::recursive_directory_iterator() && files.size() < kMaxFiles; entry.increment(error)) {
     if (std::error_code unknown; entry->symlink_status(unknown).type() == fs::file_type::regular) {
       files.push_back(entry->path().string().substr(session.root.size()));
@@ -109,7 +109,7 @@ std::vector<std::string> filesBelow(const Session &session, const char *folder) 
 }
 
 /// Adds a part for a file with any name that has crash reports, as a console's log, or is an inventory image.
-void addFound(Session &session, const std::string &debugFolder, const std::string &path, std::vector<Part> &parts) {
+void addFound(Session &session, const std::string &debugDirectory, const std::string &path, std::vector<Part> &parts) {
   const std::string file = session.path(path);
   std::error_code error;
   if (fs::file_size(file, error) > kMaxLog || error) {
@@ -123,7 +123,7 @@ void addFound(Session &session, const std::string &debugFolder, const std::strin
                                  vexora_checksum_calc(bytes, vexora::fru::kHeaderSize) == 0)) {
     ask(session, {"fru", "show", file}, part);
   } else if (content.find(" received SIG") != std::string::npos || content.find(".so.1(+0x") != std::string::npos) {
-    ask(session, {"crash", "--debug-dir", debugFolder, file}, part);
+    ask(session, {"crash", "--debug-dir", debugDirectory, file}, part);
   }
   if (!part.text.empty()) {
     parts.push_back(std::move(part));
@@ -152,7 +152,7 @@ Part cardOf(const Session &session) {
 
 }  // namespace
 
-std::vector<Part> examine(Session &session, const std::string &debugFolder, const std::string &picture) {
+std::vector<Part> examine(Session &session, const std::string &debugDirectory, const std::string &picture) {
   std::vector<Part> parts;
   std::error_code error;
   for (const auto &[path, commands] : kQuestions) {
@@ -169,9 +169,9 @@ std::vector<Part> examine(Session &session, const std::string &debugFolder, cons
     }
     parts.push_back(std::move(part));
   }
-  for (const char *folder : {"/conf", "/etc", "/extlog", "/mnt", "/var"}) {
-    for (const std::string &path : filesBelow(session, folder)) {
-      addFound(session, debugFolder, path, parts);
+  for (const char *directory : {"/conf", "/etc", "/extlog", "/mnt", "/var"}) {
+    for (const std::string &path : filesBelow(session, directory)) {
+      addFound(session, debugDirectory, path, parts);
     }
   }
   parts.push_back(cardOf(session));

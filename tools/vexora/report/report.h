@@ -20,7 +20,7 @@ struct Part {
 };
 
 /// Examines all files of the board. Draws the history into the file `picture` unless it is "".
-std::vector<Part> examine(Session &session, const std::string &debugFolder, const std::string &picture);
+std::vector<Part> examine(Session &session, const std::string &debugDirectory, const std::string &picture);
 
 /// Runs a program of this machine, without a shell, and returns its output.
 std::string runProgram(std::vector<std::string> words);
