@@ -88,9 +88,9 @@ class Checker {
       return;
     } else if (text.starts_with('[')) {
       report("ignored: no section's header" +
-             std::string(piece[0] == '[' ? ", its name is empty" : ", as blanks stand in front of it"));
+             std::string(piece[0] == '[' ? ", its name is empty" : ", after blanks"));
     } else if (section_ == 0) {
-      report("ignored: " + inQuotes(text) + " stands before the first section");
+      report("ignored: " + inQuotes(text) + " is before the first section");
     } else if (section_ <= VEXORA_EVENT_SUBSCRIPTIONS) {
       takeSetting(piece);
     }
@@ -172,7 +172,7 @@ class Checker {
     if (const std::string_view text = trimmed(bare); text == "\"\"" || text == "''") {
       report("reads as two quotes, not as the empty string");
     } else if (text.size() > 1 && bare[0] != text[0] && (text[0] == '"' || text[0] == '\'')) {
-      report("the quotes belong to the value, as blanks stand in front of them");
+      report("the quotes belong to the value, as they follow blanks");
     }
     return bare;
   }

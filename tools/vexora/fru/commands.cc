@@ -51,7 +51,7 @@ constexpr const char *kDiff =
     "exit status 1.";
 
 constexpr const char *kBuild =
-    "Makes a FRU image from a JSON description, such as `vexora fru show --json` gives. Areas stand in the order of "
+    "Makes a FRU image from a JSON description, such as `vexora fru show --json` gives. Areas are in the order of "
     "their places. What is left out is chosen: an offset after the area before, the shortest length, English, 8-bit "
     "text, empty fields. A field is a text, or an object with its type, encoding, text or bytes; see the example. "
     "Bcd-plus texts of an odd length, and six-bit texts of 3, 7, 11 ... characters, read back with a blank at the end.";

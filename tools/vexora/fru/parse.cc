@@ -185,7 +185,7 @@ class Parser {
       }
       if (typeLength == kEndOfFields) {
         if (area.fields.size() < shapeOf(area.kind).fields.size()) {
-          fault("field-end", name, at, "the end marker stands in its place");
+          fault("field-end", name, at, "the end marker is in its place");
         }
         break;
       }

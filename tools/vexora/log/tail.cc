@@ -51,7 +51,7 @@ void addTail(Command log, Session &session) {
                             "/extlog/syslog/WDT.log' follows it over its beginning anew.",
                             "vexora log tail --lines 20");
   auto lines = std::make_shared<unsigned>(10);
-  command.option("-n,--lines", *lines, "Lines, 10 unless told").typeName("N");
+  command.option("-n,--lines", *lines, "Lines, 10 by default").typeName("N");
   command.run([&session, lines] { tail(session, *lines); });
 }
 

@@ -57,7 +57,7 @@ void checkBy(Session &session, const Kind &kind, const std::string &value) {
     if (good) {
       const std::size_t length = std::max<std::size_t>(utf8Length(std::string_view(value).substr(*good)), 1);
       verdict += "  wrong from character " + std::to_string(*good + 1) + " on: \"" +
-                 printable(value.substr(*good, length)) + "\"; what stands before it alone would be accepted\n";
+                 printable(value.substr(*good, length)) + "\"; the part before it would be accepted\n";
       session.answer(object({{"acceptedLength", *good}}));
     }
   }
