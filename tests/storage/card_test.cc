@@ -262,9 +262,9 @@ TEST_F(Card, WithoutAMountIsMountedInThreeAttempts) {
   answer("df", R"(printf '/dev/mmcblk0p1\n 1 2 3 4%% /m\n/dev/mmcblk0p12 1 2 3 4%% /m\n/dev/mmcblk0p1 1 2 3\n\n'
 exec >&-; for n in 1 2 3; do /bin/true; done; echo df ended >>/var/commands)");
   EXPECT_EQ(look(), (Look{{}, "df -k\ndf ended\n" + kRemount3.substr(6), "~", -7}));
-  // The rest of a line that is too long is not a line of its own.
-  answer("df", "printf '%0255d/dev/mmcblk0p1 1 2 3 4%% /no\\n/dev/mmcblk0p1 1 2 5 4%% /%040d\\n' 0 0");
-  EXPECT_EQ(look(), (Look{{}, "df -k\n", "/" + std::string(30, '0'), 5}));
+  // The rest of a line that is too long is not a line of its own; fields end after 31 characters.
+  answer("df", "printf '%0255d/dev/mmcblk0p1 1 2 3 4%% /no\\n/dev/mmcblk0p1 1 2 %029d578 4%% /%040d\\n' 0 0 0");
+  EXPECT_EQ(look(), (Look{{}, "df -k\n", "/" + std::string(30, '0'), 57}));
   EXPECT_EQ(outcome(CheckTFCardMountStatus, nullptr, nullptr), Outcome{});
   EXPECT_EQ(commands(), "df -k\n");
   popenFails = true;
@@ -291,8 +291,8 @@ TEST_F(Card, MountOfARealFileSystemIsFound) {
     answer("df", "exec /bin/df \"$@\"");
     EXPECT_EQ(look(), (Look{{}, "df -k\n", "/mnt", 8192}));
     const SignalStorm storm;
-    answer("df", "for n in $(seq 41); do /bin/echo tmpfs; done; echo /dev/mmcblk0 1 2 -5 4% /a b");
-    EXPECT_EQ(look(), (Look{{}, "df -k\n", "/a b", -5}));
+    answer("df", "for n in $(seq 41); do /bin/echo tmpfs; done; echo /dev/mmcblk0 1 2 -98765432109876543210 4% /a b");
+    EXPECT_EQ(look(), (Look{{}, "df -k\n", "/a b", LONG_MIN}));
   });
 }
 
