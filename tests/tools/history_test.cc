@@ -38,19 +38,10 @@ Image twoDays() {
   return image;
 }
 
-Image fullRing() {
-  Image image;
-  for (unsigned hour = 0; hour < kSlots + 5; ++hour) {
-    image.push(recordOf(kNoon + static_cast<std::time_t>(hour) * kHour, 300, 24));
-  }
-  return image;
-}
-
 class HistoryTool : public RootTest {
  protected:
   void SetUp() override {
     RootTest::SetUp();
-    makeFolder("/extlog/syslog");
     write(kDataFile, twoDays().bytes());
   }
 };
@@ -58,61 +49,47 @@ class HistoryTool : public RootTest {
 TEST_F(HistoryTool, ListsAndSumsUpARange) {
   const Answer table = history("show --from '2024-02-29 20:00' --to 2024-03-01T05:00:00Z --utc");
   EXPECT_EQ(table.status, 0) << table.text;
-  EXPECT_EQ(count(table.text, "\n2024-02-29 20:00:00      308     278     338       24      22      26"), 1U);
-  EXPECT_EQ(count(table.text, "\n2024-02-29 21:00:00.*\n   5 hours without a record\n2024-03-01 03:00:00"), 1U);
-  EXPECT_EQ(count(table.text, "\n4 records\n"), 1U) << table.text;
+  EXPECT_EQ(count(table.text,
+                  "\n2024-02-29 20:00:00      308     278     338       24      22      26\n.* 21:00:00 .*\n"
+                  "   5 hours without a record\n2024-03-01 03:00:00 .*\n.* 04:00:00 .*\n4 records\n"),
+            1U)
+      << table.text;
 
-  const Answer sums = history("stats");
-  EXPECT_EQ(count(sums.text, "records  43, 2024-02-29 12:00 to 2024-03-02 11:00, the board's hour\n"), 1U) << sums.text;
-  EXPECT_EQ(count(sums.text, "gaps     1, together 5 hours"), 1U);
   // (0 to 47 without 10 to 14) / 43 = 24.8
-  EXPECT_EQ(count(sums.text, "0x7000 +324.8  270 +2024-02-29 12:00      377 +2024-03-02 11:00"), 1U) << sums.text;
-
+  EXPECT_EQ(history("stats").text,
+            "records  43, 2024-02-29 12:00 to 2024-03-02 11:00, the board's hour\n"
+            "gaps     1, together 5 hours without a record\n\n"
+            "sensor     average  minimum                       maximum\n"
+            "0x7000       324.8  270     2024-02-29 12:00      377     2024-03-02 11:00\n"
+            "0x3009        24.5  22      2024-02-29 12:00      27      2024-02-29 13:00\n");
   EXPECT_EQ(history("show --csv --utc --from 0h").text,
             "time,date,0x7000 average,0x7000 minimum,0x7000 maximum,0x3009 average,0x3009 minimum,0x3009 maximum\n"
             "1709377200,2024-03-02T11:00:00Z,347,317,377,25,23,27\n");
-  const Answer json = history("show --json --from @1709377200");
-  EXPECT_EQ(count(json.text, "\"time\": ?1709377200"), 1U) << json.text;
-  EXPECT_EQ(count(json.text, "\"0x7000\": ?\\{\\s*\"average\": ?347,\\s*\"minimum\": ?317,\\s*\"maximum\": ?377"), 1U);
-
   EXPECT_EQ(history("show --from 2024-02-30").status, 2);
   EXPECT_EQ(history("show --from 2024-03-02 --to 2024-03-01").status, 2);
-  EXPECT_EQ(history("show /tmp/nowhere").status, 3);
-}
-
-TEST_F(HistoryTool, LooksIntoAnExtractedFileSystem) {
-  write("/tmp/board/extlog/syslog/history_data.dat", Image().push(recordOf(kNoon, 65531, 24)).bytes());
-  const Answer table = history("--root /tmp/board show --signed");
-  EXPECT_EQ(count(table.text, "2024-02-29 12:00          -5 +-35      25"), 1U) << table.text;
-  EXPECT_EQ(count(table.text, "\n1 record\n"), 1U);
 }
 
 TEST_F(HistoryTool, ReportsDamageWithItsPlaceAndTouchesNothing) {
-  struct Damage {
-    const char *what;
-    std::function<void(Image &)> make;
-    const char *reported;
-  };
-  const Damage damages[] = {
-      {"head", [](Image &image) { image.head = 9000; }, "header: offset 0: head is 9000, can be at most 8759"},
-      {"tail", [](Image &image) { image.tail = 8; }, "ring: offset 4: tail is 8; .*newest is in slot 42"},
-      {"two times", [](Image &image) { image.slots[3].time += 1; }, "record: record 3, slot 3, offset 104.*two times"},
-      {"no date", [](Image &image) { image.slots[4].month = 13; }, "record: record 4, .*no such date: 2024-13-29"},
-      {"another day", [](Image &image) { image.slots[4].day = 3; }, "record: record 4, .*in no time zone"},
-      {"never written", [](Image &image) { image.slots[5] = {}; }, "record: record 5, .*an empty slot"},
-      {"figures", [](Image &image) { image.slots[6].sensor_3009.minimum = 99; }, "record: record 6, .*0x3009 out of"},
-      {"swapped", [](Image &image) { std::swap(image.slots[7], image.slots[8]); }, "order: record 8, .*back by 1 hour"},
-      {"set ahead", [](Image &image) { image.push(recordOf(1'800'000'000, 300, 24)); }, "clock: record 43, .*ward by"},
-      {"other zone", [](Image &image) { image.slots[42].hour = 3; }, "clock: record 42, .*moved 8 hours back"},
-      {"gap only", [](Image &) {}, "gap: record 10, slot 10, offset 300, .*: 5 hours without a record"}};
-  for (const Damage &damage : damages) {
-    SCOPED_TRACE(damage.what);
+  const std::pair<std::function<void(Image &)>, std::string> damages[] = {
+      {[](Image &image) { image.head = 9000; }, "header: offset 0: head is 9000, can be at most 8759"},
+      {[](Image &image) { image.tail = 8; }, "ring: offset 4: tail is 8; .*newest is in slot 42"},
+      {[](Image &image) { image.slots[3].time += 1; }, "record: record 3, slot 3, offset 104.*two times"},
+      {[](Image &image) { image.slots[4].month = 13; }, "record: record 4, .*no such date: 2024-13-29"},
+      {[](Image &image) { image.slots[4].day = 3; }, "record: record 4, .*in no time zone"},
+      {[](Image &image) { image.slots[5] = {}; }, "record: record 5, .*an empty slot"},
+      {[](Image &image) { image.slots[6].sensor_3009.minimum = 99; }, "record: record 6, .*0x3009 out of"},
+      {[](Image &image) { std::swap(image.slots[7], image.slots[8]); }, "order: record 8, .*back by 1 hour"},
+      {[](Image &image) { image.push(recordOf(1'800'000'000, 300, 24)); }, "clock: record 43, .*ward by"},
+      {[](Image &image) { image.slots[42].hour = 3; }, "clock: record 42, .*moved 8 hours back"},
+      {[](Image &) {}, "gap: record 10, slot 10, offset 300, .*: 5 hours without a record"}};
+  for (const auto &[damage, reported] : damages) {
+    SCOPED_TRACE(reported);
     Image image = twoDays();
-    damage.make(image);
+    damage(image);
     write(kDataFile, image.bytes());
     const Answer answer = history("verify --utc");
     EXPECT_EQ(answer.status, 1);
-    EXPECT_EQ(count("\n" + answer.text, std::string("\n") + damage.reported), 1U) << answer.text;
+    EXPECT_EQ(count("\n" + answer.text, "\n" + reported), 1U) << answer.text;
     EXPECT_EQ(read(kDataFile), image.bytes());
   }
   write(kDataFile, twoDays().bytes().substr(0, 1000));
@@ -154,15 +131,16 @@ TEST_F(HistoryTool, ListsSumsAndDrawsWithoutDamageAndWithEveryBreak) {
 }
 
 TEST_F(HistoryTool, ShowsTheBoardsHourOrUtcOrThisMachines) {
-  Record record = recordOf(kNoon + 5, 300, 24);
+  Record record = recordOf(kNoon + 5, 65531, 24);
   record.hour = 17;
-  write(kDataFile, Image().push(record).bytes());
+  write("/tmp/board" + kDataFile, Image().push(record).bytes());
   for (const auto &[option, text, json] :
-       {std::tuple("", "the board's hour .*\n2024-02-29 17:00 ", R"("board": ?"2024-02-29T17:00")"),
-        std::tuple("--from '2024-02-29 17:00'", "\n1 record\n", R"("board")"),
-        std::tuple("--utc", "UTC .*\n2024-02-29 12:00:05 ", R"("utc": ?"2024-02-29T12:00:05Z")"),
+       {std::tuple("--signed", "the board's hour .*\n2024-02-29 17:00 +-5 +-35 +25 ",
+                   R"("0x7000": ?\{\s*"average": ?-5,\s*"minimum": ?-35,\s*"maximum": ?25\s)"),
+        std::tuple("--from '2024-02-29 17:00'", "\n1 record\n", R"("board": ?"2024-02-29T17:00")"),
+        std::tuple("--utc", "UTC .*\n2024-02-29 12:00:05 ", R"("time": ?1709208005,\s*"utc": ?"2024-02-29T12:00:05Z")"),
         std::tuple("--local", "machine's time .*\n2024-02-29 09:00:05", R"("local": ?"2024-02-29T09:00:05-03:00)")}) {
-    const std::string command = "TZ=XXX3 " VEXORA_TOOL " history show " + std::string(option);
+    const std::string command = "TZ=XXX3 " VEXORA_TOOL " --root /tmp/board history show " + std::string(option);
     EXPECT_EQ(count(shell(command).text, text), 1U) << shell(command).text;
     EXPECT_EQ(count(shell(command + " --json").text, json), 1U);
   }
@@ -171,25 +149,26 @@ TEST_F(HistoryTool, ShowsTheBoardsHourOrUtcOrThisMachines) {
 TEST_F(HistoryTool, SalvagesAndRepairsWhatIsLeft) {
   Image head = twoDays();
   head.head = 9000;
-  Image full = fullRing();
+  Image full;
+  for (unsigned hour = 0; hour < kSlots + 5; ++hour) {
+    full.push(recordOf(kNoon + static_cast<std::time_t>(hour) * kHour, 300, 24));
+  }
   full.capacity = 1;
   Image worn = twoDays();
   worn.slots[20].time = 1;
-  for (const auto &[bytes, records] :
-       {std::pair(twoDays().bytes().substr(0, 1000), "35"), std::pair(head.bytes(), "43"),
-        std::pair(full.bytes(), "8760"), std::pair(worn.bytes(), "42")}) {
+  for (const auto &[bytes, records, verdict] :
+       {std::tuple(twoDays().bytes().substr(0, 1000), "35", "1 finding"), std::tuple(head.bytes(), "43", "1 finding"),
+        std::tuple(full.bytes(), "8760", "nothing wrong"), std::tuple(worn.bytes(), "42", "2 findings")}) {
     SCOPED_TRACE(records);
     write("/tmp/cut.dat", bytes);
     EXPECT_EQ(count(history("stats --salvage /tmp/cut.dat").text, "records +" + std::string(records) + ",.*\ngaps"),
               1U);
     EXPECT_EQ(history("repair /tmp/cut.dat -o /tmp/new.dat").status, 0);
     const Answer answer = history("verify /tmp/new.dat " + kDataFile);
-    EXPECT_EQ(count(answer.text, "/tmp/new.dat: " + std::string(records) + " records"), 1U) << answer.text;
-    EXPECT_EQ(count(answer.text, "(record|order|header|size|ring|clock): "), 0U) << answer.text;
+    EXPECT_EQ(count(answer.text, "/tmp/new.dat: " + std::string(records) + " records, " + verdict + "\n"), 1U)
+        << answer.text;
     EXPECT_EQ(count(answer.text, kDataFile + ": 43 records, 1 finding"), 1U);
   }
-  write(kDataFile, fullRing().bytes());
-  EXPECT_EQ(history("verify").text, kDataFile + ": 8760 records, nothing wrong\n");
 }
 
 #if VEXORA_TOOLS_PLOT
@@ -222,7 +201,7 @@ TEST_F(HistoryTool, ChartsInText) {
   EXPECT_EQ(count(chart.text, "03-01 00:00 "), 2U);
   EXPECT_EQ(count(history("plot --sensor 0x7000").text, " \\+[-+]{70}\n"), 1U);
   // Two histories, not on a terminal: no colours, and the width of COLUMNS.
-  write("/tmp/other.dat", fullRing().bytes());
+  write("/tmp/other.dat", twoDays().bytes());
   const Answer both =
       shell("LC_ALL=C COLUMNS=50 " VEXORA_TOOL " history plot --to 2024-03-01 /tmp/other.dat " + kDataFile);
   EXPECT_EQ(count(both.text, " \\+[-+]{40}\n"), 2U) << both.text;
