@@ -259,12 +259,12 @@ TEST_F(Card, DocumentsFillTheRoomThereIs) {
 }
 
 TEST_F(Card, WithoutAMountIsMountedInThreeAttempts) {
-  answer("df", R"(printf '/dev/mmcblk0p1\n 1 2 3 4%% /m\n/dev/mmcblk0p12 1 2 3 4%% /m\n/dev/mmcblk0p1 1 2 3\n\n'
-exec >&-; for n in 1 2 3; do /bin/true; done; echo df ended >>/var/commands)");
+  answer("df", R"(printf '/dev/mmcblk0p1\n /dev/mmcblk0p1 1 2 3 4%% /m\n/dev/mmcblk0p12 1 2 3 4%% /m
+/dev/mmcblk0p1 1 2 3\n\n'; exec >&-; for n in 1 2 3; do /bin/true; done; echo df ended >>/var/commands)");
   EXPECT_EQ(look(), (Look{{}, "df -k\ndf ended\n" + kRemount3.substr(6), "~", -7}));
-  // The rest of a line that is too long is not a line of its own; fields end after 31 characters.
-  answer("df", "printf '%0255d/dev/mmcblk0p1 1 2 3 4%% /no\\n/dev/mmcblk0p1 1 2 %029d578 4%% /%040d\\n' 0 0 0");
-  EXPECT_EQ(look(), (Look{{}, "df -k\n", "/" + std::string(30, '0'), 57}));
+  // A line ends after 255 characters, and its rest is not a line of its own; a number ends after 31 digits.
+  answer("df", "printf '%0255d/dev/mmcblk0p1 1 2 3 4%% /no\\n/dev/mmcblk0p1 %0197d 2 %029d578 4%% /abcd' 0 0 0");
+  EXPECT_EQ(look(), (Look{{}, "df -k\n", "/abc", 57}));
   EXPECT_EQ(outcome(CheckTFCardMountStatus, nullptr, nullptr), Outcome{});
   EXPECT_EQ(commands(), "df -k\n");
   popenFails = true;
@@ -291,8 +291,9 @@ TEST_F(Card, MountOfARealFileSystemIsFound) {
     answer("df", "exec /bin/df \"$@\"");
     EXPECT_EQ(look(), (Look{{}, "df -k\n", "/mnt", 8192}));
     const SignalStorm storm;
-    answer("df", "for n in $(seq 41); do /bin/echo tmpfs; done; echo /dev/mmcblk0 1 2 -98765432109876543210 4% /a b");
-    EXPECT_EQ(look(), (Look{{}, "df -k\n", "/a b", LONG_MIN}));
+    answer("df",
+           "for n in $(seq 41); do /bin/echo a; done; printf '/dev/mmcblk0 1 2 -9999999999999999999 4%% /a b%040d' 0");
+    EXPECT_EQ(look(), (Look{{}, "df -k\n", "/a b" + std::string(27, '0'), LONG_MIN}));
   });
 }
 
