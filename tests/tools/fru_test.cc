@@ -142,7 +142,7 @@ TEST(Fru, EachKindOfFaultIsNamed) {
                           {"field-end: product.part-number at 91", 91, 0xFF, 80, 119},
                           {"field-encoding: board.serial-number at 49", 50, 0xDD, 32, 79},
                           {"field-encoding: product.manufacturer at 83", 87, 0x41, 80, 119},
-                          {"record-bounds: multi-record.1 at 130", 0, 1, 0, 7, 140},
+                          {"record-bounds: multi-record.1 at 130", 130, 0x60, 128, 132},
                           {"record-checksum: multi-record.1 at 131: data", 134, 1},
                           {"record-checksum: multi-record.2 at 150: header", 146, 4},
                           {"record-version: multi-record.1 at 129", 129, 1, 128, 132},
