@@ -74,8 +74,6 @@ inline const PlatformMessage kGivenUp = report(132, "AddHistoryData fail, will d
     vexora::test::inFreshProcess([]() noexcept {       \
       vexora::test::Board board;                       \
       suite##name(board);                              \
-      vexora_ringlist_free(HistoryDataRing);           \
-      HistoryDataRing = nullptr;                       \
     });                                                \
   }                                                    \
   static void suite##name([[maybe_unused]] vexora::test::Board &board)

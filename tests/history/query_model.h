@@ -33,12 +33,11 @@ struct Image {
   std::uint32_t count = 0;
   std::array<Record, kSlots> slots = {};
 
-  Image &push(const Record &record) {
+  void push(const Record &record) {
     tail = (tail + 1) % kSlots;
     slots[tail] = record;
     count += count < kSlots ? 1 : 0;
     head = count < kSlots ? 0 : (tail + 1) % kSlots;
-    return *this;
   }
   [[nodiscard]] std::string bytes() const { return {reinterpret_cast<const char *>(this), kImageSize}; }
 };
@@ -90,7 +89,7 @@ inline std::ostream &operator<<(std::ostream &stream, const QueryAnswer &answer)
 }
 
 // The rules for positions one by one, in numbers too wide to wrap.
-inline QueryAnswer reference(const Image &file, const Query &query, std::uint32_t countBefore = 7) {
+inline QueryAnswer reference(const Image &file, const Query &query) {
   const auto [type, start, end] = query;
   const std::int64_t n = file.count;
   const auto recordAge = [&](std::int64_t age) -> const Record & {
@@ -116,7 +115,7 @@ inline QueryAnswer reference(const Image &file, const Query &query, std::uint32_
       ++i;
     }
   }
-  QueryAnswer answer{0, countBefore};
+  QueryAnswer answer{.result = 0};
   for (; i < n && timeOf(i) < end; ++i) {
     const std::string_view bytes(reinterpret_cast<const char *>(&recordAge(i)), sizeof(Record));
     answer.entries += type == 4 ? bytes.substr(0, 12) : bytes.substr(type == 0 ? 6 : 0, 6);

@@ -12,6 +12,9 @@
 
 #include <cstddef>
 
+extern "C" ssize_t __read_chk(int fd, void *data, std::size_t size, std::size_t room);
+extern "C" std::size_t __fread_chk(void *data, std::size_t room, std::size_t size, std::size_t count, std::FILE *file);
+
 namespace vexora::test {
 namespace {
 
@@ -54,19 +57,10 @@ bool FailCall::strikes(std::string_view call, std::string_view group) {
   return strike_ != Strike::kSay;
 }
 
-}  // namespace vexora::test
-
-using vexora::test::counted;
-using vexora::test::HeapWatch;
-using vexora::test::kAnyAllocation;
-using vexora::test::markFailed;
-using vexora::test::mustFail;
-using vexora::test::original;
-
 // Defines one interposed call. The failure value comes last.
 #define INTERPOSE(result, symbol, name, parameters, arguments, qualifier, failure) \
   result symbol parameters qualifier {                                             \
-    static auto *const real = original(&symbol, #symbol);                          \
+    static auto *const real = original(&::symbol, #symbol);                        \
     return mustFail(name) ? (failure) : real arguments;                            \
   }
 
@@ -77,13 +71,10 @@ using vexora::test::original;
     va_start(more, flags);                                                                 \
     const mode_t mode = (flags & (O_CREAT | __O_TMPFILE)) != 0 ? va_arg(more, mode_t) : 0; \
     va_end(more);                                                                          \
-    return mustFail("open") ? -1 : original(&symbol, #symbol)(path, flags, mode);          \
+    return mustFail("open") ? -1 : original(&::symbol, #symbol)(path, flags, mode);        \
   }
 
 extern "C" {
-
-ssize_t __read_chk(int fd, void *data, std::size_t size, std::size_t room);
-std::size_t __fread_chk(void *data, std::size_t room, std::size_t size, std::size_t count, std::FILE *file);
 
 INTERPOSE_OPEN(open)
 INTERPOSE_OPEN(open64)
@@ -91,13 +82,13 @@ INTERPOSE_OPEN(open64)
 INTERPOSE(std::FILE *, fopen, "fopen", (const char *path, const char *mode), (path, mode), , nullptr)
 INTERPOSE(std::FILE *, fopen64, "fopen", (const char *path, const char *mode), (path, mode), , nullptr)
 INTERPOSE(DIR *, opendir, "opendir", (const char *path), (path), , nullptr)
-#define INTERPOSE_READDIR(entry, symbol)                                                             \
-  entry *symbol(DIR *folder) {                                                                       \
-    entry *const next = mustFail("readdir") ? nullptr : original(&symbol, #symbol)(folder);          \
-    if (next != nullptr && vexora::test::entriesWithoutType && !vexora::test::InHarness::active()) { \
-      next->d_type = DT_UNKNOWN;                                                                     \
-    }                                                                                                \
-    return next;                                                                                     \
+#define INTERPOSE_READDIR(entry, symbol)                                                      \
+  entry *symbol(DIR *folder) {                                                                \
+    entry *const next = mustFail("readdir") ? nullptr : original(&::symbol, #symbol)(folder); \
+    if (next != nullptr && entriesWithoutType && !InHarness::active()) {                      \
+      next->d_type = DT_UNKNOWN;                                                              \
+    }                                                                                         \
+    return next;                                                                              \
   }
 INTERPOSE_READDIR(dirent, readdir)
 INTERPOSE_READDIR(dirent64, readdir64)
@@ -163,3 +154,4 @@ void free(void *block) noexcept {
 
 #endif
 }
+}  // namespace vexora::test

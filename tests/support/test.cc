@@ -2,7 +2,6 @@
 #include "support/test.h"
 
 #include <ftw.h>
-#include <sys/time.h>
 
 #include <mutex>
 #include <stdexcept>
@@ -18,8 +17,6 @@ constexpr const char *kRootMark = "/.private-root";
 constexpr const char *kWritable[] = {
     "/conf", "/etc/defconfig", "/extlog/syslog", "/var", "/mnt", "/usr/local/lib", "/usr/lib/arm-linux-gnueabi"};
 
-constexpr int kMaxOpen = 16;
-
 // A directory with a mount in it stays: its removal fails.
 int removeBelow(const char *path, const struct stat * /*status*/, int /*kind*/, FTW *at) {
   if (at->level > 0) {
@@ -31,8 +28,6 @@ int removeBelow(const char *path, const struct stat * /*status*/, int /*kind*/, 
 std::mutex messagesLock;
 std::atomic<bool> collecting = false;
 std::vector<PlatformMessage> messages;
-
-constexpr const char *kSensorLibrary = "/usr/local/lib/libipmipdk.so";
 
 void deliver(int level, bool maintenance, const char *format, std::va_list arguments) {
   const InHarness own;
@@ -48,11 +43,6 @@ void deliver(int level, bool maintenance, const char *format, std::va_list argum
 
 volatile std::sig_atomic_t signalCount = 0;
 void (*atFifthSignal)() = nullptr;
-
-void signalEvery(suseconds_t microseconds) {
-  const itimerval timer = {{0, microseconds}, {0, microseconds}};
-  setitimer(ITIMER_REAL, &timer, nullptr);
-}
 
 }  // namespace
 
@@ -74,18 +64,6 @@ std::string read(const std::string &path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-bool exists(const std::string &path) { return fs::exists(fs::symlink_status(path)); }
-
-void touch(const std::string &path) {
-  if (!exists(path)) {
-    write(path, "");
-  }
-}
-
-void makeFolder(const std::string &path) { fs::create_directories(path); }
-
-void remove(const std::string &path) { fs::remove_all(path); }
-
 std::vector<std::string> list(const std::string &path) {
   std::vector<std::string> names;
   std::error_code missing;
@@ -102,7 +80,7 @@ void clearRoot() {
   }
   for (const char *folder : kWritable) {
     // Only on its own file system: a build directory may be mounted in one of these and must survive.
-    nftw(folder, removeBelow, kMaxOpen, FTW_DEPTH | FTW_MOUNT | FTW_PHYS);
+    nftw(folder, removeBelow, 16, FTW_DEPTH | FTW_MOUNT | FTW_PHYS);
   }
   fs::create_directories("/var/tmp");
 }
@@ -134,11 +112,6 @@ std::time_t FixedClock::now() {
   clock_gettime(CLOCK_REALTIME, &real);
   const std::time_t moment = moment_;
   return moment == kNone ? real.tv_sec : moment;
-}
-
-void installSensorLibrary() {
-  remove(kSensorLibrary);
-  fs::create_symlink(VEXORA_SENSOR_LIBRARY, kSensorLibrary);
 }
 
 int runInChild(const std::function<void()> &body) {
@@ -185,11 +158,11 @@ SignalStorm::SignalStorm(void (*onFifth)()) {
     }
   };
   sigaction(SIGALRM, &handling, &before_);
-  signalEvery(1000);
+  ualarm(1000, 1000);
 }
 
 SignalStorm::~SignalStorm() {
-  signalEvery(0);
+  ualarm(0, 0);
   sigaction(SIGALRM, &before_, nullptr);
 }
 

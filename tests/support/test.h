@@ -52,16 +52,16 @@ void write(const std::string &path, std::string_view contents);
 // The whole file; throws when it can't be read.
 std::string read(const std::string &path);
 
-bool exists(const std::string &path);
+inline bool exists(const std::string &path) { return std::filesystem::exists(std::filesystem::symlink_status(path)); }
 
-// Makes an empty file, such as a marker, or leaves an existing one as it is.
-void touch(const std::string &path);
+// Makes an empty file, such as a marker.
+inline void touch(const std::string &path) { write(path, ""); }
 
 // Makes a directory with its parents.
-void makeFolder(const std::string &path);
+inline void makeFolder(const std::string &path) { std::filesystem::create_directories(path); }
 
 // Removes a file, or a directory with its content; a missing one is not an error.
-void remove(const std::string &path);
+inline void remove(const std::string &path) { std::filesystem::remove_all(path); }
 
 // Names in a directory, sorted; empty when the directory is missing.
 std::vector<std::string> list(const std::string &path);
@@ -78,7 +78,7 @@ class RootTest : public testing::Test {
   RootTest() { clearRoot(); }
 };
 
-// The platform: its debug output, its clock and its sensors. The program defines the platform's symbols, so it receives
+// The platform: its debug output, and its clock. The program defines the platform's symbols, so it receives
 // the library's calls.
 
 // The next definition of a function that the test program interposes by its own, `ours`.
@@ -133,9 +133,6 @@ class FixedClock {
   static constexpr std::time_t kNone = std::numeric_limits<std::time_t>::min();
   static inline std::atomic<std::time_t> moment_ = kNone;
 };
-
-// Puts the stand-in sensor library at the path that the library loads. Its readings come from a file in /var.
-void installSensorLibrary();
 
 // While one lives, the thread's calls are the test's own: call faults (faults.h) ignore them.
 class InHarness {
