@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The settings stores: a load against a check for the file, json-c's parsing and the platform's decryption of its
+// The settings stores: a load against a check for the file, json-c's parsing and the firmware's decryption of its
 // secrets; the event subscriptions, with all fields used, against reading the file line by line and copying as many
 // strings; the document of an event against json-c making it.
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The history recorder, with this program's clock and sensors in place of the platform's. A rewrite is compared with
+// The history recorder, with this program's clock and sensors in place of the firmware's. A rewrite is compared with
 // writing, syncing and renaming as many bytes, a query with reading the file and copying the answer.
 
 #include <fcntl.h>
@@ -110,7 +110,7 @@ void historyRewrite(Table &table) {
       [&] { return writeAndRename(image, "/extlog/syslog/floor.tmp", "/extlog/syslog/floor.dat"); });
 }
 
-/// A call within an hour, against the platform's calls in it.
+/// A call within an hour, against the firmware's calls in it.
 void historySample(Table &table) {
   table.compare(
       "history-sample", {.host = 1.5, .board = 1.4}, kSampleCalls, [] { return historyDataRecord() == 0; },

@@ -91,7 +91,7 @@ TEST_F(EventSubscriptions, RefusedCallsLeaveTheStoreAlone) {
   EXPECT_EQ(GetEventSubScriptionFromConfFile(&latch, store), -1);
   EXPECT_EQ(latch, 7);
   remove(kFile);
-  makeFolder(kFile);  // can be opened only for reading
+  makeDirectory(kFile);  // can be opened only for reading
   const std::string output = capturedOutput([&] { GetEventSubScriptionFromConfFile(&latch, store); });
   EXPECT_EQ(withoutLine(output), "vexora_eventservicecfg(LINE)open file /conf/eventsubscriptions.conf err!\n");
   EXPECT_EQ(latch, 7);
@@ -222,7 +222,7 @@ TEST(EventDocument, AbsentFieldsAreTheWordNull) {
   getJsonData(nullptr, event, nullptr);
 }
 
-TEST(EventDocument, PresentFieldsStandInTheirPlaces) {
+TEST(EventDocument, PresentFieldsAreInTheirPlaces) {
   const EventArray event = {"7",
                             "Alert",
                             "e%d\"",

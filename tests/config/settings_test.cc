@@ -199,7 +199,7 @@ TYPED_TEST(SettingsStore, RefusesWrongRecords) {
   EXPECT_EQ(list("/conf"), std::vector<std::string>{});
 }
 
-TEST_F(SettingsFiles, ADamagedSecretTakesTheOnesBehindItAlong) {
+TEST_F(SettingsFiles, ADamagedSecretLosesTheOnesAfterIt) {
   for (std::size_t damaged = 0; damaged < 4; ++damaged) {
     for (const std::string value : {"5,", "null,", "\"\",", "\"public\",", "\"sixteen letters!\",", "[],"}) {
       auto expected = std::get<Agent>(kSamples);
@@ -327,7 +327,7 @@ TYPED_TEST(SettingsStore, IsWrittenWholeOrNotAtAllWhenMemoryIsShort) {
   Strike strike = Strike::kOnce;
   const auto save = [&] { result = this->saved.save(); };
   const auto check = [&](unsigned n) {
-    const bool moved = !exists(this->kNew);  // the platform's move may fail for lack of memory, too
+    const bool moved = !exists(this->kNew);  // the firmware's move may fail for lack of memory, too
     EXPECT_EQ(read(TypeParam::kFile), result == 0 && moved ? file : "before") << n;
     EXPECT_TRUE(result == 0 || strike != Strike::kSay) << n << ": a call that works may also leave an error in errno";
     remove(this->kNew);
@@ -345,7 +345,7 @@ TYPED_TEST(SettingsStore, IsWrittenWholeOrNotAtAllWhenMemoryIsShort) {
   EXPECT_EQ(heap.growth(), grown);
 }
 
-TEST_F(SettingsFiles, AShortMemoryCostsASecretAndTheOnesBehindIt) {
+TEST_F(SettingsFiles, AFailedAllocationLosesASecretAndTheOnesAfterIt) {
   Agent loaded = std::get<Agent>(kSamples);
   EXPECT_EQ(loaded.save(), 0);
   std::string read;  // for each refused buffer, the number of secrets read, as a digit

@@ -54,7 +54,7 @@ class Descriptors : public RootTest {
   char buffer_[17] = "~~~~~~~~~~~~~~~~";
 };
 
-TEST_F(Descriptors, EachCallIsRepeatedWhileInterruptedAndOtherwiseFailsAsThePlatformDoes) {
+TEST_F(Descriptors, EachCallIsRepeatedWhileInterruptedAndOtherwiseFailsAsTheKernelDoes) {
   timeval anHour = {3600, 0};
   fd_set writable = {};
   FD_SET(in_, &writable);
@@ -123,7 +123,7 @@ class Lock : public testing::Test {
   pthread_mutex_t *const lock_ = vexora_pstmutex_init();
 };
 
-TEST_F(Lock, IsFreeOnceEveryTakeHasItsRelease) {
+TEST_F(Lock, IsFreeAfterEveryAcquireHasItsRelease) {
   for (const int timeout : {0, -1, 1, 0}) {
     EXPECT_EQ(vexora_dwacquire_mutex(lock_, timeout), 0) << timeout;
   }
@@ -159,7 +159,7 @@ TEST_F(Lock, UnlimitedTakeWaitsForItsTurn) {
   EXPECT_EQ(counter, 4000);
 }
 
-TEST_F(Lock, TimedTakeTriesOnceAMillisecondAndThenSaysBusy) {
+TEST_F(Lock, TimedAcquireTriesOnceAMillisecondAndThenReturnsBusy) {
   const std::string pause = "0 1000000, ";
   const auto take = [&](int timeout, int result, const std::deque<int> &steps = {}) {
     return sleepsIn([&] { return vexora_dwacquire_mutex(lock_, timeout); }, steps, result);
@@ -197,7 +197,7 @@ TEST(Sleep, GoesOnForWhatAnInterruptionLeft) {
   }
 }
 
-TEST(RetryCounter, SaysDoneOnceTheLimitIsReached) {
+TEST(RetryCounter, ReturnsDoneAfterTheLimitIsReached) {
   unsigned char counter = 0;
   for (const auto &[limit, done] : {std::pair{3, 0}, {3, 0}, {3, 0}, {3, 1}, {3, 1}, {2, 1}, {-1, 1}}) {
     EXPECT_EQ(is_retry_done(&counter, limit), done) << limit << ", counted " << +counter;

@@ -11,7 +11,7 @@
 namespace vexora::test {
 namespace {
 
-const std::string kFolder = "/conf/vexora_debug/";
+const std::string kDirectory = "/conf/vexora_debug/";
 const std::string kReload = "/var/vexora_debug_reload";
 const std::string kTime = "<2024-05-01T13:45:07>";
 const std::string kLog = "/extlog/syslog/WDT.log";
@@ -43,9 +43,9 @@ void conversion() {
 }
 
 void useSettings(const std::vector<std::string> &markers) {
-  remove(kFolder);
+  remove(kDirectory);
   for (const std::string &marker : markers) {
-    touch(kFolder + marker);
+    touch(kDirectory + marker);
   }
 }
 
@@ -92,7 +92,7 @@ TEST_F(DebugLog, MostVerboseLevelAndFirstDestinationCount) {
   for (const auto &[markers, mostVerbose, destination, printedLevels] : rows) {
     SCOPED_TRACE(testing::PrintToString(markers));
     useSettings(markers);
-    touch(kFolder + "ENABLE_IPMI");
+    touch(kDirectory + "ENABLE_IPMI");
     inFreshProcess([&, most = mostVerbose, path = destination, &expected = printedLevels] {
       EXPECT_EQ(GetDebugEanleLevel(), most);
       EXPECT_EQ(GetDebugEanlePath(), path);
@@ -146,11 +146,11 @@ TEST_F(DebugLog, ModulesAreComparedOnTheirFirst15Characters) {
 TEST_F(DebugLog, OnlyTheFirst16SwitchesListedCount) {
   useSettings({"LEVEL_INFO", "PATH_SERIAL"});
   for (int i = 0; i < 200; ++i) {  // more than one read of the directory returns
-    touch(kFolder + (i < 17 ? "ENABLE_" : "NOTES_ON_SWITCH_") + std::to_string(i) + "_ABCDEFGHIJKLM");
+    touch(kDirectory + (i < 17 ? "ENABLE_" : "NOTES_ON_SWITCH_") + std::to_string(i) + "_ABCDEFGHIJKLM");
   }
   std::vector<std::string> listed;
   std::string expected;
-  for (const auto &entry : std::filesystem::directory_iterator(kFolder)) {
+  for (const auto &entry : std::filesystem::directory_iterator(kDirectory)) {
     if (const std::string name = entry.path().filename(); name.starts_with("ENABLE_")) {
       listed.push_back(name.substr(7, 15));
       expected.append(listed.back()).append(16 - listed.back().size(), '\0');
@@ -165,12 +165,12 @@ TEST_F(DebugLog, OnlyTheFirst16SwitchesListedCount) {
       EXPECT_EQ(prints(module), module != listed[16]) << module;
     }
   });
-  remove(kFolder);
+  remove(kDirectory);
   EXPECT_EQ(LoadDebugSource(table.data()), 0);
   EXPECT_EQ(table, expected + "~");
 }
 
-TEST_F(DebugLog, SettingsAreReadAtTheFirstAcceptedCallAndWhileTheReloadMarkerStands) {
+TEST_F(DebugLog, SettingsAreReadAtTheFirstAcceptedCallAndWhileTheReloadMarkerExists) {
   inFreshProcess([] {
     VexoraDebug(4, "IPMI", "ignored");
     VexoraDebug(3, nullptr, "ignored");
@@ -200,7 +200,7 @@ TEST_F(DebugLog, SettingsAreReadAtTheFirstAcceptedCallAndWhileTheReloadMarkerSta
   });
 }
 
-TEST_F(DebugLog, FolderThatCannotBeOpenedAtAReloadKeepsTheModules) {
+TEST_F(DebugLog, DirectoryThatCannotBeOpenedAtAReloadKeepsTheModules) {
   useSettings({"LEVEL_CRITICAL", "PATH_SERIAL", "ENABLE_IPMI"});
   inFreshProcess([] {
     EXPECT_TRUE(prints("IPMI"));
@@ -213,14 +213,14 @@ TEST_F(DebugLog, FolderThatCannotBeOpenedAtAReloadKeepsTheModules) {
 }
 
 TEST_F(DebugLog, LookupInterruptedByReloadsGoesByTheOldSettingsOrTheNew) {
-  static const std::string states[][2] = {{kFolder + "LEVEL_CRITICAL", kFolder + "LEVEL_INFO"},
-                                          {kFolder + "ENABLE_X", kFolder + "X_IS_OFF"}};
+  static const std::string states[][2] = {{kDirectory + "LEVEL_CRITICAL", kDirectory + "LEVEL_INFO"},
+                                          {kDirectory + "ENABLE_X", kDirectory + "X_IS_OFF"}};
   useSettings({"ENABLE_X"});  // listed last, as tmpfs lists the newest first: the longest lookup
   for (int i = 0; i < 15; ++i) {
-    touch(kFolder + "ENABLE_OTHER" + std::to_string(i));
+    touch(kDirectory + "ENABLE_OTHER" + std::to_string(i));
   }
-  touch(kFolder + "LEVEL_CRITICAL");
-  touch(kFolder + "PATH_SERIAL");
+  touch(kDirectory + "LEVEL_CRITICAL");
+  touch(kDirectory + "PATH_SERIAL");
   inFreshProcess([] {
     std::signal(SIGALRM, [](int) {
       for (const auto &[from, to] : states) {
@@ -247,7 +247,7 @@ TEST_F(DebugLog, LookupInterruptedByReloadsGoesByTheOldSettingsOrTheNew) {
   });
 }
 
-TEST_F(DebugLog, HandlerLogsAtOnceWhereverItInterruptedAConversion) {
+TEST_F(DebugLog, HandlerLogsImmediatelyWhereverItInterruptedAConversion) {
   useSettings({"LEVEL_INFO", "PATH_SERIAL", "ENABLE_IPMI"});
   inFreshProcess([] {
     setenv("TZ", "XST-05:45", 1);
@@ -308,12 +308,12 @@ TEST_F(WatchdogLog, IsDeletedAsSoonAsItReaches1MiB) {
   EXPECT_FALSE(exists(kLog));
 }
 
-TEST_F(WatchdogLog, RefusesWhatItCannotRenderAndTellsOfALogBySizeAlone) {
+TEST_F(WatchdogLog, RefusesFormatsItCannotRenderAndJudgesALogBySizeAlone) {
   const char *nothing = nullptr;
   EXPECT_EQ(TWatchDog1Log(nothing, 0), -1);
   EXPECT_EQ(TWatchDog1Log("before %ls after", L"\xD800"), -1);
   EXPECT_FALSE(exists(kLog));
-  makeFolder(kLog);
+  makeDirectory(kLog);
   EXPECT_EQ(TWatchDog1Log("not opened"), 0);
   for (const auto &[target, result] : {std::pair{"/dev/full", 0}, {"/extlog/syslog/missing/WDT.log", -1}}) {
     remove(kLog);

@@ -207,7 +207,7 @@ TEST_F(Signals, HandlersBlockAllSignalsAndRestartSystemCalls) {
   });
 }
 
-TEST_F(Signals, RefusedHandlersAndNullNamesAreTold) {
+TEST_F(Signals, RefusedHandlersAndNullNamesAreReported) {
   signal(SIGTERM, SIG_DFL);
   EXPECT_EQ(capturedOutput([] {
               EXPECT_EQ(InstallSignal(SIGKILL, SIG_DFL), 0);

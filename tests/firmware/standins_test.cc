@@ -14,9 +14,9 @@
 namespace vexora::test {
 namespace {
 
-class Platform : public RootTest {};
+class StandIns : public RootTest {};
 
-TEST_F(Platform, Base64IsTheUsualOne) {
+TEST_F(StandIns, Base64IsTheUsualOne) {
   const std::pair<std::string, std::string> rows[] = {
       {"", ""},         {"Zg==", "f"}, {"Zm9vYmE=", "fooba"}, {"Zg=", ""},      {"====", ""},
       {"Zg==Zm8=", ""}, {"Z=8=", ""},  {"Zm9v\n", ""},        {"Zm9v----", ""}, {"+/8A", {"\xfb\xff\0", 3}}};
@@ -27,7 +27,7 @@ TEST_F(Platform, Base64IsTheUsualOne) {
   }
 }
 
-TEST_F(Platform, FeaturesAndGpioLinesAreTheirFiles) {
+TEST_F(StandIns, FeaturesAndGpioLinesAreTheirFiles) {
   write("/conf/platform_features", "# CONFIG_B\nCONFIG_A\n\nCONFIG_CD");
   for (const char *name : {"CONFIG_A", "CONFIG_CD", "CONFIG_B", "CONFIG_C", "", "# CONFIG_B"}) {
     EXPECT_EQ(IsFeatureEnabled(name) != 0, name == std::string("CONFIG_A") || name == std::string("CONFIG_CD")) << name;
@@ -38,13 +38,13 @@ TEST_F(Platform, FeaturesAndGpioLinesAreTheirFiles) {
   EXPECT_EQ(hostGpioRead(7), 1);
 }
 
-// A sensor's reading; none when the platform refuses.
+// A sensor's reading; none when the firmware refuses.
 std::optional<double> reading(unsigned sensor) {
   double value = 0;
   return PDK_GetSensorRealValueFromSharedMem(sensor, &value, 1) == 0 ? std::optional(value) : std::nullopt;
 }
 
-TEST_F(Platform, SensorReadingFollowsTheFileAndTheClock) {
+TEST_F(StandIns, SensorReadingFollowsTheFileAndTheClock) {
   FixedClock clock(1000);
   EXPECT_EQ(reading(0x3009), std::nullopt);
   write("/var/ipmipdk_readings", "# warm\n\n 0x3009 20.6\n7000\t-3.5 1001\r\n3009 31 2000\n3009 40 1999");
@@ -59,7 +59,7 @@ TEST_F(Platform, SensorReadingFollowsTheFileAndTheClock) {
 int queue = -1;
 void *semaphore = nullptr;
 
-TEST_F(Platform, WaitsGoOnThroughInterruptions) {
+TEST_F(StandIns, WaitsGoOnThroughInterruptions) {
   using Message = std::pair<long, std::array<char, 8>>;
   queue = msgget(IPC_PRIVATE, 0600);
   semaphore = CreateSemaphore("standins_test");

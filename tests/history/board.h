@@ -28,12 +28,12 @@ inline std::string cacheBytes() {
   return header + std::string(static_cast<const char *>(HistoryDataRing->storage), kImageSize - 20);
 }
 
-// A message of the recorder, as the platform receives it.
-inline PlatformMessage report(int level, const std::string &text) {
+// A message of the recorder, as the firmware receives it.
+inline FirmwareMessage report(int level, const std::string &text) {
   return {level, "[libvexora_hisotry_data_interface:LINE]" + text};
 }
 
-// The two sensors, in place of the platform's library.
+// The two sensors, in place of the firmware's library.
 struct Sensors {
   const char *library = nullptr;  // loaded instead, unless null
   double sensor3009 = 0;
@@ -55,13 +55,13 @@ class Board {
   }
 
   FixedClock clock{kNoon};
-  PlatformLog log;
+  FirmwareLog log;
 };
 
-inline const std::vector<PlatformMessage> kNoReports;
+inline const std::vector<FirmwareMessage> kNoReports;
 // The reports of a record that was not stored.
-inline const PlatformMessage kNotWritten = report(130, "WriteHistoryDataToDatFile Fail");
-inline const PlatformMessage kGivenUp = report(132, "AddHistoryData fail, will delete history data file");
+inline const FirmwareMessage kNotWritten = report(130, "WriteHistoryDataToDatFile Fail");
+inline const FirmwareMessage kGivenUp = report(132, "AddHistoryData fail, will delete history data file");
 
 }  // namespace vexora::test
 

@@ -21,12 +21,12 @@ namespace {
 const std::string kFreshFile =
     std::string("\0\0\0\0\x37\x22\0\0\x1C\0\0\0\x38\x22\0\0\0\0\0\0", 20) + std::string(245'280, '\0');
 
-using Reports = std::vector<PlatformMessage>;
-const PlatformMessage kNoHeader = report(130, "Read History Dat File Head Fail, Reinit History Dat File");
-const PlatformMessage kForeignHeader = report(130, "History Dat File Head Param Error, Reinit History Dat File");
-const PlatformMessage kNotMade = report(130, "Init History Dat File Fail");
-const PlatformMessage kNotFilled = report(130, "Open History Data To File Fail");
-const PlatformMessage kNoSlots = report(130, "Read History Dat File Data Fail, Reinit History Dat File");
+using Reports = std::vector<FirmwareMessage>;
+const FirmwareMessage kNoHeader = report(130, "Read History Dat File Head Fail, Reinit History Dat File");
+const FirmwareMessage kForeignHeader = report(130, "History Dat File Head Param Error, Reinit History Dat File");
+const FirmwareMessage kNotMade = report(130, "Init History Dat File Fail");
+const FirmwareMessage kNotFilled = report(130, "Open History Data To File Fail");
+const FirmwareMessage kNoSlots = report(130, "Read History Dat File Data Fail, Reinit History Dat File");
 
 void freeCache() { vexora_ringlist_free(std::exchange(HistoryDataRing, nullptr)); }
 
@@ -45,7 +45,7 @@ class HistoryFile : public RootTest {
     EXPECT_EQ(std::memcmp(&RecTmpData, &nothing, sizeof nothing), 0);
   }
 
-  PlatformLog log_;
+  FirmwareLog log_;
 };
 
 TEST_F(HistoryFile, IsMadeByTheFirstStartAndReplacedWhenForeignOrCutShort) {
@@ -110,7 +110,7 @@ TEST_F(HistoryFile, StartsOrFailsCleanlyAndStaysForTheNextStart) {
     const auto check = [&, descriptors = openDescriptors()](unsigned n) {
       SCOPED_TRACE(testing::Message() << file.size() << " bytes, " << group << ' ' << n);
       std::string last;
-      for (const PlatformMessage &report : log_.take()) {
+      for (const FirmwareMessage &report : log_.take()) {
         ++reports.at(last = report.text);
         EXPECT_EQ(report.level, 130);
       }
@@ -261,9 +261,9 @@ BOARD_TEST(PowerCut, OrAFailingCallLeavesAWholeFileOrNone) {
 #endif
   // Which sync fails and how, the state at that time, and the call's result. A medium without sync is no failure.
   const std::string file = kTemporaryFile + " is open, temporary file whole";
-  const std::string folder = "/extlog/syslog is open, data file new";
+  const std::string directory = "/extlog/syslog is open, data file new";
   const std::tuple<unsigned, int, std::string, int> rows[] = {
-      {2, EIO, folder, 0}, {1, EINTR, file, 0}, {1, EINVAL, file, 0}, {1, ENOSYS, file, 0}, {1, EIO, file, -1}};
+      {2, EIO, directory, 0}, {1, EINTR, file, 0}, {1, EINVAL, file, 0}, {1, ENOSYS, file, 0}, {1, EIO, file, -1}};
   for (const auto &[nth, error, state, expected] : rows) {
     prepare();
     const FailCall notSynced("fsync", nth, error, Strike::kKill);

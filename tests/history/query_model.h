@@ -33,11 +33,12 @@ struct Image {
   std::uint32_t count = 0;
   std::array<Record, kSlots> slots = {};
 
-  void push(const Record &record) {
+  Image &push(const Record &record) {
     tail = (tail + 1) % kSlots;
     slots[tail] = record;
     count += count < kSlots ? 1 : 0;
     head = count < kSlots ? 0 : (tail + 1) % kSlots;
+    return *this;
   }
   [[nodiscard]] std::string bytes() const { return {reinterpret_cast<const char *>(this), kImageSize}; }
 };

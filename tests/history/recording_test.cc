@@ -14,7 +14,7 @@ extern "C" std::tm *localtime_r(const std::time_t *moment, std::tm *out) noexcep
 namespace vexora::test {
 namespace {
 
-const PlatformMessage kEarly = report(132, "New record time is early than last record, will delete history data file");
+const FirmwareMessage kEarly = report(132, "New record time is early than last record, will delete history data file");
 // The statistics of a sensor and of its hour in progress, in a printable form.
 using Figures = std::vector<std::int64_t>;
 Figures figures(const vexora_history_statistics &sensor) { return {sensor.average, sensor.maximum, sensor.minimum}; }

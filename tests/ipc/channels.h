@@ -7,9 +7,9 @@
 
 namespace vexora::test {
 
-using Messages = std::vector<PlatformMessage>;
+using Messages = std::vector<FirmwareMessage>;
 
-// A call's result, standard output (the debug log's included) and the platform's debug output.
+// A call's result, standard output (the debug log's included) and the firmware's debug output.
 struct Outcome {
   int result = 0;
   std::string output = {};
@@ -98,7 +98,7 @@ class ChannelTest : public RootTest {
   }
 
  private:
-  PlatformLog log_;
+  FirmwareLog log_;
   FixedClock clock_{1714571107};
   int descriptors_ = -1;
 };

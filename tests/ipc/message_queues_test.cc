@@ -16,10 +16,10 @@ constexpr int kIdlKey = 12345;
 const std::string kSentinel(1500, '~');
 
 // The errno of the interposed calls; 0 lets them through.
-struct Platform {
+struct Kernel {
   int getError = 0, sendError = 0, receiveError = 0;
 };
-Platform platform;
+Kernel kernel;
 
 // A message as another program on the machine sees it: type and text.
 using QueueMessage = std::pair<long, std::string>;
@@ -38,7 +38,7 @@ QueueMessage taken(int queue) {
 
 class MessageQueues : public ChannelTest {
  protected:
-  MessageQueues() { platform = {}; }
+  MessageQueues() { kernel = {}; }
   ~MessageQueues() override {
     for (const int key : {kKey, kIdlKey}) {
       msgctl(::msgget(key, 0), IPC_RMID, nullptr);
@@ -73,11 +73,11 @@ TEST_F(MessageQueues, CreationGivesAnyoneTheQueueOfTheKey) {
   ASSERT_EQ(msgctl(queue_, IPC_STAT, &state), 0);
   EXPECT_EQ(state.msg_perm.mode & 0777, 0666);
 
-  platform.getError = ENOSPC;
+  kernel.getError = ENOSPC;
   const Outcome failed = {-1, logged("Error creating thread MsgQueue\xE3\x80\x80key :12347ErroNo:28")};
   EXPECT_EQ(outcome(VexoraCreateMsgQueue, kKey), failed);
   EXPECT_EQ(send("payload"), failed);
-  platform.getError = 0;
+  kernel.getError = 0;
   EXPECT_EQ(taken(queue_), kNoMessage);
 }
 
@@ -109,7 +109,7 @@ TEST_F(MessageQueues, PayloadBeginsInTheTypesSecondByte) {
   }
 }
 
-TEST_F(MessageQueues, SendsThatThePlatformRefusesAreLogged) {
+TEST_F(MessageQueues, SendsThatTheKernelRefusesAreLogged) {
   const auto refusedSize = [](const std::string &size) {
     return Outcome{-1, logged("VexoraWriteMsgQueue Error Size:" + size + ";Max:1024")};
   };
@@ -117,7 +117,7 @@ TEST_F(MessageQueues, SendsThatThePlatformRefusesAreLogged) {
   EXPECT_EQ(outcome(VexoraWriteMsgQueue, kKey, "", UINT_MAX), refusedSize("-1"));
   EXPECT_EQ(outcome(VexoraWriteMsgQueue, kKey, nullptr, 7), refusedSize("7"));
   EXPECT_EQ(send("\x01\x02\x80"), refusedSend(EINVAL)) << "a negative type";
-  platform.sendError = EACCES;
+  kernel.sendError = EACCES;
   EXPECT_EQ(send("payload"), refusedSend(EACCES));
   EXPECT_EQ(taken(queue_), kNoMessage);
 }
@@ -150,7 +150,7 @@ TEST_F(MessageQueues, FailedReceivesArePrintedAndLogged) {
   EXPECT_EQ(outcome(VexoraReadMsgQueue, queue_, nullptr, 8), refused);
   EXPECT_EQ(buffer, "~~~~~~~~");
 
-  platform.receiveError = EINTR;
+  kernel.receiveError = EINTR;
   EXPECT_EQ(receive(buffer), failedReceive(EINTR));
   EXPECT_EQ(buffer, zeros(8));
 }
@@ -160,7 +160,7 @@ TEST_F(MessageQueues, MachineCheckRequestHasAHeadOfFourBytes) {
   EXPECT_EQ(outcome(VexoraPostReqToMCA, request.data()), Outcome{});
   EXPECT_EQ(taken(queue_), (QueueMessage{0x101, zeros(1) + request + zeros(3)}));
   EXPECT_EQ(outcome(VexoraPostReqToMCA, nullptr), Outcome{-1});
-  platform.sendError = EAGAIN;
+  kernel.sendError = EAGAIN;
   EXPECT_EQ(outcome(VexoraPostReqToMCA, request.data()), refusedSend(EAGAIN));
 }
 
@@ -191,7 +191,7 @@ TEST_F(MessageQueues, OtherDiagnosisRecordsGoAsTheyAreOrNotAtAll) {
   const std::string rest = pattern(219);
   EXPECT_EQ(outcome(VexoraPostReqToIDL, (zeros(1) + rest + "~").data()), Outcome{});
   EXPECT_EQ(taken(msgget(kIdlKey, 0)), (QueueMessage{0x01, zeros(2) + rest + zeros(39)}));
-  platform.sendError = EAGAIN;
+  kernel.sendError = EAGAIN;
   const Outcome unsent = outcome(VexoraPostReqToIDL, (zeros(1) + rest).data());
   EXPECT_EQ(unsent, refusedSend(EAGAIN, kIdlKey));
   msgctl(msgget(kIdlKey, 0), IPC_RMID, nullptr);
@@ -244,23 +244,23 @@ TEST_F(MessageQueues, ATaskFailureNamesItsThreadForGood) {
 extern "C" {
 
 int msgget(key_t key, int msgflg) noexcept {
-  errno = platform.getError;
-  return platform.getError != 0 ? -1 : original(&::msgget, "msgget")(key, msgflg);
+  errno = kernel.getError;
+  return kernel.getError != 0 ? -1 : original(&::msgget, "msgget")(key, msgflg);
 }
 
 int sigwrap_msgsnd(int queue, const void *message, std::size_t size, int flags) {
   EXPECT_EQ(flags, IPC_NOWAIT);
-  errno = platform.sendError;
-  return platform.sendError != 0 ? -1 : original(&::sigwrap_msgsnd, "sigwrap_msgsnd")(queue, message, size, flags);
+  errno = kernel.sendError;
+  return kernel.sendError != 0 ? -1 : original(&::sigwrap_msgsnd, "sigwrap_msgsnd")(queue, message, size, flags);
 }
 
 ssize_t sigwrap_msgrcv(int queue, void *message, std::size_t size, long type, int flags) {
   const RawMessage zero = {};
   EXPECT_EQ(std::memcmp(message, &zero, sizeof zero.type + size), 0) << "the buffer handed over";
   EXPECT_EQ(std::tuple(size, type, flags), std::tuple(1025U, 0, 0)) << "most text, any type, waiting";
-  errno = platform.receiveError;
-  return platform.receiveError != 0 ? -1
-                                    : original(&::sigwrap_msgrcv, "sigwrap_msgrcv")(queue, message, size, type, flags);
+  errno = kernel.receiveError;
+  return kernel.receiveError != 0 ? -1
+                                  : original(&::sigwrap_msgrcv, "sigwrap_msgrcv")(queue, message, size, type, flags);
 }
 }
 }  // namespace vexora::test

@@ -96,7 +96,7 @@ TEST_F(Pipes, OpensForBothDirectionsWithoutAPartnerOrRemovesThePath) {
   EXPECT_EQ(outcome(vexora_openpipe, kPipe), (Outcome{-1, unopened}));
   EXPECT_FALSE(exists(kPipe));
   EXPECT_EQ(outcome(vexora_openpipe, kPipe), (Outcome{-1, unopened + kept}));
-  makeFolder(kPipe);
+  makeDirectory(kPipe);
   EXPECT_EQ(outcome(vexora_openpipe, kPipe), (Outcome{-1, unopened + kept}));
   EXPECT_EQ(outcome(vexora_openpipe, nullptr), Outcome{-1});
 }

@@ -118,7 +118,7 @@ TEST_F(ShellCommands, ArgumentsAreRefusedAndNothingRuns) {
   EXPECT_FALSE(exists(kFile));
 }
 
-TEST_F(ShellCommands, ACommandThatCannotBeStartedIsTold) {
+TEST_F(ShellCommands, ACommandThatCannotBeStartedIsReported) {
   popenError = EAGAIN;
   write(kFile, "kept");
   std::string buffer(4, '~');

@@ -80,7 +80,7 @@ const std::string kMismatch =
     "[Warning]: FRU common header checksum mis-match! 0xe4 vs 0xe5 \n"
     "FRU Data:0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0xe5\n";
 
-TEST(Fru, WhatIsWrongIsTold) {
+TEST(Fru, DamageIsReported) {
   for (std::size_t area = 0; const std::string word : {"chassis", "board", "product"}) {
     const std::string function = "vexora_get_fru_" + word + "_info";
     const std::string refusal = "Input parameters error in function " + function + ", ";

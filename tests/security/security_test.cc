@@ -15,8 +15,8 @@ namespace {
 
 using Seen = std::tuple<int, std::string, std::string, std::size_t>;  // result, buffer, output, bytes wiped
 
-std::string platformKey;  // empty: not available
-int platformNo = 1;       // what a failing call of the platform returns; never 0
+std::string firmwareKey;  // empty: not available
+int firmwareNo = 1;       // what a failing call of the firmware returns; never 0
 bool cipherFails = false;
 std::size_t wiped = 0;
 bool libcryptoFails = false;
@@ -57,17 +57,17 @@ TEST_F(Security, PasswordIsTransformedInPlaceOrLeftAlone) {
       return seen(before, [=](std::uint8_t *buffer) { return call(buffer, length); });
     };
     clearRoot();
-    platformNo = -platformNo;
+    firmwareNo = -firmwareNo;
     EXPECT_EQ(of(65), Seen(0, before, "", 0)) << "the feature is off";
     EXPECT_EQ(call(nullptr, 1), -1);
-    EXPECT_EQ(call(bytes(platformKey = ""), 1), -1);
+    EXPECT_EQ(call(bytes(firmwareKey = ""), 1), -1);
     switchOn();
     EXPECT_EQ(of(-1), Seen(-1, before, "", 0));
     EXPECT_EQ(of(65), Seen(-1, before, "", 0));
     EXPECT_EQ(of(64), Seen(-1, before, keyMessage, 56));
-    platformKey.assign(56, '\0');  // an empty text for the cipher
+    firmwareKey.assign(56, '\0');  // an empty text for the cipher
     EXPECT_EQ(of(64), Seen(-1, before, message, 120));
-    platformKey = key;
+    firmwareKey = key;
     for (const int length : {0, 1, 15, 16, 17, 64}) {
       const auto size = static_cast<std::size_t>(length);
       EXPECT_EQ(of(length), Seen(0, after.substr(0, size) + before.substr(size), "", 120)) << length;
@@ -98,7 +98,7 @@ TEST_F(Security, PasswordIsDecipheredFromBase64OrClearsTheText) {
     EXPECT_EQ(of(text.c_str(), bytes(key), room), Seen(0, expected + "~", "", wipes)) << size << " into " << room;
   }
   for (cipherFails = true; const int failure : {-1, 1}) {
-    platformNo = failure;
+    firmwareNo = failure;
     EXPECT_EQ(of("YWJj", bytes(key)), Seen(-1, cleared, "Error in decrypting the password.\n", 510)) << failure;
   }
   cipherFails = false;
@@ -124,7 +124,7 @@ TEST_F(Security, PlainPasswordIsRefusedWhereTheMarkerIs) {
   }
 }
 
-TEST_F(Security, HexTextNeedsRoomForItsTerminator) {
+TEST_F(Security, HexTextNeedsSpaceForItsTerminator) {
   std::string in = "\xFE\xDC\xBA\x98\x67\x45\x23\x01";
   std::string hex(18, '~');
   for (const auto &[count, room, result] :
@@ -283,22 +283,22 @@ unsigned char *SHA256(const unsigned char *data, std::size_t size, unsigned char
   return vexora::test::libcryptoFails ? nullptr : vexora::test::original(&SHA256, "SHA256")(data, size, digest);
 }
 
-// The library must pass zeroed buffers, as the platform may not fill them.
+// The library must pass zeroed buffers, as the firmware may not fill them.
 int DecryptPassword(const std::uint8_t *cipher, std::uint8_t size, std::uint8_t *plain, std::uint8_t room,
                     const std::uint8_t *key) {
   EXPECT_EQ(std::count(plain, plain + 64, 0), 64);
   const int result = vexora::test::original(&DecryptPassword, "DecryptPassword")(cipher, size, plain, room, key);
-  return vexora::test::cipherFails || result != 0 ? vexora::test::platformNo : 0;
+  return vexora::test::cipherFails || result != 0 ? vexora::test::firmwareNo : 0;
 }
 
 int getEncryptKey(std::uint8_t *key) {
   EXPECT_EQ(std::count(key, key + 56, 0), 56);
-  std::copy(vexora::test::platformKey.begin(), vexora::test::platformKey.end(), key);
-  return vexora::test::platformKey.empty() ? vexora::test::platformNo : 0;
+  std::copy(vexora::test::firmwareKey.begin(), vexora::test::firmwareKey.end(), key);
+  return vexora::test::firmwareKey.empty() ? vexora::test::firmwareNo : 0;
 }
 
 int IsFeatureEnabled(const char *feature) {
-  return vexora::test::original(&IsFeatureEnabled, "IsFeatureEnabled")(feature) * vexora::test::platformNo;
+  return vexora::test::original(&IsFeatureEnabled, "IsFeatureEnabled")(feature) * vexora::test::firmwareNo;
 }
 
 // The two names of the C library's secure wipe.

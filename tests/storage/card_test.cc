@@ -13,7 +13,7 @@
 namespace vexora::test {
 namespace {
 
-const std::string kFolder = "/mnt/sdmmc0p2/fw/";
+const std::string kDirectory = "/mnt/sdmmc0p2/fw/";
 const std::string kMount2 = "umount /mnt/sdmmc0p2\nmount /dev/mmcblk0p1 /mnt/sdmmc0p2\n";
 const std::string kRemount3 = "df -k\numount /mnt/sdmmc0p3\nmount /dev/mmcblk0p1 /mnt/sdmmc0p3\n";
 // Names that break careless programs; the longest one has 255 bytes.
@@ -43,7 +43,7 @@ class Card : public ChannelTest {
     for (const char *file : {"/conf/vexora_debug/ENABLE_ZELMONITOR", "/dev/mmcblk0", "/dev/mmcblk0p1", "/var/source"}) {
       touch(file);
     }
-    makeFolder(kFolder);
+    makeDirectory(kDirectory);
   }
   // The commands since the last call.
   static std::string commands() {
@@ -83,8 +83,8 @@ TEST_F(Card, HasWhatWasStoredBeforeACallReturns0) {
   // The call, the synced paths in order, the file first, and the message when a sync fails.
   const std::tuple<std::function<int()>, std::vector<std::string>, std::string> rows[] = {
       {[] { return common_copy_ima_file_to_tf_card("/var/source", "fw", "fw"); },
-       {kFolder + "fw.new", "/mnt/sdmmc0p2/fw", "/mnt/sdmmc0p2"},
-       "Copy /var/source to " + kFolder + "fw.new fail in TF card.\n"},
+       {kDirectory + "fw.new", "/mnt/sdmmc0p2/fw", "/mnt/sdmmc0p2"},
+       "Copy /var/source to " + kDirectory + "fw.new fail in TF card.\n"},
       {[] { return common_copy_log_to_tf_card("/var/source"); },
        {"/mnt/sdmmc0p2/source", "/mnt/sdmmc0p2"},
        "Copy /var/source to /mnt/sdmmc0p2 fail in TF card \n"}};
@@ -102,7 +102,7 @@ TEST_F(Card, HasWhatWasStoredBeforeACallReturns0) {
   }
 }
 
-TEST_F(Card, ThatIsMissingIsTold) {
+TEST_F(Card, ThatIsMissingIsReported) {
   std::uint32_t count = 7;
   char names[] = "~";
   const auto expect = [&](const Outcome &store, const Outcome &images, const Outcome &documents) {
@@ -134,17 +134,17 @@ TEST_F(Card, VersionBeginsWithItsImage) {
       {"fw.new", "fw-2.1", 4},     {"fw.old", "fw-2.1", 5}, {"fw.new", "gx", 3}, {"fw.new.new", "fw.ne", 4},
       {"fw.old.new", "fw.old", 4}, {"a.old.new", "a.x", 5}, {".new", "", 4},     {"fw.new/below", "fw", 3}};
   for (const auto &[file, version, result] : rows) {
-    write(kFolder + file, "");
+    write(kDirectory + file, "");
     EXPECT_EQ(outcome(common_check_ima_file_version_tf_card, "fw", version), Outcome{result}) << file;
-    remove(kFolder);
+    remove(kDirectory);
   }
-  makeFolder(kFolder);
+  makeDirectory(kDirectory);
   const FailCall fault("opendir", 1, ENOMEM);
   EXPECT_EQ(outcome(common_check_ima_file_version_tf_card, "fw", "fw"),
             (Outcome{-1, "Cannot open directory /mnt/sdmmc0p2/fw\n"}));
   EXPECT_EQ(outcome(common_check_ima_file_version_tf_card, nullptr, "fw"), Outcome{-1});
   EXPECT_EQ(outcome(common_check_ima_file_version_tf_card, "fw", nullptr), Outcome{-1});
-  remove(kFolder);
+  remove(kDirectory);
   const std::string missing = "[Info]:<2024-05-01T13:45:07>/mnt/sdmmc0p2/%s is not exist in TF Card\n\n";
   EXPECT_EQ(outcome(common_check_ima_file_version_tf_card, "%s", "fw"), (Outcome{2, missing}));
 }
@@ -164,33 +164,33 @@ TEST_F(Card, KeepsTwoGenerationsOfOneImage) {
   for (const std::string &name : kForeign) {
     SCOPED_TRACE(name);
     entriesWithoutType = !entriesWithoutType;
-    remove(kFolder);
-    write(kFolder + name + ".new", "last");
-    write(kFolder + name + ".old", "before");
-    std::filesystem::create_symlink("/var/source", kFolder + "link.old");
-    makeFolder(kFolder + "below.new");
+    remove(kDirectory);
+    write(kDirectory + name + ".new", "last");
+    write(kDirectory + name + ".old", "before");
+    std::filesystem::create_symlink("/var/source", kDirectory + "link.old");
+    makeDirectory(kDirectory + "below.new");
     std::string names(130, '~');
     EXPECT_EQ(outcome(common_copy_ima_file_to_tf_card, "/var/source", "%s", "fw"), Outcome{});
     EXPECT_EQ(outcome(common_get_file_list_from_tf_card, "fw", names.data()), Outcome{});
     EXPECT_STREQ(&names[0], "%s");
     EXPECT_EQ(&names[64], name.substr(0, 63));
     EXPECT_EQ(names.substr(128), "~~");
-    EXPECT_EQ(read(kFolder + name + ".old"), "last");
-    EXPECT_EQ(list(kFolder).size(), 4U);
+    EXPECT_EQ(read(kDirectory + name + ".old"), "last");
+    EXPECT_EQ(list(kDirectory).size(), 4U);
   }
-  write(kFolder + "x.old.new", "");
+  write(kDirectory + "x.old.new", "");
   {
     const FailCall fault("remove", 1, EIO);
     EXPECT_EQ(outcome(common_copy_ima_file_to_tf_card, "/var/source", "y", "fw").output,
-              "Unlink " + kFolder + "x.old.new fail in TF card.\n");
+              "Unlink " + kDirectory + "x.old.new fail in TF card.\n");
   }
-  write(kFolder + "x.old.new", "");
-  const std::string texts = "Rename x.old.new to " + kFolder + "x.old.old fail in TF card.\nCopy %s to " + kFolder +
-                            "fw.new fail in TF card.\n";
+  write(kDirectory + "x.old.new", "");
+  const std::string texts = "Rename x.old.new to " + kDirectory + "x.old.old fail in TF card.\nCopy %s to " +
+                            kDirectory + "fw.new fail in TF card.\n";
   EXPECT_EQ(outcome(common_copy_ima_file_to_tf_card, "%s", "fw", "fw"), (Outcome{-1, texts}));
 }
 
-TEST_F(Card, FolderThatCannotBeListedKeepsItsImages) {
+TEST_F(Card, DirectoryThatCannotBeListedKeepsItsImages) {
   int result = 0;
   const auto store = [&] { result = common_copy_ima_file_to_tf_card("/var/source", "fw", "fw"); };
   const std::pair<std::string_view, unsigned> rows[] = {
@@ -202,22 +202,22 @@ TEST_F(Card, FolderThatCannotBeListedKeepsItsImages) {
   for (const auto &[call, least] : rows) {
     SCOPED_TRACE(call);
     for (int n = 0; n < 60; ++n) {  // three times the first block's capacity
-      touch(kFolder + std::to_string(n) + std::string(240, 'n') + ".old");
+      touch(kDirectory + std::to_string(n) + std::string(240, 'n') + ".old");
     }
-    write(kFolder + "fw.new", "last");
-    const auto before = list(kFolder);
-    const auto check = [&](unsigned n) { EXPECT_EQ(std::pair(result, list(kFolder)), std::pair(-1, before)) << n; };
+    write(kDirectory + "fw.new", "last");
+    const auto before = list(kDirectory);
+    const auto check = [&](unsigned n) { EXPECT_EQ(std::pair(result, list(kDirectory)), std::pair(-1, before)) << n; };
     unsigned failures = 0;
     const std::string output = capturedOutput([&, &name = call] { failures = failEach(name, ENOMEM, store, check); });
     EXPECT_TRUE(output.starts_with("Cannot open directory /mnt/sdmmc0p2/fw\n")) << output;
     EXPECT_GE(failures, least);
     EXPECT_EQ(result, 0);
-    EXPECT_EQ(list(kFolder), (std::vector<std::string>{"fw.new", "fw.old"}));
-    EXPECT_EQ(read(kFolder + "fw.old"), "last");
+    EXPECT_EQ(list(kDirectory), (std::vector<std::string>{"fw.new", "fw.old"}));
+    EXPECT_EQ(read(kDirectory + "fw.old"), "last");
   }
 }
 
-TEST_F(Card, FolderOfAnImageIsMade) {
+TEST_F(Card, DirectoryOfAnImageIsMade) {
   umask(0);
   EXPECT_EQ(common_copy_ima_file_to_tf_card("/var/source", "fw", "made"), 0);
   EXPECT_EQ(std::filesystem::status("/mnt/sdmmc0p2/made").permissions(), std::filesystem::perms(0777));
@@ -227,7 +227,7 @@ TEST_F(Card, FolderOfAnImageIsMade) {
             (Outcome{-1, "[Error]:<2024-05-01T13:45:07>" + cut}));
 }
 
-TEST_F(Card, DocumentsFillTheRoomThereIs) {
+TEST_F(Card, DocumentsFillTheCapacity) {
   std::string names(6 * 257, '~');
   std::uint32_t count = 7;
   // The result and the count.
@@ -235,7 +235,7 @@ TEST_F(Card, DocumentsFillTheRoomThereIs) {
     const int result = get_production_doc_from_tf_card(names.data(), max, &count);
     return std::pair(result, count);
   };
-  makeFolder("/mnt/sdmmc0p2/product_doc/below");
+  makeDirectory("/mnt/sdmmc0p2/product_doc/below");
   entriesWithoutType = true;
   EXPECT_EQ(documents(2), std::pair(2, 0U));
   EXPECT_EQ(names, std::string(6 * 257, '~'));
@@ -322,7 +322,7 @@ int kill(pid_t /*process*/, int /*signal*/) noexcept {
   return 0;
 }
 
-// Memory faults are for the library's allocations, not for the platform's.
+// Memory faults are for the library's allocations, not for the firmware's.
 int copyFile(const char *from, const char *to) {
   const vexora::test::InHarness own;
   return original(&copyFile, "copyFile")(from, to);

@@ -12,7 +12,7 @@ constexpr const char *kFile = "/var/file";
 const std::string kGuarded = std::string("\x26\x39\xF4\xCB") + "123456789";  // the digits' checksum is 0xCBF43926
 constexpr auto kReadGuarded = vexora_string_read_file_with_crc32_check;
 
-// The directories that the platform was asked to remove.
+// The directories that the firmware was asked to remove.
 std::vector<std::string> removals;
 
 class Files : public ChannelTest {};
@@ -159,7 +159,7 @@ TEST_F(Files, LogsAreEmptiedAndTheirOldOnesRemoved) {
   EXPECT_FALSE(exists(cut) || exists("/var/log.1") || exists("/var/none"));
 }
 
-TEST_F(Files, FolderOperations) {
+TEST_F(Files, DirectoryOperations) {
   removals = {};
   umask(0);
   std::filesystem::create_symlink("/var/none", "/var/link");

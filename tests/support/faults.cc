@@ -82,13 +82,13 @@ INTERPOSE_OPEN(open64)
 INTERPOSE(std::FILE *, fopen, "fopen", (const char *path, const char *mode), (path, mode), , nullptr)
 INTERPOSE(std::FILE *, fopen64, "fopen", (const char *path, const char *mode), (path, mode), , nullptr)
 INTERPOSE(DIR *, opendir, "opendir", (const char *path), (path), , nullptr)
-#define INTERPOSE_READDIR(entry, symbol)                                                      \
-  entry *symbol(DIR *folder) {                                                                \
-    entry *const next = mustFail("readdir") ? nullptr : original(&::symbol, #symbol)(folder); \
-    if (next != nullptr && entriesWithoutType && !InHarness::active()) {                      \
-      next->d_type = DT_UNKNOWN;                                                              \
-    }                                                                                         \
-    return next;                                                                              \
+#define INTERPOSE_READDIR(entry, symbol)                                                         \
+  entry *symbol(DIR *directory) {                                                                \
+    entry *const next = mustFail("readdir") ? nullptr : original(&::symbol, #symbol)(directory); \
+    if (next != nullptr && entriesWithoutType && !InHarness::active()) {                         \
+      next->d_type = DT_UNKNOWN;                                                                 \
+    }                                                                                            \
+    return next;                                                                                 \
   }
 INTERPOSE_READDIR(dirent, readdir)
 INTERPOSE_READDIR(dirent64, readdir64)

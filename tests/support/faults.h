@@ -2,7 +2,7 @@
 //
 // Makes system calls fail on purpose. In a program that links this, its own and the library's calls of the C library go
 // through counters, and an armed fault makes a chosen one fail. Only calls of the thread that armed the fault count,
-// without those of the test support itself (platform log, clock, sensors).
+// without those of the test support itself (firmware log, clock, sensors).
 //
 //   setUp();
 //   failEach("fwrite", ENOSPC,

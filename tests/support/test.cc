@@ -27,7 +27,7 @@ int removeBelow(const char *path, const struct stat * /*status*/, int /*kind*/, 
 
 std::mutex messagesLock;
 std::atomic<bool> collecting = false;
-std::vector<PlatformMessage> messages;
+std::vector<FirmwareMessage> messages;
 
 void deliver(int level, bool maintenance, const char *format, std::va_list arguments) {
   const InHarness own;
@@ -78,9 +78,9 @@ void clearRoot() {
   if (!exists(kRootMark)) {
     throw std::runtime_error("not in a private root; start test programs through tests/support/private_root");
   }
-  for (const char *folder : kWritable) {
+  for (const char *directory : kWritable) {
     // Only on its own file system: a build directory may be mounted in one of these and must survive.
-    nftw(folder, removeBelow, 16, FTW_DEPTH | FTW_MOUNT | FTW_PHYS);
+    nftw(directory, removeBelow, 16, FTW_DEPTH | FTW_MOUNT | FTW_PHYS);
   }
   fs::create_directories("/var/tmp");
 }
@@ -95,14 +95,14 @@ std::string withoutLine(std::string text) {
   return std::regex_replace(text, std::regex("([:([ ])" + first.str(1) + "(?![0-9])"), "$1LINE");
 }
 
-PlatformLog::PlatformLog() {
+FirmwareLog::FirmwareLog() {
   take();
   collecting = true;
 }
 
-PlatformLog::~PlatformLog() { collecting = false; }
+FirmwareLog::~FirmwareLog() { collecting = false; }
 
-std::vector<PlatformMessage> PlatformLog::take() {
+std::vector<FirmwareMessage> FirmwareLog::take() {
   const std::lock_guard hold(messagesLock);
   return std::exchange(messages, {});
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// For all tests: files, processes and the platform as tests see them, call faults, and the usual headers of the system
+// For all tests: files, processes and the firmware as tests see them, call faults, and the usual headers of the system
 // and the standard library. One header, because it is precompiled once for all programs.
 // An include guard, not #pragma once: the compiler may know a precompiled header under another file.
 #ifndef VEXORA_TESTS_SUPPORT_TEST_H
@@ -58,7 +58,7 @@ inline bool exists(const std::string &path) { return std::filesystem::exists(std
 inline void touch(const std::string &path) { write(path, ""); }
 
 // Makes a directory with its parents.
-inline void makeFolder(const std::string &path) { std::filesystem::create_directories(path); }
+inline void makeDirectory(const std::string &path) { std::filesystem::create_directories(path); }
 
 // Removes a file, or a directory with its content; a missing one is not an error.
 inline void remove(const std::string &path) { std::filesystem::remove_all(path); }
@@ -78,7 +78,7 @@ class RootTest : public testing::Test {
   RootTest() { clearRoot(); }
 };
 
-// The platform: its debug output, and its clock. The program defines the platform's symbols, so it receives
+// The firmware: its debug output, and its clock. The program defines the firmware's symbols, so it receives
 // the library's calls.
 
 // The next definition of a function that the test program interposes by its own, `ours`.
@@ -87,17 +87,17 @@ Function *original(Function * /*ours*/, const char *name) {
   return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
 }
 
-// One call of the platform's debug output or, with `maintenance`, of its maintenance output.
-struct PlatformMessage {
+// One call of the firmware's debug output or, with `maintenance`, of its maintenance output.
+struct FirmwareMessage {
   int level;
   std::string text;
   bool maintenance = false;
 
-  bool operator==(const PlatformMessage &) const = default;
+  bool operator==(const FirmwareMessage &) const = default;
 };
 
 template <typename Stream>
-Stream &operator<<(Stream &stream, const PlatformMessage &message) {
+Stream &operator<<(Stream &stream, const FirmwareMessage &message) {
   stream << (message.maintenance ? "maintenance " : "") << message.level << " \"" << message.text << '"';
   return stream;
 }
@@ -106,15 +106,15 @@ Stream &operator<<(Stream &stream, const PlatformMessage &message) {
 // again.
 std::string withoutLine(std::string text);
 
-// Collects the platform's debug output while it lives; one at a time. Without one, messages go to standard error.
-class PlatformLog {
+// Collects the firmware's debug output while it lives; one at a time. Without one, messages go to standard error.
+class FirmwareLog {
  public:
-  PlatformLog();
-  ~PlatformLog();
-  PlatformLog(PlatformLog &&) = delete;
+  FirmwareLog();
+  ~FirmwareLog();
+  FirmwareLog(FirmwareLog &&) = delete;
 
   // The messages since the construction or the last take(), without source lines.
-  std::vector<PlatformMessage> take();
+  std::vector<FirmwareMessage> take();
 };
 
 // Stops `time` at a moment (seconds since the epoch) while it lives, for threads and forked processes, too.

@@ -23,11 +23,11 @@ bool umlauts = false;    // the locale has a letter 0xE4
 // A call's result, output and reports, with LINE for the source line.
 template <typename Result, typename... Parameters>
 std::string told(Result (*call)(Parameters...), std::type_identity_t<Parameters>... arguments) {
-  PlatformLog log;
+  FirmwareLog log;
   Result result = 0;
   std::string text = capturedOutput([&] { result = call(arguments...); });
   EXPECT_EQ(resolverLists, 0) << text;
-  for (const PlatformMessage &message : log.take()) {
+  for (const FirmwareMessage &message : log.take()) {
     text += std::to_string(message.level) + message.text;
   }
   return std::to_string(result) + " " + std::regex_replace(text, std::regex(" [0-9]+\\]"), " LINE]");
@@ -111,7 +111,7 @@ TEST(Strings, AreCopiedWithinTheirBounds) {
   EXPECT_EQ(text, std::string("00:1A:2B:3C:4D:FE\0~", 19));
 }
 
-TEST(Strings, FailuresAreToldAndRefusedArgumentsAreNot) {
+TEST(Strings, FailuresAreReportedAndRefusedArgumentsAreNot) {
   const std::string module = "130[libvexora_basefunction:LINE]";
   std::string target(5120, 'x');
   for (const auto &[source, from, to] :
@@ -128,9 +128,9 @@ TEST(Strings, FailuresAreToldAndRefusedArgumentsAreNot) {
     EXPECT_EQ(told(is_valid_path, path), "-1 " + module + "Error: no match status is:1\n") << path;
   }
   EXPECT_EQ(told(is_valid_path, nullptr) + told(is_valid_path, ""), "-1 -1 ");
-  PlatformLog log;
+  FirmwareLog log;
   EXPECT_EQ(strncpy_safe(nullptr, "abc", SIZE_MAX), nullptr);
-  EXPECT_EQ(log.take(), (std::vector<PlatformMessage>{{130, module.substr(3) + "malloc function failing\n"}}));
+  EXPECT_EQ(log.take(), (std::vector<FirmwareMessage>{{130, module.substr(3) + "malloc function failing\n"}}));
 }
 
 TEST(Strings, ZoneIsTheOneOfNow) {
@@ -171,9 +171,9 @@ TEST(Strings, ZoneIsTheOneOfNow) {
 }
 
 #ifndef VEXORA_SANITIZED
-TEST(Strings, AShortMemoryIsToldAndLeavesNothingToRelease) {
-  PlatformLog log;
-  const PlatformMessage unquoted = {130, "[libvexora_basefunction:LINE]Memory allocation failing\n"};
+TEST(Strings, FailedAllocationsAreReportedAndLeaveNothingToRelease) {
+  FirmwareLog log;
+  const FirmwareMessage unquoted = {130, "[libvexora_basefunction:LINE]Memory allocation failing\n"};
   const HeapWatch heap;
   char *text = nullptr;
   const auto quote = [&] { text = escaper(text, "it's"); };
@@ -255,7 +255,7 @@ TEST(Words, AreFoundWholeInTheirSlots) {
             "V2C,V3,-,High,Normal,Low,No,-,VeryLow,Low,Average,Normal,High,-,Info,Warning,Critical,-,");
 }
 
-TEST(Words, LookupsKeepToTheirSlotsAndTheirRoom) {
+TEST(Words, LookupsStayInBounds) {
   unsigned char index = 0xFF;
   char text[] = "~~~~~~";
   for (const auto &[table, count] : {std::pair(&EnableStr[0], 0), {EnableStr, INT_MIN}, {nullptr, 2}}) {
@@ -294,7 +294,7 @@ std::vector<std::string> textsFor(const Rule &rule) {
   return texts;
 }
 
-TEST(Validators, HoldTheirRules) {
+TEST(Validators, FollowTheirRules) {
   std::string wrong;
   capturedOutput([&] {
     for (const Rule &rule : rules()) {
@@ -306,7 +306,7 @@ TEST(Validators, HoldTheirRules) {
   EXPECT_EQ(wrong, "");
 }
 
-TEST(Validators, TellWhatIsWrong) {
+TEST(Validators, ReportWhatIsWrong) {
   const std::string error = " 130[libvexora_basefunction:LINE]Error while converting ";
   const std::string first = "-1 The first character in the username cannot be a ";
   const std::string special = "-1 The special character in the requested ";

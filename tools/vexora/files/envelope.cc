@@ -104,7 +104,7 @@ void addPair(Command file, const char *name, const char *description, const char
 void addFile(Command app, Session &session) {
   Command file = app.add("file",
                          "Puts files into the CRC32 envelope, takes them out and verifies them.\nThe checksum is "
-                         "that of the platform's library: boards whose makers chose another one write files that "
+                         "that of the firmware's library: boards whose makers chose another one write files that "
                          "a workstation calls damaged.",
                          "printf '{}' | vexora file wrap - - | vexora file verify -");
   file.needsCommand();
