@@ -87,8 +87,7 @@ class Checker {
     } else if (text.empty() || isComment(text)) {
       return;
     } else if (text.starts_with('[')) {
-      report("ignored: no section's header" +
-             std::string(piece[0] == '[' ? ", its name is empty" : ", after blanks"));
+      report("ignored: no section's header" + std::string(piece[0] == '[' ? ", its name is empty" : ", after blanks"));
     } else if (section_ == 0) {
       report("ignored: " + inQuotes(text) + " is before the first section");
     } else if (section_ <= VEXORA_EVENT_SUBSCRIPTIONS) {
