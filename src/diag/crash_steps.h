@@ -14,8 +14,7 @@ long currentThread();
 
 /// Makes the calling thread, inside its fatal handler, the reporter. Returns only in the first thread of a process that
 /// calls it; any other thread that crashes waits here until the process has ended. From now on a fault or an abort of
-/// the reporter ends its step, a fault outside a step ends the process, and signals of other processes end
-/// neither.
+/// the reporter ends its step, a fault outside a step ends the process, and signals of other processes end neither.
 void becomeReporter();
 
 /// Returns whether the calling thread is the reporter.

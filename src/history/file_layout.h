@@ -21,7 +21,7 @@ inline constexpr std::size_t kFileSize = kHeaderSize + kSlotsSize;
 
 struct Header {
   std::uint32_t head;  // the slot of the oldest record
-  std::uint32_t tail;  // and of the newest
+  std::uint32_t tail;  // the slot of the newest
   std::uint32_t itemSize;
   std::uint32_t capacity;
   std::uint32_t count;

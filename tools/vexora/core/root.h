@@ -10,7 +10,7 @@
 namespace vexora::tool {
 
 /// From now on redirects the directories "/conf", "/etc", "/extlog", "/mnt" and "/var" into `root`. Returns the root's
-/// absolute path without a slash at its end; "" for "/" or an empty root.
+/// absolute path without a trailing slash; "" for "/" or an empty root.
 std::string enterRoot(const std::string &root);
 
 bool insideRoot();

@@ -95,7 +95,7 @@ struct Finding {
 /// The state of a run.
 struct Session {
   bool json = false;
-  std::string root;  // --root, without a slash at its end; empty for "/"
+  std::string root;  // of --root, without a trailing slash; empty for "/"
   std::string name;  // of the dump that the root was unpacked from, or empty
   Outcome outcome = kFine;
   Json members = object();  // of the run's document
